@@ -1,0 +1,52 @@
+// KtLeakCheck: how many objects of each class are alive.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ktformula {
+
+// One counter per class, reachable by its label ("KtFormula9.CellValue"). Counters live as long
+// as the program; counting costs one increment.
+class KtLeakCheck {
+ public:
+  explicit KtLeakCheck(std::string_view class_name);
+  KtLeakCheck(const KtLeakCheck&) = delete;
+  KtLeakCheck& operator=(const KtLeakCheck&) = delete;
+
+  struct Count {
+    std::string label;
+    std::int64_t alive;
+  };
+  // Every class that was ever counted.
+  static std::vector<Count> Counts();
+  // The classes with living objects as "label: count" lines; "" when nothing is alive.
+  static std::string Report();
+
+  void Created() noexcept { ++alive_; }
+  void Destroyed() noexcept { --alive_; }
+
+ private:
+  std::string label_;
+  std::int64_t alive_ = 0;
+  KtLeakCheck* next_;
+};
+
+// Base of a counted class; `T::kClassName` is the class's name.
+template <typename T>
+class LeakCounted {
+ public:
+  LeakCounted() noexcept { counter_.Created(); }
+  LeakCounted(const LeakCounted&) noexcept { counter_.Created(); }
+  LeakCounted(LeakCounted&&) noexcept { counter_.Created(); }
+  LeakCounted& operator=(const LeakCounted&) noexcept = default;
+  LeakCounted& operator=(LeakCounted&&) noexcept = default;
+  ~LeakCounted() { counter_.Destroyed(); }
+
+ private:
+  inline static KtLeakCheck counter_{T::kClassName};
+};
+
+}  // namespace ktformula

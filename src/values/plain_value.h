@@ -1,0 +1,23 @@
+// How plain operands read as numbers, dates and texts.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "values/cell_value.h"
+
+namespace ktformula {
+
+// A number, a numeric text, or a boolean as -1 or 0.
+std::optional<double> PlainNumber(const PlainValue& value);
+
+// A date, or a text that reads as one.
+std::optional<double> PlainDateValue(const PlainValue& value);
+
+// The boolean of a text that says true or false in any letter case; nothing else will do.
+std::optional<bool> PlainBoolean(const PlainValue& value);
+
+// "" for a value that has no text. Raises error 6 for a number that is not finite.
+std::u16string PlainText(const PlainValue& value);
+
+}  // namespace ktformula

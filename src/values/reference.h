@@ -1,0 +1,33 @@
+// References: texts that name notebook data, and the named values that come before it.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ktformula {
+
+class CellValue;
+
+// The named values that formulas can refer to; a FormulaListener's definitions.
+class NamedValues {
+ public:
+  // The value of this name, nullptr when there is none. Valid until the pass ends.
+  virtual const CellValue* DefinedValue(std::u16string_view Name) = 0;
+
+ protected:
+  ~NamedValues() = default;
+};
+
+// A reference text, taken apart once: parts separated by ":", each without surrounding blanks, a
+// leading "this" removed.
+struct ReferencePath {
+  explicit ReferencePath(std::u16string_view reference_text);
+
+  std::u16string text;
+  bool starts_with_this = false;
+  bool starts_with_parent = false;
+  std::vector<std::u16string> parts;
+};
+
+}  // namespace ktformula
