@@ -1,0 +1,243 @@
+#include "formula/evaluator.h"
+
+#include "values/raised_error.h"
+
+namespace ktformula {
+
+namespace {
+
+// Two procedures of the evaluator report under two spellings of their owner's name.
+constexpr std::u16string_view kHeadSource = u"FormulaPListener.EvaluateTokenTreeLayer";
+constexpr std::u16string_view kLoopSource = u"CellValue.EvaluateTokenTreeLayer";
+constexpr std::u16string_view kNextTokenSource = u"CellValue.EvaluateNextToken";
+constexpr std::u16string_view kArgumentSource = u"CellValue.EvaluateArgument";
+
+std::u16string Quoted(std::u16string_view before, const FormulaToken& token,
+                      std::u16string_view after) {
+  return std::u16string(before) + u" \"" + token.TokenText + u"\" " + std::u16string(after);
+}
+
+[[noreturn]] void RaiseUnknownName(std::u16string_view source, const FormulaToken& token) {
+  Raise(source, Quoted(u"the string", token, u"is not recognized"));
+}
+
+// Counts the layers under evaluation.
+class DepthGuard {
+ public:
+  DepthGuard() {
+    if (depth_ >= kMaximumEvaluationDepth) Raise(kLoopSource, u"the formula is nested too deeply");
+    ++depth_;
+  }
+  DepthGuard(const DepthGuard&) = delete;
+  DepthGuard& operator=(const DepthGuard&) = delete;
+  ~DepthGuard() { --depth_; }
+
+ private:
+  inline static int depth_ = 0;
+};
+
+const LayerItem& ItemAt(const TokenLayer& layer, std::size_t position) {
+  if (position >= layer.items.size()) Raise(RuntimeError::kInvalidIndex);
+  return layer.items[position];
+}
+
+// Strings, references and numbers; other kinds do nothing.
+void EvaluateLiteral(CellValue& target, const FormulaToken& token,
+                     const EvaluationContext& context) {
+  switch (token.TokenType) {
+    case kFormulaTokenTypeString: target.SetString(token.TokenText); break;
+    case kFormulaTokenTypeReference:
+      target.ReferenceValue(*token.Reference, context.context, context.sco, context.listener);
+      break;
+    case kFormulaTokenTypeNumber:
+      if (!token.Number) Raise(RuntimeError::kTypeMismatch);
+      target.SetNumber(*token.Number, *token.Number);
+      break;
+    default: break;
+  }
+}
+
+// True for the names TRUE and FALSE, which are set; any other name raises.
+void EvaluateTruthName(CellValue& target, const FormulaToken& token, std::u16string_view source) {
+  if (token.Word != FormulaWord::kTrue && token.Word != FormulaWord::kFalse) {
+    RaiseUnknownName(source, token);
+  }
+  target.SetBoolean(token.Word == FormulaWord::kTrue);
+}
+
+// Calls the function at `position` with the layer behind it, if there is one.
+void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& position,
+                  const EvaluationContext& context) {
+  IKtFormulaFunction& function = *layer.items[position].token->TokenFunction;
+  ++position;
+  const TokenLayer* args = nullptr;
+  if (position < layer.items.size() && layer.items[position].layer != nullptr) {
+    args = layer.items[position].layer.get();
+    ++position;
+  }
+  function.ComputeValue(args, context.context, target);
+}
+
+// A symbol that begins a layer becomes an operator between a neutral left side and its operand.
+void SetNeutralLeftSide(CellValue& target, const FormulaToken& token) {
+  switch (token.Word) {
+    case FormulaWord::kAdd:
+    case FormulaWord::kSubtract:
+    case FormulaWord::kPlusMinus: target.SetNumber(0, 0); break;
+    case FormulaWord::kNot: target.SetBoolean(true); break;
+    default: Raise(kHeadSource, Quoted(u"the symbol", token, u"is not a prefix symbol"));
+  }
+}
+
+// Evaluates the first operand of a layer; `position` is then the first item of the operator loop.
+void EvaluateHead(CellValue& target, const TokenLayer& layer, std::size_t& position,
+                  const EvaluationContext& context) {
+  const LayerItem* item = &ItemAt(layer, position);
+  if (item->layer != nullptr) {
+    EvaluateTokenTreeLayer(target, *item->layer, context);
+    ++position;
+    return;
+  }
+  target.InitializeFromELNProperty(context.prop);
+  if (item->token->Word == FormulaWord::kEquals) {
+    // A formula may begin with "=", but only one token may follow it.
+    item = &ItemAt(layer, ++position);
+    if (item->token == nullptr) Raise(RuntimeError::kTypeMismatch);
+  }
+  switch (item->token->TokenType) {
+    case kFormulaTokenTypeSymbol: SetNeutralLeftSide(target, *item->token); return;
+    case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); return;
+    case kFormulaTokenTypeName: EvaluateTruthName(target, *item->token, kHeadSource); break;
+    default: EvaluateLiteral(target, *item->token, context); break;
+  }
+  ++position;
+}
+
+// The CellValue operation of an operator, nullptr for words that are none.
+void (CellValue::*OperationOf(FormulaWord word))(Operand) {
+  switch (word) {
+    case FormulaWord::kOr: return &CellValue::BooleanOr;
+    case FormulaWord::kXor: return &CellValue::BooleanXOr;
+    case FormulaWord::kAnd: return &CellValue::BooleanAnd;
+    case FormulaWord::kEquals: return &CellValue::Equals;
+    case FormulaWord::kGreaterThan: return &CellValue::GreaterThan;
+    case FormulaWord::kGreaterThanEquals: return &CellValue::GreaterThanEquals;
+    case FormulaWord::kLessThan: return &CellValue::LessThan;
+    case FormulaWord::kLessThanEquals: return &CellValue::LessThanEquals;
+    case FormulaWord::kNotEquals: return &CellValue::NotEquals;
+    case FormulaWord::kAdd: return &CellValue::Add;
+    case FormulaWord::kSubtract: return &CellValue::Subtract;
+    case FormulaWord::kDivide: return &CellValue::Divide;
+    case FormulaWord::kMultiply: return &CellValue::Multiply;
+    case FormulaWord::kConcatenate: return &CellValue::Concatenate;
+    case FormulaWord::kModulus: return &CellValue::Modulus;
+    default: return nullptr;
+  }
+}
+
+void ApplyOperator(CellValue& target, const FormulaToken& token, const CellValue& operand) {
+  if (const auto operation = OperationOf(token.Word)) {
+    (target.*operation)(operand);
+  } else if (token.Word == FormulaWord::kNot) {
+    target.SetBoolean(!operand.BooleanValue());
+  } else if (token.Word != FormulaWord::kExclamation) {
+    target.SetError(kComponentError, kLoopSource,
+                    Quoted(u"the symbol", token, u"is not a valid token"));
+  }
+}
+
+bool IsOperatorToken(const FormulaToken& token) {
+  return token.TokenType == kFormulaTokenTypeSymbol ||
+         (token.TokenType == kFormulaTokenTypeName && OperationOf(token.Word) != nullptr);
+}
+
+// Applies the operator at `position` to `target` and the operand behind it.
+void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& position,
+                       const EvaluationContext& context) {
+  const LayerItem& item = layer.items[position];
+  if (item.token == nullptr) {
+    Raise(kLoopSource, u"the syntax for the formula is not valid; an operator is missing");
+  }
+  const FormulaToken& token = *item.token;
+  if (IsOperatorToken(token)) {
+    ++position;
+    CellValue operand;
+    EvaluateNextToken(operand, layer, position, context);
+    ApplyOperator(target, token, operand);
+  } else if (token.TokenType == kFormulaTokenTypeName) {
+    target.SetError(kComponentError, kLoopSource,
+                    Quoted(u"the string", token, u"is not recognized"));
+  } else {
+    Raise(kLoopSource, Quoted(u"the syntax for the formula token", token, u"is not valid"));
+  }
+}
+
+// Inverts a Boolean operand once for each NOT in front of it.
+void ApplyNots(CellValue& target, std::size_t count) {
+  for (; count > 0; --count) {
+    if (target.CellValueType() == kCellValueTypeBoolean) {
+      target.SetBoolean(!target.BooleanValue());
+    } else if (target.CellValueType() != kCellValueTypeError) {
+      target.SetError(kComponentError, kNextTokenSource,
+                      u"the token following a NOT is not a Boolean value");
+    }
+  }
+}
+
+}  // namespace
+
+void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
+                            const EvaluationContext& context) {
+  const DepthGuard guard;
+  std::size_t position = 0;
+  EvaluateHead(target, layer, position, context);
+  while (position < layer.items.size() && target.CellValueType() != kCellValueTypeError) {
+    EvaluateOperation(target, layer, position, context);
+  }
+}
+
+void EvaluateNextToken(CellValue& target, const TokenLayer& layer, std::size_t& position,
+                       const EvaluationContext& context) {
+  // NOT in front of an operand is recognized in capitals only.
+  std::size_t nots = 0;
+  const LayerItem* item = &ItemAt(layer, position);
+  while (item->token != nullptr && item->token->Word == FormulaWord::kNot &&
+         item->token->TokenText == u"NOT") {
+    ++nots;
+    item = &ItemAt(layer, ++position);
+  }
+  if (item->layer != nullptr) {
+    EvaluateTokenTreeLayer(target, *item->layer, context);
+    ++position;
+  } else {
+    switch (item->token->TokenType) {
+      case kFormulaTokenTypeSymbol:
+        Raise(kNextTokenSource,
+              Quoted(u"the symbol", *item->token, u"can not follow another symbol"));
+      case kFormulaTokenTypeName: RaiseUnknownName(kNextTokenSource, *item->token);
+      case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); break;
+      default: EvaluateLiteral(target, *item->token, context); ++position;
+    }
+  }
+  ApplyNots(target, nots);
+}
+
+void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context) {
+  if (item.layer != nullptr) {
+    EvaluateTokenTreeLayer(target, *item.layer, context);
+    return;
+  }
+  const FormulaToken& token = *item.token;
+  target.InitializeFromELNProperty(context.prop);
+  switch (token.TokenType) {
+    case kFormulaTokenTypeName: EvaluateTruthName(target, token, kArgumentSource); break;
+    case kFormulaTokenTypeSymbol:
+      Raise(kArgumentSource, Quoted(u"the symbol", token, u"can not be evaluated in isolation"));
+    case kFormulaTokenTypeFunction:
+      token.TokenFunction->ComputeValue(nullptr, context.context, target);
+      break;
+    default: EvaluateLiteral(target, token, context); break;
+  }
+}
+
+}  // namespace ktformula

@@ -1,0 +1,31 @@
+// IKtFormulaFunction: what a function of the formula language implements.
+#pragma once
+
+namespace ktformula {
+
+class CellValue;
+class NamedValues;
+class NotebookObject;
+class TokenLayer;
+
+// One object of each function class serves all formulas of a listener, one call at a time, and
+// keeps nothing from one call to the next.
+class IKtFormulaFunction {
+ public:
+  virtual ~IKtFormulaFunction() = default;
+
+  // Called once, right after creation. The listener outlives the function's last call.
+  virtual void Initialize(NamedValues& listener) = 0;
+
+  // Computes the function into `TargetCellValue`, which may become an error value; may raise.
+  // `args` has one item for each argument, unevaluated; it is nullptr when the function's name
+  // stands without parentheses. `sco` is the object that the formula is computed for; may be
+  // nullptr.
+  virtual void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                            CellValue& TargetCellValue) = 0;
+
+  // Called once, when the listener shuts down.
+  virtual void Terminate() = 0;
+};
+
+}  // namespace ktformula

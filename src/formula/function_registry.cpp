@@ -1,0 +1,34 @@
+#include "formula/function_registry.h"
+
+#include "values/raised_error.h"
+#include "values/text.h"
+
+namespace ktformula {
+
+void FunctionRegistry::Register(std::u16string_view key,
+                                std::shared_ptr<IKtFormulaFunction> function) {
+  if (!functions_.Add(key, std::move(function))) Raise(RuntimeError::kInvalidProcedureCall);
+}
+
+std::shared_ptr<IKtFormulaFunction> FunctionRegistry::Find(std::u16string_view name) const {
+  const auto* function = functions_.Find(UpperCase(name));
+  return function != nullptr ? *function : nullptr;
+}
+
+std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
+    std::u16string_view Name) const {
+  std::shared_ptr<IKtFormulaFunction> function = Find(Name);
+  if (function == nullptr) {
+    Raise(u"FormulaListener.FormulaFunction",
+          u"the function \"" + std::u16string(Name) + u"\" is not recognized");
+  }
+  return function;
+}
+
+void FunctionRegistry::Terminate() {
+  for (const auto& [key, function] : functions_)
+    function->Terminate();
+  functions_.Clear();
+}
+
+}  // namespace ktformula

@@ -1,0 +1,41 @@
+// The functions that formulas can call, by name.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "formula/formula_function.h"
+#include "values/dictionary.h"
+
+namespace ktformula {
+
+// A function class as data: the name under which formulas call it, and how to create it.
+struct FunctionClass {
+  std::u16string_view key;
+  std::function<std::unique_ptr<IKtFormulaFunction>()> create;
+};
+
+class FunctionRegistry {
+ public:
+  // Keys are upper case. Raises error 5 when the key is taken.
+  void Register(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function);
+
+  // The function of this name in any letter case, empty when there is none.
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view name) const;
+
+  // The same, but raises kComponentError for an unknown name.
+  std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const;
+
+  // Calls Terminate on every function, in the order of registration, and forgets them all.
+  void Terminate();
+
+  const Dictionary<std::shared_ptr<IKtFormulaFunction>>& Functions() const noexcept {
+    return functions_;
+  }
+
+ private:
+  Dictionary<std::shared_ptr<IKtFormulaFunction>> functions_;
+};
+
+}  // namespace ktformula

@@ -1,0 +1,75 @@
+#include "formula/token.h"
+
+#include <array>
+
+#include "values/platform.h"
+#include "values/text.h"
+
+namespace ktformula {
+
+namespace {
+
+struct WordRow {
+  std::u16string_view text;
+  FormulaTokenTypeEnum type;
+  FormulaWord word;
+  int level;
+};
+
+// The operators from the loosest to the tightest, then the words without a level.
+constexpr std::array<WordRow, 21> kWords{{
+    {u"OR", kFormulaTokenTypeName, FormulaWord::kOr, 1},
+    {u"XOR", kFormulaTokenTypeName, FormulaWord::kXor, 1},
+    {u"AND", kFormulaTokenTypeName, FormulaWord::kAnd, 2},
+    {u"NOT", kFormulaTokenTypeSymbol, FormulaWord::kNot, 3},
+    {u"=", kFormulaTokenTypeSymbol, FormulaWord::kEquals, 4},
+    {u">", kFormulaTokenTypeSymbol, FormulaWord::kGreaterThan, 4},
+    {u">=", kFormulaTokenTypeSymbol, FormulaWord::kGreaterThanEquals, 4},
+    {u"<", kFormulaTokenTypeSymbol, FormulaWord::kLessThan, 4},
+    {u"<>", kFormulaTokenTypeSymbol, FormulaWord::kNotEquals, 4},
+    {u"<=", kFormulaTokenTypeSymbol, FormulaWord::kLessThanEquals, 4},
+    {u"!=", kFormulaTokenTypeSymbol, FormulaWord::kNotEquals, 4},
+    {u"+", kFormulaTokenTypeSymbol, FormulaWord::kAdd, 5},
+    {u"-", kFormulaTokenTypeSymbol, FormulaWord::kSubtract, 5},
+    {u"+/-", kFormulaTokenTypeSymbol, FormulaWord::kPlusMinus, 5},
+    {u"/", kFormulaTokenTypeSymbol, FormulaWord::kDivide, 6},
+    {u"*", kFormulaTokenTypeSymbol, FormulaWord::kMultiply, 6},
+    {u"&", kFormulaTokenTypeSymbol, FormulaWord::kConcatenate, 6},
+    {u"%", kFormulaTokenTypeSymbol, FormulaWord::kModulus, 6},
+    {u"!", kFormulaTokenTypeSymbol, FormulaWord::kExclamation, 0},
+    {u"TRUE", kFormulaTokenTypeName, FormulaWord::kTrue, 0},
+    {u"FALSE", kFormulaTokenTypeName, FormulaWord::kFalse, 0},
+}};
+
+constexpr std::size_t kLongestWord = 5;
+
+FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text) {
+  if (text.size() > kLongestWord) return FormulaWord::kNone;
+  const std::u16string upper = UpperCase(text);
+  for (const WordRow& row : kWords) {
+    if (row.type == type && row.text == upper) return row.word;
+  }
+  return FormulaWord::kNone;
+}
+
+}  // namespace
+
+int PrecedenceLevel(FormulaWord word) noexcept {
+  for (const WordRow& row : kWords) {
+    if (row.word == word) return row.level;
+  }
+  return 0;
+}
+
+FormulaToken::FormulaToken(FormulaTokenTypeEnum type, std::u16string_view text)
+    : TokenType(type), TokenText(text) {
+  switch (type) {
+    case kFormulaTokenTypeName:
+    case kFormulaTokenTypeSymbol: Word = FindWord(type, text); break;
+    case kFormulaTokenTypeNumber: Number = NumericValue(text); break;
+    case kFormulaTokenTypeReference: Reference = std::make_unique<ReferencePath>(text); break;
+    default: break;
+  }
+}
+
+}  // namespace ktformula

@@ -1,0 +1,80 @@
+// Tokens of the formula language.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "formula/formula_function.h"
+#include "values/leak_check.h"
+#include "values/reference.h"
+
+namespace ktformula {
+
+enum FormulaTokenTypeEnum : std::int32_t {
+  kFormulaTokenTypeWhitespace = 0,
+  kFormulaTokenTypeName = 1,
+  kFormulaTokenTypeString = 2,
+  kFormulaTokenTypeReference = 3,
+  kFormulaTokenTypeNumber = 4,
+  kFormulaTokenTypeSymbol = 5,
+  kFormulaTokenTypeLeftParen = 6,
+  kFormulaTokenTypeRightParen = 7,
+  kFormulaTokenTypeComma = 8,
+  kFormulaTokenTypeFunction = 9,
+};
+
+// What a name or symbol token means in a formula.
+enum class FormulaWord : std::uint8_t {
+  kNone,
+  kOr,
+  kXor,
+  kAnd,
+  kNot,
+  kEquals,
+  kGreaterThan,
+  kGreaterThanEquals,
+  kLessThan,
+  kLessThanEquals,
+  kNotEquals,
+  kAdd,
+  kSubtract,
+  kPlusMinus,
+  kDivide,
+  kMultiply,
+  kConcatenate,
+  kModulus,
+  kExclamation,
+  kTrue,
+  kFalse,
+};
+
+// The operators' precedence levels: 1 binds loosest, 6 tightest.
+inline constexpr int kLoosestLevel = 1;
+inline constexpr int kTightestLevel = 6;
+
+// The level of an operator, 0 for any other word.
+int PrecedenceLevel(FormulaWord word) noexcept;
+
+// One token. Besides its kind and text it holds what can be known once: the word's meaning, the
+// numeral's value, the reference's parts.
+struct FormulaToken : private LeakCounted<FormulaToken> {
+  static constexpr std::string_view kClassName = "FormulaToken";
+
+  FormulaToken(FormulaTokenTypeEnum type, std::u16string_view text);
+
+  FormulaTokenTypeEnum TokenType;
+  FormulaWord Word = FormulaWord::kNone;
+  // As written; strings without quotes, references without brackets.
+  std::u16string TokenText;
+  // The function object, for function tokens only.
+  std::shared_ptr<IKtFormulaFunction> TokenFunction;
+  // A number token's value; empty when the numeral can not be converted.
+  std::optional<double> Number;
+  // Set for reference tokens only.
+  std::unique_ptr<const ReferencePath> Reference;
+};
+
+}  // namespace ktformula
