@@ -1,0 +1,22 @@
+// Patterns that show a number with a given number of significant digits in a given unit.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/notebook_objects.h"
+
+namespace ktformula {
+
+// The unit in which values of the property are shown: the named one, or the property's default
+// unit when the name is empty or unknown. Empty when values of the property carry no units.
+Ref<Unit> DisplayUnit(const ELNProperty& property, std::u16string_view unit_name,
+                      UnitCatalogue& units);
+
+// The pattern for a value, in base units, with so many significant digits. The unit name "%" asks
+// for a percentage where values carry no units. Raises error 6 for a value that is not finite.
+std::u16string DisplayPattern(double value, std::int16_t digits, std::u16string_view unit_name,
+                              const ELNProperty& property, UnitCatalogue& units);
+
+}  // namespace ktformula

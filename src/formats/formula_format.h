@@ -1,0 +1,26 @@
+// IKtFormulaFormat: how a computed number is shown.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/notebook_objects.h"
+#include "values/dictionary.h"
+
+namespace ktformula {
+
+// The display units found in what the user typed in: quantity name to unit name.
+using ExaminedUnitsMap = Dictionary<std::u16string>;
+
+class IKtFormulaFormat : public virtual HostObject {
+ public:
+  // Writes `Value`, in the base unit of the cell's property, into the cell `gc` with a pattern and
+  // a unit of the format's choice. `format` is the pattern that the user asked for: "" for none,
+  // "%" for a percentage. `ExaminedSigDig` is the number of significant digits to show.
+  virtual void SetGridCellValue(GridControl& GridCtl, TableCell& gc, double Value,
+                                std::u16string_view format, std::int16_t ExaminedSigDig,
+                                const ExaminedUnitsMap& ExaminedUnits) = 0;
+};
+
+}  // namespace ktformula

@@ -1,0 +1,80 @@
+#include "listener/configuration_xml.h"
+
+#include <unordered_set>
+
+namespace ktformula {
+
+namespace {
+
+constexpr std::u16string_view kPropertyFormulaElement = u"propertyFormula";
+constexpr std::u16string_view kDefinitionElement = u"definition";
+
+using NameSet = std::unordered_set<std::u16string, TextHash, std::equal_to<>>;
+
+// Replaces the entry unless it is the same in formula and format.
+void Merge(PropertyFormulas& formulas, std::u16string_view key, std::u16string_view formula,
+           std::u16string_view format) {
+  if (const auto* known = formulas.Find(key)) {
+    if ((*known)->Formula == formula && (*known)->StringFormat == format) return;
+    formulas.Remove(key);
+  }
+  formulas.Add(key, std::make_shared<PropertyFormula>(formula, format));
+}
+
+void RemoveAllBut(PropertyFormulas& formulas, const NameSet& kept) {
+  PropertyFormulas remaining;
+  for (const auto& [key, formula] : formulas) {
+    if (kept.contains(key)) remaining.Add(key, formula);
+  }
+  formulas = std::move(remaining);
+}
+
+}  // namespace
+
+void WriteConfigurationXml(const FormulaConfiguration& configuration, XmlElement& root,
+                           const ColumnNameOfKey& name_of_key) {
+  const Ref<XmlDocument> document = root.OwnerDocument();
+  for (const auto& [key, formula] : configuration.property_formulas) {
+    const Ref<XmlElement> element = document->CreateElement(kPropertyFormulaElement);
+    element->AppendCData(formula->Formula);
+    element->SetAttribute(u"format", formula->StringFormat);
+    if (name_of_key) {
+      element->SetAttribute(u"name", name_of_key(key));
+    } else {
+      element->SetAttribute(u"key", key);
+    }
+    root.AppendChild(*element);
+  }
+  for (const auto& [name, formula] : configuration.definitions) {
+    const Ref<XmlElement> element = document->CreateElement(kDefinitionElement);
+    element->AppendCData(formula->Formula);
+    element->SetAttribute(u"name", name);
+    root.AppendChild(*element);
+  }
+}
+
+FormulaConfiguration ReadConfigurationXml(XmlElement& root, const FormulaConfiguration& previous,
+                                          const ColumnKeyOfName& key_of_name) {
+  FormulaConfiguration configuration = previous;
+  NameSet keys;
+  NameSet names;
+  for (const Ref<XmlElement>& element : root.ChildElements()) {
+    const std::u16string kind = element->NodeName();
+    const std::u16string name = element->Attribute(u"name").value_or(u"");
+    if (kind == kPropertyFormulaElement) {
+      const auto key_attribute = element->Attribute(u"key");
+      const std::u16string key = key_attribute ? *key_attribute : key_of_name(name);
+      Merge(configuration.property_formulas, key, element->Text(),
+            element->Attribute(u"format").value_or(u""));
+      keys.insert(key);
+    } else if (kind == kDefinitionElement) {
+      Merge(configuration.definitions, name, element->Text(), u"");
+      names.insert(name);
+    }
+  }
+  RemoveAllBut(configuration.property_formulas, keys);
+  RemoveAllBut(configuration.definitions, names);
+  return configuration;
+}
+
+}  // namespace ktformula

@@ -1,0 +1,114 @@
+#include "listener/entered_values.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "values/platform.h"
+#include "values/significant_digits.h"
+#include "values/text.h"
+
+namespace ktformula {
+
+namespace {
+
+struct Addition {
+  std::u16string_view quantity;
+  std::u16string_view unit;
+};
+
+// When the quantity's unit is this one, these go with it unless the quantities have units already.
+// The rows are applied in order, so a later one sees what an earlier one added.
+struct CompletionRow {
+  std::u16string_view quantity;
+  std::u16string_view unit;
+  std::array<Addition, 3> additions;
+};
+
+constexpr std::u16string_view kMass = u"mass";
+constexpr std::u16string_view kVolume = u"volume";
+constexpr std::u16string_view kMolality = u"molality";
+constexpr std::u16string_view kMoles = u"moles";
+
+constexpr std::array<CompletionRow, 10> kCompletion{{
+    {kMass, u"kg", {{{kVolume, u"L"}, {kMolality, u"mol/kg"}, {kMoles, u"mol"}}}},
+    {kMass, u"g", {{{kVolume, u"ml"}, {kMolality, u"mmol/g"}, {kMoles, u"mmol"}}}},
+    {kMass, u"mg", {{{kVolume, u"µl"}, {kMolality, u"mmol/g"}, {kMoles, u"mmol"}}}},
+    {kVolume, u"l", {{{kMass, u"kg"}, {kMolality, u"mol/kg"}, {kMoles, u"mol"}}}},
+    {kVolume, u"L", {{{kMass, u"kg"}, {kMolality, u"mol/kg"}, {kMoles, u"mol"}}}},
+    {kVolume, u"ml", {{{kMass, u"g"}, {kMolality, u"mmol/g"}, {kMoles, u"mmol"}}}},
+    {kVolume, u"µl", {{{kMass, u"mg"}, {kMolality, u"mmol/mg"}, {kMoles, u"µmol"}}}},
+    {kMoles, u"mol", {{{kMass, u"kg"}, {kVolume, u"L"}, {kMolality, u"mol/kg"}}}},
+    {kMoles, u"mmol", {{{kMass, u"g"}, {kVolume, u"ml"}, {kMolality, u"mmol/g"}}}},
+    {kMoles, u"µmol", {{{kMass, u"mg"}, {kVolume, u"µl"}, {kMolality, u"µmol/mg"}}}},
+}};
+
+void CompleteUnits(ExaminedUnitsMap& units) {
+  for (const CompletionRow& row : kCompletion) {
+    const std::u16string* unit = units.Find(row.quantity);
+    if (unit == nullptr || *unit != row.unit) continue;
+    for (const Addition& addition : row.additions) {
+      units.Add(addition.quantity, std::u16string(addition.unit));
+    }
+  }
+}
+
+class EnteredValuesWalk {
+ public:
+  explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
+
+  void Visit(const Table& table) {
+    for (int c = 1; c <= table.ColumnCount(); ++c) {
+      const Ref<TableProperty> column = table.Column(c);
+      const int count = column->CellCount();
+      for (int r = 1; r <= count; ++r)
+        Visit(*column->Cell(r));
+    }
+  }
+
+  EnteredValues Result() && {
+    if (smallest_ != kNothingSeen) values_.ExaminedSigDig = smallest_;
+    CompleteUnits(values_.ExaminedUnits);
+    return std::move(values_);
+  }
+
+ private:
+  static constexpr std::int16_t kNothingSeen = 999;
+
+  void Visit(const TableCell& cell) {
+    if (cell.StateText() != kEnteredState) return;
+    const std::u16string text = cell.Text();
+    const SplitText split = SplitUnitText(text, units_);
+    // The digits of a unit such as "m3" are not the number's.
+    smallest_ = std::min(smallest_, CountSignificantDigits(split.number, false));
+    if (split.unit) {
+      values_.ExaminedUnits.Add(split.unit->QuantityName(), split.unit->UnitText());
+    }
+  }
+
+  UnitCatalogue& units_;
+  EnteredValues values_;
+  std::int16_t smallest_ = kNothingSeen;
+};
+
+}  // namespace
+
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
+  EnteredValuesWalk walk(units);
+  for (int i = 1; i <= owner.FieldCount(); ++i) {
+    if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
+  }
+  return std::move(walk).Result();
+}
+
+SplitText SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
+  const std::u16string_view trimmed = TrimBlanks(text);
+  if (trimmed.empty() || !(IsDigit(trimmed[0]) || trimmed[0] == u'.')) return {text, nullptr};
+  const std::size_t length = NumeralLength(trimmed);
+  const std::u16string_view rest = TrimBlanks(trimmed.substr(length));
+  if (rest.empty() || !IsNumericText(trimmed.substr(0, length))) return {text, nullptr};
+  Ref<Unit> unit = units.Find(rest);
+  return {unit ? trimmed.substr(0, length) : text, std::move(unit)};
+}
+
+}  // namespace ktformula

@@ -1,0 +1,103 @@
+// FormulaListener: keeps the formula columns of one table up to date.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "formats/field_listener.h"
+#include "formats/formula_format.h"
+#include "formula/evaluator.h"
+#include "formula/function_registry.h"
+#include "listener/configuration.h"
+#include "values/leak_check.h"
+#include "values/reference.h"
+
+namespace ktformula {
+
+inline constexpr std::u16string_view kFormulaListenerIdentifier = u"KtFormula9.FormulaListener";
+
+// Watches one table. On every table notification it computes each cell of each column that has a
+// formula, except cells in the state "entered", and writes the result, or "#Error: " and the
+// reason, through the table control. What fails in one cell never disturbs another and never
+// reaches the host; what fails in the host's own calls does.
+class FormulaListener final : public FieldListener,
+                              public NamedValues,
+                              private LeakCounted<FormulaListener> {
+ public:
+  static constexpr std::string_view kClassName = "FormulaListener";
+
+  // `functions` are the function classes that Initialize creates; it outlives the listener.
+  explicit FormulaListener(std::span<const FunctionClass> functions);
+  ~FormulaListener() override { Terminate(); }
+
+  std::u16string TypeName() const override { return u"FormulaListener"; }
+  void TableNotification(NotificationSource& source, HostObject* detail) override {
+    Recalculate(source, detail);
+  }
+  void EditProperties() override;
+
+  // Brings the watched table up to date; the second argument is not used.
+  void Recalculate(NotificationSource& source, HostObject* detail);
+
+  // Evaluates a formula as if it stood in the cell, into `target`, in a pass of its own. Raises
+  // what the formula raises.
+  void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target);
+
+  // The pattern for `gNumberToFormat`, in base units, with `NumSigDig` significant digits, in the
+  // named unit or, when the name is empty, the property's default unit; "%" asks for a percentage.
+  std::u16string SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
+                              std::u16string_view IUnitString, const ELNProperty& Property) const;
+
+  // The value of the definition, evaluated once for each pass. What it raises, or its referring to
+  // itself, makes it an error value. nullptr outside a pass too.
+  const CellValue* DefinedValue(std::u16string_view Name) override;
+
+  // Parses a formula; see formula/token_tree.h for what it raises.
+  std::shared_ptr<const TokenTree> MakeTokenTree(std::u16string_view formula) const;
+
+  // The function of this name in any letter case; raises kComponentError for an unknown name.
+  std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const {
+    return registry_.FormulaFunction(Name);
+  }
+  const FunctionRegistry& FormulaFunctions() const noexcept { return registry_; }
+
+  const FormulaConfiguration& Configuration() const noexcept { return configuration_; }
+
+  // Gives the column of this key a formula; an empty formula removes it. An unchanged formula and
+  // format keep the parsed formula.
+  void SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
+                          std::u16string_view string_format);
+  // The same for a named definition.
+  void SetDefinition(std::u16string_view name, std::u16string_view formula);
+
+  // The program identifier of the result format; "" stands for the default format.
+  const std::u16string& ResultFormat() const noexcept { return result_format_; }
+  void SetResultFormat(std::u16string_view program_identifier) {
+    result_format_ = program_identifier;
+  }
+
+ private:
+  class Pass;
+
+  void OnInitialize() override;
+  void OnTerminate() override;
+  void WriteConfiguration(XmlElement& root, ColumnReference columns) const override;
+  void ReadConfiguration(XmlElement& root, ReadMode mode) override;
+
+  std::u16string PropertyKeyOfName(std::u16string_view name) const;
+  std::u16string PropertyNameOfKey(std::u16string_view key) const;
+  Ref<IKtFormulaFormat> CreateFormulaFormat() const;
+  std::shared_ptr<const TokenTree> TreeOf(PropertyFormula& formula) const;
+
+  std::span<const FunctionClass> function_classes_;
+  FunctionRegistry registry_;
+  FormulaConfiguration configuration_;
+  std::u16string result_format_;
+  // The pass under way; passes nest when the host notifies from within one.
+  Pass* pass_ = nullptr;
+};
+
+}  // namespace ktformula
