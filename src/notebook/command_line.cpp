@@ -1,0 +1,185 @@
+#include "notebook/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <ostream>
+
+#include "notebook/commands.h"
+#include "notebook/locale_names.h"
+#include "notebook/notebook_error.h"
+#include "notebook/utf.h"
+#include "values/platform.h"
+#include "values/raised_error.h"
+#include "values/text.h"
+
+namespace ktnotebook {
+
+namespace {
+
+// Put in front of arguments such as "-5" and "--5", which are formulas and texts, not options.
+constexpr char kShield = '\x01';
+
+bool IsOption(const std::string& argument, bool takes_output) {
+  if (argument == "--" || argument == "-h") return true;
+  if (argument == "-o") return takes_output;
+  return argument.size() > 2 && argument[0] == '-' && argument[1] == '-' &&
+         ktformula::IsLetter(static_cast<unsigned char>(argument[2]));
+}
+
+// The arguments in the order that the parser wants: the last one first.
+std::vector<std::string> ShieldArguments(const std::vector<std::string>& arguments) {
+  const bool takes_output =
+      !arguments.empty() && (arguments[0] == "recalculate" || arguments[0] == "export");
+  std::vector<std::string> shielded;
+  for (const std::string& argument : arguments) {
+    const bool is_text =
+        argument.size() > 1 && argument[0] == '-' && !IsOption(argument, takes_output);
+    shielded.push_back(is_text ? kShield + argument : argument);
+  }
+  std::reverse(shielded.begin(), shielded.end());
+  return shielded;
+}
+
+// All options of all commands, and the command that was chosen.
+class CommandLine {
+ public:
+  explicit CommandLine(const Console& console) : console_(console) {
+    app_.require_subcommand(1);
+    app_.set_version_flag("--version", std::string("ktnotebook ") + KT_VERSION);
+    AddRecalculate();
+    AddEvaluate();
+    AddParsed("tokens", "show what the tokenizer makes of a formula", &ShowTokens);
+    AddParsed("tree", "show what the tree builder makes of a formula", &ShowTree);
+    AddStore();
+  }
+
+  int Run(const std::vector<std::string>& arguments) {
+    try {
+      app_.parse(ShieldArguments(arguments));
+    } catch (const CLI::ParseError& error) {
+      return app_.exit(error, console_.out, console_.err) == 0 ? kExitDone : kExitWrongUsage;
+    }
+    ktformula::SetUserLocale(*FindLocale(locale_));
+    return chosen_();
+  }
+
+ private:
+  using StoreCommand = int (*)(const StoreOptions&, const Console&);
+
+  CLI::App* AddCommand(const std::string& name, const std::string& help, std::function<int()> run) {
+    CLI::App* command = app_.add_subcommand(name, help);
+    command->add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
+        ->capture_default_str()
+        ->check([](const std::string& name_of_locale) {
+          return FindLocale(name_of_locale) ? std::string() : "unknown locale " + name_of_locale;
+        });
+    command->callback([this, run = std::move(run)] { chosen_ = run; });
+    return command;
+  }
+
+  void AddRecalculate() {
+    CLI::App* command =
+        AddCommand("recalculate", "recalculate a notebook file and print its tables",
+                   [this] { return Recalculate(recalculate_, console_); });
+    command->add_option("FILE", recalculate_.file, "notebook file, \"-\" for standard input")
+        ->required();
+    command->add_option("-o,--output", recalculate_.output,
+                        "write the notebook file here instead of printing");
+    command->add_flag("--json", recalculate_.json, "print JSON");
+    command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1'000'000));
+    command->add_flag("--strict", recalculate_.strict, "exit with 3 when a cell shows an error");
+  }
+
+  void AddEvaluate() {
+    CLI::App* command = AddCommand("eval", "evaluate formulas, alone or as in a cell",
+                                   [this] { return Evaluate(evaluate_, console_); });
+    command
+        ->add_option("FORMULA", evaluate_.formulas,
+                     "formulas; \"-\" reads one JSON string a line from standard input")
+        ->required();
+    command->add_flag("--json", evaluate_.json, "print one JSON line for each formula");
+    CLI::Option* file =
+        command->add_option("--file", evaluate_.file, "notebook file that holds the cell");
+    CLI::Option* cell =
+        command->add_option("--cell", evaluate_.cell, "the cell, FORM/TABLE:COLUMN:ROW");
+    file->needs(cell);
+    cell->needs(file);
+  }
+
+  void AddParsed(const std::string& name, const std::string& help,
+                 int (*run)(const FormulaOptions&, const Console&)) {
+    CLI::App* command = AddCommand(name, help, [this, run] { return run(formula_, console_); });
+    command->add_option("FORMULA", formula_.formula, "the formula")->required();
+    command->add_flag("--json", formula_.json, "print JSON");
+  }
+
+  CLI::App* AddStoreCommand(const std::string& name, const std::string& help,
+                            const std::string& target, StoreCommand run) {
+    CLI::App* command = AddCommand(name, help, [this, run] { return run(store_, console_); });
+    if (!target.empty()) command->add_option(target, store_.target, "")->required();
+    command->add_option("--db", store_.database, "the database that keeps the notebooks")
+        ->capture_default_str();
+    return command;
+  }
+
+  void AddStore() {
+    AddStoreCommand("import", "keep a notebook file's forms in the database", "FILE", &Import);
+    AddStoreCommand("export", "print a form as a notebook file", "FORM", &Export)
+        ->add_option("-o,--output", store_.output, "write the notebook file here");
+    AddStoreCommand("list", "list the forms in the database", "", &List);
+    AddStoreCommand("show", "print a form's tables", "FORM", &Show);
+    AddStoreCommand("set", "type a text into a cell, recalculate, and print what changed",
+                    "FORM/TABLE:COLUMN:ROW", &SetCell)
+        ->add_option("TEXT", store_.value, "what the cell holds from now on; '' empties it")
+        ->required();
+    CLI::App* formula = AddStoreCommand(
+        "formula", "show a column's formula, or change it, recalculate, and print what changed",
+        "FORM/TABLE:COLUMN", &EditFormula);
+    formula->add_option("FORMULA", store_.value, "the new formula; '' removes it");
+    formula->add_option("--format", store_.format, "number pattern, \"%\" for a percentage");
+    AddStoreCommand("definition",
+                    "show a named definition, or change it, recalculate, and print what changed",
+                    "FORM/TABLE:NAME", &EditDefinition)
+        ->add_option("FORMULA", store_.value, "the new formula; '' removes it");
+  }
+
+  const Console& console_;
+  CLI::App app_{"Notebooks whose tables calculate themselves.", "ktnotebook"};
+  std::string locale_ = "C";
+  RecalculateOptions recalculate_;
+  EvaluateOptions evaluate_;
+  FormulaOptions formula_;
+  StoreOptions store_;
+  std::function<int()> chosen_;
+};
+
+}  // namespace
+
+std::u16string ArgumentText(const std::string& argument) {
+  const std::string_view bytes = argument;
+  std::optional<std::u16string> text =
+      FromUtf8(bytes.starts_with(kShield) ? bytes.substr(1) : bytes);
+  if (!text) throw NotebookError("an argument is not UTF-8 text");
+  return *std::move(text);
+}
+
+int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
+  try {
+    const int status = CommandLine(console).Run(arguments);
+    console.out.flush();
+    if (console.out) return status;
+    console.err << "ktnotebook: the output can not be written\n";
+  } catch (const NotebookError& error) {
+    console.err << "ktnotebook: " << error.what() << '\n';
+  } catch (const ktformula::RaisedError& error) {
+    console.err << "ktnotebook: " << ToUtf8(error.Description()) << " (error " << error.Number()
+                << " from " << ToUtf8(error.Source()) << ")\n";
+  } catch (const std::bad_alloc&) {
+    console.err << "ktnotebook: out of memory\n";
+  }
+  return kExitFailed;
+}
+
+}  // namespace ktnotebook

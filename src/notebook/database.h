@@ -1,0 +1,66 @@
+// The database behind stored notebooks: SQLite, in a file or in memory.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "host/database.h"
+
+namespace ktnotebook {
+
+using DbValue = std::variant<std::nullptr_t, std::int64_t, double, std::string>;
+
+struct DbResult {
+  std::vector<std::string> columns;
+  std::vector<std::vector<DbValue>> rows;
+};
+
+// One connection. Statements are UTF-8 and number their parameters $1, $2, ... in the order in
+// which they first occur. What fails throws NotebookError with the database's own message.
+class Database {
+ public:
+  virtual ~Database() = default;
+
+  virtual DbResult Run(std::string_view sql, std::span<const DbValue> parameters) = 0;
+  DbResult Run(std::string_view sql, std::initializer_list<DbValue> parameters = {}) {
+    return Run(sql, std::span<const DbValue>(parameters.begin(), parameters.size()));
+  }
+
+  virtual bool HasTable(std::string_view name) = 0;
+  // The column type of a key that numbers itself.
+  virtual std::string_view KeyType() const noexcept = 0;
+  virtual ktformula::Ref<ktformula::DatabaseHelper> Helper() = 0;
+  // Starts a transaction that no other writer can come between.
+  virtual void Begin() = 0;
+  void Commit() { Run("COMMIT"); }
+  void Rollback() { Run("ROLLBACK"); }
+};
+
+// A transaction; what is not committed when it goes out of scope never happened.
+class Transaction {
+ public:
+  explicit Transaction(Database& database) : database_(database) { database_.Begin(); }
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  ~Transaction();
+
+  void Commit();
+
+ private:
+  Database& database_;
+  bool open_ = true;
+};
+
+// Opens the database at a path, or ":memory:". A file that does not exist is created only when
+// asked for. Throws NotebookError when it can not be opened.
+std::shared_ptr<Database> OpenDatabase(const std::string& locator, bool create);
+
+// The database as listeners see it.
+ktformula::Ref<ktformula::DatabaseAccess> MakeDatabaseAccess(std::shared_ptr<Database> database);
+
+}  // namespace ktnotebook

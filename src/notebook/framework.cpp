@@ -1,0 +1,93 @@
+#include "notebook/framework.h"
+
+#include <array>
+#include <iostream>
+
+#include "formats/default_formula_format.h"
+#include "listener/formula_listener.h"
+#include "notebook/utf.h"
+#include "notebook/xml_document.h"
+#include "values/raised_error.h"
+
+namespace ktnotebook {
+
+using ktformula::MakeRef;
+using ktformula::Ref;
+
+namespace {
+
+struct ListenerClass {
+  std::u16string_view program_identifier;
+  Ref<ktformula::FieldListener> (*create)();
+};
+
+constexpr std::array<ListenerClass, 2> kClasses{{
+    {ktformula::kFormulaListenerIdentifier,
+     []() -> Ref<ktformula::FieldListener> {
+       return MakeRef<ktformula::FormulaListener>(std::span<const ktformula::FunctionClass>());
+     }},
+    {ktformula::kDefaultFormulaFormatIdentifier,
+     []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::DefaultFormulaFormat>(); }},
+}};
+
+// Stores a listener's row and tells the listener so.
+class ListenerStore final : public ktformula::ConfigurationHelper {
+ public:
+  explicit ListenerStore(NotebookFramework& framework) : framework_(&framework) {}
+
+  std::u16string TypeName() const override { return u"ConfigurationHelper"; }
+  void Store(ktformula::IKtConfigurationObject& object, ktformula::HostObject& target) override {
+    auto* const stored = dynamic_cast<ktformula::IKtObject*>(&object);
+    if (stored != nullptr) framework_->RequestSave(*stored, u"");
+    object.MarkStored(target);
+  }
+
+ private:
+  Ref<NotebookFramework> framework_;
+};
+
+}  // namespace
+
+NotebookFramework::NotebookFramework() : units_(MakeRef<NotebookUnitCatalogue>()) {}
+
+void NotebookFramework::UseDatabase(Ref<ktformula::DatabaseAccess> access,
+                                    Ref<ktformula::DatabaseHelper> helper) {
+  access_ = std::move(access);
+  helper_ = std::move(helper);
+}
+
+Ref<ktformula::FieldListener> NotebookFramework::CreateFieldListener(
+    std::u16string_view program_identifier) {
+  for (const ListenerClass& listener_class : kClasses) {
+    if (listener_class.program_identifier == program_identifier) return listener_class.create();
+  }
+  return nullptr;
+}
+
+Ref<ktformula::IKtFieldListener> NotebookFramework::CreateListener(
+    std::u16string_view program_identifier) {
+  return CreateFieldListener(program_identifier);
+}
+
+Ref<ktformula::XmlDocument> NotebookFramework::CreateXmlDocument() {
+  return MakeRef<NotebookXmlDocument>();
+}
+
+Ref<ktformula::DatabaseHelper> NotebookFramework::Database() {
+  if (!helper_) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return helper_;
+}
+
+Ref<ktformula::ConfigurationHelper> NotebookFramework::Configuration() {
+  return MakeRef<ListenerStore>(*this);
+}
+
+void NotebookFramework::RequestSave(ktformula::IKtObject& object, std::u16string_view) {
+  if (access_) object.Save(*access_);
+}
+
+void NotebookFramework::ShowMessage(std::u16string_view text) {
+  std::cerr << ToUtf8(text) << '\n';
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,47 @@
+// The notebook as the host framework of its listeners.
+#pragma once
+
+#include <functional>
+
+#include "formats/field_listener.h"
+#include "host/framework.h"
+#include "notebook/unit_catalogue.h"
+
+namespace ktnotebook {
+
+// Creates the component's classes by program identifier, and gives listeners units, XML documents
+// and, while a database is open, a place to be saved.
+class NotebookFramework final : public ktformula::HostFramework {
+ public:
+  NotebookFramework();
+
+  const ktformula::Ref<NotebookUnitCatalogue>& OwnUnits() const noexcept { return units_; }
+
+  // Where listeners are stored from now on; both empty when nowhere.
+  void UseDatabase(ktformula::Ref<ktformula::DatabaseAccess> access,
+                   ktformula::Ref<ktformula::DatabaseHelper> helper);
+
+  // A new listener of the class, empty when the class is unknown.
+  ktformula::Ref<ktformula::FieldListener> CreateFieldListener(
+      std::u16string_view program_identifier);
+
+  std::u16string TypeName() const override { return u"NotebookFramework"; }
+  ktformula::Ref<ktformula::UnitCatalogue> Units() override { return units_; }
+  ktformula::Ref<ktformula::IKtFieldListener> CreateListener(
+      std::u16string_view program_identifier) override;
+  ktformula::Ref<ktformula::XmlDocument> CreateXmlDocument() override;
+  // Raises error 91 while no database is open.
+  ktformula::Ref<ktformula::DatabaseHelper> Database() override;
+  ktformula::Ref<ktformula::ConfigurationHelper> Configuration() override;
+  // Without a database the listener stays as it is: it is written with the notebook's file.
+  void RequestSave(ktformula::IKtObject& object, std::u16string_view text) override;
+  // On the terminal's message side.
+  void ShowMessage(std::u16string_view text) override;
+
+ private:
+  ktformula::Ref<NotebookUnitCatalogue> units_;
+  ktformula::Ref<ktformula::DatabaseAccess> access_;
+  ktformula::Ref<ktformula::DatabaseHelper> helper_;
+};
+
+}  // namespace ktnotebook

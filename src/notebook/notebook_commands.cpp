@@ -1,0 +1,242 @@
+// The commands about notebooks: recalculate, and those over a database.
+#include <algorithm>
+#include <ostream>
+
+#include "listener/formula_listener.h"
+#include "notebook/address.h"
+#include "notebook/commands.h"
+#include "notebook/file.h"
+#include "notebook/json_output.h"
+#include "notebook/notebook_error.h"
+#include "notebook/notebook_file.h"
+#include "notebook/notebook_store.h"
+#include "notebook/progress.h"
+#include "notebook/text_output.h"
+#include "notebook/utf.h"
+#include "values/raised_error.h"
+#include "values/text.h"
+
+namespace ktnotebook {
+
+namespace {
+
+using ktformula::FormulaListener;
+
+// Recalculates and says on the message side what the user has to know.
+RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const Console& console,
+                                         const NotebookTable* first = nullptr) {
+  RecalculationResult result;
+  {
+    const ProgressLine progress(form, console);
+    result = RecalculateForm(form, rounds, first);
+  }
+  if (!result.settled) {
+    console.err << "warning: form \"" << ToUtf8(form.Name()) << "\" has not settled after "
+                << result.rounds << (result.rounds == 1 ? " round\n" : " rounds\n");
+  }
+  return result;
+}
+
+std::size_t CountErrors(const NotebookForm& form) {
+  std::size_t count = 0;
+  for (const NotebookTable* table : form.Tables()) {
+    for (const Ref<NotebookRow>& row : table->Rows()) {
+      for (const Ref<NotebookColumn>& column : table->Columns()) {
+        if (ShowsError(row->CellAt(column->Index()))) ++count;
+      }
+    }
+  }
+  return count;
+}
+
+void PrintForms(const std::vector<Ref<NotebookForm>>& forms, const Console& console) {
+  const char* separator = "";
+  for (const Ref<NotebookForm>& form : forms) {
+    console.out << separator << FormText(*form, console.coloured);
+    separator = "\n";
+  }
+}
+
+// Writes the notebook file, or prints it when no name is given.
+void WriteOrPrint(const std::string& path, const std::string& text, const Console& console) {
+  if (path.empty()) {
+    console.out << text;
+  } else {
+    WriteWholeFile(path, text);
+  }
+}
+
+// A form of the database, locked against other writers until the change is committed.
+class FormChange {
+ public:
+  // `name_of` gives the form's name, from the names in the database.
+  FormChange(const StoreOptions& options, const Console& console)
+      : console_(console),
+        store_(OpenDatabase(options.database, false), false),
+        transaction_(store_.Connection()),
+        notebook_(store_.Load(FindFormName(store_.FormNames(), ArgumentText(options.target)))) {
+    Form().Log().keep_cells = true;
+  }
+
+  NotebookForm& Form() const { return *notebook_.forms.front(); }
+  const std::vector<Ref<NotebookForm>>& Forms() const { return notebook_.forms; }
+
+  // The table's formula listener; a table without one gets one.
+  FormulaListener& ListenerOf(NotebookTable& table) {
+    for (const auto& listener : table.Listeners()) {
+      if (auto* known = dynamic_cast<FormulaListener*>(listener.get())) return *known;
+    }
+    const auto created =
+        notebook_.framework->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
+    created->Initialize(notebook_.framework, Form().OwnerOf(table.OwnField()), nullptr);
+    created->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
+    created->SetName(u"Formulas");
+    created->SetPosition(1);
+    table.AddListener(created);
+    return dynamic_cast<FormulaListener&>(*created);
+  }
+
+  void SaveListener(NotebookTable& table, FormulaListener& listener) {
+    store_.SaveListener(notebook_, table, listener);
+  }
+
+  // Recalculates, stores what changed and prints it; `set` is a cell that the user changed.
+  void Finish(const NotebookTable& table, NotebookCell* set = nullptr) {
+    RecalculateAndReport(Form(), kDefaultMaximumRounds, console_, &table);
+    std::vector<NotebookCell*>& changed = Form().Log().cells;
+    if (set != nullptr) changed.push_back(set);
+    std::sort(changed.begin(), changed.end());
+    changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
+    store_.SaveCells(changed);
+    transaction_.Commit();
+    if (!changed.empty()) console_.out << CellsText(changed, console_.coloured);
+  }
+
+ private:
+  const Console& console_;
+  NotebookStore store_;
+  Transaction transaction_;
+  Notebook notebook_;
+};
+
+const ktformula::PropertyFormula* FindFormula(const ktformula::PropertyFormulas& formulas,
+                                              std::u16string_view key) {
+  const auto* found = formulas.Find(key);
+  return found != nullptr ? found->get() : nullptr;
+}
+
+// Prints a formula that was asked for.
+void PrintFormula(const ktformula::PropertyFormula* formula, const Console& console) {
+  if (formula == nullptr) {
+    console.err << "there is no formula\n";
+    return;
+  }
+  console.out << ToUtf8(formula->Formula) << '\n';
+  if (!formula->StringFormat.empty()) {
+    console.out << "format " << ToUtf8(formula->StringFormat) << '\n';
+  }
+}
+
+}  // namespace
+
+int Recalculate(const RecalculateOptions& options, const Console& console) {
+  const Notebook notebook = ReadNotebookFile(options.file);
+  std::vector<RecalculatedForm> recalculated;
+  std::size_t errors = 0;
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    errors += CountErrors(*form);
+  }
+  if (!options.output.empty()) WriteWholeFile(options.output, WriteNotebook(notebook.forms));
+  if (options.json) {
+    WriteRecalculationJson(recalculated, console.out);
+  } else if (options.output.empty()) {
+    PrintForms(notebook.forms, console);
+  }
+  if (errors > 0) {
+    console.out.flush();
+    console.err << errors << (errors == 1 ? " cell shows" : " cells show") << " an error\n";
+  }
+  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+}
+
+int Import(const StoreOptions& options, const Console& console) {
+  Notebook notebook = ReadNotebookFile(options.target);
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    RecalculateAndReport(*form, kDefaultMaximumRounds, console);
+  }
+  NotebookStore store(OpenDatabase(options.database, true), true);
+  Transaction transaction(store.Connection());
+  for (const Ref<NotebookForm>& form : notebook.forms)
+    store.Add(notebook, *form);
+  transaction.Commit();
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    console.out << "imported \"" << ToUtf8(form->Name()) << "\"\n";
+  }
+  return kExitDone;
+}
+
+int Export(const StoreOptions& options, const Console& console) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  const Notebook notebook = store.Load(ArgumentText(options.target));
+  WriteOrPrint(options.output, WriteNotebook(notebook.forms), console);
+  return kExitDone;
+}
+
+int List(const StoreOptions& options, const Console& console) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  for (const std::u16string& name : store.FormNames()) {
+    console.out << ToUtf8(Printable(name)) << '\n';
+  }
+  return kExitDone;
+}
+
+int Show(const StoreOptions& options, const Console& console) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  PrintForms(store.Load(ArgumentText(options.target)).forms, console);
+  return kExitDone;
+}
+
+int SetCell(const StoreOptions& options, const Console& console) {
+  FormChange change(options, console);
+  NotebookCell& cell = FindCell(change.Forms(), ArgumentText(options.target));
+  cell.Enter(ArgumentText(*options.value));
+  change.Finish(cell.OwningRow().Parent(), &cell);
+  return kExitDone;
+}
+
+int EditFormula(const StoreOptions& options, const Console& console) {
+  FormChange change(options, console);
+  const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
+  FormulaListener& listener = change.ListenerOf(column.Parent());
+  const std::int32_t key = column.Definition().key;
+  const auto* known =
+      FindFormula(listener.Configuration().property_formulas, ktformula::ToDecimalText(key));
+  if (!options.value && !options.format) {
+    PrintFormula(known, console);
+    return kExitDone;
+  }
+  const std::u16string known_formula = known != nullptr ? known->Formula : u"";
+  const std::u16string known_format = known != nullptr ? known->StringFormat : u"";
+  listener.SetPropertyFormula(key, options.value ? ArgumentText(*options.value) : known_formula,
+                              options.format ? ArgumentText(*options.format) : known_format);
+  change.SaveListener(column.Parent(), listener);
+  change.Finish(column.Parent());
+  return kExitDone;
+}
+
+int EditDefinition(const StoreOptions& options, const Console& console) {
+  FormChange change(options, console);
+  const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
+  FormulaListener& listener = change.ListenerOf(*address.table);
+  if (!options.value) {
+    PrintFormula(FindFormula(listener.Configuration().definitions, address.name), console);
+    return kExitDone;
+  }
+  listener.SetDefinition(address.name, ArgumentText(*options.value));
+  change.SaveListener(*address.table, listener);
+  change.Finish(*address.table);
+  return kExitDone;
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,34 @@
+// What the command line prints for people.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "formula/token_tree.h"
+#include "notebook/model.h"
+#include "values/cell_value.h"
+
+namespace ktnotebook {
+
+// What a cell would show for the value; a number that is a range as "1 .. 2".
+std::u16string ValueText(const ktformula::CellValue& value);
+
+// One line for each token: kind and text.
+std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens);
+
+// Layers in brackets, strings in quotes, references in angle brackets: [1, +, [2, *, <Mass>]].
+std::string TreeText(const ktformula::TokenLayer& layer);
+
+// Whether the cell shows an error.
+bool ShowsError(const NotebookCell& cell);
+
+// The form's fields, tables laid out in columns; error cells are red with `coloured`.
+std::string FormText(const NotebookForm& form, bool coloured);
+
+// "FORM/TABLE:COLUMN:ROW".
+std::u16string AddressOf(const NotebookCell& cell);
+
+// The cells with their addresses, in the order in which the form has them.
+std::string CellsText(std::vector<NotebookCell*> cells, bool coloured);
+
+}  // namespace ktnotebook

@@ -1,0 +1,238 @@
+#include "notebook/xml_document.h"
+
+#include <algorithm>
+#include <expat.h>
+#include <memory>
+#include <sstream>
+
+#include "notebook/notebook_error.h"
+#include "notebook/utf.h"
+#include "values/raised_error.h"
+#include "values/text.h"
+
+namespace ktnotebook {
+
+using ktformula::MakeRef;
+using ktformula::Ref;
+
+namespace {
+
+struct CheckState {
+  XML_Parser parser;
+  int depth = 0;
+  std::string refusal;
+
+  void Refuse(std::string_view reason) {
+    if (!refusal.empty()) return;
+    refusal = reason;
+    XML_StopParser(parser, XML_FALSE);
+  }
+};
+
+void XMLCALL OnStartElement(void* data, const XML_Char*, const XML_Char**) {
+  auto& state = *static_cast<CheckState*>(data);
+  if (++state.depth > kMaximumXmlDepth) {
+    state.Refuse("elements are nested more than " + std::to_string(kMaximumXmlDepth) + " deep");
+  }
+}
+
+void XMLCALL OnEndElement(void* data, const XML_Char*) {
+  --static_cast<CheckState*>(data)->depth;
+}
+
+void XMLCALL OnDoctype(void* data, const XML_Char*, const XML_Char*, const XML_Char*, int) {
+  static_cast<CheckState*>(data)->Refuse("a document type declaration is not allowed");
+}
+
+// Character references and escapes are resolved, blanks between elements are kept.
+constexpr unsigned kParseOptions = pugi::parse_cdata | pugi::parse_escapes |
+                                   pugi::parse_wconv_attribute | pugi::parse_eol |
+                                   pugi::parse_ws_pcdata;
+
+class NotebookXmlElement final : public ktformula::XmlElement {
+ public:
+  NotebookXmlElement(Ref<NotebookXmlDocument> document, pugi::xml_node node)
+      : document_(std::move(document)), node_(node) {}
+
+  pugi::xml_node Node() const noexcept { return node_; }
+
+  std::u16string TypeName() const override { return u"IXMLDOMElement"; }
+  std::u16string NodeName() const override { return FromStoredUtf8(node_.name()); }
+  Ref<ktformula::XmlDocument> OwnerDocument() override { return document_; }
+  void AppendChild(ktformula::XmlElement& child) override {
+    auto& element = static_cast<NotebookXmlElement&>(child);
+    element.node_ = node_.append_move(element.node_);
+  }
+  std::optional<std::u16string> Attribute(std::u16string_view name) const override {
+    const pugi::xml_attribute attribute = node_.attribute(ToStoredUtf8(name).c_str());
+    if (attribute.empty()) return std::nullopt;
+    return FromStoredUtf8(attribute.value());
+  }
+  void SetAttribute(std::u16string_view name, std::u16string_view value) override {
+    NotebookXmlDocument::SetAttribute(node_, ToStoredUtf8(name).c_str(), value);
+  }
+  void AppendCData(std::u16string_view text) override {
+    ktnotebook::CheckXmlText(text);
+    // A carriage return survives only as a character reference, which a section can not hold.
+    bool is_first = true;
+    for (const std::u16string_view piece : ktformula::Split(text, u'\r')) {
+      if (!is_first) node_.append_child(pugi::node_pcdata).set_value("\r");
+      is_first = false;
+      node_.append_child(pugi::node_cdata).set_value(ToStoredUtf8(piece).c_str());
+    }
+  }
+  std::u16string Text() const override {
+    return FromStoredUtf8(NotebookXmlDocument::TextOf(node_));
+  }
+  std::vector<Ref<ktformula::XmlElement>> ChildElements() override {
+    std::vector<Ref<ktformula::XmlElement>> elements;
+    for (const pugi::xml_node child : node_.children()) {
+      if (child.type() == pugi::node_element) elements.push_back(document_->Wrap(child));
+    }
+    return elements;
+  }
+  std::u16string Xml() const override { return FromStoredUtf8(SerializeXml(node_, false)); }
+
+ private:
+  Ref<NotebookXmlDocument> document_;
+  pugi::xml_node node_;
+};
+
+bool IsXmlCharacter(char16_t unit) {
+  if (unit < 0x20) return unit == u'\t' || unit == u'\n' || unit == u'\r';
+  return unit < 0xFFFE;
+}
+
+std::string CodeOf(char16_t unit) {
+  std::ostringstream code;
+  code << "U+" << std::hex << std::uppercase;
+  code.width(4);
+  code.fill('0');
+  code << static_cast<unsigned>(unit);
+  return code.str();
+}
+
+}  // namespace
+
+void CheckWellFormed(std::string_view utf8) {
+  const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
+      XML_ParserCreate("UTF-8"), &XML_ParserFree);
+  CheckState state{parser.get(), 0, {}};
+  XML_SetUserData(parser.get(), &state);
+  XML_SetElementHandler(parser.get(), OnStartElement, OnEndElement);
+  XML_SetStartDoctypeDeclHandler(parser.get(), OnDoctype);
+  constexpr std::size_t kChunk = std::size_t{1} << 20U;
+  for (std::size_t start = 0; start <= utf8.size(); start += kChunk) {
+    const std::string_view chunk = utf8.substr(start, kChunk);
+    const bool is_last = start + kChunk > utf8.size();
+    if (XML_Parse(parser.get(), chunk.data(), static_cast<int>(chunk.size()), is_last) ==
+        XML_STATUS_OK) {
+      continue;
+    }
+    const std::string reason =
+        state.refusal.empty() ? XML_ErrorString(XML_GetErrorCode(parser.get())) : state.refusal;
+    throw NotebookError("line " + std::to_string(XML_GetCurrentLineNumber(parser.get())) + ": " +
+                        reason);
+  }
+}
+
+void CheckXmlText(std::u16string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char16_t unit = text[i];
+    const bool is_high = unit >= 0xD800 && unit < 0xDC00;
+    const bool has_low = i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
+    if (is_high && has_low) {
+      ++i;
+      continue;
+    }
+    if (IsXmlCharacter(unit) && !(unit >= 0xD800 && unit < 0xE000)) continue;
+    ktformula::Raise(u"XmlElement", u"the text contains the character " +
+                                        ktformula::Widen(CodeOf(unit)) +
+                                        u", which XML can not hold");
+  }
+}
+
+int LineOf(const pugi::xml_node& node, std::string_view utf8) {
+  const auto offset = static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0));
+  const std::string_view before = utf8.substr(0, offset);
+  return static_cast<int>(std::count(before.begin(), before.end(), '\n')) + 1;
+}
+
+NotebookXmlDocument::NotebookXmlDocument() : loose_(document_.append_child("loose")) {}
+
+Ref<ktformula::XmlElement> NotebookXmlDocument::CreateElement(std::u16string_view name) {
+  return Wrap(loose_.append_child(ToStoredUtf8(name).c_str()));
+}
+
+void NotebookXmlDocument::SetRoot(ktformula::XmlElement& root) {
+  root_ = static_cast<NotebookXmlElement&>(root).Node();
+}
+
+void NotebookXmlDocument::LoadText(std::u16string_view text) {
+  try {
+    LoadUtf8(ToStoredUtf8(text));
+  } catch (const NotebookError& error) {
+    ktformula::Raise(u"DOMDocument.LoadText", FromStoredUtf8(error.what()));
+  }
+}
+
+void NotebookXmlDocument::LoadUtf8(std::string_view utf8) {
+  CheckWellFormed(utf8);
+  const pugi::xml_parse_result result =
+      document_.load_buffer(utf8.data(), utf8.size(), kParseOptions, pugi::encoding_utf8);
+  if (!result) throw NotebookError(result.description());
+  root_ = document_.document_element();
+  loose_ = document_.append_child("loose");
+}
+
+Ref<ktformula::XmlElement> NotebookXmlDocument::Root() {
+  return root_.empty() ? nullptr : Wrap(root_);
+}
+
+Ref<ktformula::XmlElement> NotebookXmlDocument::Wrap(pugi::xml_node node) {
+  return MakeRef<NotebookXmlElement>(Ref<NotebookXmlDocument>(this), node);
+}
+
+void NotebookXmlDocument::SetAttribute(pugi::xml_node node, const char* name,
+                                       std::u16string_view value) {
+  CheckXmlText(value);
+  pugi::xml_attribute attribute = node.attribute(name);
+  if (attribute.empty()) attribute = node.append_attribute(name);
+  attribute.set_value(ToStoredUtf8(value).c_str());
+}
+
+void NotebookXmlDocument::AppendText(pugi::xml_node node, std::u16string_view text) {
+  CheckXmlText(text);
+  node.append_child(pugi::node_pcdata).set_value(ToStoredUtf8(text).c_str());
+}
+
+std::string NotebookXmlDocument::TextOf(const pugi::xml_node& node) {
+  std::string text;
+  for (const pugi::xml_node child : node.children()) {
+    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
+      text += child.value();
+    }
+  }
+  return text;
+}
+
+std::string SerializeXml(const pugi::xml_node& node, bool indented) {
+  std::ostringstream stream;
+  const unsigned layout = indented ? pugi::format_indent : pugi::format_raw;
+  node.print(stream, "  ", layout | pugi::format_no_declaration, pugi::encoding_utf8);
+  // Attributes are written with references already; what is left stands in character data, where
+  // a reader would take a bare carriage return for the end of a line.
+  std::string text;
+  const std::string printed = stream.str();
+  text.reserve(printed.size());
+  for (const char character : printed) {
+    if (character == '\r') {
+      text += "&#13;";
+    } else {
+      text.push_back(character);
+    }
+  }
+  return text;
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,60 @@
+// XML for the notebook: a well-formedness check that names line and reason, and the document model
+// of host/xml.h over pugixml.
+#pragma once
+
+#include <pugixml.hpp>
+#include <string>
+#include <string_view>
+
+#include "host/xml.h"
+
+namespace ktnotebook {
+
+// A notebook nests a handful of elements; a file beyond this is no notebook, and a document model
+// of it would use up memory.
+inline constexpr int kMaximumXmlDepth = 64;
+
+// Throws NotebookError with "line N: reason" unless the text is well-formed UTF-8 XML without a
+// document type and nests at most kMaximumXmlDepth elements. External entities are never read.
+void CheckWellFormed(std::string_view utf8);
+
+// Raises kComponentError for a text with characters that XML 1.0 has no way to write.
+void CheckXmlText(std::u16string_view text);
+
+// The line, counted from 1, of a node of a document that was parsed from `utf8`.
+int LineOf(const pugi::xml_node& node, std::string_view utf8);
+
+// A document whose elements are created apart and then put in place.
+class NotebookXmlDocument final : public ktformula::XmlDocument {
+ public:
+  NotebookXmlDocument();
+
+  std::u16string TypeName() const override { return u"DOMDocument"; }
+  ktformula::Ref<ktformula::XmlElement> CreateElement(std::u16string_view name) override;
+  void SetRoot(ktformula::XmlElement& root) override;
+  void LoadText(std::u16string_view text) override;
+  ktformula::Ref<ktformula::XmlElement> Root() override;
+
+  // The same for UTF-8 text; throws NotebookError.
+  void LoadUtf8(std::string_view utf8);
+  pugi::xml_node RootNode() const noexcept { return root_; }
+  // The element of one of this document's nodes.
+  ktformula::Ref<ktformula::XmlElement> Wrap(pugi::xml_node node);
+  // Both raise what CheckXmlText raises.
+  static void SetAttribute(pugi::xml_node node, const char* name, std::u16string_view value);
+  static void AppendText(pugi::xml_node node, std::u16string_view text);
+  // All character data below the node, joined.
+  static std::string TextOf(const pugi::xml_node& node);
+
+ private:
+  pugi::xml_document document_;
+  // The root, and the node below which elements wait until they are put in place. A root that was
+  // created here stays there: it is found through root_ alone.
+  pugi::xml_node root_;
+  pugi::xml_node loose_;
+};
+
+// The node as UTF-8 text, indented when asked for; reads back to the same texts.
+std::string SerializeXml(const pugi::xml_node& node, bool indented);
+
+}  // namespace ktnotebook
