@@ -174,10 +174,10 @@ std::optional<double> SecondsOfDay(std::u16string_view text, std::size_t& positi
   return *hours * 3600.0 + *minutes * 60.0 + seconds;
 }
 
-std::u16string PadDecimal(std::int64_t number, std::size_t width) {
-  std::u16string digits = ToDecimalText(number);
-  if (digits.size() < width) digits.insert(0, width - digits.size(), u'0');
-  return digits;
+void AppendPadded(std::u16string& text, std::int64_t number, std::size_t width) {
+  const std::u16string digits = ToDecimalText(number);
+  if (digits.size() < width) text.append(width - digits.size(), u'0');
+  text.append(digits);
 }
 
 // Local time minus universal time, in seconds, at the given minute since 1970.
@@ -296,13 +296,19 @@ std::u16string DateToText(double date) {
   const std::int64_t seconds = (total % per_day + per_day) % per_day;
   const std::chrono::year_month_day day{kDateEpoch +
                                         std::chrono::days{(total - seconds) / per_day}};
-  std::u16string text = PadDecimal(static_cast<int>(day.year()), 4) + u"-" +
-                        PadDecimal(static_cast<unsigned>(day.month()), 2) + u"-" +
-                        PadDecimal(static_cast<unsigned>(day.day()), 2);
-  if (seconds != 0) {
-    text += u" " + PadDecimal(seconds / 3600, 2) + u":" + PadDecimal(seconds / 60 % 60, 2) + u":" +
-            PadDecimal(seconds % 60, 2);
-  }
+  std::u16string text;
+  AppendPadded(text, static_cast<int>(day.year()), 4);
+  text.push_back(u'-');
+  AppendPadded(text, static_cast<unsigned>(day.month()), 2);
+  text.push_back(u'-');
+  AppendPadded(text, static_cast<unsigned>(day.day()), 2);
+  if (seconds == 0) return text;
+  text.push_back(u' ');
+  AppendPadded(text, seconds / 3600, 2);
+  text.push_back(u':');
+  AppendPadded(text, seconds / 60 % 60, 2);
+  text.push_back(u':');
+  AppendPadded(text, seconds % 60, 2);
   return text;
 }
 

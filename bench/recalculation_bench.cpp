@@ -1,0 +1,119 @@
+// Time per formula cell of one recalculation pass, for tables of growing length: a cost per cell
+// that grows with the table would show here.
+#include <benchmark/benchmark.h>
+
+#include "listener/formula_listener.h"
+#include "notebook/framework.h"
+#include "notebook/recalculation.h"
+
+namespace {
+
+using ktformula::FormulaListener;
+using ktformula::Ref;
+
+// A form with one table of masses and molar masses, its other columns computed.
+class Bench {
+ public:
+  explicit Bench(std::int64_t rows)
+      : framework_(ktformula::MakeRef<ktnotebook::NotebookFramework>()),
+        form_(ktformula::MakeRef<ktnotebook::NotebookForm>(u"Bench", framework_->OwnUnits())),
+        table_(form_->AddTable(u"Samples", 1)) {
+    AddColumn(u"Mass", ktnotebook::DataType::kNumber, u"g");
+    AddColumn(u"MW", ktnotebook::DataType::kNumber, u"g/mol");
+    for (std::int64_t i = 1; i <= rows; ++i)
+      AddRow(i);
+    const auto created = framework_->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
+    created->Initialize(framework_, form_->OwnerOf(table_->OwnField()), nullptr);
+    listener_ = dynamic_cast<FormulaListener*>(created.get());
+    table_->AddListener(created);
+  }
+
+  void AddFormula(std::u16string_view column, ktnotebook::DataType type, std::u16string_view unit,
+                  std::u16string_view formula) {
+    const std::int32_t key = AddColumn(column, type, unit);
+    listener_->SetPropertyFormula(key, formula, u"");
+  }
+  void AddDefinition(std::u16string_view name, std::u16string_view formula) {
+    listener_->SetDefinition(name, formula);
+  }
+
+  void Pass() { ktnotebook::RecalculateForm(*form_, 1); }
+
+ private:
+  std::int32_t AddColumn(std::u16string_view name, ktnotebook::DataType type,
+                         std::u16string_view unit) {
+    ktnotebook::PropertyDefinition definition;
+    definition.key = table_->ColumnCount() + 1;
+    definition.name = name;
+    definition.type = type;
+    definition.unit = framework_->OwnUnits()->FindUnit(unit);
+    definition.number_formatting = definition.unit != nullptr;
+    return table_->AddColumn(definition)->Definition().key;
+  }
+
+  void AddRow(std::int64_t number) {
+    const std::string id = std::to_string(number);
+    const std::u16string text(id.begin(), id.end());
+    ktnotebook::NotebookRow& row = *table_->AddRow(text);
+    row.CellAt(0).Enter(text + u".25 mg");
+    row.CellAt(1).Enter(u"122.12 g/mol");
+  }
+
+  Ref<ktnotebook::NotebookFramework> framework_;
+  Ref<ktnotebook::NotebookForm> form_;
+  ktnotebook::NotebookTable* table_;
+  FormulaListener* listener_ = nullptr;
+};
+
+// One pass over the table for each iteration; items are formula cells.
+void RunPasses(benchmark::State& state, Bench& bench, std::int64_t columns) {
+  for (auto _ : state)
+    bench.Pass();
+  state.SetItemsProcessed(state.iterations() * state.range(0) * columns);
+}
+
+void Product(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"Result", ktnotebook::DataType::kNumber, u"", u"[Mass]*[MW]");
+  RunPasses(state, bench, 1);
+}
+
+void FormattedQuotient(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"Moles", ktnotebook::DataType::kNumber, u"mmol", u"[Mass]/[MW]");
+  RunPasses(state, bench, 1);
+}
+
+void ComparisonAsText(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"Heavy", ktnotebook::DataType::kString, u"", u"[Mass] > 0.5");
+  RunPasses(state, bench, 1);
+}
+
+void Definition(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddDefinition(u"factor", u"2*3.5");
+  bench.AddFormula(u"Scaled", ktnotebook::DataType::kNumber, u"", u"[Mass]*[factor]");
+  RunPasses(state, bench, 1);
+}
+
+void ThreeColumns(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddDefinition(u"factor", u"2*3.5");
+  bench.AddFormula(u"Moles", ktnotebook::DataType::kNumber, u"mmol", u"[Mass]/[MW]");
+  bench.AddFormula(u"Heavy", ktnotebook::DataType::kString, u"", u"[Mass] > 0.5");
+  bench.AddFormula(u"Scaled", ktnotebook::DataType::kNumber, u"", u"[Mass]*[factor]");
+  RunPasses(state, bench, 3);
+}
+
+void TableLengths(benchmark::internal::Benchmark* bench) {
+  bench->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(Product)->Apply(TableLengths);
+BENCHMARK(FormattedQuotient)->Apply(TableLengths);
+BENCHMARK(ComparisonAsText)->Apply(TableLengths);
+BENCHMARK(Definition)->Apply(TableLengths);
+BENCHMARK(ThreeColumns)->Apply(TableLengths);
+
+}  // namespace

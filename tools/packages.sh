@@ -1,0 +1,22 @@
+# Sourced by ./run and ./test: installs the Debian packages that they need and this machine lacks.
+
+kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
+  libutf8proc-dev libcli11-dev nlohmann-json3-dev"
+kt_test_packages="libgtest-dev libbenchmark-dev"
+
+kt_install() {
+  missing=""
+  for package in "$@"; do
+    if ! dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed; then
+      missing="$missing $package"
+    fi
+  done
+  [ -n "$missing" ] || return 0
+  as_root=""
+  [ "$(id -u)" -eq 0 ] || as_root="sudo"
+  echo "installing$missing" >&2
+  # shellcheck disable=SC2086 # a list of packages
+  { $as_root apt-get update -qq &&
+    DEBIAN_FRONTEND=noninteractive $as_root apt-get install -y -qq --no-install-recommends $missing
+  } >&2
+}
