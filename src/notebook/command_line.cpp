@@ -16,7 +16,8 @@ namespace ktnotebook {
 
 namespace {
 
-// Put in front of arguments such as "-5" and "--5", which are formulas and texts, not options.
+// Put in front of arguments that the parser would not take as they are: "-5" and "--5", which are
+// formulas and no options, and "[Mass]", which is no list.
 constexpr char kShield = '\x01';
 
 bool IsOption(const std::string& argument, bool takes_output) {
@@ -33,11 +34,20 @@ std::vector<std::string> ShieldArguments(const std::vector<std::string>& argumen
   std::vector<std::string> shielded;
   for (const std::string& argument : arguments) {
     const bool is_text =
-        argument.size() > 1 && argument[0] == '-' && !IsOption(argument, takes_output);
+        argument.starts_with('[') ||
+        (argument.size() > 1 && argument.starts_with('-') && !IsOption(argument, takes_output));
     shielded.push_back(is_text ? kShield + argument : argument);
   }
   std::reverse(shielded.begin(), shielded.end());
   return shielded;
+}
+
+void Unshield(std::string& argument) {
+  if (argument.starts_with(kShield)) argument.erase(0, 1);
+}
+
+void Unshield(std::optional<std::string>& argument) {
+  if (argument) Unshield(*argument);
 }
 
 // All options of all commands, and the command that was chosen.
@@ -59,12 +69,25 @@ class CommandLine {
     } catch (const CLI::ParseError& error) {
       return app_.exit(error, console_.out, console_.err) == 0 ? kExitDone : kExitWrongUsage;
     }
+    UnshieldOptions();
     ktformula::SetUserLocale(*FindLocale(locale_));
     return chosen_();
   }
 
  private:
   using StoreCommand = int (*)(const StoreOptions&, const Console&);
+
+  void UnshieldOptions() {
+    for (std::string& formula : evaluate_.formulas)
+      Unshield(formula);
+    for (std::string* option :
+         {&recalculate_.file, &recalculate_.output, &evaluate_.file, &evaluate_.cell,
+          &formula_.formula, &store_.database, &store_.target, &store_.output}) {
+      Unshield(*option);
+    }
+    Unshield(store_.value);
+    Unshield(store_.format);
+  }
 
   CLI::App* AddCommand(const std::string& name, const std::string& help, std::function<int()> run) {
     CLI::App* command = app_.add_subcommand(name, help);
@@ -158,9 +181,7 @@ class CommandLine {
 }  // namespace
 
 std::u16string ArgumentText(const std::string& argument) {
-  const std::string_view bytes = argument;
-  std::optional<std::u16string> text =
-      FromUtf8(bytes.starts_with(kShield) ? bytes.substr(1) : bytes);
+  std::optional<std::u16string> text = FromUtf8(argument);
   if (!text) throw NotebookError("an argument is not UTF-8 text");
   return *std::move(text);
 }

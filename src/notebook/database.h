@@ -20,6 +20,13 @@ struct DbResult {
   std::vector<std::vector<DbValue>> rows;
 };
 
+enum class TransactionKind {
+  // Sees one state of the database, whatever others write meanwhile.
+  kReading,
+  // No other writer can come between.
+  kWriting,
+};
+
 // One connection. Statements are UTF-8 and number their parameters $1, $2, ... in the order in
 // which they first occur. What fails throws NotebookError with the database's own message.
 class Database {
@@ -35,8 +42,7 @@ class Database {
   // The column type of a key that numbers itself.
   virtual std::string_view KeyType() const noexcept = 0;
   virtual ktformula::Ref<ktformula::DatabaseHelper> Helper() = 0;
-  // Starts a transaction that no other writer can come between.
-  virtual void Begin() = 0;
+  virtual void Begin(TransactionKind kind) = 0;
   void Commit() { Run("COMMIT"); }
   void Rollback() { Run("ROLLBACK"); }
 };
@@ -44,7 +50,10 @@ class Database {
 // A transaction; what is not committed when it goes out of scope never happened.
 class Transaction {
  public:
-  explicit Transaction(Database& database) : database_(database) { database_.Begin(); }
+  explicit Transaction(Database& database, TransactionKind kind = TransactionKind::kWriting)
+      : database_(database) {
+    database_.Begin(kind);
+  }
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
   ~Transaction();

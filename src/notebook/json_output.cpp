@@ -1,7 +1,11 @@
 #include "notebook/json_output.h"
 
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <string_view>
 
 #include "notebook/utf.h"
 
@@ -27,22 +31,45 @@ Json LayerJson(const ktformula::TokenLayer& layer) {
   return items;
 }
 
-Json RangeJson(const char* kind, double min, double max) {
-  return {{"kind", kind}, {"min", min}, {"max", max}};
+std::string Quoted(std::u16string_view text) {
+  return Json(ToUtf8(text)).dump();
 }
 
-Json RowJson(const NotebookRow& row) {
-  Json cells = Json::object();
+// The shortest decimals that read back to the number; the library's own are not always.
+std::string NumberJson(double number) {
+  if (!std::isfinite(number)) return "null";
+  const double size = std::abs(number);
+  const bool is_plain = size == 0 || (size >= 1e-4 && size < 1e15);
+  std::array<char, 32> buffer{};
+  const auto written =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
+                    is_plain ? std::chars_format::fixed : std::chars_format::scientific);
+  std::string text(buffer.data(), written.ptr);
+  if (is_plain && text.find('.') == std::string::npos) text += ".0";
+  return text;
+}
+
+std::string RangeJson(std::string_view kind, double min, double max) {
+  return "{\"kind\":\"" + std::string(kind) + "\",\"min\":" + NumberJson(min) +
+         ",\"max\":" + NumberJson(max) + "}";
+}
+
+std::string CellJson(const NotebookCell& cell) {
+  const CellContent& content = cell.Content();
+  return "{\"text\":" + Quoted(content.text) + ",\"state\":" + Quoted(cell.State()) +
+         ",\"min\":" + NumberJson(content.min) + ",\"max\":" + NumberJson(content.max) +
+         ",\"unit\":" + Quoted(content.unit) + "}";
+}
+
+void WriteRow(const NotebookRow& row, std::ostream& out) {
+  out << "{\"id\":" << Quoted(row.ID()) << ",\"cells\":{";
+  const char* separator = "";
   for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-    const NotebookCell& cell = row.CellAt(column->Index());
-    const CellContent& content = cell.Content();
-    cells[ToUtf8(column->Definition().name)] = {{"text", ToUtf8(content.text)},
-                                                {"state", ToUtf8(cell.State())},
-                                                {"min", content.min},
-                                                {"max", content.max},
-                                                {"unit", ToUtf8(content.unit)}};
+    out << separator << Quoted(column->Definition().name) << ':'
+        << CellJson(row.CellAt(column->Index()));
+    separator = ",";
   }
-  return {{"id", ToUtf8(row.ID())}, {"cells", std::move(cells)}};
+  out << "}}";
 }
 
 void WriteTable(const NotebookTable& table, std::ostream& out) {
@@ -50,18 +77,18 @@ void WriteTable(const NotebookTable& table, std::ostream& out) {
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     columns.push_back(ToUtf8(column->Definition().name));
   }
-  out << "{\"name\":" << Json(ToUtf8(table.Name())).dump() << ",\"columns\":" << columns.dump()
-      << ",\"rows\":[";
+  out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << columns.dump() << ",\"rows\":[";
   const char* separator = "";
   for (const Ref<NotebookRow>& row : table.Rows()) {
-    out << separator << RowJson(*row).dump();
+    out << separator;
+    WriteRow(*row, out);
     separator = ",";
   }
   out << "]}";
 }
 
 void WriteForm(const RecalculatedForm& recalculated, std::ostream& out) {
-  out << "{\"name\":" << Json(ToUtf8(recalculated.form->Name())).dump()
+  out << "{\"name\":" << Quoted(recalculated.form->Name())
       << ",\"settled\":" << (recalculated.result.settled ? "true" : "false")
       << ",\"rounds\":" << recalculated.result.rounds << ",\"tables\":[";
   const char* separator = "";
@@ -79,11 +106,8 @@ std::string ValueJson(const ktformula::CellValue& value) {
   Json json;
   switch (value.CellValueType()) {
     case ktformula::kCellValueTypeNumber:
-      json = RangeJson("number", value.MinNumber(), value.MaxNumber());
-      break;
-    case ktformula::kCellValueTypeDate:
-      json = RangeJson("date", value.MinDate(), value.MaxDate());
-      break;
+      return RangeJson("number", value.MinNumber(), value.MaxNumber());
+    case ktformula::kCellValueTypeDate: return RangeJson("date", value.MinDate(), value.MaxDate());
     case ktformula::kCellValueTypeString:
       json = {{"kind", "string"}, {"text", ToUtf8(value.Text())}};
       break;

@@ -20,7 +20,7 @@ std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens);
 std::string TreeJson(const ktformula::TokenLayer& layer);
 
 struct RecalculatedForm {
-  NotebookForm* form;
+  NotebookForm* form = nullptr;
   RecalculationResult result;
 };
 

@@ -59,9 +59,8 @@ class NotebookReader {
   Notebook Read() {
     try {
       document_->LoadUtf8(utf8_);
-    } catch (const NotebookError& error) {
-      // The message begins with its line.
-      throw NotebookError(name_ + ": " + error.what());
+    } catch (const XmlError& error) {
+      RefuseLine(error.Line(), error.what());
     }
     const pugi::xml_node root = document_->RootNode();
     if (std::string_view(root.name()) != "notebook") {
@@ -74,8 +73,12 @@ class NotebookReader {
   }
 
  private:
+  [[noreturn]] void RefuseLine(std::uint64_t line, const std::string& reason) const {
+    throw NotebookError(name_ + ":" + std::to_string(line) + ": " + reason);
+  }
+
   [[noreturn]] void Refuse(const pugi::xml_node& node, const std::string& reason) const {
-    throw NotebookError(name_ + ":" + std::to_string(LineOf(node, utf8_)) + ": " + reason);
+    RefuseLine(LineOf(node, utf8_), reason);
   }
 
   static std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }

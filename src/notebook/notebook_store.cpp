@@ -80,6 +80,15 @@ double ToNumber(const DbValue& value) {
   return std::numeric_limits<double>::quiet_NaN();
 }
 
+// The row of a table as the database counts it, from 1.
+NotebookRow& RowAt(const NotebookTable& table, std::int64_t position) {
+  if (position < 1 || position > table.RowCount()) {
+    throw NotebookError("the database is damaged: there is no row " + std::to_string(position) +
+                        " in the table \"" + ToUtf8(table.Name()) + "\"");
+  }
+  return *table.Rows()[static_cast<std::size_t>(position) - 1];
+}
+
 // Runs a listener's call; what it raises ends the work.
 template <typename Body>
 void Listening(Body body) {
@@ -310,8 +319,7 @@ void NotebookStore::LoadRows(NotebookTable& table, std::int64_t field_key) const
       "ORDER BY row_position, position",
       {Integer(field_key)});
   for (const auto& tag : tags.rows) {
-    table.Rows()[static_cast<std::size_t>(ToInteger(tag[0])) - 1]->AddTag(ToText(tag[1]),
-                                                                          ToText(tag[2]));
+    RowAt(table, ToInteger(tag[0])).AddTag(ToText(tag[1]), ToText(tag[2]));
   }
 }
 
@@ -325,8 +333,12 @@ void NotebookStore::LoadCells(NotebookTable& table, std::int64_t field_key) cons
       "FROM notebook_cells WHERE field_key = $1",
       {Integer(field_key)});
   for (const auto& row : cells.rows) {
-    NotebookCell& cell = table.Rows()[static_cast<std::size_t>(ToInteger(row[0])) - 1]->CellAt(
-        index_of_key.at(ToInteger(row[1])));
+    const auto index = index_of_key.find(ToInteger(row[1]));
+    if (index == index_of_key.end()) {
+      throw NotebookError("the database is damaged: a cell of the table \"" + ToUtf8(table.Name()) +
+                          "\" has no column");
+    }
+    NotebookCell& cell = RowAt(table, ToInteger(row[0])).CellAt(index->second);
     cell.MutableContent() = {ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])};
     cell.SetState(ToText(row[6]), ToText(row[7]));
   }

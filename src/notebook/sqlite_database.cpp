@@ -72,7 +72,9 @@ class SqliteDatabase final : public Database {
     return ktformula::MakeRef<SqliteHelper>();
   }
 
-  void Begin() override { Run("BEGIN IMMEDIATE", {}); }
+  void Begin(TransactionKind kind) override {
+    Run(kind == TransactionKind::kReading ? "BEGIN" : "BEGIN IMMEDIATE", {});
+  }
 
  private:
   [[noreturn]] void Fail() const {
@@ -165,7 +167,10 @@ std::shared_ptr<Database> OpenDatabase(const std::string& locator, bool create) 
   if (locator.starts_with("postgresql://") || locator.starts_with("postgres://")) {
     throw NotebookError("this build keeps notebooks in SQLite only: " + locator);
   }
-  if (!create && locator != ":memory:" && !std::filesystem::exists(locator)) {
+  // SQLite would keep a nameless database in a file that is gone at the end.
+  if (locator.empty()) throw NotebookError("the database needs a name");
+  std::error_code ignored;
+  if (!create && locator != ":memory:" && !std::filesystem::exists(locator, ignored)) {
     throw NotebookError(locator + ": there is no such database; import a notebook first");
   }
   return std::make_shared<SqliteDatabase>(locator, create);

@@ -57,7 +57,7 @@ std::string TableLayout(const NotebookTable& table, bool coloured) {
     columns.push_back(
         {column->Definition().name, is_number ? Alignment::kRight : Alignment::kLeft});
   }
-  TextTable layout(std::move(columns));
+  TextTable layout(columns);
   std::vector<TableText> texts;
   for (const Ref<NotebookRow>& row : table.Rows()) {
     texts.assign(1, {row->ID(), false});
@@ -145,7 +145,7 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(std::vector<NotebookCell*> cells, bool coloured) {
+std::string CellsText(const std::vector<NotebookCell*>& cells, bool coloured) {
   std::map<CellPlace, const NotebookCell*> ordered;
   for (const NotebookCell* cell : cells)
     ordered.emplace(PlaceOf(*cell), cell);

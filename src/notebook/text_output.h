@@ -29,6 +29,6 @@ std::string FormText(const NotebookForm& form, bool coloured);
 std::u16string AddressOf(const NotebookCell& cell);
 
 // The cells with their addresses, in the order in which the form has them.
-std::string CellsText(std::vector<NotebookCell*> cells, bool coloured);
+std::string CellsText(const std::vector<NotebookCell*>& cells, bool coloured);
 
 }  // namespace ktnotebook

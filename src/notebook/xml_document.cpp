@@ -5,7 +5,6 @@
 #include <memory>
 #include <sstream>
 
-#include "notebook/notebook_error.h"
 #include "notebook/utf.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -131,8 +130,7 @@ void CheckWellFormed(std::string_view utf8) {
     }
     const std::string reason =
         state.refusal.empty() ? XML_ErrorString(XML_GetErrorCode(parser.get())) : state.refusal;
-    throw NotebookError("line " + std::to_string(XML_GetCurrentLineNumber(parser.get())) + ": " +
-                        reason);
+    throw XmlError(XML_GetCurrentLineNumber(parser.get()), reason);
   }
 }
 
@@ -152,10 +150,10 @@ void CheckXmlText(std::u16string_view text) {
   }
 }
 
-int LineOf(const pugi::xml_node& node, std::string_view utf8) {
+std::uint64_t LineOf(const pugi::xml_node& node, std::string_view utf8) {
   const auto offset = static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0));
   const std::string_view before = utf8.substr(0, offset);
-  return static_cast<int>(std::count(before.begin(), before.end(), '\n')) + 1;
+  return static_cast<std::uint64_t>(std::count(before.begin(), before.end(), '\n')) + 1;
 }
 
 NotebookXmlDocument::NotebookXmlDocument() : loose_(document_.append_child("loose")) {}
@@ -171,7 +169,7 @@ void NotebookXmlDocument::SetRoot(ktformula::XmlElement& root) {
 void NotebookXmlDocument::LoadText(std::u16string_view text) {
   try {
     LoadUtf8(ToStoredUtf8(text));
-  } catch (const NotebookError& error) {
+  } catch (const XmlError& error) {
     ktformula::Raise(u"DOMDocument.LoadText", FromStoredUtf8(error.what()));
   }
 }
@@ -180,7 +178,7 @@ void NotebookXmlDocument::LoadUtf8(std::string_view utf8) {
   CheckWellFormed(utf8);
   const pugi::xml_parse_result result =
       document_.load_buffer(utf8.data(), utf8.size(), kParseOptions, pugi::encoding_utf8);
-  if (!result) throw NotebookError(result.description());
+  if (!result) throw XmlError(1, result.description());
   root_ = document_.document_element();
   loose_ = document_.append_child("loose");
 }

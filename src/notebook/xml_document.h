@@ -2,11 +2,13 @@
 // of host/xml.h over pugixml.
 #pragma once
 
+#include <cstdint>
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
 
 #include "host/xml.h"
+#include "notebook/notebook_error.h"
 
 namespace ktnotebook {
 
@@ -14,15 +16,27 @@ namespace ktnotebook {
 // of it would use up memory.
 inline constexpr int kMaximumXmlDepth = 64;
 
-// Throws NotebookError with "line N: reason" unless the text is well-formed UTF-8 XML without a
-// document type and nests at most kMaximumXmlDepth elements. External entities are never read.
+// Why a text is no XML that the notebook takes.
+class XmlError : public NotebookError {
+ public:
+  XmlError(std::uint64_t line, const std::string& reason) : NotebookError(reason), line_(line) {}
+
+  // Counted from 1.
+  std::uint64_t Line() const noexcept { return line_; }
+
+ private:
+  std::uint64_t line_;
+};
+
+// Throws XmlError unless the text is well-formed UTF-8 XML without a document type and nests at
+// most kMaximumXmlDepth elements. External entities are never read.
 void CheckWellFormed(std::string_view utf8);
 
 // Raises kComponentError for a text with characters that XML 1.0 has no way to write.
 void CheckXmlText(std::u16string_view text);
 
 // The line, counted from 1, of a node of a document that was parsed from `utf8`.
-int LineOf(const pugi::xml_node& node, std::string_view utf8);
+std::uint64_t LineOf(const pugi::xml_node& node, std::string_view utf8);
 
 // A document whose elements are created apart and then put in place.
 class NotebookXmlDocument final : public ktformula::XmlDocument {
@@ -35,7 +49,7 @@ class NotebookXmlDocument final : public ktformula::XmlDocument {
   void LoadText(std::u16string_view text) override;
   ktformula::Ref<ktformula::XmlElement> Root() override;
 
-  // The same for UTF-8 text; throws NotebookError.
+  // The same for UTF-8 text; throws XmlError.
   void LoadUtf8(std::string_view utf8);
   pugi::xml_node RootNode() const noexcept { return root_; }
   // The element of one of this document's nodes.

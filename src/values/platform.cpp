@@ -186,9 +186,10 @@ std::int64_t LocalOffset(std::time_t minute) {
   const std::tm local = *std::localtime(&time);  // NOLINT(concurrency-mt-unsafe)
   const std::chrono::sys_days day{std::chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) /
                                   local.tm_mday};
-  const std::int64_t seconds = static_cast<std::int64_t>(day.time_since_epoch().count()) * 86400 +
-                               local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
-  return seconds - time;
+  const std::chrono::seconds seconds = day.time_since_epoch() + std::chrono::hours(local.tm_hour) +
+                                       std::chrono::minutes(local.tm_min) +
+                                       std::chrono::seconds(local.tm_sec);
+  return seconds.count() - time;
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 // Includes run one way: each folder may include only what stands below it.
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <map>
 #include <regex>
 #include <set>
@@ -19,8 +18,7 @@ const std::map<std::string, Folders> kAllowed{
     {"functions", {"host", "values", "formula", "functions"}},
     {"formats", {"host", "values", "formula", "formats"}},
     {"listener", {"host", "values", "formula", "functions", "formats", "listener"}},
-    {"notebook",
-     {"host", "values", "formula", "functions", "formats", "listener", "notebook"}},
+    {"notebook", {"host", "values", "formula", "functions", "formats", "listener", "notebook"}},
 };
 
 // Only the notebook may include headers of other libraries; the engine has the standard library.
@@ -32,8 +30,7 @@ TEST(Layers, IncludesRunOneWay) {
   const std::regex own(R"re(#include "([^/"]+)/[^"]+")re");
   const std::regex system(R"re(#include <([^>]+)>)re");
   int files = 0;
-  for (const auto& entry :
-       std::filesystem::recursive_directory_iterator(KT_SOURCE_DIR "/src")) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(KT_SOURCE_DIR "/src")) {
     const std::string extension = entry.path().extension().string();
     if (extension != ".h" && extension != ".cpp") continue;
     const std::string folder = entry.path().parent_path().filename().string();
