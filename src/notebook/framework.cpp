@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "formats/default_formula_format.h"
+#include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
 #include "notebook/utf.h"
 #include "notebook/xml_document.h"
@@ -24,7 +25,7 @@ struct ListenerClass {
 constexpr std::array<ListenerClass, 2> kClasses{{
     {ktformula::kFormulaListenerIdentifier,
      []() -> Ref<ktformula::FieldListener> {
-       return MakeRef<ktformula::FormulaListener>(std::span<const ktformula::FunctionClass>());
+       return MakeRef<ktformula::FormulaListener>(ktformula::StandardFunctions());
      }},
     {ktformula::kDefaultFormulaFormatIdentifier,
      []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::DefaultFormulaFormat>(); }},

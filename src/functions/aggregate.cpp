@@ -1,0 +1,60 @@
+#include "functions/aggregate.h"
+
+#include "values/raised_error.h"
+
+namespace ktformula {
+
+void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                                     CellValue& TargetCellValue) {
+  if (args == nullptr) Raise(messages_.source, messages_.no_arguments);
+  const std::size_t count = args->items.size();
+  if (count < 1 || count > 3) {
+    Raise(messages_.source,
+          CountMessage(messages_.wrong_count_before, count, u") is not 1, 2 or 3"));
+  }
+  if (count > 1) {
+    ComputeRows(*args, sco, TargetCellValue);
+    return;
+  }
+  const Ref<TableProperty> column = ColumnArgument(args->items[0], sco, TargetCellValue);
+  TargetCellValue.InitializeFromELNProperty(column->Property().get());
+  ComputeColumn(*column, TargetCellValue);
+}
+
+Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument, NotebookObject* sco,
+                                                     CellValue& target) const {
+  const FormulaToken* reference = AsReference(argument);
+  if (reference == nullptr) Raise(messages_.source, messages_.not_a_reference);
+  const Ref<NotebookObject> object = target.ResolveReference(*reference->Reference, sco, sco);
+  if (!object || object->Kind() != NotebookObjectKind::kTableProperty) {
+    Raise(messages_.source, messages_.not_a_column);
+  }
+  return Ref<TableProperty>(static_cast<TableProperty*>(object.get()));
+}
+
+void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* sco,
+                                    CellValue& target) const {
+  const FormulaToken* reference = AsReference(args.items[1]);
+  if (reference == nullptr) Raise(messages_.source, messages_.second_not_a_reference);
+  const Ref<Table> table = ReferredTable(*reference, sco, target);
+  if (!table) Raise(messages_.source, messages_.second_not_a_table);
+
+  const LayerItem* condition = args.items.size() == 3 ? &args.items[2] : nullptr;
+  target.SetNumber(0, 0);
+  bool is_first = true;
+  for (int r = 1; r <= table->RowCount(); ++r) {
+    const Ref<TableRow> row = table->Row(r);
+    if (condition != nullptr && !Holds(*condition, nullptr, row.get(), sco)) continue;
+    try {
+      CellValue value;
+      Evaluate(value, args.items[0], nullptr, row.get(), sco);
+      Accumulate(target, value, is_first);
+      is_first = false;
+    } catch (const RaisedError&) {
+      // Without a condition a row that raises is left out; behind one its error counts.
+      if (condition != nullptr) throw;
+    }
+  }
+}
+
+}  // namespace ktformula

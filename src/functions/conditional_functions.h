@@ -1,0 +1,40 @@
+// IF, ONERROR and SELECT: functions that choose what becomes the result and evaluate only what they
+// need.
+#pragma once
+
+#include "functions/function_base.h"
+#include "values/leak_check.h"
+
+namespace ktformula {
+
+// IF(condition, value, condition, value, ..., default). Wrong numbers of arguments give an error
+// value; what the chosen value raises is raised.
+class IfFunction final : public FunctionBase, private LeakCounted<IfFunction> {
+ public:
+  static constexpr std::string_view kClassName = "IfFunction";
+
+  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                    CellValue& TargetCellValue) override;
+};
+
+// ONERROR(first, second, ...): the first argument without an error. Never raises: when all fail the
+// result is the last one's error, as a value.
+class OnErrorFunction final : public FunctionBase, private LeakCounted<OnErrorFunction> {
+ public:
+  static constexpr std::string_view kClassName = "OnErrorFunction";
+
+  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                    CellValue& TargetCellValue) override;
+};
+
+// SELECT(expression, table, condition): the expression in the first row for which the condition
+// holds; an error value when there is none. Raises kComponentError for other arguments.
+class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunction> {
+ public:
+  static constexpr std::string_view kClassName = "SelectFunction";
+
+  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                    CellValue& TargetCellValue) override;
+};
+
+}  // namespace ktformula

@@ -1,0 +1,48 @@
+#include "functions/count_function.h"
+
+#include "values/raised_error.h"
+
+namespace ktformula {
+
+namespace {
+
+constexpr std::u16string_view kSource = u"CountFunction.IKtFormulaFunction_ComputeValue";
+
+Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* sco, CellValue& target) {
+  const FormulaToken* reference = AsReference(argument);
+  if (reference == nullptr) {
+    Raise(kSource, u"the first argument for the Count function is not a reference");
+  }
+  const Ref<NotebookObject> object = target.ResolveReference(*reference->Reference, sco, sco);
+  if (object && object->Kind() == NotebookObjectKind::kTable) {
+    return Ref<Table>(static_cast<Table*>(object.get()));
+  }
+  if (object && object->Kind() == NotebookObjectKind::kTableProperty) {
+    return static_cast<const TableProperty&>(*object).OwningTable();
+  }
+  Raise(kSource, u"the first argument for the Count function is not a reference to a table");
+}
+
+}  // namespace
+
+void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+                                 CellValue& TargetCellValue) {
+  if (args == nullptr) Raise(kSource, u"the Count function requires one argument");
+  const std::size_t arguments = args->items.size();
+  if (arguments != 1 && arguments != 2) {
+    Raise(kSource, CountMessage(u"the number of arguments for Count function (", arguments,
+                                u") is not 1 or 2"));
+  }
+  const Ref<Table> table = CountedTable(args->items[0], sco, TargetCellValue);
+  int count = table->RowCount();
+  if (arguments == 2) {
+    const int rows = count;
+    count = 0;
+    for (int r = 1; r <= rows; ++r) {
+      if (Holds(args->items[1], nullptr, table->Row(r).get(), sco)) ++count;
+    }
+  }
+  TargetCellValue.SetNumber(count, count);
+}
+
+}  // namespace ktformula

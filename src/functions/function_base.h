@@ -1,0 +1,46 @@
+// What the functions of the formula language share.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "formula/evaluator.h"
+#include "formula/formula_function.h"
+#include "host/notebook_objects.h"
+#include "values/cell_value.h"
+
+namespace ktformula {
+
+// Keeps the listener from Initialize to Terminate and evaluates arguments in its name.
+class FunctionBase : public IKtFormulaFunction {
+ public:
+  void Initialize(NamedValues& listener) final { listener_ = &listener; }
+  void Terminate() final { listener_ = nullptr; }
+
+ protected:
+  // Evaluates one argument. `context` is the row, or other object, that references start from;
+  // `sco` is the object that the whole formula is computed for.
+  void Evaluate(CellValue& target, const LayerItem& argument, ELNProperty* property,
+                NotebookObject* context, NotebookObject* sco) const {
+    EvaluateArgument(target, argument, {property, context, sco, listener_});
+  }
+
+  // Whether the argument evaluates, without raising, to something that is Boolean and true.
+  bool Holds(const LayerItem& condition, ELNProperty* property, NotebookObject* context,
+             NotebookObject* sco) const;
+
+ private:
+  NamedValues* listener_ = nullptr;
+};
+
+// The token of an argument that is a single reference, nullptr for any other argument.
+const FormulaToken* AsReference(const LayerItem& argument) noexcept;
+
+// The table that the argument refers to, empty when it refers to anything else.
+Ref<Table> ReferredTable(const FormulaToken& reference, NotebookObject* sco, CellValue& target);
+
+// text + count + text, for messages about the number of arguments.
+std::u16string CountMessage(std::u16string_view before, std::size_t count,
+                            std::u16string_view after);
+
+}  // namespace ktformula
