@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "formats/default_formula_format.h"
+#include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
 #include "notebook/utf.h"
@@ -22,13 +23,15 @@ struct ListenerClass {
   Ref<ktformula::FieldListener> (*create)();
 };
 
-constexpr std::array<ListenerClass, 2> kClasses{{
+constexpr std::array<ListenerClass, 3> kClasses{{
     {ktformula::kFormulaListenerIdentifier,
      []() -> Ref<ktformula::FieldListener> {
        return MakeRef<ktformula::FormulaListener>(ktformula::StandardFunctions());
      }},
     {ktformula::kDefaultFormulaFormatIdentifier,
      []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::DefaultFormulaFormat>(); }},
+    {ktformula::kMinDigitFormulaFormatIdentifier,
+     []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::MinDigitFormulaFormat>(); }},
 }};
 
 // Stores a listener's row and tells the listener so.
