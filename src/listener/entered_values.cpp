@@ -103,10 +103,11 @@ EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& 
 
 SplitText SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
   const std::u16string_view trimmed = TrimBlanks(text);
-  if (trimmed.empty() || !(IsDigit(trimmed[0]) || trimmed[0] == u'.')) return {text, nullptr};
-  const std::size_t length = NumeralLength(trimmed);
+  // A text without a numeral in front may be a unit as a whole.
+  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
+  const std::size_t length = has_numeral ? NumeralLength(trimmed) : 0;
   const std::u16string_view rest = TrimBlanks(trimmed.substr(length));
-  if (rest.empty() || !IsNumericText(trimmed.substr(0, length))) return {text, nullptr};
+  if (rest.empty()) return {text, nullptr};
   Ref<Unit> unit = units.Find(rest);
   return {unit ? trimmed.substr(0, length) : text, std::move(unit)};
 }

@@ -33,6 +33,23 @@ void SetFormula(PropertyFormulas& formulas, std::u16string_view key, std::u16str
   if (!formula.empty()) formulas.Add(key, std::make_shared<PropertyFormula>(formula, format));
 }
 
+// Counts the definitions under evaluation.
+class NestingGuard {
+ public:
+  explicit NestingGuard(int& depth) : depth_(depth) {
+    if (depth_ >= kMaximumDefinitionNesting) {
+      Raise(u"FormulaListener.DefinedValue", u"the definitions are nested too deeply");
+    }
+    ++depth_;
+  }
+  NestingGuard(const NestingGuard&) = delete;
+  NestingGuard& operator=(const NestingGuard&) = delete;
+  ~NestingGuard() { --depth_; }
+
+ private:
+  int& depth_;
+};
+
 }  // namespace
 
 // One recalculation of the watched table, or one evaluation in it: the definitions evaluated so
@@ -42,10 +59,10 @@ class FormulaListener::Pass {
   explicit Pass(FormulaListener& listener)
       : listener_(listener),
         keep_alive_(&listener),
-        outer_(std::exchange(listener.pass_, this)),
         owner_(&listener.Owner()),
         units_(listener.Framework().Units()),
-        table_(owner_->WatchedField()->AsTable()) {}
+        table_(owner_->WatchedField()->AsTable()),
+        outer_(std::exchange(listener.pass_, this)) {}
   Pass(const Pass&) = delete;
   Pass& operator=(const Pass&) = delete;
   ~Pass() { listener_.pass_ = outer_; }
@@ -77,6 +94,7 @@ class FormulaListener::Pass {
                    u"the definition \"" + std::u16string(name) + u"\" refers to itself");
     CellValue result;
     try {
+      const NestingGuard guard(definition_depth_);
       Evaluate(*listener_.TreeOf(*formula), nullptr, table_.get(), result);
     } catch (const RaisedError& error) {
       result.SetError(error.Number(), error.Source(), error.Description());
@@ -132,8 +150,14 @@ class FormulaListener::Pass {
       return;
     }
     if (!entered_) entered_ = ExamineEnteredValues(*owner_, *units_);
-    format.SetGridCellValue(grid, cell, value.MinNumber(), formula.StringFormat,
-                            entered_->ExaminedSigDig, entered_->ExaminedUnits);
+    try {
+      format.SetGridCellValue(grid, cell, value.MinNumber(), formula.StringFormat,
+                              entered_->ExaminedSigDig, entered_->ExaminedUnits);
+    } catch (const RaisedError& error) {
+      // A finite number need not be finite in the unit, or as the percentage, that is shown.
+      if (error.Number() != static_cast<std::int32_t>(RuntimeError::kOverflow)) throw;
+      WriteError(grid, cell, error.Description());
+    }
   }
 
   static void WriteText(const CellValue& value, TableCell& cell, GridControl& grid) {
@@ -157,11 +181,13 @@ class FormulaListener::Pass {
 
   FormulaListener& listener_;
   Ref<HostObject> keep_alive_;
-  Pass* outer_;
   Ref<OwnerCollection> owner_;
   Ref<UnitCatalogue> units_;
   Ref<Table> table_;
+  // Set last: when one of the host's calls above fails, the listener never hears of this pass.
+  Pass* outer_;
   std::unordered_map<std::u16string, CellValue, TextHash, std::equal_to<>> definitions_;
+  int definition_depth_ = 0;
   // Examined at most once, and only when a formatted number is written.
   std::optional<EnteredValues> entered_;
 };

@@ -17,6 +17,10 @@
 
 namespace ktformula {
 
+// Definitions may use one another this deep: more is no notebook that a person keeps, and each
+// level costs a piece of the host's stack.
+inline constexpr int kMaximumDefinitionNesting = 100;
+
 inline constexpr std::u16string_view kFormulaListenerIdentifier = u"KtFormula9.FormulaListener";
 
 // Watches one table. On every table notification it computes each cell of each column that has a

@@ -1,0 +1,160 @@
+// The default result format: patterns, display units, and its life as a field listener.
+#include "formats/default_formula_format.h"
+
+#include <gtest/gtest.h>
+
+#include "host_fakes.h"
+
+#include "formats/display_pattern.h"
+#include "formats/fake_framework.h"
+#include "notebook/utf.h"
+#include "values/describe.h"
+
+namespace ktformula {
+namespace {
+
+using ktnotebook::ToUtf8;
+
+class UnitProperty : public FakeProperty {
+ public:
+  explicit UnitProperty(Ref<Unit> unit) : FakeProperty(u"number"), unit_(std::move(unit)) {}
+  bool HasUnits() const override { return static_cast<bool>(unit_); }
+  Ref<Unit> DefaultUnit() const override { return unit_; }
+
+ private:
+  Ref<Unit> unit_;
+};
+
+class UnitCell : public FakeCell {
+ public:
+  std::u16string key;
+  std::u16string unit_name;
+  std::u16string Key() const override { return key; }
+  std::u16string UnitName() const override { return unit_name; }
+};
+
+class RecordingGrid : public GridControl {
+ public:
+  std::string log;
+  std::u16string TypeName() const override { return u"Grid"; }
+  void WriteText(TableCell&, std::u16string_view, bool) override { log += "text"; }
+  void ClearNumber(TableCell&) override { log += "clear"; }
+  void SetValue(TableCell&, double value, std::u16string_view pattern,
+                std::u16string_view unit_name) override {
+    log += Range(value, value) + "|" + ToUtf8(pattern) + "|" + ToUtf8(unit_name);
+  }
+  void FinishCell(TableCell&) override { log += "finish"; }
+};
+
+class DefaultFormulaFormatTest : public ::testing::Test {
+ protected:
+  DefaultFormulaFormatTest() { format->Initialize(framework, nullptr, nullptr); }
+  ~DefaultFormulaFormatTest() override { format->Terminate(); }
+
+  // A property with this default unit; "" for none.
+  Ref<UnitProperty> Property(std::u16string_view unit) const {
+    return MakeRef<UnitProperty>(framework->Units()->Find(unit));
+  }
+
+  Ref<FakeFramework> framework = MakeRef<FakeFramework>();
+  Ref<DefaultFormulaFormat> format = MakeRef<DefaultFormulaFormat>();
+};
+
+TEST_F(DefaultFormulaFormatTest, ChoosesPatternByDigitsAndUnit) {
+  struct Row {
+    double value;
+    std::int16_t digits;
+    std::u16string_view unit;
+    std::u16string_view default_unit;
+    std::string pattern;
+  };
+  const Row rows[] = {
+      {0, 3, u"", u"", "0.00"},
+      {0, 1, u"", u"", "0."},
+      {0, 0, u"", u"", "0.0"},
+      {-0.5, 2, u"", u"", "0.00"},
+      {0.0123, 3, u"", u"", "0.0000"},
+      {0.05, 1, u"", u"", "0.00"},
+      {9.99, 3, u"", u"", "0.00"},
+      {10, 3, u"", u"", "00.0"},
+      {-123.4, 5, u"", u"", "000.00"},
+      {123.4, 2, u"", u"", "000"},
+      {12345, 3, u"", u"", "00000"},
+      {1000, 0, u"", u"", "0000"},
+      {0.1234, 3, u"%", u"", "00.0%"},
+      {0.1234, 3, u"g", u"", "0.000"},
+      // In units: the named one, else the default one.
+      {0.0123, 3, u"", u"kg", "0.0000"},
+      {0.0123, 3, u"g", u"kg", "00.0"},
+      {0.0123, 3, u"", u"mg", "00000"},
+      {0.0123, 3, u"no unit", u"g", "00.0"},
+      {0.0123, 3, u"%", u"g", "00.0"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ToUtf8(DisplayPattern(row.value, row.digits, row.unit, *Property(row.default_unit),
+                                    *framework->Units())),
+              row.pattern)
+        << row.value << " " << row.digits << " " << ToUtf8(row.unit);
+  }
+  const auto pattern_of = [&](double value, std::int16_t digits, std::u16string_view unit) {
+    return Raised(
+        [&] { DisplayPattern(value, digits, unit, *Property(u""), *framework->Units()); });
+  };
+  EXPECT_EQ(pattern_of(0.5, -1, u""), "raised 5 KtFormula9: Invalid procedure call or argument; ");
+  EXPECT_EQ(pattern_of(1e307, 3, u"%"), "raised 6 KtFormula9: Overflow; ");
+}
+
+TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
+  struct Row {
+    double value;
+    std::u16string_view format;
+    std::u16string_view default_unit;
+    // Of the cell; the examined units are mass in mg.
+    std::u16string_view key;
+    std::u16string_view unit_name;
+    std::string written;
+  };
+  const Row rows[] = {
+      {0.5, u"", u"", u"", u"", "0.5|0.000|"},
+      {0.5, u"%", u"", u"", u"", "0.5|00.0%|"},
+      {0.5, u"0.0", u"", u"", u"", "0.5|0.0|"},
+      {0.0000123, u"", u"g", u"mass", u"g", "1.23e-05|00.0|mg"},
+      {0.0000123, u"0.##", u"g", u"mass", u"g", "1.23e-05|0.##|mg"},
+      {0.0000123, u"", u"g", u"Mass", u"g", "1.23e-05|0.0000|g"},
+      {0.0000123, u"", u"g", u"volume", u"", "1.23e-05|0.0000|"},
+      // A percentage is shown without a unit, whatever was entered.
+      {0.0000123, u"%", u"g", u"mass", u"mg", "1.23e-05|0.0000|"},
+  };
+  ExaminedUnitsMap units;
+  units.Add(u"mass", u"mg");
+  for (const Row& row : rows) {
+    const Ref<UnitProperty> property = Property(row.default_unit);
+    const Ref<UnitCell> cell = MakeRef<UnitCell>();
+    cell->property = property.get();
+    cell->key = row.key;
+    cell->unit_name = row.unit_name;
+    const Ref<RecordingGrid> grid = MakeRef<RecordingGrid>();
+    format->SetGridCellValue(*grid, *cell, row.value, row.format, 3, units);
+    EXPECT_EQ(grid->log, row.written);
+  }
+}
+
+TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
+  const auto element = ParseXml(
+      u"<fieldListener name='Digits' progID='KtFormula9.DefaultFormulaFormat' position='2'>"
+      u"<propertyFormula key='1'>1</propertyFormula></fieldListener>");
+  format->SetData(u"xml", element.get());
+  const auto root = ParseXml(u"<r/>");
+  format->Export(*root, u"");
+  EXPECT_EQ(ToUtf8(root->Xml()),
+            "<r><fieldListener key=\"0\" progID=\"KtFormula9.DefaultFormulaFormat\" "
+            "name=\"Digits\" position=\"2\"/></r>");
+  format->EditProperties();
+  EXPECT_EQ(framework->calls.back(), "show: The field listener \"Digits\" has no properties");
+  // Its failures are reported under the one name that all field listeners share.
+  EXPECT_EQ(Raised([&] { format->SetData(u"", nullptr); }),
+            "raised 91 FormulaListener.SetData/KtFormula9: Object variable not set; ");
+}
+
+}  // namespace
+}  // namespace ktformula

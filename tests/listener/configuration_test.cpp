@@ -1,0 +1,348 @@
+// A listener's configuration: reading, writing, storing, and the host's questions about it.
+#include <gtest/gtest.h>
+
+#include "formats/fake_framework.h"
+#include "formula/fake_function.h"
+#include "listener/formula_listener.h"
+#include "notebook/database.h"
+#include "notebook/notebook_file.h"
+#include "notebook/utf.h"
+#include "values/describe.h"
+#include "values/text.h"
+
+namespace ktformula {
+namespace {
+
+using ktnotebook::FromUtf8;
+using ktnotebook::ToUtf8;
+
+class FakeHelper : public DatabaseHelper {
+ public:
+  std::u16string TypeName() const override { return u"Helper"; }
+  std::u16string KeyColumnFragment(std::u16string_view column) override {
+    return std::u16string(column) + u", ";
+  }
+  std::u16string NextKeyExpression(std::u16string_view sequence) override {
+    return u"next(" + std::u16string(sequence) + u"), ";
+  }
+  std::u16string Quote(std::u16string_view text) override {
+    return u"<" + std::u16string(text) + u">";
+  }
+};
+
+class FakeDatabase : public DatabaseAccess {
+ public:
+  std::u16string sql;
+  std::u16string TypeName() const override { return u"Database"; }
+  void Execute(std::u16string_view statement) override { sql = statement; }
+  Ref<RowSet> OpenRow(std::u16string_view) override {
+    throw RaisedError(72, u"Database", u"closed");
+  }
+};
+
+class FakeService : public HostService {
+ public:
+  std::u16string refreshed;
+  std::u16string TypeName() const override { return u"Service"; }
+  void RefreshObject(std::u16string_view key) override { refreshed = key; }
+};
+
+class ConfigurationTest : public ::testing::Test {
+ protected:
+  ConfigurationTest() {
+    listener->Initialize(framework, owner, service);
+    listener->SetName(u"Sums");
+    listener->SetProgramIdentifier(kFormulaListenerIdentifier);
+    listener->SetPosition(3);
+    listener->SetKey(17);
+  }
+  ~ConfigurationTest() override { listener->Terminate(); }
+
+  std::string Set(std::u16string_view data_type, std::string_view xml) {
+    return Raised([&] { listener->SetData(data_type, ParseXml(*FromUtf8(xml)).get()); });
+  }
+
+  // What is inside the element that an export writes, or all of it.
+  std::string Exported(std::u16string_view mode) {
+    const Ref<XmlElement> root = ParseXml(u"<r/>");
+    const std::string raised = Raised([&] { listener->Export(*root, mode); });
+    return raised + ToUtf8(root->Xml());
+  }
+  std::string Exported() {
+    const std::string xml = Exported(u"");
+    const std::size_t begin = xml.find("position=\"3\"") + 12;
+    return xml.substr(begin, xml.rfind("</r>") - begin);
+  }
+
+  ktnotebook::Notebook notebook = ktnotebook::ReadNotebook(
+      "<notebook><form name='F'><table name='T' key='5'>"
+      "<property key='11' name='Mass' type='number'/><property key='12' name='Name' type='string'/>"
+      "</table></form></notebook>",
+      "test");
+  ktnotebook::NotebookTable* table = notebook.forms.front()->FindTable(u"T");
+  Ref<OwnerCollection> owner = notebook.forms.front()->OwnerOf(table->OwnField());
+  Ref<FakeFramework> framework = MakeRef<FakeFramework>();
+  Ref<FakeService> service = MakeRef<FakeService>();
+  Ref<FormulaListener> listener = MakeRef<FormulaListener>(std::span<const FunctionClass>());
+};
+
+TEST_F(ConfigurationTest, ReadsAndWritesElements) {
+  const std::string refused = "raised -2147220991 FormulaListener.SetData: the property name ";
+  ExpectRows(
+      {
+          " -> />",
+          "<!-- note --> text <other key='1'/> -> />",
+          "<propertyFormula format='%' key='11'><![CDATA[[a]<1]]></propertyFormula> -> "
+          "><propertyFormula format=\"%\" key=\"11\"><![CDATA[[a]<1]]></propertyFormula>"
+          "</fieldListener>",
+          // By name; a key goes before a name. Text need not be CDATA, formats may be absent.
+          "<propertyFormula name='Name'>1</propertyFormula>"
+          "<propertyFormula key='11' name='None'>2</propertyFormula> -> "
+          "><propertyFormula format=\"\" key=\"12\"><![CDATA[1]]></propertyFormula>"
+          "<propertyFormula format=\"\" key=\"11\"><![CDATA[2]]></propertyFormula></fieldListener>",
+          // Formulas come first; within each kind the order stays.
+          "<definition name='z'>1</definition><propertyFormula key='12'>µ]]&gt;</propertyFormula>"
+          "<definition name='a'>2</definition><propertyFormula key='11'/> -> "
+          "><propertyFormula format=\"\" key=\"12\"><![CDATA[µ]]]]><![CDATA[>]]></propertyFormula>"
+          "<propertyFormula format=\"\" key=\"11\"><![CDATA[]]></propertyFormula>"
+          "<definition name=\"z\"><![CDATA[1]]></definition>"
+          "<definition name=\"a\"><![CDATA[2]]></definition></fieldListener>",
+          "<propertyFormula name='mass'>1</propertyFormula> -> " + refused +
+              "\"mass\" is not recognized in the table \"T\"; />",
+          "<propertyFormula>1</propertyFormula> -> " + refused +
+              "\"\" is not recognized in the table \"T\"; />",
+      },
+      [&](const std::string& children) {
+        std::string written;
+        for (const std::u16string_view data_type : {u"xml", u"initialize", u"other"}) {
+          Set(u"xml", "<fieldListener/>");
+          const std::string raised =
+              Set(data_type, "<fieldListener>" + children + "</fieldListener>");
+          const std::string read = raised + Exported();
+          EXPECT_TRUE(written.empty() || written == read) << read;
+          written = read;
+        }
+        // What is written reads back to the same.
+        const std::string exported = Exported();
+        EXPECT_EQ(Set(u"", "<fieldListener" + exported), "");
+        EXPECT_EQ(Exported(), exported);
+        return written;
+      });
+}
+
+TEST_F(ConfigurationTest, UnchangedFormulasKeepTheirTrees) {
+  const std::string head =
+      "<fieldListener><propertyFormula format='0' key='11'>1</propertyFormula>";
+  const std::string tail = "<definition name='b'>2</definition></fieldListener>";
+  Set(u"xml", head + "<propertyFormula key='12'>3</propertyFormula>" +
+                  "<definition name='a'>1</definition>" + tail);
+  const auto parse = [&] {
+    const auto tree = listener->MakeTokenTree(u"1");
+    for (const auto* formulas :
+         {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
+      for (const auto& [key, formula] : *formulas)
+        formula->TokenTree = tree;
+    }
+  };
+  // "11* 12 a* b*": the entries in order, those with a tree marked.
+  const auto trees = [&] {
+    std::string all;
+    for (const auto* formulas :
+         {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
+      for (const auto& [key, formula] : *formulas)
+        all += Narrow(key) + (formula->TokenTree ? "* " : " ");
+    }
+    return all;
+  };
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {head + "<propertyFormula key='12'>3</propertyFormula><definition name='a'>1</definition>" +
+           tail,
+       "11* 12* a* b* "},
+      // Changed in formula, in format, vanished, new.
+      {head + "<propertyFormula key='12'>3 </propertyFormula><definition name='a'>9</definition>" +
+           tail,
+       "11* 12 b* a "},
+      {"<fieldListener><propertyFormula format='0.0' key='11'>1</propertyFormula>"
+       "<propertyFormula key='12'>3 </propertyFormula></fieldListener>",
+       "12* 11 "},
+      {head + tail, "11 b "},
+      {"<fieldListener/>", ""},
+  };
+  for (const auto& [xml, expected] : rows) {
+    parse();
+    Set(u"initialize", xml);
+    EXPECT_EQ(trees(), expected) << xml;
+  }
+  Set(u"xml", head + tail);
+  parse();
+  Set(u"", head + tail);
+  EXPECT_EQ(trees(), "11 b ");
+}
+
+TEST_F(ConfigurationTest, FailingSetDataChangesNothing) {
+  Set(u"xml", "<fieldListener><definition name='a'>1</definition></fieldListener>");
+  const std::string before = Exported(u"");
+  const std::string path = " FormulaListener.SetData/KtFormula9: ";
+  EXPECT_EQ(Set(u"xml", "<fieldListener name='New' position='many'/>"),
+            "raised 13" + path + "Type mismatch; ");
+  EXPECT_EQ(Set(u"", "<fieldListener name='New' position='32768'/>"),
+            "raised 6" + path + "Overflow; ");
+  EXPECT_EQ(Set(u"",
+                "<fieldListener name='New' position='7'><definition name='b'>1</definition>"
+                "<propertyFormula name='?'/></fieldListener>"),
+            "raised -2147220991 FormulaListener.SetData: the property name \"?\" is not recognized "
+            "in the table \"T\"; ");
+  EXPECT_EQ(Raised([&] { listener->SetData(u"xml", table); }),
+            "raised 13" + path + "Type mismatch; ");
+  EXPECT_EQ(Exported(u""), before);
+}
+
+TEST_F(ConfigurationTest, ExportNamesColumnsByKeyOrName) {
+  listener->SetPropertyFormula(11, u"1", u"");
+  const std::string content = "><![CDATA[1]]></propertyFormula></fieldListener></r>";
+  const std::string head =
+      "progID=\"KtFormula9.FormulaListener\" name=\"Sums\" position=\"3\"><propertyFormula "
+      "format=\"\" ";
+  EXPECT_EQ(Exported(u"export"), "<r><fieldListener " + head + "name=\"Mass\"" + content);
+  EXPECT_EQ(Exported(u"Export"), "<r><fieldListener key=\"17\" " + head + "key=\"11\"" + content);
+  // A column that is gone has no name to export.
+  listener->SetPropertyFormula(99, u"1", u"");
+  EXPECT_EQ(Exported(u"export"),
+            "raised -2147220991 FormulaListener.IKtObject_Export: the property key \"99\" is not "
+            "recognized in the table \"T\"; <r/>");
+}
+
+TEST_F(ConfigurationTest, ChangesOfSettingsClearSavedFlag) {
+  struct Row {
+    std::function<void()> change;
+    bool saved;
+  };
+  const Row rows[] = {
+      {[&] { listener->SetName(u"Sums"); }, true},
+      {[&] { listener->SetName(u"sums"); }, false},
+      {[&] { listener->SetProgramIdentifier(kFormulaListenerIdentifier); }, true},
+      {[&] { listener->SetProgramIdentifier(u"Other"); }, false},
+      {[&] { listener->SetPosition(3); }, true},
+      {[&] { listener->SetPosition(4); }, false},
+      {[&] { listener->SetKey(18); }, true},
+      {[&] { Set(u"xml", "<fieldListener name='sums' position='4'/>"); }, true},
+      {[&] { Set(u"xml", "<fieldListener position='5'/>"); }, false},
+  };
+  const auto target = MakeRef<FakeService>();
+  for (const Row& row : rows) {
+    listener->MarkStored(*target);
+    framework->calls.clear();
+    row.change();
+    EXPECT_EQ(listener->IsSaved(), row.saved);
+    listener->Store(*target);
+    EXPECT_EQ(framework->calls.size(), row.saved ? 0U : 1U);
+  }
+  EXPECT_EQ(framework->calls.back(), "store for Service");
+}
+
+TEST_F(ConfigurationTest, AnswersHost) {
+  EXPECT_EQ(Narrow(listener->Description(0)),
+            "Field Listener \"Sums\" of " + Narrow(owner->Description(0)));
+  listener->RequestSave();
+  EXPECT_EQ(framework->calls.back(), "save: Saving changes to Field Listener \"Sums\"");
+  const std::string unresolved =
+      "the type \"Unit\" cannot be resolved from " + Narrow(listener->Description(0)) + "; ";
+  const auto without_source = [](const std::string& raised) {
+    EXPECT_TRUE(raised.starts_with("raised -2147220991 FormulaListener.")) << raised;
+    return raised.substr(raised.find(": ") + 2);
+  };
+  EXPECT_EQ(without_source(Raised([&] { listener->ResolveType(u"Unit", nullptr); })), unresolved);
+  EXPECT_EQ(without_source(Raised([&] { listener->ResolveObject(nullptr, u"Unit"); })), unresolved);
+  const auto root = ParseXml(u"<recalculate/>");
+  EXPECT_EQ(without_source(Raised([&] { listener->Execute(*root, nullptr); })),
+            "the command \"recalculate\" is not recognized for this table; ");
+  listener->Refresh();
+  EXPECT_EQ(service->refreshed, u"17");
+  EXPECT_EQ(ToUtf8(listener->ReferenceElement(*root)->Xml()), "<fieldListener key=\"17\"/>");
+}
+
+TEST_F(ConfigurationTest, SendsItsStatementsToDatabase) {
+  framework->database_helper = MakeRef<FakeHelper>();
+  const auto database = MakeRef<FakeDatabase>();
+  listener->Create(table->OwnField(), *database, u"O'Neil", u"Prog.ID", -2);
+  EXPECT_EQ(database->sql,
+            u"INSERT INTO ELN_field_listeners(field_listener_key, name, prog_ID, field_key, "
+            u"position)VALUES(next(KtS_field_listeners), <O'Neil>, <Prog.ID>, 5, -2)");
+  EXPECT_EQ(Raised([&] { listener->Save(*database); }),
+            "raised 72 FormulaListener.IKtObject_Save/Database: closed; ");
+  EXPECT_FALSE(listener->IsSaved());
+}
+
+TEST_F(ConfigurationTest, SavesIntoRowAndReadsItBack) {
+  const auto database = ktnotebook::OpenDatabase(":memory:", true);
+  database->Run(
+      "CREATE TABLE ELN_field_listeners(field_listener_key INTEGER PRIMARY KEY, Name TEXT, prog_id "
+      "TEXT, field_key INTEGER, Position INTEGER, config_xml TEXT)");
+  const Ref<DatabaseAccess> access = ktnotebook::MakeDatabaseAccess(database);
+  framework->database_helper = database->Helper();
+  listener->Create(table->OwnField(), *access, u"O'Neil", kFormulaListenerIdentifier, 2);
+  const auto load = [&] {
+    listener->SetData(u"", access->OpenRow(u"SELECT * FROM ELN_field_listeners WHERE 1 = 1").get());
+  };
+  load();
+  EXPECT_EQ(Exported(u""),
+            "<r><fieldListener key=\"1\" progID=\"KtFormula9.FormulaListener\" name=\"O'Neil\" "
+            "position=\"2\"/></r>");
+  EXPECT_TRUE(listener->IsSaved());
+
+  const auto stored = [&] {
+    return std::get<std::string>(
+        database->Run("SELECT config_xml FROM ELN_field_listeners").rows.front().front());
+  };
+  listener->Save(*access);
+  EXPECT_EQ(stored(), "<fieldListener/>");
+  listener->SetPosition(4);
+  listener->SetPropertyFormula(11, u"'\"<&>µ'", u"0.0");
+  listener->SetDefinition(u"d", u"1");
+  listener->Save(*access);
+  EXPECT_TRUE(listener->IsSaved());
+  EXPECT_EQ(stored(),
+            "<fieldListener><propertyFormula format=\"0.0\" key=\"11\"><![CDATA['\"<&>µ']]>"
+            "</propertyFormula><definition name=\"d\"><![CDATA[1]]></definition></fieldListener>");
+  const std::string saved = Exported(u"");
+  Set(u"xml", "<fieldListener position='1' name='x'/>");
+  load();
+  EXPECT_EQ(Exported(u""), saved);
+
+  // A row that holds no XML leaves the listener as it is.
+  database->Run("UPDATE ELN_field_listeners SET config_xml = '<a', Name = 'y'");
+  EXPECT_TRUE(Raised(load).find(" FormulaListener.SetData/") != std::string::npos);
+  EXPECT_EQ(Exported(u""), saved);
+}
+
+TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
+  std::string ended;
+  NamedValues* told = nullptr;
+  const auto function_class = [&](std::u16string_view key) {
+    return FunctionClass{key, [&ended, key] {
+                           return std::make_unique<FakeFunction>(
+                               [](auto&&...) {}, [&ended, key] { ended += Narrow(key) + " "; });
+                         }};
+  };
+  const std::vector<FunctionClass> classes = {function_class(u"SUM"), function_class(u"AVG")};
+  const auto owner_of_functions = MakeRef<FormulaListener>(classes);
+  owner_of_functions->Initialize(framework, owner, nullptr);
+  told = static_cast<FakeFunction&>(*owner_of_functions->FormulaFunction(u"avg")).listener;
+  EXPECT_EQ(told, owner_of_functions.get());
+  owner_of_functions->SetPropertyFormula(11, u"SUM()", u"");
+  owner_of_functions->Terminate();
+  owner_of_functions->Terminate();
+  EXPECT_EQ(ended, "SUM AVG ");
+  EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Size(), 0U);
+
+  // Two classes under one name: Initialize fails, and what was registered is ended all the same.
+  ended.clear();
+  const std::vector<FunctionClass> twice = {function_class(u"SUM"), function_class(u"SUM")};
+  EXPECT_EQ(Raised([&] { MakeRef<FormulaListener>(twice)->Initialize(framework, owner, nullptr); }),
+            "raised 5 FormulaListener.IKtFieldListener_Initialize/KtFormula9: Invalid procedure "
+            "call or argument; ");
+  EXPECT_EQ(ended, "SUM ");
+}
+
+}  // namespace
+}  // namespace ktformula
