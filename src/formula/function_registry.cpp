@@ -26,8 +26,13 @@ std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
 }
 
 void FunctionRegistry::Terminate() {
-  for (const auto& [key, function] : functions_)
-    function->Terminate();
+  for (const auto& [key, function] : functions_) {
+    try {
+      function->Terminate();
+    } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
+      // The others have to be told too, and the shut-down can not be stopped.
+    }
+  }
   functions_.Clear();
 }
 

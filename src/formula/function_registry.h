@@ -27,7 +27,8 @@ class FunctionRegistry {
   // The same, but raises kComponentError for an unknown name.
   std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const;
 
-  // Calls Terminate on every function, in the order of registration, and forgets them all.
+  // Calls Terminate on every function, in the order of registration, and forgets them all. What
+  // one of them raises is dropped.
   void Terminate();
 
   const Dictionary<std::shared_ptr<IKtFormulaFunction>>& Functions() const noexcept {
