@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "host/database.h"
+#include "host/dialog.h"
 #include "host/field_listener.h"
 #include "host/notebook_objects.h"
 #include "host/ref.h"
@@ -37,6 +38,12 @@ class HostFramework : public HostObject {
   virtual void RequestSave(IKtObject& object, std::u16string_view text) = 0;
   // Shows a message with an OK button under the host's default title.
   virtual void ShowMessage(std::u16string_view text) = 0;
+  // Shows a warning with an OK button.
+  virtual void ShowWarning(std::u16string_view title, std::u16string_view text) = 0;
+  // A new form, not loaded yet; empty when the host has no windows for it.
+  virtual Ref<DialogForm> CreateDialogForm() = 0;
+  // The path of the host's program.
+  virtual std::u16string ApplicationPath() = 0;
 };
 
 }  // namespace ktformula

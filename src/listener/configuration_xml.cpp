@@ -1,33 +1,11 @@
 #include "listener/configuration_xml.h"
 
-#include <unordered_set>
-
 namespace ktformula {
 
 namespace {
 
 constexpr std::u16string_view kPropertyFormulaElement = u"propertyFormula";
 constexpr std::u16string_view kDefinitionElement = u"definition";
-
-using NameSet = std::unordered_set<std::u16string, TextHash, std::equal_to<>>;
-
-// Replaces the entry unless it is the same in formula and format.
-void Merge(PropertyFormulas& formulas, std::u16string_view key, std::u16string_view formula,
-           std::u16string_view format) {
-  if (const auto* known = formulas.Find(key)) {
-    if ((*known)->Formula == formula && (*known)->StringFormat == format) return;
-    formulas.Remove(key);
-  }
-  formulas.Add(key, std::make_shared<PropertyFormula>(formula, format));
-}
-
-void RemoveAllBut(PropertyFormulas& formulas, const NameSet& kept) {
-  PropertyFormulas remaining;
-  for (const auto& [key, formula] : formulas) {
-    if (kept.contains(key)) remaining.Add(key, formula);
-  }
-  formulas = std::move(remaining);
-}
 
 }  // namespace
 
@@ -56,19 +34,19 @@ void WriteConfigurationXml(const FormulaConfiguration& configuration, XmlElement
 FormulaConfiguration ReadConfigurationXml(XmlElement& root, const FormulaConfiguration& previous,
                                           const ColumnKeyOfName& key_of_name) {
   FormulaConfiguration configuration = previous;
-  NameSet keys;
-  NameSet names;
+  KeySet keys;
+  KeySet names;
   for (const Ref<XmlElement>& element : root.ChildElements()) {
     const std::u16string kind = element->NodeName();
     const std::u16string name = element->Attribute(u"name").value_or(u"");
     if (kind == kPropertyFormulaElement) {
       const auto key_attribute = element->Attribute(u"key");
       const std::u16string key = key_attribute ? *key_attribute : key_of_name(name);
-      Merge(configuration.property_formulas, key, element->Text(),
-            element->Attribute(u"format").value_or(u""));
+      PutFormula(configuration.property_formulas, key, element->Text(),
+                 element->Attribute(u"format").value_or(u""));
       keys.insert(key);
     } else if (kind == kDefinitionElement) {
-      Merge(configuration.definitions, name, element->Text(), u"");
+      PutFormula(configuration.definitions, name, element->Text(), u"");
       names.insert(name);
     }
   }

@@ -9,6 +9,8 @@
 #include "formats/display_pattern.h"
 #include "listener/configuration_xml.h"
 #include "listener/entered_values.h"
+#include "listener/error_message_box.h"
+#include "listener/frm_formula_listener.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -18,19 +20,10 @@ namespace ktformula {
 namespace {
 
 constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+constexpr std::u16string_view kEditErrorTitle = u"Error Setting Field Listener Properties";
 
 void WriteError(GridControl& grid, TableCell& cell, std::u16string_view description) {
   grid.WriteText(cell, std::u16string(kErrorPrefix) + std::u16string(description), false);
-}
-
-// Replaces, adds or removes the entry; an empty formula removes.
-void SetFormula(PropertyFormulas& formulas, std::u16string_view key, std::u16string_view formula,
-                std::u16string_view format) {
-  if (const auto* known = formulas.Find(key)) {
-    if ((*known)->Formula == formula && (*known)->StringFormat == format) return;
-    formulas.Remove(key);
-  }
-  if (!formula.empty()) formulas.Add(key, std::make_shared<PropertyFormula>(formula, format));
 }
 
 // Counts the definitions under evaluation.
@@ -209,7 +202,26 @@ void FormulaListener::OnTerminate() {
 }
 
 void FormulaListener::EditProperties() {
-  Framework().ShowMessage(OwnDescription() + u" can be changed in the notebook file only");
+  // The host may end this listener while the dialog is shown.
+  const Ref<IKtFieldListener> keep_alive(this);
+  const Ref<HostFramework> framework(&Framework());
+  // Outlives the message about an error, and unloads its form.
+  std::optional<frmFormulaListener> dialog;
+  try {
+    Ref<DialogForm> form = framework->CreateDialogForm();
+    if (!form) {
+      framework->ShowMessage(OwnDescription() +
+                             u" cannot be edited: this notebook has no windows for it");
+      return;
+    }
+    dialog.emplace(std::move(form));
+    dialog->Load(configuration_.property_formulas, configuration_.definitions,
+                 *Owner().WatchedProperties());
+    dialog->ShowModal();
+    if (dialog->Changed()) framework->RequestSave(*this, u"Saving changes to " + Description(0));
+  } catch (const RaisedError& error) {
+    ShowErrorMessageBox(*framework, kEditErrorTitle, error);
+  }
 }
 
 void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {
@@ -256,11 +268,12 @@ Ref<IKtFormulaFormat> FormulaListener::CreateFormulaFormat() const {
 
 void FormulaListener::SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
                                          std::u16string_view string_format) {
-  SetFormula(configuration_.property_formulas, ToDecimalText(property_key), formula, string_format);
+  PutOrRemoveFormula(configuration_.property_formulas, ToDecimalText(property_key), formula,
+                     string_format);
 }
 
 void FormulaListener::SetDefinition(std::u16string_view name, std::u16string_view formula) {
-  SetFormula(configuration_.definitions, name, formula, u"");
+  PutOrRemoveFormula(configuration_.definitions, name, formula, u"");
 }
 
 void FormulaListener::WriteConfiguration(XmlElement& root, ColumnReference columns) const {

@@ -1,6 +1,7 @@
 #include "notebook/framework.h"
 
 #include <array>
+#include <filesystem>
 #include <iostream>
 
 #include "formats/default_formula_format.h"
@@ -92,6 +93,20 @@ void NotebookFramework::RequestSave(ktformula::IKtObject& object, std::u16string
 
 void NotebookFramework::ShowMessage(std::u16string_view text) {
   std::cerr << ToUtf8(text) << '\n';
+}
+
+void NotebookFramework::ShowWarning(std::u16string_view title, std::u16string_view text) {
+  std::cerr << ToUtf8(title) << ": " << ToUtf8(text) << '\n';
+}
+
+Ref<ktformula::DialogForm> NotebookFramework::CreateDialogForm() {
+  return create_dialog_ ? create_dialog_() : nullptr;
+}
+
+std::u16string NotebookFramework::ApplicationPath() {
+  std::error_code unknown;
+  const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", unknown);
+  return unknown ? u"ktnotebook" : path.u16string();
 }
 
 }  // namespace ktnotebook

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "formats/field_listener.h"
 #include "host/framework.h"
@@ -21,6 +24,11 @@ class NotebookFramework final : public ktformula::HostFramework {
   void UseDatabase(ktformula::Ref<ktformula::DatabaseAccess> access,
                    ktformula::Ref<ktformula::DatabaseHelper> helper);
 
+  // Where dialogs come from, now that there is a place to show them.
+  void UseDialogs(std::function<ktformula::Ref<ktformula::DialogForm>()> create) {
+    create_dialog_ = std::move(create);
+  }
+
   // A new listener of the class, empty when the class is unknown.
   ktformula::Ref<ktformula::FieldListener> CreateFieldListener(
       std::u16string_view program_identifier);
@@ -35,13 +43,18 @@ class NotebookFramework final : public ktformula::HostFramework {
   ktformula::Ref<ktformula::ConfigurationHelper> Configuration() override;
   // Without a database the listener stays as it is: it is written with the notebook's file.
   void RequestSave(ktformula::IKtObject& object, std::u16string_view text) override;
-  // On the terminal's message side.
+  // Both on the terminal's message side.
   void ShowMessage(std::u16string_view text) override;
+  void ShowWarning(std::u16string_view title, std::u16string_view text) override;
+  // Empty until UseDialogs.
+  ktformula::Ref<ktformula::DialogForm> CreateDialogForm() override;
+  std::u16string ApplicationPath() override;
 
  private:
   ktformula::Ref<NotebookUnitCatalogue> units_;
   ktformula::Ref<ktformula::DatabaseAccess> access_;
   ktformula::Ref<ktformula::DatabaseHelper> helper_;
+  std::function<ktformula::Ref<ktformula::DialogForm>()> create_dialog_;
 };
 
 }  // namespace ktnotebook

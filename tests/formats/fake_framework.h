@@ -18,6 +18,7 @@ class FakeFramework : public HostFramework {
   // What CreateListener does; gives nothing by default.
   std::function<Ref<IKtFieldListener>(std::u16string_view)> create_listener;
   Ref<DatabaseHelper> database_helper;
+  Ref<DialogForm> dialog_form;
 
   std::u16string TypeName() const override { return u"FakeFramework"; }
   Ref<UnitCatalogue> Units() override { return units_; }
@@ -34,6 +35,11 @@ class FakeFramework : public HostFramework {
     calls.push_back("save: " + Narrow(text));
   }
   void ShowMessage(std::u16string_view text) override { calls.push_back("show: " + Narrow(text)); }
+  void ShowWarning(std::u16string_view title, std::u16string_view text) override {
+    calls.push_back("warn: " + Narrow(title) + ": " + Narrow(text));
+  }
+  Ref<DialogForm> CreateDialogForm() override { return dialog_form; }
+  std::u16string ApplicationPath() override { return u"/bin/host"; }
 
  private:
   class Helper : public ConfigurationHelper {
