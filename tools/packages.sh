@@ -1,8 +1,8 @@
 # Sourced by ./run and ./test: installs the Debian packages that they need and this machine lacks.
 
 kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
-  libutf8proc-dev libcli11-dev nlohmann-json3-dev"
-kt_test_packages="libgtest-dev libbenchmark-dev"
+  libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
+kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
 
 kt_install() {
   missing=""

@@ -20,6 +20,8 @@ namespace {
 // formulas and no options, and "[Mass]", which is no list.
 constexpr char kShield = '\x01';
 
+constexpr const char* kVersion = "ktnotebook " KT_VERSION;
+
 bool IsOption(const std::string& argument, bool takes_output) {
   if (argument == "--" || argument == "-h") return true;
   if (argument == "-o") return takes_output;
@@ -34,7 +36,7 @@ std::vector<std::string> ShieldArguments(const std::vector<std::string>& argumen
   std::vector<std::string> shielded;
   for (const std::string& argument : arguments) {
     const bool is_text =
-        argument.starts_with('[') ||
+        argument.starts_with('[') || argument.starts_with(kShield) ||
         (argument.size() > 1 && argument.starts_with('-') && !IsOption(argument, takes_output));
     shielded.push_back(is_text ? kShield + argument : argument);
   }
@@ -55,11 +57,12 @@ class CommandLine {
  public:
   explicit CommandLine(const Console& console) : console_(console) {
     app_.require_subcommand(1);
-    app_.set_version_flag("--version", std::string("ktnotebook ") + KT_VERSION);
+    app_.set_version_flag("--version", kVersion);
     AddRecalculate();
     AddEvaluate();
     AddParsed("tokens", "show what the tokenizer makes of a formula", &ShowTokens);
     AddParsed("tree", "show what the tree builder makes of a formula", &ShowTree);
+    AddFunctions();
     AddStore();
   }
 
@@ -78,8 +81,13 @@ class CommandLine {
   using StoreCommand = int (*)(const StoreOptions&, const Console&);
 
   void UnshieldOptions() {
-    for (std::string& formula : evaluate_.formulas)
-      Unshield(formula);
+    for (std::vector<std::string>* options :
+         {&evaluate_.formulas, &recalculate_.formulas, &recalculate_.formats, &recalculate_.units,
+          &recalculate_.types}) {
+      for (std::string& option : *options) {
+        Unshield(option);
+      }
+    }
     for (std::string* option :
          {&recalculate_.file, &recalculate_.output, &evaluate_.file, &evaluate_.cell,
           &formula_.formula, &store_.database, &store_.target, &store_.output}) {
@@ -91,6 +99,7 @@ class CommandLine {
 
   CLI::App* AddCommand(const std::string& name, const std::string& help, std::function<int()> run) {
     CLI::App* command = app_.add_subcommand(name, help);
+    command->set_version_flag("--version", kVersion);
     command->add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
         ->capture_default_str()
         ->check([](const std::string& name_of_locale) {
@@ -113,6 +122,20 @@ class CommandLine {
         ->capture_default_str()
         ->check(CLI::Range(1, 1'000'000));
     command->add_flag("--strict", recalculate_.strict, "exit with 3 when a cell shows an error");
+    const std::string csv = "for CSV files: ";
+    const auto add_setting = [&](const std::string& name, std::vector<std::string>& values,
+                                 const std::string& help) {
+      command->add_option(name, values, csv + help)
+          ->type_name("NAME=VALUE")
+          ->allow_extra_args(false);
+    };
+    add_setting("--formula", recalculate_.formulas,
+                "the formula of a new column, or of the empty "
+                "cells of one in the file; may be given more than once");
+    add_setting("--format", recalculate_.formats, "number pattern of a formula column, or \"%\"");
+    add_setting("--unit", recalculate_.units, "unit of a column");
+    add_setting("--type", recalculate_.types,
+                "data type of a column: string, number, date, Boolean, structure");
   }
 
   void AddEvaluate() {
@@ -136,6 +159,12 @@ class CommandLine {
     CLI::App* command = AddCommand(name, help, [this, run] { return run(formula_, console_); });
     command->add_option("FORMULA", formula_.formula, "the formula")->required();
     command->add_flag("--json", formula_.json, "print JSON");
+  }
+
+  void AddFunctions() {
+    AddCommand("functions", "explain the functions that formulas can call", [this] {
+      return ShowFunctions(function_name_, console_);
+    })->add_option("NAME", function_name_, "explain this function only");
   }
 
   CLI::App* AddStoreCommand(const std::string& name, const std::string& help,
@@ -175,6 +204,7 @@ class CommandLine {
   EvaluateOptions evaluate_;
   FormulaOptions formula_;
   StoreOptions store_;
+  std::string function_name_;
   std::function<int()> chosen_;
 };
 
@@ -199,6 +229,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
                 << " from " << ToUtf8(error.Source()) << ")\n";
   } catch (const std::bad_alloc&) {
     console.err << "ktnotebook: out of memory\n";
+  } catch (const std::exception& error) {
+    console.err << "ktnotebook: " << error.what() << '\n';
   }
   return kExitFailed;
 }

@@ -19,8 +19,16 @@ struct RecalculateOptions {
   bool json = false;
   bool strict = false;
   int rounds = kDefaultMaximumRounds;
+  // For CSV files, each "NAME=VALUE": formula columns, and how columns are shown and typed.
+  std::vector<std::string> formulas;
+  std::vector<std::string> formats;
+  std::vector<std::string> units;
+  std::vector<std::string> types;
 };
 int Recalculate(const RecalculateOptions& options, const Console& console);
+
+// Prints the help on one function, or on all when no name is given.
+int ShowFunctions(const std::string& name, const Console& console);
 
 struct EvaluateOptions {
   std::vector<std::string> formulas;

@@ -1,4 +1,4 @@
-// The database behind stored notebooks: SQLite, in a file or in memory.
+// The database behind stored notebooks: SQLite, in a file or in memory, or PostgreSQL.
 #pragma once
 
 #include <cstdint>
@@ -41,6 +41,8 @@ class Database {
   virtual bool HasTable(std::string_view name) = 0;
   // The column type of a key that numbers itself.
   virtual std::string_view KeyType() const noexcept = 0;
+  // Makes a sequence for keys, where keys come from sequences.
+  virtual void CreateSequence(std::string_view name) = 0;
   virtual ktformula::Ref<ktformula::DatabaseHelper> Helper() = 0;
   virtual void Begin(TransactionKind kind) = 0;
   void Commit() { Run("COMMIT"); }
@@ -65,8 +67,8 @@ class Transaction {
   bool open_ = true;
 };
 
-// Opens the database at a path, or ":memory:". A file that does not exist is created only when
-// asked for. Throws NotebookError when it can not be opened.
+// Opens the database at a path, ":memory:" or "postgresql://...". A file that does not exist is
+// created only when asked for. Throws NotebookError when it can not be opened.
 std::shared_ptr<Database> OpenDatabase(const std::string& locator, bool create);
 
 // The database as listeners see it.

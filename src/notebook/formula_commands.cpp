@@ -7,6 +7,7 @@
 #include "listener/formula_listener.h"
 #include "notebook/address.h"
 #include "notebook/commands.h"
+#include "notebook/function_pages.h"
 #include "notebook/json_output.h"
 #include "notebook/notebook_error.h"
 #include "notebook/notebook_file.h"
@@ -39,7 +40,7 @@ class FormulaEvaluation {
     }
     notebook_ = ReadNotebookFile(options.file);
     cell_ = &FindCell(notebook_.forms, ArgumentText(options.cell));
-    listener_ = ListenerOf(cell_->OwningRow().Parent());
+    listener_ = ListenerOf(cell_->OwningColumn());
   }
 
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
@@ -52,8 +53,11 @@ class FormulaEvaluation {
   }
 
  private:
-  // The table's listener, whose definitions the formula may use, or a new one.
-  Ref<FormulaListener> ListenerOf(const NotebookTable& table) const {
+  // The listener whose definitions the formula may use: the column's, else the table's first, else
+  // a new one.
+  Ref<FormulaListener> ListenerOf(const NotebookColumn& column) const {
+    const NotebookTable& table = column.Parent();
+    if (FormulaListener* own = table.ListenerComputing(column)) return Ref<FormulaListener>(own);
     for (const auto& known : table.Listeners()) {
       if (auto* listener = dynamic_cast<FormulaListener*>(known.get())) {
         return Ref<FormulaListener>(listener);
@@ -137,6 +141,13 @@ int Evaluate(const EvaluateOptions& options, const Console& console) {
       PrintText(evaluation, ArgumentText(formula), console);
     }
   }
+  return kExitDone;
+}
+
+int ShowFunctions(const std::string& name, const Console& console) {
+  const std::string text = FunctionHelpText(name);
+  if (text.empty()) throw NotebookError("there is no function \"" + name + "\"");
+  console.out << text;
   return kExitDone;
 }
 

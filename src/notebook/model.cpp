@@ -165,8 +165,7 @@ void NotebookCell::TakeTypedText(std::u16string_view text) {
   if (Definition().type == DataType::kNumber) {
     const auto number = ParseNumberText(text, Definition().unit, column_.Parent().Parent().Units());
     if (!number) return;
-    content_.min = number->min;
-    content_.max = number->max;
+    content_.SetNumbers(number->min, number->max);
     content_.unit = number->typed_unit;
   } else if (Definition().type == DataType::kDate) {
     content_.min = content_.max = ktformula::DateValue(text).value_or(0);
@@ -328,12 +327,15 @@ void NotebookTable::AddListener(Ref<ktformula::FieldListener> listener) {
   listeners_.insert(place, std::move(listener));
 }
 
-bool NotebookTable::HasFormula(const NotebookColumn& column) const {
+ktformula::FormulaListener* NotebookTable::ListenerComputing(const NotebookColumn& column) const {
   const std::u16string key = ktformula::ToDecimalText(column.Definition().key);
-  return std::any_of(listeners_.begin(), listeners_.end(), [&](const auto& listener) {
-    const auto* formulas = dynamic_cast<const ktformula::FormulaListener*>(listener.get());
-    return formulas != nullptr && formulas->Configuration().property_formulas.Contains(key);
-  });
+  for (const Ref<ktformula::FieldListener>& listener : listeners_) {
+    auto* formulas = dynamic_cast<ktformula::FormulaListener*>(listener.get());
+    if (formulas != nullptr && formulas->Configuration().property_formulas.Contains(key)) {
+      return formulas;
+    }
+  }
+  return nullptr;
 }
 
 Ref<NotebookObject> NotebookTable::ResolveRelative(std::span<const std::u16string> parts) {

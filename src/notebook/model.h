@@ -19,6 +19,10 @@
 #include "notebook/unit_catalogue.h"
 #include "values/dictionary.h"
 
+namespace ktformula {
+class FormulaListener;
+}  // namespace ktformula
+
 namespace ktnotebook {
 
 using ktformula::Ref;
@@ -74,6 +78,11 @@ struct CellContent {
   // The unit last typed or shown, "%" included; "" for none.
   std::u16string unit;
 
+  // Negative zero becomes zero: nobody types it, and not every database keeps it.
+  void SetNumbers(double lower, double upper) noexcept {
+    min = lower + 0.0;
+    max = upper + 0.0;
+  }
   // Not-a-number equals itself here.
   bool IsSameAs(const CellContent& other) const noexcept;
 };
@@ -213,8 +222,11 @@ class NotebookTable final : public ktformula::Table {
     return listeners_;
   }
   void AddListener(Ref<ktformula::FieldListener> listener);
-  // Whether one of the listeners computes the column.
-  bool HasFormula(const NotebookColumn& column) const;
+  // The first listener that computes the column; nullptr when none does.
+  ktformula::FormulaListener* ListenerComputing(const NotebookColumn& column) const;
+  bool HasFormula(const NotebookColumn& column) const {
+    return ListenerComputing(column) != nullptr;
+  }
 
   const Ref<TableControl>& Control() const noexcept { return control_; }
 

@@ -1,10 +1,13 @@
 // The commands about notebooks: recalculate, and those over a database.
 #include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <ostream>
 
 #include "listener/formula_listener.h"
 #include "notebook/address.h"
 #include "notebook/commands.h"
+#include "notebook/csv_file.h"
 #include "notebook/file.h"
 #include "notebook/json_output.h"
 #include "notebook/notebook_error.h"
@@ -37,6 +40,41 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const C
   return result;
 }
 
+bool IsCsvName(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  return extension == ".csv";
+}
+
+// Takes "NAME=VALUE" apart; names hold no "=".
+ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
+  ColumnSettings settings;
+  for (const std::string& argument : arguments) {
+    const std::u16string text = ArgumentText(argument);
+    const std::size_t separator = text.find(u'=');
+    if (separator == std::u16string::npos || separator == 0) {
+      throw NotebookError("\"" + argument + "\" is not NAME=VALUE");
+    }
+    settings.emplace_back(text.substr(0, separator), text.substr(separator + 1));
+  }
+  return settings;
+}
+
+Notebook ReadInput(const RecalculateOptions& options) {
+  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
+                       ParseSettings(options.units), ParseSettings(options.types)};
+  if (IsCsvName(options.file)) {
+    const std::string name = std::filesystem::path(options.file).stem().string();
+    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+  }
+  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
+    throw NotebookError(options.file +
+                        ": formulas, formats, units and types are given to CSV files only");
+  }
+  return ReadNotebookFile(options.file);
+}
+
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
   for (const NotebookTable* table : form.Tables()) {
@@ -57,13 +95,20 @@ void PrintForms(const std::vector<Ref<NotebookForm>>& forms, const Console& cons
   }
 }
 
-// Writes the notebook file, or prints it when no name is given.
+// Writes the text, or prints it when no file is named; "-" is the standard output.
 void WriteOrPrint(const std::string& path, const std::string& text, const Console& console) {
-  if (path.empty()) {
+  if (path.empty() || path == "-") {
     console.out << text;
   } else {
     WriteWholeFile(path, text);
   }
+}
+
+// A form of the database as it is at one moment.
+Notebook LoadForm(const StoreOptions& options) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  const Transaction reading(store.Connection(), TransactionKind::kReading);
+  return store.Load(ArgumentText(options.target));
 }
 
 // A form of the database, locked against other writers until the change is committed.
@@ -81,11 +126,17 @@ class FormChange {
   NotebookForm& Form() const { return *notebook_.forms.front(); }
   const std::vector<Ref<NotebookForm>>& Forms() const { return notebook_.forms; }
 
-  // The table's formula listener; a table without one gets one.
-  FormulaListener& ListenerOf(NotebookTable& table) {
+  // The table's first formula listener for which `has_entry` is true, else its first; a table
+  // without one gets one.
+  template <typename HasEntry>
+  FormulaListener& ListenerOf(NotebookTable& table, HasEntry has_entry) {
+    FormulaListener* first = nullptr;
     for (const auto& listener : table.Listeners()) {
-      if (auto* known = dynamic_cast<FormulaListener*>(listener.get())) return *known;
+      auto* known = dynamic_cast<FormulaListener*>(listener.get());
+      if (known != nullptr && has_entry(known->Configuration())) return *known;
+      if (first == nullptr) first = known;
     }
+    if (first != nullptr) return *first;
     const auto created =
         notebook_.framework->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
     created->Initialize(notebook_.framework, Form().OwnerOf(table.OwnField()), nullptr);
@@ -140,14 +191,23 @@ void PrintFormula(const ktformula::PropertyFormula* formula, const Console& cons
 }  // namespace
 
 int Recalculate(const RecalculateOptions& options, const Console& console) {
-  const Notebook notebook = ReadNotebookFile(options.file);
+  const bool is_csv = IsCsvName(options.file);
+  if (!is_csv && IsCsvName(options.output)) {
+    throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
+  }
+  const Notebook notebook = ReadInput(options);
   std::vector<RecalculatedForm> recalculated;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
     recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
     errors += CountErrors(*form);
   }
-  if (!options.output.empty()) WriteWholeFile(options.output, WriteNotebook(notebook.forms));
+  if (!options.output.empty()) {
+    WriteOrPrint(options.output,
+                 IsCsvName(options.output) ? WriteCsv(*notebook.forms.front()->Tables().front())
+                                           : WriteNotebook(notebook.forms),
+                 console);
+  }
   if (options.json) {
     WriteRecalculationJson(recalculated, console.out);
   } else if (options.output.empty()) {
@@ -177,9 +237,7 @@ int Import(const StoreOptions& options, const Console& console) {
 }
 
 int Export(const StoreOptions& options, const Console& console) {
-  const NotebookStore store(OpenDatabase(options.database, false), false);
-  const Notebook notebook = store.Load(ArgumentText(options.target));
-  WriteOrPrint(options.output, WriteNotebook(notebook.forms), console);
+  WriteOrPrint(options.output, WriteNotebook(LoadForm(options).forms), console);
   return kExitDone;
 }
 
@@ -192,8 +250,7 @@ int List(const StoreOptions& options, const Console& console) {
 }
 
 int Show(const StoreOptions& options, const Console& console) {
-  const NotebookStore store(OpenDatabase(options.database, false), false);
-  PrintForms(store.Load(ArgumentText(options.target)).forms, console);
+  PrintForms(LoadForm(options).forms, console);
   return kExitDone;
 }
 
@@ -208,13 +265,19 @@ int SetCell(const StoreOptions& options, const Console& console) {
 int EditFormula(const StoreOptions& options, const Console& console) {
   FormChange change(options, console);
   const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
-  FormulaListener& listener = change.ListenerOf(column.Parent());
   const std::int32_t key = column.Definition().key;
-  const auto* known =
-      FindFormula(listener.Configuration().property_formulas, ktformula::ToDecimalText(key));
+  const std::u16string key_text = ktformula::ToDecimalText(key);
+  FormulaListener& listener =
+      change.ListenerOf(column.Parent(), [&](const ktformula::FormulaConfiguration& configuration) {
+        return configuration.property_formulas.Contains(key_text);
+      });
+  const auto* known = FindFormula(listener.Configuration().property_formulas, key_text);
   if (!options.value && !options.format) {
     PrintFormula(known, console);
     return kExitDone;
+  }
+  if (!options.value && known == nullptr) {
+    throw NotebookError("the column has no formula that the format could be of");
   }
   const std::u16string known_formula = known != nullptr ? known->Formula : u"";
   const std::u16string known_format = known != nullptr ? known->StringFormat : u"";
@@ -228,7 +291,10 @@ int EditFormula(const StoreOptions& options, const Console& console) {
 int EditDefinition(const StoreOptions& options, const Console& console) {
   FormChange change(options, console);
   const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
-  FormulaListener& listener = change.ListenerOf(*address.table);
+  FormulaListener& listener =
+      change.ListenerOf(*address.table, [&](const ktformula::FormulaConfiguration& configuration) {
+        return configuration.definitions.Contains(address.name);
+      });
   if (!options.value) {
     PrintFormula(FindFormula(listener.Configuration().definitions, address.name), console);
     return kExitDone;

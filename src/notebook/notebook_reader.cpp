@@ -248,8 +248,20 @@ class NotebookReader {
     }
     if (auto* formulas = dynamic_cast<ktformula::FormulaListener*>(listener.get())) {
       formulas->SetResultFormat(Optional(node, "resultFormat"));
+    } else {
+      RefuseFormulas(node);
     }
     table.AddListener(std::move(listener));
+  }
+
+  // Only a formula listener keeps formulas; from any other they would be lost.
+  void RefuseFormulas(const pugi::xml_node& node) const {
+    const pugi::xml_node formula = node.find_child(
+        [](const pugi::xml_node& child) { return child.type() == pugi::node_element; });
+    if (!formula.empty() || !node.attribute("resultFormat").empty()) {
+      Refuse(formula.empty() ? node : formula,
+             "a listener " + Quoted(node.attribute("progID").value()) + " takes no formulas");
+    }
   }
 
   // Refuses what a listener would take but the notebook could not write again.

@@ -37,7 +37,7 @@ constexpr std::array<std::string_view, 9> kTables{
     "property_key INTEGER NOT NULL, text TEXT NOT NULL, min_number DOUBLE PRECISION, "
     "max_number DOUBLE PRECISION, unit TEXT NOT NULL, state TEXT NOT NULL, tag TEXT NOT NULL, "
     "PRIMARY KEY(field_key, row_position, property_key))",
-    "CREATE TABLE ELN_field_listeners(field_listener_key @key, Name TEXT, prog_id TEXT, "
+    "CREATE TABLE ELN_field_listeners(field_listener_key INTEGER PRIMARY KEY, Name TEXT, prog_id TEXT, "
     "field_key INTEGER, Position INTEGER, config_xml TEXT)",
     "CREATE TABLE notebook_result_formats(field_listener_key INTEGER NOT NULL PRIMARY KEY, "
     "program_identifier TEXT NOT NULL)",
@@ -136,6 +136,7 @@ void NotebookStore::CreateTables() const {
   for (const std::string_view sql : kTables) {
     database_->Run(WithKeyType(sql, database_->KeyType()));
   }
+  database_->CreateSequence("KtS_field_listeners");
   database_->Run("INSERT INTO notebook_schema(version) VALUES($1)", {kSchemaVersion});
   transaction.Commit();
 }

@@ -1,10 +1,12 @@
 // SQLite behind the database interface.
+#include "notebook/sqlite_database.h"
+
 #include <filesystem>
 #include <sqlite3.h>
 #include <unordered_map>
 
-#include "notebook/database.h"
 #include "notebook/notebook_error.h"
+#include "notebook/sql_helper.h"
 #include "notebook/utf.h"
 
 namespace ktnotebook {
@@ -20,22 +22,6 @@ struct FinalizeStatement {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
 using StatementPtr = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
-
-// Rows number themselves, so inserts name no key.
-class SqliteHelper final : public ktformula::DatabaseHelper {
- public:
-  std::u16string TypeName() const override { return u"DatabaseHelper"; }
-  std::u16string KeyColumnFragment(std::u16string_view) override { return {}; }
-  std::u16string NextKeyExpression(std::u16string_view) override { return {}; }
-  std::u16string Quote(std::u16string_view text) override {
-    std::u16string quoted = u"'";
-    for (const char16_t unit : text) {
-      if (unit == u'\'') quoted.push_back(unit);
-      quoted.push_back(unit);
-    }
-    return quoted + u"'";
-  }
-};
 
 class SqliteDatabase final : public Database {
  public:
@@ -68,8 +54,10 @@ class SqliteDatabase final : public Database {
 
   std::string_view KeyType() const noexcept override { return "INTEGER PRIMARY KEY"; }
 
+  void CreateSequence(std::string_view) override {}
+
   ktformula::Ref<ktformula::DatabaseHelper> Helper() override {
-    return ktformula::MakeRef<SqliteHelper>();
+    return MakeDatabaseHelper(KeySource::kRowNumber);
   }
 
   void Begin(TransactionKind kind) override {
@@ -149,31 +137,14 @@ class SqliteDatabase final : public Database {
 
 }  // namespace
 
-Transaction::~Transaction() {
-  if (!open_) return;
-  try {
-    database_.Rollback();
-  } catch (const NotebookError&) {  // NOLINT(bugprone-empty-catch)
-    // The database has ended the transaction itself; nothing was committed.
-  }
-}
-
-void Transaction::Commit() {
-  database_.Commit();
-  open_ = false;
-}
-
-std::shared_ptr<Database> OpenDatabase(const std::string& locator, bool create) {
-  if (locator.starts_with("postgresql://") || locator.starts_with("postgres://")) {
-    throw NotebookError("this build keeps notebooks in SQLite only: " + locator);
-  }
+std::shared_ptr<Database> OpenSqliteDatabase(const std::string& path, bool create) {
   // SQLite would keep a nameless database in a file that is gone at the end.
-  if (locator.empty()) throw NotebookError("the database needs a name");
+  if (path.empty()) throw NotebookError("the database needs a name");
   std::error_code ignored;
-  if (!create && locator != ":memory:" && !std::filesystem::exists(locator, ignored)) {
-    throw NotebookError(locator + ": there is no such database; import a notebook first");
+  if (!create && path != ":memory:" && !std::filesystem::exists(path, ignored)) {
+    throw NotebookError(path + ": there is no such database; import a notebook first");
   }
-  return std::make_shared<SqliteDatabase>(locator, create);
+  return std::make_shared<SqliteDatabase>(path, create);
 }
 
 }  // namespace ktnotebook

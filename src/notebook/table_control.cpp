@@ -42,7 +42,7 @@ void TableControl::SetValue(ktformula::TableCell& cell, double value, std::u16st
   content.text = FormatNumber(unit != nullptr ? unit->FromBase(value) : value, pattern);
   content.unit = unit != nullptr ? unit->UnitText() : std::u16string();
   if (unit != nullptr) content.text += u" " + content.unit;
-  content.min = content.max = value;
+  content.SetNumbers(value, value);
 }
 
 void TableControl::FinishCell(ktformula::TableCell& cell) {

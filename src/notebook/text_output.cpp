@@ -94,7 +94,10 @@ std::u16string ValueText(const ktformula::CellValue& value) {
     case ktformula::kCellValueTypeError:
       return std::u16string(kErrorPrefix) + value.ErrorDescription();
     case ktformula::kCellValueTypeNumber:
-      if (value.MinNumber() == value.MaxNumber()) return NumberText(value.MinNumber());
+      if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
+        return NumberText(value.MinNumber());
+      }
+      if (!std::isfinite(value.MaxNumber())) return NumberText(value.MaxNumber());
       return NumberText(value.MinNumber()) + u" .. " + NumberText(value.MaxNumber());
     case ktformula::kCellValueTypeStructure: return value.MvrStructure();
     default: return value.Text();

@@ -114,6 +114,9 @@ std::string CodeOf(char16_t unit) {
 }  // namespace
 
 void CheckWellFormed(std::string_view utf8) {
+  if (utf8.starts_with("\xFF\xFE") || utf8.starts_with("\xFE\xFF")) {
+    throw XmlError(1, "the text is UTF-16, not UTF-8");
+  }
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
       XML_ParserCreate("UTF-8"), &XML_ParserFree);
   CheckState state{parser.get(), 0, {}};

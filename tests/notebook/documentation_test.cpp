@@ -16,7 +16,7 @@ struct Output {
   std::string err;
 };
 
-Output Run(const std::vector<std::string>& arguments) {
+Output RunProgram(const std::vector<std::string>& arguments) {
   std::istringstream in;
   std::ostringstream out;
   std::ostringstream err;
@@ -29,7 +29,7 @@ TEST(Documentation, FormulasShowWhatTheLanguagePageSays) {
   const std::regex row(R"(\n\| `([^\n]*?)` \| `([^\n]*?)` \|(?=\n))");
   int rows = 0;
   for (std::sregex_iterator it(page.begin(), page.end(), row), end; it != end; ++it, ++rows) {
-    EXPECT_EQ(Run({"eval", (*it)[1]}).out, (*it)[2].str() + "\n") << (*it)[1];
+    EXPECT_EQ(RunProgram({"eval", (*it)[1]}).out, (*it)[2].str() + "\n") << (*it)[1];
   }
   EXPECT_GE(rows, 40);
 }
@@ -39,7 +39,7 @@ TEST(Documentation, ExamplesSettleWithoutErrors) {
   for (const auto& entry : std::filesystem::directory_iterator(KT_SOURCE_DIR "/examples")) {
     if (entry.path().extension() != ".xml") continue;
     ++files;
-    const Output output = Run({"recalculate", "--strict", entry.path().string()});
+    const Output output = RunProgram({"recalculate", "--strict", entry.path().string()});
     EXPECT_EQ(output.status, ktnotebook::kExitDone) << entry.path();
     EXPECT_EQ(output.err, "") << entry.path();
   }
@@ -49,7 +49,8 @@ TEST(Documentation, ExamplesSettleWithoutErrors) {
 // A console example is a line "$ ./run ARGUMENTS" and the output below it, to the end of the block.
 TEST(Documentation, ReadmeShowsTheRealOutput) {
   const std::string page = ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/README.md");
-  const std::string aspirin = Run({"recalculate", KT_SOURCE_DIR "/examples/aspirin.xml"}).out;
+  const std::string aspirin =
+      RunProgram({"recalculate", KT_SOURCE_DIR "/examples/aspirin.xml"}).out;
   EXPECT_NE(page.find("$ ./run\n" + aspirin + "```"), std::string::npos) << aspirin;
 }
 
