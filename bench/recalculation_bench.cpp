@@ -106,6 +106,33 @@ void ThreeColumns(benchmark::State& state) {
   RunPasses(state, bench, 3);
 }
 
+// An aggregate in the column's formula walks the table again for every cell: the time for a pass
+// grows with the square of the table's length. The same aggregate in a definition is computed once.
+constexpr std::u16string_view kSum = u"SUM([Mass])";
+constexpr std::u16string_view kFilteredSum = u"SUM([Mass], [Samples], [Mass] > 0.001)";
+
+void ShareOf(benchmark::State& state, std::u16string_view aggregate) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"Share", ktnotebook::DataType::kNumber, u"",
+                   u"[Mass]/" + std::u16string(aggregate));
+  RunPasses(state, bench, 1);
+  state.SetComplexityN(state.range(0));
+}
+
+void ShareOfDefinition(benchmark::State& state, std::u16string_view aggregate) {
+  Bench bench(state.range(0));
+  bench.AddDefinition(u"total", aggregate);
+  bench.AddFormula(u"Share", ktnotebook::DataType::kNumber, u"", u"[Mass]/[total]");
+  RunPasses(state, bench, 1);
+  state.SetComplexityN(state.range(0));
+}
+
+// One pass each: the longest of them takes minutes.
+void SquareLengths(benchmark::internal::Benchmark* bench) {
+  bench->RangeMultiplier(10)->Range(1'000, 100'000)->Iterations(1)->Complexity();
+  bench->Unit(benchmark::kMillisecond);
+}
+
 void TableLengths(benchmark::internal::Benchmark* bench) {
   bench->RangeMultiplier(10)->Range(1'000, 100'000)->Unit(benchmark::kMillisecond);
 }
@@ -115,5 +142,9 @@ BENCHMARK(FormattedQuotient)->Apply(TableLengths);
 BENCHMARK(ComparisonAsText)->Apply(TableLengths);
 BENCHMARK(Definition)->Apply(TableLengths);
 BENCHMARK(ThreeColumns)->Apply(TableLengths);
+BENCHMARK_CAPTURE(ShareOfDefinition, sum, kSum)->Apply(TableLengths)->Complexity();
+BENCHMARK_CAPTURE(ShareOfDefinition, filtered_sum, kFilteredSum)->Apply(TableLengths)->Complexity();
+BENCHMARK_CAPTURE(ShareOf, sum, kSum)->Apply(SquareLengths);
+BENCHMARK_CAPTURE(ShareOf, filtered_sum, kFilteredSum)->Apply(SquareLengths);
 
 }  // namespace
