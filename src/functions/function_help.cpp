@@ -19,6 +19,7 @@ constexpr std::string_view kExtremeErrors =
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-function-size): it is one table.
 std::span<const FunctionHelp> AllFunctionHelp() {
   static const std::array<FunctionHelp, 9> help{{
       {"COUNT",

@@ -44,13 +44,17 @@ std::u16string SignificantDigitMask(double value, std::int16_t digits) {
   if (magnitude == 0) return digits == 0 ? u"0.0" : u"0." + Zeros(digits - 1);
   if (magnitude < 1) {
     std::u16string mask = u"0.";
-    for (; magnitude < 1; magnitude *= 10)
+    while (magnitude < 1) {
       mask.push_back(u'0');
+      magnitude *= 10;
+    }
     return mask + Zeros(digits - 1);
   }
   std::u16string mask = u"0";
-  for (; magnitude >= 10; magnitude /= 10)
+  while (magnitude >= 10) {
     mask.push_back(u'0');
+    magnitude /= 10;
+  }
   const int missing = digits - static_cast<int>(mask.size());
   return missing > 0 ? mask + u"." + Zeros(missing) : mask;
 }

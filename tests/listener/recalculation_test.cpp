@@ -363,8 +363,8 @@ TEST_F(RecalculationTest, WritesMayComeBackToListener) {
     listener->SetDefinition(u"one", u"1");
     listener->SetPropertyFormula(1, u"[one]", u"");
     listener->SetPropertyFormula(2, u"2", u"");
-    grid->on_write = [&, once = false]() mutable {
-      if (!std::exchange(once, true)) reaction();
+    grid->on_write = [react = reaction, once = false]() mutable {
+      if (!std::exchange(once, true)) react();
     };
     Notify();
     EXPECT_EQ(Texts(u"X") + " " + Texts(u"Y"), texts);
