@@ -127,7 +127,7 @@ void ShareOfDefinition(benchmark::State& state, std::u16string_view aggregate) {
   state.SetComplexityN(state.range(0));
 }
 
-// One pass each: the longest of them takes minutes.
+// One pass each: the longest of them takes more than six minutes.
 void SquareLengths(benchmark::internal::Benchmark* bench) {
   bench->RangeMultiplier(10)->Range(1'000, 100'000)->Iterations(1)->Complexity();
   bench->Unit(benchmark::kMillisecond);

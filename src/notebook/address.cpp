@@ -41,13 +41,13 @@ void ForEachTable(const std::vector<Ref<NotebookForm>>& forms, std::u16string_vi
 
 }  // namespace
 
-std::u16string FindFormName(const std::vector<std::u16string>& form_names,
-                            std::u16string_view address) {
+std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& form_names,
+                                          std::u16string_view address) {
   std::vector<std::u16string> found;
   for (const std::u16string& name : form_names) {
     if (Behind(address, name, u'/')) found.push_back(name);
   }
-  return Only(found, address, "FORM/TABLE:COLUMN...");
+  return found;
 }
 
 NotebookCell& FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address) {

@@ -12,9 +12,9 @@ namespace ktnotebook {
 // Names may contain "/" and ":" themselves; an address that fits several objects is refused, and so
 // is one that fits none. All throw NotebookError.
 
-// The form whose name begins "FORM/...".
-std::u16string FindFormName(const std::vector<std::u16string>& form_names,
-                            std::u16string_view address);
+// The names of the forms that an address "FORM/..." may begin with.
+std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& form_names,
+                                          std::u16string_view address);
 
 NotebookCell& FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
 NotebookColumn& FindColumn(const std::vector<Ref<NotebookForm>>& forms,

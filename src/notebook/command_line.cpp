@@ -1,6 +1,7 @@
 #include "notebook/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <functional>
 #include <ostream>
 
@@ -31,8 +32,9 @@ bool IsOption(const std::string& argument, bool takes_output) {
 
 // The arguments in the order that the parser wants: the last one first.
 std::vector<std::string> ShieldArguments(const std::vector<std::string>& arguments) {
-  const bool takes_output =
-      !arguments.empty() && (arguments[0] == "recalculate" || arguments[0] == "export");
+  const bool takes_output = std::any_of(arguments.begin(), arguments.end(), [](const auto& word) {
+    return word == "recalculate" || word == "export";
+  });
   std::vector<std::string> shielded;
   for (const std::string& argument : arguments) {
     const bool is_text =
@@ -52,12 +54,21 @@ void Unshield(std::optional<std::string>& argument) {
   if (argument) Unshield(*argument);
 }
 
+// What is wrong with the setting of a column; empty when nothing is.
+std::string CheckSetting(std::string setting) {
+  Unshield(setting);
+  const std::size_t separator = setting.find('=');
+  const bool has_name = separator != std::string::npos && separator != 0;
+  return has_name ? std::string() : "\"" + setting + "\" is not NAME=VALUE";
+}
+
 // All options of all commands, and the command that was chosen.
 class CommandLine {
  public:
   explicit CommandLine(const Console& console) : console_(console) {
     app_.require_subcommand(1);
     app_.set_version_flag("--version", kVersion);
+    AddLocale(app_);
     AddRecalculate();
     AddEvaluate();
     AddParsed("tokens", "show what the tokenizer makes of a formula", &ShowTokens);
@@ -97,14 +108,18 @@ class CommandLine {
     Unshield(store_.format);
   }
 
+  void AddLocale(CLI::App& app) {
+    app.add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
+        ->capture_default_str()
+        ->check([](const std::string& name) {
+          return FindLocale(name) ? std::string() : "unknown locale " + name;
+        });
+  }
+
   CLI::App* AddCommand(const std::string& name, const std::string& help, std::function<int()> run) {
     CLI::App* command = app_.add_subcommand(name, help);
     command->set_version_flag("--version", kVersion);
-    command->add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
-        ->capture_default_str()
-        ->check([](const std::string& name_of_locale) {
-          return FindLocale(name_of_locale) ? std::string() : "unknown locale " + name_of_locale;
-        });
+    AddLocale(*command);
     command->callback([this, run = std::move(run)] { chosen_ = run; });
     return command;
   }
@@ -127,7 +142,8 @@ class CommandLine {
                                  const std::string& help) {
       command->add_option(name, values, csv + help)
           ->type_name("NAME=VALUE")
-          ->allow_extra_args(false);
+          ->allow_extra_args(false)
+          ->check(&CheckSetting);
     };
     add_setting("--formula", recalculate_.formulas,
                 "the formula of a new column, or of the empty "
@@ -171,7 +187,9 @@ class CommandLine {
                             const std::string& target, StoreCommand run) {
     CLI::App* command = AddCommand(name, help, [this, run] { return run(store_, console_); });
     if (!target.empty()) command->add_option(target, store_.target, "")->required();
-    command->add_option("--db", store_.database, "the database that keeps the notebooks")
+    command
+        ->add_option("--db", store_.database,
+                     "the database that keeps the notebooks: a file or postgresql://...")
         ->capture_default_str();
     return command;
   }

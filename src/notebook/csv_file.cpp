@@ -1,6 +1,7 @@
 #include "notebook/csv_file.h"
 
 #include <algorithm>
+#include <cmath>
 #include <optional>
 #include <unordered_set>
 
@@ -136,6 +137,10 @@ class CsvReader {
 
   void AddFormulaColumn(const std::u16string& name) {
     if (table_->FindColumn(name) != nullptr) return;
+    const Header split = SplitHeader(name, Units());
+    if (split.unit != nullptr && table_->FindColumn(split.name) != nullptr) {
+      Refuse("the column " + Quoted(name) + " goes by the name " + Quoted(split.name));
+    }
     PropertyDefinition definition;
     definition.name = name;
     definition.type = DataType::kNumber;
@@ -191,19 +196,12 @@ class CsvReader {
 
   void AddListener() {
     if (options_.formulas.empty()) return;
-    const auto created =
-        notebook_.framework->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
-    created->Initialize(notebook_.framework, table_->Parent().OwnerOf(table_->OwnField()), nullptr);
-    created->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
-    created->SetName(u"Formulas");
-    created->SetPosition(1);
-    auto& listener = dynamic_cast<ktformula::FormulaListener&>(*created);
+    ktformula::FormulaListener& listener = notebook_.framework->AddFormulaListener(*table_);
     for (const auto& [column, formula] : options_.formulas) {
       const std::u16string* format = FindSetting(options_.formats, column);
       listener.SetPropertyFormula(table_->FindColumn(column)->Definition().key, formula,
                                   format != nullptr ? *format : u"");
     }
-    table_->AddListener(created);
   }
 
   void AddRows() {
@@ -238,11 +236,12 @@ std::u16string HeaderOf(const PropertyDefinition& definition) {
   return definition.name + u" (" + definition.unit->UnitText() + u")";
 }
 
-// The column's header says the unit already.
+// The column's header says the unit of computed numbers already.
 std::u16string_view TextOf(const NotebookCell& cell) {
   std::u16string_view text = cell.Content().text;
   const NotebookUnit* unit = cell.Definition().unit;
-  if (cell.State().empty() && unit != nullptr && text.ends_with(u" " + unit->UnitText())) {
+  const bool is_computed_number = cell.State().empty() && !std::isnan(cell.Content().min);
+  if (is_computed_number && unit != nullptr && text.ends_with(u" " + unit->UnitText())) {
     text.remove_suffix(unit->UnitText().size() + 1);
   }
   return text;
@@ -257,6 +256,8 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
     csv += CsvField(field_of(*column));
     separator = ",";
   }
+  // An empty line would be no record.
+  if (csv.empty() || csv.ends_with('\n')) csv += "\"\"";
   csv += "\r\n";
 }
 

@@ -8,6 +8,7 @@
 #include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
+#include "notebook/model.h"
 #include "notebook/utf.h"
 #include "notebook/xml_document.h"
 #include "values/raised_error.h"
@@ -67,6 +68,18 @@ Ref<ktformula::FieldListener> NotebookFramework::CreateFieldListener(
     if (listener_class.program_identifier == program_identifier) return listener_class.create();
   }
   return nullptr;
+}
+
+ktformula::FormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
+  const Ref<ktformula::FieldListener> listener =
+      CreateFieldListener(ktformula::kFormulaListenerIdentifier);
+  listener->Initialize(Ref<NotebookFramework>(this), table.Parent().OwnerOf(table.OwnField()),
+                       nullptr);
+  listener->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
+  listener->SetName(u"Formulas");
+  listener->SetPosition(1);
+  table.AddListener(listener);
+  return dynamic_cast<ktformula::FormulaListener&>(*listener);
 }
 
 Ref<ktformula::IKtFieldListener> NotebookFramework::CreateListener(

@@ -10,7 +10,13 @@
 #include "host/framework.h"
 #include "notebook/unit_catalogue.h"
 
+namespace ktformula {
+class FormulaListener;
+}  // namespace ktformula
+
 namespace ktnotebook {
+
+class NotebookTable;
 
 // Creates the component's classes by program identifier, and gives listeners units, XML documents
 // and, while a database is open, a place to be saved.
@@ -32,6 +38,9 @@ class NotebookFramework final : public ktformula::HostFramework {
   // A new listener of the class, empty when the class is unknown.
   ktformula::Ref<ktformula::FieldListener> CreateFieldListener(
       std::u16string_view program_identifier);
+
+  // Gives the table a new formula listener without formulas.
+  ktformula::FormulaListener& AddFormulaListener(NotebookTable& table);
 
   std::u16string TypeName() const override { return u"NotebookFramework"; }
   ktformula::Ref<ktformula::UnitCatalogue> Units() override { return units_; }

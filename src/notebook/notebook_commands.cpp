@@ -47,15 +47,12 @@ bool IsCsvName(const std::string& path) {
   return extension == ".csv";
 }
 
-// Takes "NAME=VALUE" apart; names hold no "=".
+// Takes each "NAME=VALUE" apart; names hold no "=", and the command line lets nothing else through.
 ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   ColumnSettings settings;
   for (const std::string& argument : arguments) {
     const std::u16string text = ArgumentText(argument);
     const std::size_t separator = text.find(u'=');
-    if (separator == std::u16string::npos || separator == 0) {
-      throw NotebookError("\"" + argument + "\" is not NAME=VALUE");
-    }
     settings.emplace_back(text.substr(0, separator), text.substr(separator + 1));
   }
   return settings;
@@ -111,19 +108,20 @@ Notebook LoadForm(const StoreOptions& options) {
   return store.Load(ArgumentText(options.target));
 }
 
-// A form of the database, locked against other writers until the change is committed.
+// The forms of the database that an address may mean, locked against other writers until the
+// change to one of them is committed.
 class FormChange {
  public:
-  // `name_of` gives the form's name, from the names in the database.
   FormChange(const StoreOptions& options, const Console& console)
       : console_(console),
         store_(OpenDatabase(options.database, false), false),
         transaction_(store_.Connection()),
-        notebook_(store_.Load(FindFormName(store_.FormNames(), ArgumentText(options.target)))) {
-    Form().Log().keep_cells = true;
+        notebook_(store_.Load(FindFormNames(store_.FormNames(), ArgumentText(options.target)))) {
+    for (const Ref<NotebookForm>& form : notebook_.forms) {
+      form->Log().keep_cells = true;
+    }
   }
 
-  NotebookForm& Form() const { return *notebook_.forms.front(); }
   const std::vector<Ref<NotebookForm>>& Forms() const { return notebook_.forms; }
 
   // The table's first formula listener for which `has_entry` is true, else its first; a table
@@ -137,14 +135,7 @@ class FormChange {
       if (first == nullptr) first = known;
     }
     if (first != nullptr) return *first;
-    const auto created =
-        notebook_.framework->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
-    created->Initialize(notebook_.framework, Form().OwnerOf(table.OwnField()), nullptr);
-    created->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
-    created->SetName(u"Formulas");
-    created->SetPosition(1);
-    table.AddListener(created);
-    return dynamic_cast<FormulaListener&>(*created);
+    return notebook_.framework->AddFormulaListener(table);
   }
 
   void SaveListener(NotebookTable& table, FormulaListener& listener) {
@@ -153,8 +144,9 @@ class FormChange {
 
   // Recalculates, stores what changed and prints it; `set` is a cell that the user changed.
   void Finish(const NotebookTable& table, NotebookCell* set = nullptr) {
-    RecalculateAndReport(Form(), kDefaultMaximumRounds, console_, &table);
-    std::vector<NotebookCell*>& changed = Form().Log().cells;
+    NotebookForm& form = table.Parent();
+    RecalculateAndReport(form, kDefaultMaximumRounds, console_, &table);
+    std::vector<NotebookCell*>& changed = form.Log().cells;
     if (set != nullptr) changed.push_back(set);
     std::sort(changed.begin(), changed.end());
     changed.erase(std::unique(changed.begin(), changed.end()), changed.end());

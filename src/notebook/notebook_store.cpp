@@ -37,7 +37,8 @@ constexpr std::array<std::string_view, 9> kTables{
     "property_key INTEGER NOT NULL, text TEXT NOT NULL, min_number DOUBLE PRECISION, "
     "max_number DOUBLE PRECISION, unit TEXT NOT NULL, state TEXT NOT NULL, tag TEXT NOT NULL, "
     "PRIMARY KEY(field_key, row_position, property_key))",
-    "CREATE TABLE ELN_field_listeners(field_listener_key INTEGER PRIMARY KEY, Name TEXT, prog_id TEXT, "
+    "CREATE TABLE ELN_field_listeners(field_listener_key INTEGER PRIMARY KEY, Name TEXT, prog_id "
+    "TEXT, "
     "field_key INTEGER, Position INTEGER, config_xml TEXT)",
     "CREATE TABLE notebook_result_formats(field_listener_key INTEGER NOT NULL PRIMARY KEY, "
     "program_identifier TEXT NOT NULL)",
@@ -254,23 +255,34 @@ void NotebookStore::SaveListener(Notebook& notebook, const NotebookTable& table,
 }
 
 Notebook NotebookStore::Load(std::u16string_view form_name) const {
+  const std::u16string name(form_name);
+  return Load(std::span(&name, 1));
+}
+
+Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
+  Notebook notebook;
+  notebook.framework = ktformula::MakeRef<NotebookFramework>();
+  notebook.framework->UseDatabase(MakeDatabaseAccess(database_), database_->Helper());
+  for (const std::u16string& name : form_names)
+    LoadForm(notebook, name);
+  return notebook;
+}
+
+void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) const {
   const DbResult found =
       database_->Run("SELECT form_key FROM notebook_forms WHERE name = $1", {Text(form_name)});
   if (found.rows.empty()) {
     throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"");
   }
-  Notebook notebook;
-  notebook.framework = ktformula::MakeRef<NotebookFramework>();
-  notebook.framework->UseDatabase(MakeDatabaseAccess(database_), database_->Helper());
-  notebook.forms.push_back(
-      ktformula::MakeRef<NotebookForm>(form_name, notebook.framework->OwnUnits()));
+  const Ref<NotebookForm> form =
+      ktformula::MakeRef<NotebookForm>(form_name, notebook.framework->OwnUnits());
+  notebook.forms.push_back(form);
   const DbResult fields = database_->Run(
       "SELECT field_key, kind, name, table_key, content FROM notebook_fields "
       "WHERE form_key = $1 ORDER BY position",
       {found.rows[0][0]});
   for (const auto& row : fields.rows)
-    LoadField(notebook, *notebook.forms.front(), row);
-  return notebook;
+    LoadField(notebook, *form, row);
 }
 
 void NotebookStore::LoadField(Notebook& notebook, NotebookForm& form,

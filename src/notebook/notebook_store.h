@@ -29,8 +29,9 @@ class NotebookStore {
   // Adds the form with everything on it; refuses a name that is in use.
   void Add(Notebook& notebook, NotebookForm& form);
 
-  // The form in a notebook of its own, listeners included.
+  // The form, or forms, in a notebook of their own, listeners included.
   Notebook Load(std::u16string_view form_name) const;
+  Notebook Load(std::span<const std::u16string> form_names) const;
 
   // Writes the present content of cells of a loaded form.
   void SaveCells(std::span<NotebookCell* const> cells) const;
@@ -44,6 +45,7 @@ class NotebookStore {
   void AddField(Notebook& notebook, NotebookField& field, std::int64_t form_key,
                 int position) const;
   void AddTable(Notebook& notebook, const NotebookField& field) const;
+  void LoadForm(Notebook& notebook, std::u16string_view form_name) const;
   void LoadField(Notebook& notebook, NotebookForm& form, std::span<const DbValue> row) const;
   void LoadTable(Notebook& notebook, NotebookTable& table, std::int64_t field_key) const;
   void LoadRows(NotebookTable& table, std::int64_t field_key) const;

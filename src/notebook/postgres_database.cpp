@@ -46,7 +46,13 @@ DbValue ParseValue(Oid type, std::string_view text) {
 }
 
 std::optional<std::string> ParameterText(const DbValue& value) {
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    // It would end there.
+    if (text->find('\0') != std::string::npos) {
+      throw NotebookError("postgresql: a text with the character 0 can not be kept");
+    }
+    return *text;
+  }
   if (const auto* integer = std::get_if<std::int64_t>(&value)) return std::to_string(*integer);
   if (const auto* number = std::get_if<double>(&value)) {
     std::array<char, 32> buffer{};
@@ -56,13 +62,24 @@ std::optional<std::string> ParameterText(const DbValue& value) {
   return std::nullopt;
 }
 
+// What stands before the URL is a default that it may change; what stands behind it holds anyhow.
+PGconn* Connect(const std::string& url) {
+  const std::array<const char*, 4> keywords{"connect_timeout", "dbname", "client_encoding",
+                                            nullptr};
+  const std::array<const char*, 4> values{"10", url.c_str(), "UTF8", nullptr};
+  return PQconnectdbParams(keywords.data(), values.data(), 1);
+}
+
 class PostgresDatabase final : public Database {
  public:
-  explicit PostgresDatabase(const std::string& url) : connection_(PQconnectdb(url.c_str())) {
+  explicit PostgresDatabase(const std::string& url) : connection_(Connect(url)) {
     if (PQstatus(connection_.get()) != CONNECTION_OK) Fail();
     PQsetNoticeProcessor(
         connection_.get(), [](void*, const char*) {}, nullptr);
-    PQsetClientEncoding(connection_.get(), "UTF8");
+    // A server may be set up otherwise: numbers come with all their digits, and a backslash in a
+    // listener's statement is a backslash.
+    Run("SET extra_float_digits = 3", {});
+    Run("SET standard_conforming_strings = on", {});
     Run("SET lock_timeout = '10s'", {});
   }
 
@@ -102,7 +119,8 @@ class PostgresDatabase final : public Database {
       Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", {});
       return;
     }
-    Run("BEGIN", {});
+    // Whatever the server's default is: behind the lock a writer sees what the one before it left.
+    Run("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE", {});
     try {
       Run(kWriterLock, {});
     } catch (const NotebookError&) {
