@@ -41,6 +41,12 @@ const std::unordered_map<std::u16string_view, std::u16string_view>& NextSmallerU
   return units;
 }
 
+// The value as a number of this unit, or as the percentage that the unit name asks for.
+double ShownNumber(double value, const Ref<Unit>& unit, std::u16string_view unit_name) {
+  if (unit) return unit->FromBase(value);
+  return unit_name == u"%" ? value * 100 : value;
+}
+
 // Below this a number is small.
 constexpr double kSmall = 0.011;
 
@@ -75,7 +81,7 @@ FormatListener::Display MinDigitFormulaFormat::ChooseDisplay(double value,
                                                              std::int16_t,
                                                              UnitCatalogue& units) const {
   Ref<Unit> unit = DisplayUnit(property, unit_name, units);
-  double shown = unit ? unit->FromBase(value) : value;
+  double shown = ShownNumber(value, unit, unit_name);
   while (unit && shown < kSmall) {
     const auto next = NextSmallerUnits().find(unit_name);
     if (next == NextSmallerUnits().end()) break;
