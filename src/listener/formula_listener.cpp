@@ -105,11 +105,13 @@ class FormulaListener::Pass {
     // The host may change the configuration from within a call.
     const std::shared_ptr<PropertyFormula> formula = *known;
     const bool number_formatting = property->NumberFormatting();
+    std::optional<ParsedFormula> parsed;
     for (int r = 1; r <= column.CellCount(); ++r) {
       const Ref<TableCell> cell = column.Cell(r);
       if (cell->StateText() == kEnteredState) continue;
+      if (!parsed) parsed = Parse(*formula);
       CellValue value;
-      if (const auto error = Compute(*formula, *property, *cell, value)) {
+      if (const auto error = Compute(*parsed, *property, *cell, value)) {
         WriteError(grid, *cell, *error);
       } else if (number_formatting && WritesFormatted(value)) {
         WriteFormatted(value, *formula, *cell, format, grid);
@@ -120,11 +122,26 @@ class FormulaListener::Pass {
     }
   }
 
-  // Evaluates the formula for the cell; the description of an error that was raised.
-  std::optional<std::u16string> Compute(PropertyFormula& formula, ELNProperty& property,
-                                        TableCell& cell, CellValue& value) {
+  // A formula's tree or, without one, why it could not be parsed: the same for all its cells.
+  struct ParsedFormula {
+    std::shared_ptr<const TokenTree> tree;
+    std::u16string error;
+  };
+
+  ParsedFormula Parse(PropertyFormula& formula) const {
     try {
-      Evaluate(*listener_.TreeOf(formula), &property, &cell, value);
+      return {listener_.TreeOf(formula), {}};
+    } catch (const RaisedError& error) {
+      return {nullptr, error.Description()};
+    }
+  }
+
+  // Evaluates the formula for the cell; the description of an error that was raised.
+  std::optional<std::u16string> Compute(const ParsedFormula& formula, ELNProperty& property,
+                                        TableCell& cell, CellValue& value) {
+    if (formula.tree == nullptr) return formula.error;
+    try {
+      Evaluate(*formula.tree, &property, &cell, value);
     } catch (const RaisedError& error) {
       return error.Description();
     }
