@@ -27,19 +27,23 @@ class IKtFieldListener : public virtual HostObject {
                       std::u16string_view program_identifier, std::int16_t position) = 0;
   // Asks the host to save this listener.
   virtual void RequestSave() = 0;
+  // Releases the host objects and what was made at Initialize; may be called more than once.
   virtual void Terminate() = 0;
   // Shows what the user can set.
   virtual void EditProperties() = 0;
   virtual Ref<IKtConfigurationObject> ConfigurationObject() = 0;
   virtual Ref<HostObject> Object() = 0;
+  // The key of the database row; 0 before there is one.
   virtual std::int32_t Key() const = 0;
   virtual void SetKey(std::int32_t key) = 0;
+  // Changing the name, the program identifier or the position makes the listener unsaved.
   virtual std::u16string Name() const = 0;
   virtual void SetName(std::u16string_view name) = 0;
   virtual std::u16string ProgramIdentifier() const = 0;
   virtual void SetProgramIdentifier(std::u16string_view program_identifier) = 0;
   virtual std::int16_t Position() const = 0;
   virtual void SetPosition(std::int16_t position) = 0;
+  // What else the host tells; ignored.
   virtual void Notification16(HostObject* source, HostObject* detail) = 0;
   virtual void Notification17(HostObject* source, HostObject* detail) = 0;
   virtual void Notification18(HostObject* source, HostObject* detail) = 0;
@@ -53,7 +57,9 @@ class IKtFieldListener : public virtual HostObject {
 class IKtObject : public virtual HostObject {
  public:
   virtual Ref<HostObject> Object() = 0;
+  // The object and its owner in words; the flag is handed to the owner's own description.
   virtual std::u16string Description(int flag) = 0;
+  // Writes the object's database row; raises what the database raises, and then changes nothing.
   virtual void Save(DatabaseAccess& database) = 0;
   // Appends the object's element to the node. Mode "export" writes no keys.
   virtual void Export(XmlNode& node, std::u16string_view mode) = 0;

@@ -28,11 +28,15 @@ class HostService : public HostObject {
 
 class HostFramework : public HostObject {
  public:
+  // Never empty; shared by all who ask.
   virtual Ref<UnitCatalogue> Units() = 0;
   // A new object of the class, empty when the host knows no such class.
   virtual Ref<IKtFieldListener> CreateListener(std::u16string_view program_identifier) = 0;
+  // A new document without a root, the caller's own.
   virtual Ref<XmlDocument> CreateXmlDocument() = 0;
+  // Never empty; raises an error while the host has no database open.
   virtual Ref<DatabaseHelper> Database() = 0;
+  // Never empty.
   virtual Ref<ConfigurationHelper> Configuration() = 0;
   // Saves the object; the text tells the user what is being saved.
   virtual void RequestSave(IKtObject& object, std::u16string_view text) = 0;

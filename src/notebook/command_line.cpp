@@ -125,13 +125,15 @@ class CommandLine {
   }
 
   void AddRecalculate() {
-    CLI::App* command =
-        AddCommand("recalculate", "recalculate a notebook file and print its tables",
-                   [this] { return Recalculate(recalculate_, console_); });
-    command->add_option("FILE", recalculate_.file, "notebook file, \"-\" for standard input")
+    CLI::App* command = AddCommand(
+        "recalculate", "recalculate a notebook file, or a CSV file, and print its tables",
+        [this] { return Recalculate(recalculate_, console_); });
+    command
+        ->add_option("FILE", recalculate_.file,
+                     "notebook or .csv file; \"-\" is a notebook from standard input")
         ->required();
     command->add_option("-o,--output", recalculate_.output,
-                        "write the notebook file here instead of printing");
+                        "write the notebook, or the .csv file, here instead of printing tables");
     command->add_flag("--json", recalculate_.json, "print JSON");
     command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
         ->capture_default_str()

@@ -53,7 +53,7 @@ class CsvReader {
   CsvReader(const Records& records, const std::string& source, const CsvOptions& options)
       : records_(records), source_(source), options_(options) {}
 
-  Notebook Read(std::u16string_view name) {
+  CsvNotebook Read(std::u16string_view name) {
     CheckShape();
     notebook_.framework = ktformula::MakeRef<NotebookFramework>();
     notebook_.forms.push_back(
@@ -66,7 +66,7 @@ class CsvReader {
     CheckSettings();
     AddListener();
     AddRows();
-    return std::move(notebook_);
+    return {std::move(notebook_), std::move(notes_)};
   }
 
  private:
@@ -95,21 +95,26 @@ class CsvReader {
     });
   }
 
-  // Whether the header's unit can be meant: a measured column may hold remarks such as "n.d.", a
-  // column of remarks holds no number at all.
-  bool HoldsQuantities(std::size_t index, const NotebookUnit* unit) const {
-    const bool has_number =
-        std::any_of(records_.begin() + 1, records_.end(), [&](const auto& record) {
-          return ParseNumberText(record[index], unit, Units()).has_value();
-        });
-    return has_number || AllAre(index, [](const std::u16string&) { return false; });
+  bool AreNumbers(std::size_t index, const NotebookUnit* unit) const {
+    return AllAre(index, [&](const std::u16string& text) {
+      return ParseNumberText(text, unit, Units()).has_value();
+    });
+  }
+
+  // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
+  // or the options name it so.
+  bool IsQuantity(std::size_t index, const Header& header) {
+    if (FindSetting(options_.types, records_.front()[index]) != nullptr) return false;
+    if (FindSetting(options_.types, header.name) != nullptr) return true;
+    if (AreNumbers(index, header.unit)) return true;
+    notes_.push_back("the column " + Quoted(records_.front()[index]) +
+                     " holds texts that are no numbers and is taken as text; --type '" +
+                     ToUtf8(header.name) + "=number' takes it as numbers");
+    return false;
   }
 
   DataType TypeOf(std::size_t index) const {
-    const auto is_number = [&](const std::u16string& text) {
-      return ParseNumberText(text, nullptr, Units()).has_value();
-    };
-    if (AllAre(index, is_number)) return DataType::kNumber;
+    if (AreNumbers(index, nullptr)) return DataType::kNumber;
     if (AllAre(index, IsTruthWord)) return DataType::kBoolean;
     const auto is_date = [](const std::u16string& text) {
       return ktformula::DateValue(text).has_value();
@@ -122,7 +127,7 @@ class CsvReader {
     if (header.empty()) Refuse("column " + std::to_string(index + 1) + " has no name");
     const Header split = SplitHeader(header, Units());
     PropertyDefinition definition;
-    if (split.unit != nullptr && HoldsQuantities(index, split.unit)) {
+    if (split.unit != nullptr && IsQuantity(index, split)) {
       definition.name = split.name;
       definition.type = DataType::kNumber;
       definition.unit = split.unit;
@@ -218,6 +223,7 @@ class CsvReader {
   const CsvOptions& options_;
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
+  std::vector<std::string> notes_;
 };
 
 std::string CsvField(std::u16string_view text) {
@@ -263,8 +269,8 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
 
 }  // namespace
 
-Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
-                         const CsvOptions& options) {
+CsvNotebook ReadCsvNotebook(std::string_view utf8, const std::string& source,
+                            std::u16string_view name, const CsvOptions& options) {
   const Records records = ParseCsv(utf8, source);
   return CsvReader(records, source, options).Read(name);
 }

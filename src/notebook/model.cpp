@@ -10,6 +10,7 @@
 #include "notebook/cell_text.h"
 #include "notebook/table_control.h"
 #include "values/platform.h"
+#include "values/raised_error.h"
 #include "values/text.h"
 
 namespace ktnotebook {
@@ -145,6 +146,18 @@ bool CellContent::IsSameAs(const CellContent& other) const noexcept {
 
 const PropertyDefinition& NotebookCell::Definition() const noexcept {
   return column_.Definition();
+}
+
+bool NotebookCell::Accepts(std::u16string_view text) const {
+  if (text.empty()) return true;
+  if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
+  if (Definition().type != DataType::kBoolean) return true;
+  try {
+    ktformula::XMLBoolean(text);
+  } catch (const ktformula::RaisedError&) {
+    return false;
+  }
+  return true;
 }
 
 void NotebookCell::Enter(std::u16string_view text) {

@@ -97,6 +97,9 @@ class NotebookCell final : public ktformula::TableCell {
   NotebookColumn& OwningColumn() const noexcept { return column_; }
   const PropertyDefinition& Definition() const noexcept;
 
+  // Whether the text may be typed here: Booleans and dates take what reads as one, other cells
+  // everything.
+  bool Accepts(std::u16string_view text) const;
   // Takes a text as typed by the user, with the numbers that it says; state and tag follow, "" ends
   // both.
   void Enter(std::u16string_view text);

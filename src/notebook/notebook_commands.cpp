@@ -58,12 +58,17 @@ ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   return settings;
 }
 
-Notebook ReadInput(const RecalculateOptions& options) {
+Notebook ReadInput(const RecalculateOptions& options, const Console& console) {
   const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
                        ParseSettings(options.units), ParseSettings(options.types)};
   if (IsCsvName(options.file)) {
     const std::string name = std::filesystem::path(options.file).stem().string();
-    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+    CsvNotebook read =
+        ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+    for (const std::string& note : read.notes) {
+      console.err << "note: " << note << '\n';
+    }
+    return std::move(read.notebook);
   }
   if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
     throw NotebookError(options.file +
@@ -108,14 +113,14 @@ Notebook LoadForm(const StoreOptions& options) {
   return store.Load(ArgumentText(options.target));
 }
 
-// The forms of the database that an address may mean, locked against other writers until the
-// change to one of them is committed.
+// The forms of the database that an address may mean: to be asked, or locked against other writers
+// until the change to one of them is committed.
 class FormChange {
  public:
-  FormChange(const StoreOptions& options, const Console& console)
+  FormChange(const StoreOptions& options, const Console& console, TransactionKind kind)
       : console_(console),
         store_(OpenDatabase(options.database, false), false),
-        transaction_(store_.Connection()),
+        transaction_(store_.Connection(), kind),
         notebook_(store_.Load(FindFormNames(store_.FormNames(), ArgumentText(options.target)))) {
     for (const Ref<NotebookForm>& form : notebook_.forms) {
       form->Log().keep_cells = true;
@@ -142,12 +147,12 @@ class FormChange {
     store_.SaveListener(notebook_, table, listener);
   }
 
-  // Recalculates, stores what changed and prints it; `set` is a cell that the user changed.
-  void Finish(const NotebookTable& table, NotebookCell* set = nullptr) {
+  // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
+  void Finish(const NotebookTable& table, const std::vector<NotebookCell*>& set) {
     NotebookForm& form = table.Parent();
     RecalculateAndReport(form, kDefaultMaximumRounds, console_, &table);
     std::vector<NotebookCell*>& changed = form.Log().cells;
-    if (set != nullptr) changed.push_back(set);
+    changed.insert(changed.end(), set.begin(), set.end());
     std::sort(changed.begin(), changed.end());
     changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
     store_.SaveCells(changed);
@@ -180,6 +185,22 @@ void PrintFormula(const ktformula::PropertyFormula* formula, const Console& cons
   }
 }
 
+// Empties the cells that a formula computed which is no more; gives those that held something.
+std::vector<NotebookCell*> EmptyComputedCells(const NotebookColumn& column) {
+  std::vector<NotebookCell*> emptied;
+  for (const Ref<NotebookRow>& row : column.Parent().Rows()) {
+    NotebookCell& cell = row->CellAt(column.Index());
+    if (!cell.State().empty() || cell.Content().text.empty()) continue;
+    cell.Enter(u"");
+    emptied.push_back(&cell);
+  }
+  return emptied;
+}
+
+TransactionKind KindOf(const StoreOptions& options) {
+  return options.value || options.format ? TransactionKind::kWriting : TransactionKind::kReading;
+}
+
 }  // namespace
 
 int Recalculate(const RecalculateOptions& options, const Console& console) {
@@ -187,7 +208,7 @@ int Recalculate(const RecalculateOptions& options, const Console& console) {
   if (!is_csv && IsCsvName(options.output)) {
     throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
   }
-  const Notebook notebook = ReadInput(options);
+  const Notebook notebook = ReadInput(options, console);
   std::vector<RecalculatedForm> recalculated;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
@@ -247,15 +268,21 @@ int Show(const StoreOptions& options, const Console& console) {
 }
 
 int SetCell(const StoreOptions& options, const Console& console) {
-  FormChange change(options, console);
+  FormChange change(options, console, TransactionKind::kWriting);
   NotebookCell& cell = FindCell(change.Forms(), ArgumentText(options.target));
-  cell.Enter(ArgumentText(*options.value));
-  change.Finish(cell.OwningRow().Parent(), &cell);
+  const std::u16string text = ArgumentText(*options.value);
+  if (!cell.Accepts(text)) {
+    throw NotebookError("\"" + ToUtf8(text) + "\" is no " +
+                        ToUtf8(DataTypeText(cell.Definition().type)) + " for \"" +
+                        ToUtf8(cell.Definition().name) + "\"");
+  }
+  cell.Enter(text);
+  change.Finish(cell.OwningRow().Parent(), {&cell});
   return kExitDone;
 }
 
 int EditFormula(const StoreOptions& options, const Console& console) {
-  FormChange change(options, console);
+  FormChange change(options, console, KindOf(options));
   const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
   const std::int32_t key = column.Definition().key;
   const std::u16string key_text = ktformula::ToDecimalText(key);
@@ -271,17 +298,18 @@ int EditFormula(const StoreOptions& options, const Console& console) {
   if (!options.value && known == nullptr) {
     throw NotebookError("the column has no formula that the format could be of");
   }
-  const std::u16string known_formula = known != nullptr ? known->Formula : u"";
+  const std::u16string formula = options.value ? ArgumentText(*options.value) : known->Formula;
   const std::u16string known_format = known != nullptr ? known->StringFormat : u"";
-  listener.SetPropertyFormula(key, options.value ? ArgumentText(*options.value) : known_formula,
+  listener.SetPropertyFormula(key, formula,
                               options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
-  change.Finish(column.Parent());
+  change.Finish(column.Parent(),
+                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell*>());
   return kExitDone;
 }
 
 int EditDefinition(const StoreOptions& options, const Console& console) {
-  FormChange change(options, console);
+  FormChange change(options, console, KindOf(options));
   const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
   FormulaListener& listener =
       change.ListenerOf(*address.table, [&](const ktformula::FormulaConfiguration& configuration) {
@@ -293,7 +321,7 @@ int EditDefinition(const StoreOptions& options, const Console& console) {
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));
   change.SaveListener(*address.table, listener);
-  change.Finish(*address.table);
+  change.Finish(*address.table, {});
   return kExitDone;
 }
 

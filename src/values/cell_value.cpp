@@ -2,6 +2,7 @@
 
 #include "values/platform.h"
 #include "values/raised_error.h"
+#include "values/significant_digits.h"
 
 namespace ktformula {
 
@@ -130,6 +131,14 @@ void CellValue::CopyFrom(const CellValue& other) {
   max_number_ = other.max_number_;
   boolean_ = other.BooleanValue();
   mvr_structure_ = other.mvr_structure_;
+}
+
+std::int16_t CellValue::CountSignificantDigits(std::u16string_view text) {
+  return ktformula::CountSignificantDigits(text, true);
+}
+
+std::u16string CellValue::SignificantDigitMask(double value, std::int16_t digits) {
+  return ktformula::SignificantDigitMask(value, digits);
 }
 
 void CellValue::ConvertToNumber() {

@@ -143,6 +143,10 @@ class CellValue : private LeakCounted<CellValue> {
   // Copies what belongs to the other's kind. The boolean is read through BooleanValue, so copying
   // a value without one raises error 13 and copies nothing more.
   void CopyFrom(const CellValue& other);
+  // The digits of a typed number; a bare point, or nothing but zeros, counts none. See
+  // values/significant_digits.h.
+  static std::int16_t CountSignificantDigits(std::u16string_view text);
+  static std::u16string SignificantDigitMask(double value, std::int16_t digits);
   // Makes a numeric or empty string a number and anything else an error value. Never raises.
   void ConvertToNumber();
 

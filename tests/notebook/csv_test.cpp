@@ -59,7 +59,8 @@ TEST_F(CsvTest, TypesAndStatesComeFromTheValues) {
       {"c\ntrue\nFALSE\n", "c\" type=\"Boolean\"", "noted\">FALSE"},
       {"c\n2024-02-29\n2024-03-01 10:30\n", "c\" type=\"date\"", "noted\">2024-03-01 10:30"},
       {"c\n2023-02-29\n", "c\" type=\"string\"", "noted\">2023-02-29"},
-      {"c (mg)\n1\n2 g\nn.d.\n", "\"c\" type=\"number\" unit=\"mg\"", "entered\">n.d."},
+      {"c (mg)\n1\n2 g\n", "\"c\" type=\"number\" unit=\"mg\"", "entered\">2 g"},
+      {"c (mg)\n1\nn.d.\n", "c (mg)\" type=\"string\"", "noted\">n.d."},
       {"c (mg)\n1 ml\n", "c (mg)\" type=\"string\"", "noted\">1 ml"},
   };
   for (const auto& [csv, column, cell] : cases) {
