@@ -160,6 +160,8 @@ class CellValue : private LeakCounted<CellValue> {
   template <typename Operation>
   void Calculate(Operand src, std::u16string_view source, Operation operation);
   bool PrepareArithmetic(Operand src, std::u16string_view source);
+  template <typename Other, typename Test>
+  void Decide(const Other& other, std::u16string_view misfit, Test test);
   void Compare(Operand src, Order order);
   template <typename Operation>
   void Combine(Operand src, std::u16string_view source, std::u16string_view misfit,

@@ -41,10 +41,40 @@ constexpr std::u16string_view kXOrMisfit =
 struct Bounds {
   double min;
   double max;
+
+  bool operator==(const Bounds&) const = default;
 };
 
-const std::u16string* PlainString(const PlainValue& value) {
-  return std::get_if<std::u16string>(&value);
+// What an operand contributes to a comparison with a number, a date, a text or a Boolean. A
+// CellValue contributes the fields of that kind whatever its own kind is; a plain value may
+// contribute nothing.
+std::optional<Bounds> PointBounds(std::optional<double> point) {
+  if (!point) return std::nullopt;
+  return Bounds{*point, *point};
+}
+
+std::optional<Bounds> NumberBounds(Operand src) {
+  if (const CellValue* value = src.AsCellValue()) {
+    return Bounds{value->MinNumber(), value->MaxNumber()};
+  }
+  return PointBounds(PlainNumber(*src.AsPlainValue()));
+}
+
+std::optional<Bounds> DateBounds(Operand src) {
+  if (const CellValue* value = src.AsCellValue()) {
+    return Bounds{value->MinDate(), value->MaxDate()};
+  }
+  return PointBounds(PlainDateValue(*src.AsPlainValue()));
+}
+
+const std::u16string* TextOf(Operand src) {
+  if (const CellValue* value = src.AsCellValue()) return &value->Text();
+  return std::get_if<std::u16string>(src.AsPlainValue());
+}
+
+std::optional<bool> TruthOf(Operand src) {
+  if (const CellValue* value = src.AsCellValue()) return value->BooleanValue();
+  return PlainBoolean(*src.AsPlainValue());
 }
 
 }  // namespace
@@ -80,53 +110,34 @@ void CellValue::SetMisfit(std::u16string_view source, std::u16string_view descri
   SetError(kComponentError, source, description);
 }
 
+template <typename Other, typename Test>
+void CellValue::Decide(const Other& other, std::u16string_view misfit, Test test) {
+  if (other) {
+    SetBoolean(test(*other));
+  } else {
+    SetMisfit(kEqualsSource, misfit);
+  }
+}
+
 void CellValue::Equals(Operand src) {
   if (!TakeErrorOrConvert(src)) return;
-  const CellValue* other = src.AsCellValue();
-  const auto compare = [this](auto plain, auto equals, std::u16string_view misfit) {
-    if (plain) {
-      SetBoolean(equals(*plain));
-    } else {
-      SetMisfit(kEqualsSource, misfit);
-    }
+  const auto equals = [](const auto& own) {
+    return [&own](const auto& other) { return own == other; };
   };
   switch (type_) {
-    case kCellValueTypeNumber:
-      if (other != nullptr) {
-        SetBoolean(min_number_ == other->min_number_ && max_number_ == other->max_number_);
-        return;
-      }
-      compare(
-          PlainNumber(*src.AsPlainValue()),
-          [this](double x) { return min_number_ == x && max_number_ == x; },
-          kNumericEqualityMisfit);
+    case kCellValueTypeNumber: {
+      const Bounds own{min_number_, max_number_};
+      Decide(NumberBounds(src), kNumericEqualityMisfit, equals(own));
       return;
-    case kCellValueTypeString:
-      if (other != nullptr) {
-        SetBoolean(text_ == other->text_);
-        return;
-      }
-      compare(
-          PlainString(*src.AsPlainValue()),
-          [this](const std::u16string& text) { return text_ == text; }, kStringEqualityMisfit);
+    }
+    case kCellValueTypeDate: {
+      const Bounds own{min_date_, max_date_};
+      Decide(DateBounds(src), kDateEqualityMisfit, equals(own));
       return;
-    case kCellValueTypeDate:
-      if (other != nullptr) {
-        SetBoolean(min_date_ == other->min_date_ && max_date_ == other->max_date_);
-        return;
-      }
-      compare(
-          PlainDateValue(*src.AsPlainValue()),
-          [this](double d) { return min_date_ == d && max_date_ == d; }, kDateEqualityMisfit);
-      return;
+    }
+    case kCellValueTypeString: Decide(TextOf(src), kStringEqualityMisfit, equals(text_)); return;
     case kCellValueTypeBoolean:
-      if (other != nullptr) {
-        SetBoolean(BooleanValue() == other->BooleanValue());
-        return;
-      }
-      compare(
-          PlainBoolean(*src.AsPlainValue()), [this](bool value) { return BooleanValue() == value; },
-          kBooleanEqualityMisfit);
+      Decide(TruthOf(src), kBooleanEqualityMisfit, equals(boolean_));
       return;
     default: SetMisfit(kEqualsSource, kEqualityMisfit);
   }
@@ -140,40 +151,21 @@ void CellValue::NotEquals(Operand src) {
 void CellValue::Compare(Operand src, Order order) {
   if (!TakeErrorOrConvert(src)) return;
   const OrderRule& rule = RuleOf(order);
-  const CellValue* other = src.AsCellValue();
-  const auto compare_bounds = [&](Bounds own, Bounds others, std::optional<double> plain,
-                                  std::u16string_view misfit) {
-    if (other != nullptr) {
-      SetBoolean(rule.bounds(own, others));
-    } else if (plain) {
-      SetBoolean(rule.bounds(own, {*plain, *plain}));
-    } else {
-      SetMisfit(kEqualsSource, misfit);
-    }
-  };
   switch (type_) {
     case kCellValueTypeNumber:
-      compare_bounds({min_number_, max_number_},
-                     other != nullptr ? Bounds{other->min_number_, other->max_number_} : Bounds{},
-                     other != nullptr ? std::nullopt : PlainNumber(*src.AsPlainValue()),
-                     rule.number_misfit);
+      Decide(NumberBounds(src), rule.number_misfit, [&](const Bounds& other) {
+        return rule.bounds({min_number_, max_number_}, other);
+      });
       return;
     case kCellValueTypeDate:
-      compare_bounds({min_date_, max_date_},
-                     other != nullptr ? Bounds{other->min_date_, other->max_date_} : Bounds{},
-                     other != nullptr ? std::nullopt : PlainDateValue(*src.AsPlainValue()),
-                     kDateEqualityMisfit);
+      Decide(DateBounds(src), kDateEqualityMisfit, [&](const Bounds& other) {
+        return rule.bounds({min_date_, max_date_}, other);
+      });
       return;
-    case kCellValueTypeString: {
-      const std::u16string* text =
-          other != nullptr ? &other->text_ : PlainString(*src.AsPlainValue());
-      if (text != nullptr) {
-        SetBoolean(rule.texts(text_.compare(*text)));
-      } else {
-        SetMisfit(kEqualsSource, rule.string_misfit);
-      }
+    case kCellValueTypeString:
+      Decide(TextOf(src), rule.string_misfit,
+             [&](const std::u16string& other) { return rule.texts(text_.compare(other)); });
       return;
-    }
     default: SetMisfit(kEqualsSource, kEqualityMisfit);
   }
 }
@@ -204,8 +196,7 @@ void CellValue::Combine(Operand src, std::u16string_view source, std::u16string_
     SetMisfit(source, misfit);
     return;
   }
-  const std::optional<bool> operand =
-      other != nullptr ? other->BooleanValue() : PlainBoolean(*src.AsPlainValue());
+  const std::optional<bool> operand = TruthOf(src);
   if (operand) {
     SetBoolean(operation(boolean_, *operand));
   } else {
