@@ -327,7 +327,7 @@ class NotebookForm final : public ktformula::Form {
   ~NotebookForm() override;
 
   const std::u16string& Name() const noexcept { return name_; }
-  const NotebookUnitCatalogue& Units() const noexcept { return *units_; }
+  NotebookUnitCatalogue& Units() const noexcept { return *units_; }
   const std::vector<Ref<NotebookField>>& Fields() const noexcept { return fields_; }
   // The tables in document order.
   std::vector<NotebookTable*> Tables() const;

@@ -1,5 +1,6 @@
 #include "notebook/table_control.h"
 
+#include "formats/display_pattern.h"
 #include "notebook/number_pattern.h"
 
 namespace ktnotebook {
@@ -25,23 +26,18 @@ void TableControl::WriteText(ktformula::TableCell& cell, std::u16string_view tex
 }
 
 void TableControl::ClearNumber(ktformula::TableCell& cell) {
-  CellContent& content = BeginWrite(cell).MutableContent();
-  content.min = content.max = 0;
+  BeginWrite(cell).MutableContent().SetNumbers(0, 0);
 }
 
 void TableControl::SetValue(ktformula::TableCell& cell, double value, std::u16string_view pattern,
                             std::u16string_view unit_name) {
   NotebookCell& own = BeginWrite(cell);
   CellContent& content = own.MutableContent();
-  const NotebookUnit* default_unit = own.Definition().unit;
-  const NotebookUnit* unit = nullptr;
-  if (default_unit != nullptr && !unit_name.empty()) {
-    unit = form_.Units().FindUnit(unit_name);
-    if (unit == nullptr) unit = default_unit;
-  }
-  content.text = FormatNumber(unit != nullptr ? unit->FromBase(value) : value, pattern);
-  content.unit = unit != nullptr ? unit->UnitText() : std::u16string();
-  if (unit != nullptr) content.text += u" " + content.unit;
+  Ref<ktformula::Unit> unit;
+  if (!unit_name.empty()) unit = DisplayUnit(*own.Property(), unit_name, form_.Units());
+  content.text = FormatNumber(unit ? unit->FromBase(value) : value, pattern);
+  content.unit = unit ? unit->UnitText() : std::u16string();
+  if (unit) content.text += u" " + content.unit;
   content.SetNumbers(value, value);
 }
 
