@@ -33,7 +33,8 @@ class DepthGuard {
   ~DepthGuard() { --depth_; }
 
  private:
-  inline static int depth_ = 0;
+  // A host may have listeners in several threads, each on its own.
+  inline static thread_local int depth_ = 0;
 };
 
 const LayerItem& ItemAt(const TokenLayer& layer, std::size_t position) {

@@ -1,18 +1,45 @@
 #include "formula/function_registry.h"
 
+#include "values/dictionary.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
 namespace ktformula {
 
+namespace {
+
+class OwnFunctionDictionary final : public FunctionDictionary {
+ public:
+  bool Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) override {
+    return functions_.Add(key, std::move(function));
+  }
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view key) const override {
+    const auto* function = functions_.Find(key);
+    return function != nullptr ? *function : nullptr;
+  }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override {
+    std::vector<std::shared_ptr<IKtFormulaFunction>> items;
+    for (const auto& [key, function] : functions_)
+      items.push_back(function);
+    return items;
+  }
+  void Clear() override { functions_.Clear(); }
+
+ private:
+  Dictionary<std::shared_ptr<IKtFormulaFunction>> functions_;
+};
+
+}  // namespace
+
+FunctionRegistry::FunctionRegistry() : functions_(std::make_unique<OwnFunctionDictionary>()) {}
+
 void FunctionRegistry::Register(std::u16string_view key,
                                 std::shared_ptr<IKtFormulaFunction> function) {
-  if (!functions_.Add(key, std::move(function))) Raise(RuntimeError::kInvalidProcedureCall);
+  if (!functions_->Add(key, std::move(function))) Raise(RuntimeError::kInvalidProcedureCall);
 }
 
 std::shared_ptr<IKtFormulaFunction> FunctionRegistry::Find(std::u16string_view name) const {
-  const auto* function = functions_.Find(UpperCase(name));
-  return function != nullptr ? *function : nullptr;
+  return functions_->Find(UpperCase(name));
 }
 
 std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
@@ -26,14 +53,14 @@ std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
 }
 
 void FunctionRegistry::Terminate() {
-  for (const auto& [key, function] : functions_) {
+  for (const auto& function : functions_->Items()) {
     try {
       function->Terminate();
     } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
       // The others have to be told too, and the shut-down can not be stopped.
     }
   }
-  functions_.Clear();
+  functions_->Clear();
 }
 
 }  // namespace ktformula

@@ -4,9 +4,10 @@
 #include <functional>
 #include <memory>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "formula/formula_function.h"
-#include "values/dictionary.h"
 
 namespace ktformula {
 
@@ -16,8 +17,30 @@ struct FunctionClass {
   std::function<std::unique_ptr<IKtFormulaFunction>()> create;
 };
 
+// The table behind a registry: upper-case names to functions, in the order of their being added. A
+// host may keep it, and put functions of its own into it.
+class FunctionDictionary {
+ public:
+  FunctionDictionary() = default;
+  FunctionDictionary(const FunctionDictionary&) = delete;
+  FunctionDictionary& operator=(const FunctionDictionary&) = delete;
+  virtual ~FunctionDictionary() = default;
+
+  // Keys compare exactly. False when the key is taken.
+  virtual bool Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) = 0;
+  // Empty when there is none.
+  virtual std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view key) const = 0;
+  virtual std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const = 0;
+  virtual void Clear() = 0;
+};
+
 class FunctionRegistry {
  public:
+  // With a table of its own.
+  FunctionRegistry();
+  explicit FunctionRegistry(std::unique_ptr<FunctionDictionary> functions)
+      : functions_(std::move(functions)) {}
+
   // Keys are upper case. Raises error 5 when the key is taken.
   void Register(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function);
 
@@ -31,12 +54,8 @@ class FunctionRegistry {
   // one of them raises is dropped.
   void Terminate();
 
-  const Dictionary<std::shared_ptr<IKtFormulaFunction>>& Functions() const noexcept {
-    return functions_;
-  }
-
  private:
-  Dictionary<std::shared_ptr<IKtFormulaFunction>> functions_;
+  std::unique_ptr<FunctionDictionary> functions_;
 };
 
 }  // namespace ktformula

@@ -202,8 +202,11 @@ class FormulaListener::Pass {
   std::optional<EnteredValues> entered_;
 };
 
-FormulaListener::FormulaListener(std::span<const FunctionClass> functions)
-    : FieldListener(u"FormulaListener"), function_classes_(functions) {}
+FormulaListener::FormulaListener(std::span<const FunctionClass> functions,
+                                 std::unique_ptr<FunctionDictionary> dictionary)
+    : FieldListener(u"FormulaListener"), function_classes_(functions) {
+  if (dictionary != nullptr) registry_ = FunctionRegistry(std::move(dictionary));
+}
 
 void FormulaListener::OnInitialize() {
   for (const FunctionClass& function_class : function_classes_) {

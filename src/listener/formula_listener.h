@@ -33,8 +33,10 @@ class FormulaListener final : public FieldListener,
  public:
   static constexpr std::string_view kClassName = "FormulaListener";
 
-  // `functions` are the function classes that Initialize creates; it outlives the listener.
-  explicit FormulaListener(std::span<const FunctionClass> functions);
+  // `functions` are the function classes that Initialize creates; it outlives the listener. They
+  // are kept in `dictionary` when the host has one, else in a table of the listener's own.
+  explicit FormulaListener(std::span<const FunctionClass> functions,
+                           std::unique_ptr<FunctionDictionary> dictionary = nullptr);
   ~FormulaListener() override { Terminate(); }
 
   std::u16string TypeName() const override { return u"FormulaListener"; }

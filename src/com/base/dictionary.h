@@ -1,0 +1,34 @@
+// Scripting.Dictionary: name-keyed tables where they cross the boundary.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "com/base/variant.h"
+
+namespace ktcom {
+
+class ScriptingDictionary {
+ public:
+  // A new, empty dictionary whose keys compare exactly.
+  ScriptingDictionary();
+  // A dictionary that someone else has made.
+  explicit ScriptingDictionary(ComPtr<IDispatch> dictionary) : dictionary_(std::move(dictionary)) {}
+
+  const ComPtr<IDispatch>& Dispatch() const noexcept { return dictionary_; }
+
+  // Raises the dictionary's own error when the key is taken.
+  void Add(std::u16string_view key, Variant item);
+  bool Exists(std::u16string_view key) const;
+  // For a key that exists.
+  Variant Item(std::u16string_view key) const;
+  // In the order of their being added.
+  std::vector<std::u16string> Keys() const;
+  void RemoveAll();
+
+ private:
+  ComPtr<IDispatch> dictionary_;
+};
+
+}  // namespace ktcom

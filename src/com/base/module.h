@@ -1,0 +1,38 @@
+// The module that this code is part of: how much of it is in use, and its type libraries.
+#pragma once
+
+#include <windows.h>
+
+#include <oaidl.h>
+
+#include "com/base/variant.h"
+
+namespace ktcom {
+
+// The DLL or program that holds this code.
+HMODULE OwnModule() noexcept;
+
+// While a lock or an object lives, the module must stay loaded.
+void LockModule() noexcept;
+void UnlockModule() noexcept;
+bool IsModuleInUse() noexcept;
+
+// Ties an object to its module.
+class ModuleLock {
+ public:
+  ModuleLock() noexcept { LockModule(); }
+  ModuleLock(const ModuleLock&) = delete;
+  ModuleLock& operator=(const ModuleLock&) = delete;
+  ~ModuleLock() { UnlockModule(); }
+};
+
+// The type libraries among the module's resources, as a path that LoadTypeLib takes; numbers count
+// from 1.
+std::u16string TypeLibraryPath(int number);
+inline constexpr int kTypeLibraryCount = 3;
+
+// What the module's type libraries say of an interface or class. Shared; raises an error for what
+// they do not know.
+ITypeInfo* TypeInfoOf(REFGUID identifier);
+
+}  // namespace ktcom

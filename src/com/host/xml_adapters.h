@@ -1,0 +1,28 @@
+// Microsoft's XML document model as the engine sees it.
+#pragma once
+
+#include <windows.h>
+
+#include <msxml2.h>
+
+#include "com/base/variant.h"
+#include "host/xml.h"
+
+namespace ktcom {
+
+using ktformula::Ref;
+
+// A new document without a root.
+Ref<ktformula::XmlDocument> NewXmlDocument();
+
+// The adapter of a node; the adapter of an element is an XmlElement. Empty for nullptr; raises
+// error 13 for what is no node.
+Ref<ktformula::XmlNode> AdaptXmlNode(IUnknown* node);
+
+// The element behind an adapter.
+ComPtr<IXMLDOMElement> ElementOf(const ktformula::XmlElement& element);
+
+// Whether the object is an element.
+bool IsXmlElement(IUnknown* object) noexcept;
+
+}  // namespace ktcom
