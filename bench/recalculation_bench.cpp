@@ -2,13 +2,11 @@
 // that grows with the table would show here.
 #include <benchmark/benchmark.h>
 
-#include "listener/formula_listener.h"
 #include "notebook/framework.h"
 #include "notebook/recalculation.h"
 
 namespace {
 
-using ktformula::FormulaListener;
 using ktformula::Ref;
 
 // A form with one table of masses and molar masses, its other columns computed.
@@ -22,10 +20,7 @@ class Bench {
     AddColumn(u"MW", ktnotebook::DataType::kNumber, u"g/mol");
     for (std::int64_t i = 1; i <= rows; ++i)
       AddRow(i);
-    const auto created = framework_->CreateFieldListener(ktformula::kFormulaListenerIdentifier);
-    created->Initialize(framework_, form_->OwnerOf(table_->OwnField()), nullptr);
-    listener_ = dynamic_cast<FormulaListener*>(created.get());
-    table_->AddListener(created);
+    listener_ = &framework_->AddFormulaListener(*table_);
   }
 
   void AddFormula(std::u16string_view column, ktnotebook::DataType type, std::u16string_view unit,
@@ -62,7 +57,7 @@ class Bench {
   Ref<ktnotebook::NotebookFramework> framework_;
   Ref<ktnotebook::NotebookForm> form_;
   ktnotebook::NotebookTable* table_;
-  FormulaListener* listener_ = nullptr;
+  ktformula::IKtFormulaListener* listener_ = nullptr;
 };
 
 // One pass over the table for each iteration; items are formula cells.

@@ -17,7 +17,10 @@ namespace ktformula {
 //
 // The host owns the object. Terminate releases the host objects; a derived class calls it in its
 // destructor.
-class FieldListener : public IKtFieldListener, public IKtObject, public IKtConfigurationObject {
+class FieldListener : public IKtFieldListener,
+                      public IKtObject,
+                      public IKtConfigurationObject,
+                      public IKtListenerData {
  public:
   void Initialize(Ref<HostFramework> framework, Ref<OwnerCollection> owner,
                   Ref<HostService> service) final;
@@ -59,10 +62,7 @@ class FieldListener : public IKtFieldListener, public IKtObject, public IKtConfi
   void Store(HostObject& target) final;
   void MarkStored(HostObject&) final { saved_ = true; }
 
-  // Loads the settings and the configuration. `data_value` is a RowSet of the listeners' table or
-  // a "fieldListener" XmlElement; with the data type "xml" or "initialize" an element changes only
-  // what differs from the present configuration. A raised error leaves the listener as it was.
-  void SetData(std::u16string_view data_type, HostObject* data_value);
+  void SetData(std::u16string_view data_type, HostObject* data_value) final;
 
   // Whether the host has stored or taken over the present name, program identifier and position.
   bool IsSaved() const noexcept { return saved_; }

@@ -38,6 +38,14 @@ void FunctionRegistry::Register(std::u16string_view key,
   if (!functions_->Add(key, std::move(function))) Raise(RuntimeError::kInvalidProcedureCall);
 }
 
+void FunctionRegistry::RegisterAll(std::span<const FunctionClass> classes, NamedValues& listener) {
+  for (const FunctionClass& function_class : classes) {
+    std::shared_ptr<IKtFormulaFunction> function = function_class.create();
+    function->Initialize(listener);
+    Register(function_class.key, std::move(function));
+  }
+}
+
 std::shared_ptr<IKtFormulaFunction> FunctionRegistry::Find(std::u16string_view name) const {
   return functions_->Find(UpperCase(name));
 }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -43,6 +44,9 @@ class FunctionRegistry {
 
   // Keys are upper case. Raises error 5 when the key is taken.
   void Register(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function);
+
+  // Creates a function of each class for the listener and registers it.
+  void RegisterAll(std::span<const FunctionClass> classes, NamedValues& listener);
 
   // The function of this name in any letter case, empty when there is none.
   std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view name) const;

@@ -1,4 +1,4 @@
-// The three faces of a field listener towards the host, members in slot order.
+// The faces of a field listener towards the host, members in slot order.
 #pragma once
 
 #include <cstdint>
@@ -91,6 +91,15 @@ class IKtConfigurationObject : public virtual HostObject {
   virtual void Store(HostObject& target) = 0;
   // The host has taken the configuration over.
   virtual void MarkStored(HostObject& target) = 0;
+};
+
+// An object that takes its settings and its configuration from what the host has kept.
+class IKtListenerData : public virtual HostObject {
+ public:
+  // `data_value` is a RowSet of the listeners' table or a "fieldListener" XmlElement; with the data
+  // type "xml" or "initialize" an element changes only what differs from the present
+  // configuration. A raised error leaves the listener as it was.
+  virtual void SetData(std::u16string_view data_type, HostObject* data_value) = 0;
 };
 
 }  // namespace ktformula

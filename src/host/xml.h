@@ -19,7 +19,8 @@ class XmlNode : public HostObject {
  public:
   virtual std::u16string NodeName() const = 0;
   virtual Ref<XmlDocument> OwnerDocument() = 0;
-  // Moves the element to the end of this node's children.
+  // Moves the element to the end of this node's children. An element of another document is copied
+  // there, and `child` is the copy from then on.
   virtual void AppendChild(XmlElement& child) = 0;
 };
 

@@ -26,6 +26,12 @@ void WriteError(GridControl& grid, TableCell& cell, std::u16string_view descript
   grid.WriteText(cell, std::u16string(kErrorPrefix) + std::u16string(description), false);
 }
 
+std::optional<FormulaEntry> EntryOf(const PropertyFormulas& formulas, std::u16string_view key) {
+  const auto* known = formulas.Find(key);
+  if (known == nullptr) return std::nullopt;
+  return FormulaEntry{(*known)->Formula, (*known)->StringFormat};
+}
+
 // Counts the definitions under evaluation.
 class NestingGuard {
  public:
@@ -209,11 +215,7 @@ FormulaListener::FormulaListener(std::span<const FunctionClass> functions,
 }
 
 void FormulaListener::OnInitialize() {
-  for (const FunctionClass& function_class : function_classes_) {
-    std::shared_ptr<IKtFormulaFunction> function = function_class.create();
-    function->Initialize(*this);
-    registry_.Register(function_class.key, std::move(function));
-  }
+  registry_.RegisterAll(function_classes_, *this);
 }
 
 void FormulaListener::OnTerminate() {
@@ -284,6 +286,14 @@ Ref<IKtFormulaFormat> FormulaListener::CreateFormulaFormat() const {
   }
   created->Initialize(Ref<HostFramework>(&Framework()), Ref<OwnerCollection>(&Owner()), Service());
   return Ref<IKtFormulaFormat>(dynamic_cast<IKtFormulaFormat*>(created.get()));
+}
+
+std::optional<FormulaEntry> FormulaListener::FormulaOf(std::int32_t property_key) const {
+  return EntryOf(configuration_.property_formulas, ToDecimalText(property_key));
+}
+
+std::optional<FormulaEntry> FormulaListener::DefinitionOf(std::u16string_view name) const {
+  return EntryOf(configuration_.definitions, name);
 }
 
 void FormulaListener::SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,

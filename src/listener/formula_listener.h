@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,6 +13,7 @@
 #include "formula/evaluator.h"
 #include "formula/function_registry.h"
 #include "listener/configuration.h"
+#include "listener/ikt_formula_listener.h"
 #include "values/leak_check.h"
 #include "values/reference.h"
 
@@ -21,13 +23,12 @@ namespace ktformula {
 // level costs a piece of the host's stack.
 inline constexpr int kMaximumDefinitionNesting = 100;
 
-inline constexpr std::u16string_view kFormulaListenerIdentifier = u"KtFormula9.FormulaListener";
-
 // Watches one table. On every table notification it computes each cell of each column that has a
 // formula, except cells in the state "entered", and writes the result, or "#Error: " and the
 // reason, through the table control. What fails in one cell never disturbs another and never
 // reaches the host; what fails in the host's own calls does.
 class FormulaListener final : public FieldListener,
+                              public IKtFormulaListener,
                               public NamedValues,
                               private LeakCounted<FormulaListener> {
  public:
@@ -47,10 +48,6 @@ class FormulaListener final : public FieldListener,
 
   // Brings the watched table up to date; the second argument is not used.
   void Recalculate(NotificationSource& source, HostObject* detail);
-
-  // Evaluates a formula as if it stood in the cell, into `target`, in a pass of its own. Raises
-  // what the formula raises.
-  void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target);
 
   // The pattern for `gNumberToFormat`, in base units, with `NumSigDig` significant digits, in the
   // named unit or, when the name is empty, the property's default unit; "%" asks for a percentage.
@@ -72,18 +69,17 @@ class FormulaListener final : public FieldListener,
 
   const FormulaConfiguration& Configuration() const noexcept { return configuration_; }
 
-  // Gives the column of this key a formula; an empty formula removes it. An unchanged formula and
-  // format keep the parsed formula.
+  std::optional<FormulaEntry> FormulaOf(std::int32_t property_key) const override;
+  std::optional<FormulaEntry> DefinitionOf(std::u16string_view name) const override;
+  // An unchanged formula and format keep the parsed formula.
   void SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
-                          std::u16string_view string_format);
-  // The same for a named definition.
-  void SetDefinition(std::u16string_view name, std::u16string_view formula);
-
-  // The program identifier of the result format; "" stands for the default format.
-  const std::u16string& ResultFormat() const noexcept { return result_format_; }
-  void SetResultFormat(std::u16string_view program_identifier) {
+                          std::u16string_view string_format) override;
+  void SetDefinition(std::u16string_view name, std::u16string_view formula) override;
+  std::u16string ResultFormat() const override { return result_format_; }
+  void SetResultFormat(std::u16string_view program_identifier) override {
     result_format_ = program_identifier;
   }
+  void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target) override;
 
  private:
   class Pass;

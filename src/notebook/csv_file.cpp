@@ -5,7 +5,6 @@
 #include <optional>
 #include <unordered_set>
 
-#include "listener/formula_listener.h"
 #include "notebook/cell_text.h"
 #include "notebook/csv_parser.h"
 #include "notebook/notebook_error.h"
@@ -201,7 +200,7 @@ class CsvReader {
 
   void AddListener() {
     if (options_.formulas.empty()) return;
-    ktformula::FormulaListener& listener = notebook_.framework->AddFormulaListener(*table_);
+    ktformula::IKtFormulaListener& listener = notebook_.framework->AddFormulaListener(*table_);
     for (const auto& [column, formula] : options_.formulas) {
       const std::u16string* format = FindSetting(options_.formats, column);
       listener.SetPropertyFormula(table_->FindColumn(column)->Definition().key, formula,

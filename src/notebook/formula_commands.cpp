@@ -3,8 +3,10 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 
+#include "formula/evaluator.h"
+#include "formula/token_tree.h"
 #include "formula/tokenizer.h"
-#include "listener/formula_listener.h"
+#include "functions/standard_functions.h"
 #include "notebook/address.h"
 #include "notebook/commands.h"
 #include "notebook/function_pages.h"
@@ -20,57 +22,58 @@ namespace ktnotebook {
 
 namespace {
 
-using ktformula::FormulaListener;
+using ktformula::FunctionRegistry;
+using ktformula::IKtFormulaListener;
 
-Ref<FormulaListener> NewListener(NotebookFramework& framework) {
-  const Ref<ktformula::FieldListener> listener =
-      framework.CreateFieldListener(ktformula::kFormulaListenerIdentifier);
-  return Ref<FormulaListener>(dynamic_cast<FormulaListener*>(listener.get()));
-}
+// The language by itself, for formulas that belong to no notebook: its functions, without names.
+class BareLanguage final : private ktformula::NamedValues {
+ public:
+  BareLanguage() { functions_.RegisterAll(ktformula::StandardFunctions(), *this); }
+  BareLanguage(const BareLanguage&) = delete;
+  BareLanguage& operator=(const BareLanguage&) = delete;
+  ~BareLanguage() { functions_.Terminate(); }
+
+  const FunctionRegistry& Functions() const noexcept { return functions_; }
+  void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
+    const auto tree = ktformula::MakeTokenTree(formula, functions_);
+    EvaluateTokenTreeLayer(value, tree->top, {nullptr, nullptr, nullptr, this});
+  }
+
+ private:
+  const ktformula::CellValue* DefinedValue(std::u16string_view) override { return nullptr; }
+
+  FunctionRegistry functions_;
+};
 
 // Evaluates formulas alone, or as if they stood in a cell of a notebook.
 class FormulaEvaluation {
  public:
   explicit FormulaEvaluation(const EvaluateOptions& options) {
-    if (options.file.empty()) {
-      notebook_.framework = ktformula::MakeRef<NotebookFramework>();
-      listener_ = NewListener(*notebook_.framework);
-      listener_->Initialize(notebook_.framework, nullptr, nullptr);
-      return;
-    }
+    if (options.file.empty()) return;
     notebook_ = ReadNotebookFile(options.file);
     cell_ = &FindCell(notebook_.forms, ArgumentText(options.cell));
-    listener_ = ListenerOf(cell_->OwningColumn());
+    // Its definitions are what the formula may use.
+    const NotebookColumn& column = cell_->OwningColumn();
+    listener_ = &notebook_.framework->FormulaListenerOf(
+        column.Parent(), [&column](const IKtFormulaListener& candidate) {
+          return candidate.FormulaOf(column.Definition().key).has_value();
+        });
   }
 
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
     if (cell_ != nullptr) {
       listener_->EvaluateInCell(formula, *cell_, value);
-      return;
+    } else {
+      language_.Evaluate(formula, value);
     }
-    const auto tree = listener_->MakeTokenTree(formula);
-    EvaluateTokenTreeLayer(value, tree->top, {nullptr, nullptr, nullptr, listener_.get()});
   }
 
  private:
-  // The listener whose definitions the formula may use: the column's, else the table's first, else
-  // a new one.
-  Ref<FormulaListener> ListenerOf(const NotebookColumn& column) const {
-    const NotebookTable& table = column.Parent();
-    if (FormulaListener* own = table.ListenerComputing(column)) return Ref<FormulaListener>(own);
-    for (const auto& known : table.Listeners()) {
-      if (auto* listener = dynamic_cast<FormulaListener*>(known.get())) {
-        return Ref<FormulaListener>(listener);
-      }
-    }
-    Ref<FormulaListener> listener = NewListener(*notebook_.framework);
-    listener->Initialize(notebook_.framework, table.Parent().OwnerOf(table.OwnField()), nullptr);
-    return listener;
-  }
-
+  BareLanguage language_;
   Notebook notebook_;
-  Ref<FormulaListener> listener_;
+  // Both belong to the notebook; nullptr without one.
   NotebookCell* cell_ = nullptr;
+  IKtFormulaListener* listener_ = nullptr;
 };
 
 void PrintJson(FormulaEvaluation& evaluation, std::u16string_view formula, const Console& console) {
@@ -117,10 +120,8 @@ template <typename Body>
 int PrintParsed(const FormulaOptions& options, const Console& console, Body body) {
   const std::u16string formula = ArgumentText(options.formula);
   try {
-    const Ref<NotebookFramework> framework = ktformula::MakeRef<NotebookFramework>();
-    const Ref<FormulaListener> listener = NewListener(*framework);
-    listener->Initialize(framework, nullptr, nullptr);
-    console.out << body(formula, *listener);
+    const BareLanguage language;
+    console.out << body(formula, language.Functions());
   } catch (const ktformula::RaisedError& error) {
     if (!options.json) throw NotebookError(ToUtf8(error.Description()));
     console.out << RaisedJson(error) << '\n';
@@ -152,17 +153,17 @@ int ShowFunctions(const std::string& name, const Console& console) {
 }
 
 int ShowTokens(const FormulaOptions& options, const Console& console) {
-  return PrintParsed(
-      options, console, [&](std::u16string_view formula, const FormulaListener& listener) {
-        const auto tokens = ktformula::Tokenize(formula, listener.FormulaFunctions());
-        return options.json ? TokensJson(tokens) + "\n" : TokensText(tokens);
-      });
+  return PrintParsed(options, console,
+                     [&](std::u16string_view formula, const FunctionRegistry& functions) {
+                       const auto tokens = ktformula::Tokenize(formula, functions);
+                       return options.json ? TokensJson(tokens) + "\n" : TokensText(tokens);
+                     });
 }
 
 int ShowTree(const FormulaOptions& options, const Console& console) {
   return PrintParsed(options, console,
-                     [&](std::u16string_view formula, const FormulaListener& listener) {
-                       const auto tree = listener.MakeTokenTree(formula);
+                     [&](std::u16string_view formula, const FunctionRegistry& functions) {
+                       const auto tree = ktformula::MakeTokenTree(formula, functions);
                        return options.json ? TreeJson(tree->top) + "\n" : TreeText(tree->top);
                      });
 }

@@ -8,7 +8,9 @@
 #include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
+#include "notebook/listener_face.h"
 #include "notebook/model.h"
+#include "notebook/notebook_error.h"
 #include "notebook/utf.h"
 #include "notebook/xml_document.h"
 #include "values/raised_error.h"
@@ -22,19 +24,35 @@ namespace {
 
 struct ListenerClass {
   std::u16string_view program_identifier;
-  Ref<ktformula::FieldListener> (*create)();
+  Ref<ktformula::IKtFieldListener> (*create)();
 };
 
-constexpr std::array<ListenerClass, 3> kClasses{{
+constexpr std::array<ListenerClass, 3> kOwnClasses{{
     {ktformula::kFormulaListenerIdentifier,
-     []() -> Ref<ktformula::FieldListener> {
+     []() -> Ref<ktformula::IKtFieldListener> {
        return MakeRef<ktformula::FormulaListener>(ktformula::StandardFunctions());
      }},
     {ktformula::kDefaultFormulaFormatIdentifier,
-     []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::DefaultFormulaFormat>(); }},
+     []() -> Ref<ktformula::IKtFieldListener> {
+       return MakeRef<ktformula::DefaultFormulaFormat>();
+     }},
     {ktformula::kMinDigitFormulaFormatIdentifier,
-     []() -> Ref<ktformula::FieldListener> { return MakeRef<ktformula::MinDigitFormulaFormat>(); }},
+     []() -> Ref<ktformula::IKtFieldListener> {
+       return MakeRef<ktformula::MinDigitFormulaFormat>();
+     }},
 }};
+
+Ref<ktformula::IKtFieldListener> CreateOwn(std::u16string_view program_identifier) {
+  for (const ListenerClass& listener_class : kOwnClasses) {
+    if (listener_class.program_identifier == program_identifier) return listener_class.create();
+  }
+  return nullptr;
+}
+
+ListenerClasses& UsedClasses() {
+  static ListenerClasses classes = &CreateOwn;
+  return classes;
+}
 
 // Stores a listener's row and tells the listener so.
 class ListenerStore final : public ktformula::ConfigurationHelper {
@@ -62,29 +80,47 @@ void NotebookFramework::UseDatabase(Ref<ktformula::DatabaseAccess> access,
   helper_ = std::move(helper);
 }
 
-Ref<ktformula::FieldListener> NotebookFramework::CreateFieldListener(
-    std::u16string_view program_identifier) {
-  for (const ListenerClass& listener_class : kClasses) {
-    if (listener_class.program_identifier == program_identifier) return listener_class.create();
-  }
-  return nullptr;
+void NotebookFramework::UseClasses(ListenerClasses classes) {
+  UsedClasses() = classes ? std::move(classes) : ListenerClasses(&CreateOwn);
 }
 
-ktformula::FormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
-  const Ref<ktformula::FieldListener> listener =
-      CreateFieldListener(ktformula::kFormulaListenerIdentifier);
+Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
+    std::u16string_view program_identifier) {
+  Ref<ktformula::IKtFieldListener> listener = CreateListener(program_identifier);
+  if (!listener) {
+    throw NotebookError("the program identifier \"" + ToUtf8(program_identifier) +
+                        "\" is not known");
+  }
+  return listener;
+}
+
+ktformula::IKtFormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
+  const Ref<ktformula::IKtFieldListener> listener =
+      NeedListener(ktformula::kFormulaListenerIdentifier);
   listener->Initialize(Ref<NotebookFramework>(this), table.Parent().OwnerOf(table.OwnField()),
                        nullptr);
   listener->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
   listener->SetName(u"Formulas");
   listener->SetPosition(1);
   table.AddListener(listener);
-  return dynamic_cast<ktformula::FormulaListener&>(*listener);
+  return FaceOf<ktformula::IKtFormulaListener>(*listener);
+}
+
+ktformula::IKtFormulaListener& NotebookFramework::FormulaListenerOf(
+    NotebookTable& table,
+    const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted) {
+  ktformula::IKtFormulaListener* first = nullptr;
+  for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
+    auto* const known = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
+    if (known != nullptr && is_wanted(*known)) return *known;
+    if (first == nullptr) first = known;
+  }
+  return first != nullptr ? *first : AddFormulaListener(table);
 }
 
 Ref<ktformula::IKtFieldListener> NotebookFramework::CreateListener(
     std::u16string_view program_identifier) {
-  return CreateFieldListener(program_identifier);
+  return UsedClasses()(program_identifier);
 }
 
 Ref<ktformula::XmlDocument> NotebookFramework::CreateXmlDocument() {

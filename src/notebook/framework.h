@@ -6,20 +6,23 @@
 #include <string_view>
 #include <utility>
 
-#include "formats/field_listener.h"
+#include "host/field_listener.h"
 #include "host/framework.h"
+#include "listener/ikt_formula_listener.h"
 #include "notebook/unit_catalogue.h"
-
-namespace ktformula {
-class FormulaListener;
-}  // namespace ktformula
 
 namespace ktnotebook {
 
 class NotebookTable;
 
-// Creates the component's classes by program identifier, and gives listeners units, XML documents
-// and, while a database is open, a place to be saved.
+// A new listener of the class with this program identifier, empty when the class is unknown. Every
+// listener is an IKtObject and an IKtListenerData too; one that computes formulas is an
+// IKtFormulaListener.
+using ListenerClasses =
+    std::function<ktformula::Ref<ktformula::IKtFieldListener>(std::u16string_view)>;
+
+// Creates listeners by program identifier, and gives them units, XML documents and, while a
+// database is open, a place to be saved.
 class NotebookFramework final : public ktformula::HostFramework {
  public:
   NotebookFramework();
@@ -35,12 +38,21 @@ class NotebookFramework final : public ktformula::HostFramework {
     create_dialog_ = std::move(create);
   }
 
-  // A new listener of the class, empty when the class is unknown.
-  ktformula::Ref<ktformula::FieldListener> CreateFieldListener(
-      std::u16string_view program_identifier);
+  // Where all frameworks of this program take their listeners from, until it is called again; with
+  // an empty function, as in the beginning, from the component within this program.
+  static void UseClasses(ListenerClasses classes);
+
+  // A new listener of the class. Throws NotebookError when the class is unknown.
+  ktformula::Ref<ktformula::IKtFieldListener> NeedListener(std::u16string_view program_identifier);
 
   // Gives the table a new formula listener without formulas.
-  ktformula::FormulaListener& AddFormulaListener(NotebookTable& table);
+  ktformula::IKtFormulaListener& AddFormulaListener(NotebookTable& table);
+
+  // The table's first formula listener for which `is_wanted` is true, else its first; a table
+  // without one gets one.
+  ktformula::IKtFormulaListener& FormulaListenerOf(
+      NotebookTable& table,
+      const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted);
 
   std::u16string TypeName() const override { return u"NotebookFramework"; }
   ktformula::Ref<ktformula::UnitCatalogue> Units() override { return units_; }

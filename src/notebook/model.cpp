@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "listener/entered_values.h"
-#include "listener/formula_listener.h"
 #include "notebook/cell_text.h"
 #include "notebook/table_control.h"
 #include "values/platform.h"
@@ -331,22 +330,20 @@ NotebookRow* NotebookTable::AddRow(std::u16string_view id) {
   return rows_.back().get();
 }
 
-void NotebookTable::AddListener(Ref<ktformula::FieldListener> listener) {
+void NotebookTable::AddListener(Ref<ktformula::IKtFieldListener> listener) {
   const auto place =
       std::upper_bound(listeners_.begin(), listeners_.end(), listener->Position(),
-                       [](std::int16_t position, const Ref<ktformula::FieldListener>& other) {
+                       [](std::int16_t position, const Ref<ktformula::IKtFieldListener>& other) {
                          return position < other->Position();
                        });
   listeners_.insert(place, std::move(listener));
 }
 
-ktformula::FormulaListener* NotebookTable::ListenerComputing(const NotebookColumn& column) const {
-  const std::u16string key = ktformula::ToDecimalText(column.Definition().key);
-  for (const Ref<ktformula::FieldListener>& listener : listeners_) {
-    auto* formulas = dynamic_cast<ktformula::FormulaListener*>(listener.get());
-    if (formulas != nullptr && formulas->Configuration().property_formulas.Contains(key)) {
-      return formulas;
-    }
+ktformula::IKtFormulaListener* NotebookTable::ListenerComputing(
+    const NotebookColumn& column) const {
+  for (const Ref<ktformula::IKtFieldListener>& listener : listeners_) {
+    auto* formulas = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
+    if (formulas != nullptr && formulas->FormulaOf(column.Definition().key)) return formulas;
   }
   return nullptr;
 }

@@ -14,14 +14,11 @@
 #include <utility>
 #include <vector>
 
-#include "formats/field_listener.h"
+#include "host/field_listener.h"
 #include "host/notebook_objects.h"
+#include "listener/ikt_formula_listener.h"
 #include "notebook/unit_catalogue.h"
 #include "values/dictionary.h"
-
-namespace ktformula {
-class FormulaListener;
-}  // namespace ktformula
 
 namespace ktnotebook {
 
@@ -221,12 +218,12 @@ class NotebookTable final : public ktformula::Table {
   NotebookRow* AddRow(std::u16string_view id);
 
   // The table's listeners in position order.
-  const std::vector<Ref<ktformula::FieldListener>>& Listeners() const noexcept {
+  const std::vector<Ref<ktformula::IKtFieldListener>>& Listeners() const noexcept {
     return listeners_;
   }
-  void AddListener(Ref<ktformula::FieldListener> listener);
+  void AddListener(Ref<ktformula::IKtFieldListener> listener);
   // The first listener that computes the column; nullptr when none does.
-  ktformula::FormulaListener* ListenerComputing(const NotebookColumn& column) const;
+  ktformula::IKtFormulaListener* ListenerComputing(const NotebookColumn& column) const;
   bool HasFormula(const NotebookColumn& column) const {
     return ListenerComputing(column) != nullptr;
   }
@@ -253,7 +250,7 @@ class NotebookTable final : public ktformula::Table {
   std::vector<Ref<NotebookRow>> rows_;
   PositionOfName column_positions_;
   PositionOfName row_positions_;
-  std::vector<Ref<ktformula::FieldListener>> listeners_;
+  std::vector<Ref<ktformula::IKtFieldListener>> listeners_;
   Ref<TableControl> control_;
 };
 

@@ -4,12 +4,12 @@
 #include <filesystem>
 #include <ostream>
 
-#include "listener/formula_listener.h"
 #include "notebook/address.h"
 #include "notebook/commands.h"
 #include "notebook/csv_file.h"
 #include "notebook/file.h"
 #include "notebook/json_output.h"
+#include "notebook/listener_face.h"
 #include "notebook/notebook_error.h"
 #include "notebook/notebook_file.h"
 #include "notebook/notebook_store.h"
@@ -23,7 +23,7 @@ namespace ktnotebook {
 
 namespace {
 
-using ktformula::FormulaListener;
+using ktformula::IKtFormulaListener;
 
 // Recalculates and says on the message side what the user has to know.
 RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const Console& console,
@@ -129,22 +129,10 @@ class FormChange {
 
   const std::vector<Ref<NotebookForm>>& Forms() const { return notebook_.forms; }
 
-  // The table's first formula listener for which `has_entry` is true, else its first; a table
-  // without one gets one.
-  template <typename HasEntry>
-  FormulaListener& ListenerOf(NotebookTable& table, HasEntry has_entry) {
-    FormulaListener* first = nullptr;
-    for (const auto& listener : table.Listeners()) {
-      auto* known = dynamic_cast<FormulaListener*>(listener.get());
-      if (known != nullptr && has_entry(known->Configuration())) return *known;
-      if (first == nullptr) first = known;
-    }
-    if (first != nullptr) return *first;
-    return notebook_.framework->AddFormulaListener(table);
-  }
+  NotebookFramework& Framework() const { return *notebook_.framework; }
 
-  void SaveListener(NotebookTable& table, FormulaListener& listener) {
-    store_.SaveListener(notebook_, table, listener);
+  void SaveListener(NotebookTable& table, IKtFormulaListener& listener) {
+    store_.SaveListener(notebook_, table, FaceOf<ktformula::IKtFieldListener>(listener));
   }
 
   // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
@@ -167,21 +155,15 @@ class FormChange {
   Notebook notebook_;
 };
 
-const ktformula::PropertyFormula* FindFormula(const ktformula::PropertyFormulas& formulas,
-                                              std::u16string_view key) {
-  const auto* found = formulas.Find(key);
-  return found != nullptr ? found->get() : nullptr;
-}
-
 // Prints a formula that was asked for.
-void PrintFormula(const ktformula::PropertyFormula* formula, const Console& console) {
-  if (formula == nullptr) {
+void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, const Console& console) {
+  if (!known) {
     console.err << "there is no formula\n";
     return;
   }
-  console.out << ToUtf8(formula->Formula) << '\n';
-  if (!formula->StringFormat.empty()) {
-    console.out << "format " << ToUtf8(formula->StringFormat) << '\n';
+  console.out << ToUtf8(known->formula) << '\n';
+  if (!known->string_format.empty()) {
+    console.out << "format " << ToUtf8(known->string_format) << '\n';
   }
 }
 
@@ -285,21 +267,19 @@ int EditFormula(const StoreOptions& options, const Console& console) {
   FormChange change(options, console, KindOf(options));
   const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
   const std::int32_t key = column.Definition().key;
-  const std::u16string key_text = ktformula::ToDecimalText(key);
-  FormulaListener& listener =
-      change.ListenerOf(column.Parent(), [&](const ktformula::FormulaConfiguration& configuration) {
-        return configuration.property_formulas.Contains(key_text);
-      });
-  const auto* known = FindFormula(listener.Configuration().property_formulas, key_text);
+  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
+      column.Parent(),
+      [key](const IKtFormulaListener& candidate) { return candidate.FormulaOf(key).has_value(); });
+  const std::optional<ktformula::FormulaEntry> known = listener.FormulaOf(key);
   if (!options.value && !options.format) {
     PrintFormula(known, console);
     return kExitDone;
   }
-  if (!options.value && known == nullptr) {
+  if (!options.value && !known) {
     throw NotebookError("the column has no formula that the format could be of");
   }
-  const std::u16string formula = options.value ? ArgumentText(*options.value) : known->Formula;
-  const std::u16string known_format = known != nullptr ? known->StringFormat : u"";
+  const std::u16string formula = options.value ? ArgumentText(*options.value) : known->formula;
+  const std::u16string known_format = known ? known->string_format : u"";
   listener.SetPropertyFormula(key, formula,
                               options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
@@ -311,12 +291,12 @@ int EditFormula(const StoreOptions& options, const Console& console) {
 int EditDefinition(const StoreOptions& options, const Console& console) {
   FormChange change(options, console, KindOf(options));
   const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
-  FormulaListener& listener =
-      change.ListenerOf(*address.table, [&](const ktformula::FormulaConfiguration& configuration) {
-        return configuration.definitions.Contains(address.name);
+  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
+      *address.table, [&](const IKtFormulaListener& candidate) {
+        return candidate.DefinitionOf(address.name).has_value();
       });
   if (!options.value) {
-    PrintFormula(FindFormula(listener.Configuration().definitions, address.name), console);
+    PrintFormula(listener.DefinitionOf(address.name), console);
     return kExitDone;
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));

@@ -5,8 +5,8 @@
 #include <set>
 #include <span>
 
-#include "listener/formula_listener.h"
 #include "notebook/file.h"
+#include "notebook/listener_face.h"
 #include "notebook/notebook_error.h"
 #include "notebook/notebook_file.h"
 #include "notebook/utf.h"
@@ -234,19 +234,19 @@ class NotebookReader {
 
   void ReadListener(const pugi::xml_node& node, NotebookTable& table) {
     const std::u16string identifier = Required(node, "progID");
-    Ref<ktformula::FieldListener> listener = notebook_.framework->CreateFieldListener(identifier);
+    Ref<ktformula::IKtFieldListener> listener = notebook_.framework->CreateListener(identifier);
     if (!listener) {
       Refuse(node, "the program identifier " + Quoted(ToUtf8(identifier)) + " is not known");
     }
     CheckConfiguration(node, table);
     listener->Initialize(notebook_.framework, table.Parent().OwnerOf(table.OwnField()), nullptr);
     try {
-      listener->SetData(u"xml", document_->Wrap(node).get());
+      FaceOf<ktformula::IKtListenerData>(*listener).SetData(u"xml", document_->Wrap(node).get());
     } catch (const ktformula::RaisedError& error) {
       listener->Terminate();
       Refuse(node, ToUtf8(error.Description()));
     }
-    if (auto* formulas = dynamic_cast<ktformula::FormulaListener*>(listener.get())) {
+    if (auto* formulas = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get())) {
       formulas->SetResultFormat(Optional(node, "resultFormat"));
     } else {
       RefuseFormulas(node);

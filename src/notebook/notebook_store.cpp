@@ -5,6 +5,7 @@
 #include <limits>
 #include <unordered_map>
 
+#include "notebook/listener_face.h"
 #include "notebook/notebook_error.h"
 #include "notebook/utf.h"
 #include "values/raised_error.h"
@@ -228,7 +229,7 @@ void NotebookStore::SaveCells(std::span<NotebookCell* const> cells) const {
 }
 
 void NotebookStore::SaveListener(Notebook& notebook, const NotebookTable& table,
-                                 ktformula::FieldListener& listener) const {
+                                 ktformula::IKtFieldListener& listener) const {
   const Ref<ktformula::DatabaseAccess> access = MakeDatabaseAccess(database_);
   notebook.framework->UseDatabase(access, database_->Helper());
   const NotebookField& field = table.OwnField();
@@ -241,16 +242,17 @@ void NotebookStore::SaveListener(Notebook& notebook, const NotebookTable& table,
           {Integer(field.Key())});
       listener.SetKey(static_cast<std::int32_t>(ToInteger(created.rows[0][0])));
     }
-    listener.Save(*access);
+    FaceOf<ktformula::IKtObject>(listener).Save(*access);
   });
-  const auto* formulas = dynamic_cast<const ktformula::FormulaListener*>(&listener);
+  const auto* formulas = dynamic_cast<const ktformula::IKtFormulaListener*>(&listener);
+  const std::u16string result_format = formulas != nullptr ? formulas->ResultFormat() : u"";
   database_->Run("DELETE FROM notebook_result_formats WHERE field_listener_key = $1",
                  {Integer(listener.Key())});
-  if (formulas != nullptr && !formulas->ResultFormat().empty()) {
+  if (!result_format.empty()) {
     database_->Run(
         "INSERT INTO notebook_result_formats(field_listener_key, program_identifier) "
         "VALUES($1, $2)",
-        {Integer(listener.Key()), Text(formulas->ResultFormat())});
+        {Integer(listener.Key()), Text(result_format)});
   }
 }
 
@@ -367,19 +369,16 @@ void NotebookStore::LoadListeners(Notebook& notebook, NotebookTable& table,
       {Integer(field_key)});
   for (const auto& row : listeners.rows) {
     const std::u16string identifier = ToText(row[1]);
-    Ref<ktformula::FieldListener> listener = notebook.framework->CreateFieldListener(identifier);
-    if (!listener) {
-      throw NotebookError("the program identifier \"" + ToUtf8(identifier) + "\" is not known");
-    }
+    Ref<ktformula::IKtFieldListener> listener = notebook.framework->NeedListener(identifier);
     Listening([&] {
       listener->Initialize(notebook.framework, table.Parent().OwnerOf(table.OwnField()), nullptr);
-      listener->SetData(
+      FaceOf<ktformula::IKtListenerData>(*listener).SetData(
           u"", access
                    ->OpenRow(u"SELECT * FROM ELN_field_listeners WHERE field_listener_key = " +
                              ktformula::ToDecimalText(ToInteger(row[0])))
                    .get());
     });
-    if (auto* formulas = dynamic_cast<ktformula::FormulaListener*>(listener.get())) {
+    if (auto* formulas = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get())) {
       formulas->SetResultFormat(ToText(row[2]));
     }
     table.AddListener(std::move(listener));

@@ -7,7 +7,6 @@
 #include <string_view>
 #include <vector>
 
-#include "listener/formula_listener.h"
 #include "notebook/database.h"
 #include "notebook/notebook_file.h"
 
@@ -38,7 +37,7 @@ class NotebookStore {
 
   // Writes a listener of a loaded form with its result format; one without a key gets a row.
   void SaveListener(Notebook& notebook, const NotebookTable& table,
-                    ktformula::FieldListener& listener) const;
+                    ktformula::IKtFieldListener& listener) const;
 
  private:
   void CreateTables() const;

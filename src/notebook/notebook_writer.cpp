@@ -1,5 +1,5 @@
 // Writing of notebook files.
-#include "listener/formula_listener.h"
+#include "notebook/listener_face.h"
 #include "notebook/notebook_error.h"
 #include "notebook/notebook_file.h"
 #include "notebook/utf.h"
@@ -71,7 +71,7 @@ class NotebookWriter {
       WriteRow(node.append_child("row"), *row, place);
     }
     At(place, [&] {
-      for (const Ref<ktformula::FieldListener>& listener : table.Listeners()) {
+      for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
         WriteListener(node, *listener);
       }
     });
@@ -110,12 +110,12 @@ class NotebookWriter {
     NotebookXmlDocument::AppendText(node, cell.Content().text);
   }
 
-  void WriteListener(pugi::xml_node table, ktformula::FieldListener& listener) {
-    listener.Export(*document_->Wrap(table), u"export");
-    const auto* formulas = dynamic_cast<const ktformula::FormulaListener*>(&listener);
-    if (formulas != nullptr && !formulas->ResultFormat().empty()) {
-      Attribute(table.last_child(), "resultFormat", formulas->ResultFormat());
-    }
+  void WriteListener(pugi::xml_node table, ktformula::IKtFieldListener& listener) {
+    FaceOf<ktformula::IKtObject>(listener).Export(*document_->Wrap(table), u"export");
+    const auto* formulas = dynamic_cast<const ktformula::IKtFormulaListener*>(&listener);
+    if (formulas == nullptr) return;
+    const std::u16string result_format = formulas->ResultFormat();
+    if (!result_format.empty()) Attribute(table.last_child(), "resultFormat", result_format);
   }
 
   Ref<NotebookXmlDocument> document_ = ktformula::MakeRef<NotebookXmlDocument>();

@@ -30,7 +30,7 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
     const std::uint64_t changed_before = form.Log().changed;
     for (const NotebookTable* table : tables) {
       // A listener may add or remove listeners while it is notified.
-      const std::vector<Ref<ktformula::FieldListener>> listeners = table->Listeners();
+      const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
       for (const auto& listener : listeners)
         listener->TableNotification(*source, nullptr);
     }

@@ -54,13 +54,18 @@ class NotebookXmlElement final : public ktformula::XmlElement {
       : document_(std::move(document)), node_(node) {}
 
   pugi::xml_node Node() const noexcept { return node_; }
+  // Becomes the last child of a node of the document; an element of another one becomes a copy.
+  void MoveBelow(pugi::xml_node parent, const Ref<NotebookXmlDocument>& document) {
+    const bool is_foreign = document_.get() != document.get();
+    node_ = is_foreign ? parent.append_copy(node_) : parent.append_move(node_);
+    document_ = document;
+  }
 
   std::u16string TypeName() const override { return u"IXMLDOMElement"; }
   std::u16string NodeName() const override { return FromStoredUtf8(node_.name()); }
   Ref<ktformula::XmlDocument> OwnerDocument() override { return document_; }
   void AppendChild(ktformula::XmlElement& child) override {
-    auto& element = static_cast<NotebookXmlElement&>(child);
-    element.node_ = node_.append_move(element.node_);
+    static_cast<NotebookXmlElement&>(child).MoveBelow(node_, document_);
   }
   std::optional<std::u16string> Attribute(std::u16string_view name) const override {
     const pugi::xml_attribute attribute = node_.attribute(ToStoredUtf8(name).c_str());
@@ -166,7 +171,9 @@ Ref<ktformula::XmlElement> NotebookXmlDocument::CreateElement(std::u16string_vie
 }
 
 void NotebookXmlDocument::SetRoot(ktformula::XmlElement& root) {
-  root_ = static_cast<NotebookXmlElement&>(root).Node();
+  auto& element = static_cast<NotebookXmlElement&>(root);
+  element.MoveBelow(loose_, Ref<NotebookXmlDocument>(this));
+  root_ = element.Node();
 }
 
 void NotebookXmlDocument::LoadText(std::u16string_view text) {

@@ -49,4 +49,17 @@ TEST(Layers, IncludesRunOneWay) {
   EXPECT_GT(files, 50);
 }
 
+// Listeners may come from another module, so only the place that creates them knows their classes.
+TEST(Layers, NotebookKnowsListenersByTheirInterfaces) {
+  const std::regex classes(R"re(#include "(listener/formula_listener|formats/.*_?listener)\.h")re");
+  std::set<std::string> knowing;
+  for (const auto& entry : std::filesystem::directory_iterator(KT_SOURCE_DIR "/src/notebook")) {
+    std::ifstream stream(entry.path());
+    for (std::string line; std::getline(stream, line);) {
+      if (std::regex_search(line, classes)) knowing.insert(entry.path().filename().string());
+    }
+  }
+  EXPECT_EQ(knowing, std::set<std::string>{"framework.cpp"});
+}
+
 }  // namespace
