@@ -4,10 +4,9 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <wrl/client.h>
-
 
 #include "com/base/text.h"
+#include "com/base/windows_headers.h"
 #include "values/raised_error.h"
 
 namespace ktcom {

@@ -3,9 +3,7 @@
 
 #include <cstdint>
 
-#include <windows.h>
-
-#include <oleauto.h>
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
 

@@ -2,10 +2,7 @@
 
 #include <algorithm>
 
-#include <windows.h>
-
-#include <ocidl.h>
-
+#include "com/base/windows_headers.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -20,8 +17,7 @@ DISPID FindMember(IDispatch& object, std::u16string_view name) {
   std::u16string terminated(name);
   auto* names = reinterpret_cast<LPOLESTR>(terminated.data());
   DISPID member = DISPID_UNKNOWN;
-  const HRESULT code =
-      object.GetIDsOfNames(GUID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
+  const HRESULT code = object.GetIDsOfNames(GUID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
   if (code == DISP_E_UNKNOWNNAME || code == DISP_E_MEMBERNOTFOUND) return DISPID_UNKNOWN;
   Check(code);
   return member;
@@ -37,8 +33,7 @@ DISPID MemberOf(IDispatch& object, std::u16string_view name) {
   return member;
 }
 
-void Invoke(IDispatch& object, DISPID member, WORD flags, DISPPARAMS& parameters,
-            VARIANT* result) {
+void Invoke(IDispatch& object, DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
   EXCEPINFO exception{};
   const HRESULT code = object.Invoke(member, GUID_NULL, LOCALE_USER_DEFAULT, flags, &parameters,
                                      result, &exception, nullptr);
@@ -91,9 +86,8 @@ std::u16string TypeNameOf(IUnknown* object) {
   if (object == nullptr) return u"Nothing";
   const ComPtr<ITypeInfo> information = TypeInformation(object);
   Bstr name;
-  if (information == nullptr ||
-      FAILED(information->GetDocumentation(MEMBERID_NIL, name.Receive(), nullptr, nullptr,
-                                           nullptr))) {
+  if (information == nullptr || FAILED(information->GetDocumentation(MEMBERID_NIL, name.Receive(),
+                                                                     nullptr, nullptr, nullptr))) {
     return u"Object";
   }
   std::u16string text = name.Text();

@@ -134,9 +134,9 @@ class HostPointer {
   HostPointer() noexcept = default;
   explicit HostPointer(ComPtr<Interface> object) noexcept : early_(std::move(object)) {}
   explicit HostPointer(IDispatch* object) {
-    if (object == nullptr || SUCCEEDED(object->QueryInterface(
-                                 __uuidof(Interface), reinterpret_cast<void**>(
-                                                          early_.GetAddressOf())))) {
+    if (object == nullptr ||
+        SUCCEEDED(object->QueryInterface(__uuidof(Interface),
+                                         reinterpret_cast<void**>(early_.GetAddressOf())))) {
       return;
     }
     late_ = object;
@@ -148,7 +148,9 @@ class HostPointer {
   }
 
   // Whether the object, which is not empty, has the member; a typed one has them all.
-  bool Has(std::u16string_view name) const { return early_ != nullptr || HasMember(*late_.Get(), name); }
+  bool Has(std::u16string_view name) const {
+    return early_ != nullptr || HasMember(*late_.Get(), name);
+  }
 
   // Calls the member, whose name in automation is `name`, and gives its result. Raises what the
   // object raises.
@@ -158,7 +160,8 @@ class HostPointer {
       std::vector<Variant> variants;
       variants.reserve(sizeof...(arguments));
       (variants.emplace_back(arguments), ...);
-      return detail::Conversion<Result>::From(InvokeByName(*late_.Get(), name, std::move(variants)));
+      return detail::Conversion<Result>::From(
+          InvokeByName(*late_.Get(), name, std::move(variants)));
     }
     if constexpr (std::is_void_v<Result>) {
       Check((early_.Get()->*Member)(detail::ForVtable(arguments)...));

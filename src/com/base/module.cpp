@@ -26,8 +26,8 @@ struct LessGuid {
 ComPtr<ITypeInfo> LoadTypeInfo(REFGUID identifier) {
   for (int number = 1; number <= kTypeLibraryCount; ++number) {
     ComPtr<ITypeLib> library;
-    Check(LoadTypeLibEx(Wide(TypeLibraryPath(number).c_str()), REGKIND_NONE,
-                        library.GetAddressOf()));
+    Check(
+        LoadTypeLibEx(Wide(TypeLibraryPath(number).c_str()), REGKIND_NONE, library.GetAddressOf()));
     ComPtr<ITypeInfo> information;
     if (SUCCEEDED(library->GetTypeInfoOfGuid(identifier, information.GetAddressOf()))) {
       return information;

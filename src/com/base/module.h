@@ -1,11 +1,8 @@
 // The module that this code is part of: how much of it is in use, and its type libraries.
 #pragma once
 
-#include <windows.h>
-
-#include <oaidl.h>
-
 #include "com/base/variant.h"
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
 

@@ -4,8 +4,7 @@ namespace ktcom {
 
 void* NativeOf(IUnknown* object, const std::type_info& type) noexcept {
   ComPtr<INativeObject> native;
-  if (object == nullptr ||
-      FAILED(object->QueryInterface(IID_PPV_ARGS(native.GetAddressOf()))) ||
+  if (object == nullptr || FAILED(object->QueryInterface(IID_PPV_ARGS(native.GetAddressOf()))) ||
       native->NativeModule() != OwnModule()) {
     return nullptr;
   }
@@ -39,9 +38,8 @@ HRESULT FindNames(std::span<const Face> faces, LPOLESTR* names, UINT count,
   }
 }
 
-HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags,
-                     DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
-                     UINT* argument) noexcept {
+HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags, DISPPARAMS* parameters,
+                     VARIANT* result, EXCEPINFO* exception, UINT* argument) noexcept {
   try {
     HRESULT code = DISP_E_MEMBERNOTFOUND;
     for (const Face& face : faces) {

@@ -9,15 +9,13 @@
 #include <typeinfo>
 #include <utility>
 
-#include <windows.h>
-
-#include <oaidl.h>
-#include <ocidl.h>
-
 #include "KtStandard9.h"
+
 #include "com/base/errors.h"
 #include "com/base/module.h"
+#include "com/base/text.h"
 #include "com/base/variant.h"
+#include "com/base/windows_headers.h"
 
 // Leads from an object of this very module back to what stands behind it.
 MIDL_INTERFACE("E0B2B0F3-7C0A-4B0E-9C43-2A7D1C9B5F61")
@@ -27,8 +25,8 @@ INativeObject : public IUnknown {
   // What stands behind the object, if it is of this type; else nullptr. Valid while it lives.
   virtual void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept = 0;
 };
-__CRT_UUID_DECL(INativeObject, 0xE0B2B0F3, 0x7C0A, 0x4B0E, 0x9C, 0x43, 0x2A, 0x7D, 0x1C, 0x9B,
-                0x5F, 0x61)
+__CRT_UUID_DECL(INativeObject, 0xE0B2B0F3, 0x7C0A, 0x4B0E, 0x9C, 0x43, 0x2A, 0x7D, 0x1C, 0x9B, 0x5F,
+                0x61)
 
 namespace ktcom {
 
@@ -37,6 +35,23 @@ void* NativeOf(IUnknown* object, const std::type_info& type) noexcept;
 template <typename T>
 T* NativeOf(IUnknown* object) noexcept {
   return static_cast<T*>(NativeOf(object, typeid(T)));
+}
+
+// Results on their way to the caller, who owns them from then on.
+inline void Hand(BSTR* target, std::u16string_view text) {
+  *target = Bstr(text).Detach();
+}
+inline void Hand(VARIANT_BOOL* target, bool value) noexcept {
+  *target = value ? VARIANT_TRUE : VARIANT_FALSE;
+}
+template <typename Value>
+void Hand(Value* target, const std::type_identity_t<Value>& value) noexcept {
+  *target = value;
+}
+template <typename To, typename From>
+void Hand(To** target, const ComPtr<From>& object) noexcept {
+  *target = object.Get();
+  if (object != nullptr) object->AddRef();
 }
 
 // One interface of an object. The pointer is to be used as this interface.
@@ -49,9 +64,8 @@ struct Face {
 HRESULT GiveTypeInfo(REFGUID identifier, UINT index, ITypeInfo** information) noexcept;
 HRESULT FindNames(std::span<const Face> faces, LPOLESTR* names, UINT count,
                   DISPID* members) noexcept;
-HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags,
-                     DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
-                     UINT* argument) noexcept;
+HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags, DISPPARAMS* parameters,
+                     VARIANT* result, EXCEPINFO* exception, UINT* argument) noexcept;
 
 // A counted object with dual interfaces, the first of which is its default. The derived class has
 // a member `kClassIdentifier`: its class in the type library, GUID_NULL for none.
@@ -126,6 +140,13 @@ class Object : public Default,
   HRESULT Answer(Body&& body) noexcept {
     return ktcom::Answer(static_cast<Default*>(this), __uuidof(Default), std::forward<Body>(body));
   }
+  // The same for a member with a result, which the body gives.
+  template <typename Target, typename Body>
+  HRESULT Give(Target* target, Body&& body) noexcept {
+    if (target == nullptr) return E_POINTER;
+    *target = Target();
+    return Answer([&] { Hand(target, body()); });
+  }
 
  private:
   static constexpr LONG kDying = LONG_MAX / 2;
@@ -163,13 +184,6 @@ class Object : public Default,
 template <typename T, typename... Arguments>
 ComPtr<T> MakeObject(Arguments&&... arguments) {
   return ComPtr<T>(new T(std::forward<Arguments>(arguments)...));
-}
-
-// Hands a reference to the caller; nothing for an empty one.
-template <typename To, typename From>
-void Give(const ComPtr<From>& object, To** target) noexcept {
-  *target = object.Get();
-  if (*target != nullptr) (*target)->AddRef();
 }
 
 }  // namespace ktcom

@@ -17,8 +17,7 @@ ComPtr<IUnknown> CreateObject(std::u16string_view program_identifier, REFIID int
 
 template <typename Interface>
 ComPtr<Interface> CreateSystemObject(std::u16string_view program_identifier) {
-  return static_cast<Interface*>(
-      CreateObject(program_identifier, __uuidof(Interface)).Get());
+  return static_cast<Interface*>(CreateObject(program_identifier, __uuidof(Interface)).Get());
 }
 
 }  // namespace ktcom

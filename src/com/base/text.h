@@ -8,9 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include <windows.h>
-
-#include <oleauto.h>
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
 

@@ -4,11 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <wrl/client.h>
 
-#include <windows.h>
-
-#include <oleauto.h>
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
 

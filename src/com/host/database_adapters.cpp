@@ -83,8 +83,7 @@ std::u16string ForeignDatabaseHelper::KeyColumnFragment(std::u16string_view colu
   return Get<std::u16string, &IKtDatabaseHelper::KeyColumnFragment>(u"KeyColumnFragment", column);
 }
 std::u16string ForeignDatabaseHelper::NextKeyExpression(std::u16string_view sequence) {
-  return Get<std::u16string, &IKtDatabaseHelper::NextKeyExpression>(u"NextKeyExpression",
-                                                                     sequence);
+  return Get<std::u16string, &IKtDatabaseHelper::NextKeyExpression>(u"NextKeyExpression", sequence);
 }
 std::u16string ForeignDatabaseHelper::Quote(std::u16string_view text) {
   return Get<std::u16string, &IKtDatabaseHelper::Quote>(u"Quote", text);

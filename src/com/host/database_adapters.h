@@ -2,6 +2,7 @@
 #pragma once
 
 #include "KtFramework9.h"
+
 #include "com/host/foreign.h"
 #include "host/database.h"
 

@@ -19,6 +19,15 @@ class Foreign {
   ~Foreign() = default;
 };
 
+// The COM object that stands for an object of the engine's world: the one behind an adapter, or the
+// one that this module has made for an object of its own. Empty for nullptr; raises error 13 for an
+// object that no COM object stands for.
+ComPtr<IDispatch> ToDispatch(const ktformula::HostObject* object);
+// The same for an object that is there.
+inline ComPtr<IDispatch> ToDispatch(const ktformula::HostObject& object) {
+  return ToDispatch(&object);
+}
+
 // An engine's interface answered by a foreign object in the role of a COM interface.
 template <typename EngineInterface, typename Interface>
 class ForeignObject : public EngineInterface, public Foreign {
@@ -55,7 +64,8 @@ class ForeignObject : public EngineInterface, public Foreign {
   }
   // The same, but raises error 91 for Nothing, where a host owes an object.
   template <typename Adapter, auto Member, typename... Arguments>
-  ktformula::Ref<Adapter> WrapRequired(std::u16string_view name, const Arguments&... arguments) const {
+  ktformula::Ref<Adapter> WrapRequired(std::u16string_view name,
+                                       const Arguments&... arguments) const {
     ktformula::Ref<Adapter> object = Wrap<Adapter, Member>(name, arguments...);
     if (!object) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
     return object;

@@ -33,12 +33,6 @@ Ref<NotebookObject> AdaptNotebookObject(IDispatch* object) {
   }
 }
 
-IDispatch* DispatchOf(const ktformula::HostObject& object) {
-  const auto* foreign = dynamic_cast<const Foreign*>(&object);
-  if (foreign == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
-  return foreign->Dispatch();
-}
-
 std::u16string ForeignUnit::QuantityName() const {
   return Text<&IKtUnit::get_QuantityName>(u"QuantityName");
 }
@@ -110,8 +104,8 @@ template <typename EngineInterface, typename Interface>
 Ref<NotebookObject> ForeignNotebookObject<EngineInterface, Interface>::ResolveRelative(
     std::span<const std::u16string> parts) {
   return AdaptNotebookObject(
-      this->template Get<ComPtr<IDispatch>, &IKtNotebookObject::ResolveRelative>(
-              u"ResolveRelative", JoinParts(parts))
+      this->template Get<ComPtr<IDispatch>, &IKtNotebookObject::ResolveRelative>(u"ResolveRelative",
+                                                                                 JoinParts(parts))
           .Get());
 }
 
@@ -127,9 +121,9 @@ Ref<NotebookObject> ForeignPropertyScope::FindHolder(std::u16string_view name) {
       Get<ComPtr<IDispatch>, &IKtPropertyScope::FindHolder>(u"FindHolder", name).Get());
 }
 Ref<NotebookObject> ForeignPropertyScope::ValueObject(NotebookObject& holder) {
-  return AdaptNotebookObject(
-      Get<ComPtr<IDispatch>, &IKtPropertyScope::ValueObject>(u"ValueObject", DispatchOf(holder))
-          .Get());
+  return AdaptNotebookObject(Get<ComPtr<IDispatch>, &IKtPropertyScope::ValueObject>(
+                                 u"ValueObject", ToDispatch(holder).Get())
+                                 .Get());
 }
 
 Ref<ktformula::ELNProperty> ForeignTableCell::Property() const {
@@ -180,7 +174,7 @@ Ref<ktformula::Table> ForeignTableRow::OwningTable() const {
   return WrapRequired<ForeignTable, &IKtTableRow::get_Table>(u"Table");
 }
 Ref<ktformula::TableCell> ForeignTableRow::Cell(const ktformula::TableProperty& column) const {
-  return Wrap<ForeignTableCell, &IKtTableRow::Cell>(u"Cell", DispatchOf(column));
+  return Wrap<ForeignTableCell, &IKtTableRow::Cell>(u"Cell", ToDispatch(column).Get());
 }
 std::u16string ForeignTableRow::Tag(std::u16string_view name) const {
   return Get<std::u16string, &IKtTableRow::Tag>(u"Tag", name);
@@ -205,22 +199,21 @@ std::u16string ForeignChemicalStructure::Data() const {
 
 void ForeignGridControl::WriteText(ktformula::TableCell& cell, std::u16string_view text,
                                    bool flag) {
-  Do<&IKtGridControl::WriteText>(u"WriteText", DispatchOf(cell), text, flag);
+  Do<&IKtGridControl::WriteText>(u"WriteText", ToDispatch(cell).Get(), text, flag);
 }
 void ForeignGridControl::ClearNumber(ktformula::TableCell& cell) {
-  Do<&IKtGridControl::ClearNumber>(u"ClearNumber", DispatchOf(cell));
+  Do<&IKtGridControl::ClearNumber>(u"ClearNumber", ToDispatch(cell).Get());
 }
 void ForeignGridControl::SetValue(ktformula::TableCell& cell, double value,
                                   std::u16string_view pattern, std::u16string_view unit_name) {
-  Do<&IKtGridControl::SetValue>(u"SetValue", DispatchOf(cell), value, pattern, unit_name);
+  Do<&IKtGridControl::SetValue>(u"SetValue", ToDispatch(cell).Get(), value, pattern, unit_name);
 }
 void ForeignGridControl::FinishCell(ktformula::TableCell& cell) {
-  Do<&IKtGridControl::FinishCell>(u"FinishCell", DispatchOf(cell));
+  Do<&IKtGridControl::FinishCell>(u"FinishCell", ToDispatch(cell).Get());
 }
 
 Ref<ktformula::ELNProperties> ForeignControlHolder::Properties() {
-  return WrapRequired<ForeignELNProperties, &IKtControlHolder::get_ELNProperties>(
-      u"ELNProperties");
+  return WrapRequired<ForeignELNProperties, &IKtControlHolder::get_ELNProperties>(u"ELNProperties");
 }
 Ref<ktformula::GridControl> ForeignControlHolder::Object() {
   return WrapRequired<ForeignGridControl, &IKtControlHolder::get_Object>(u"Object");
@@ -254,7 +247,8 @@ std::u16string ForeignOwnerCollection::Description(int flag) const {
 }
 
 Ref<ktformula::ControlHolder> ForeignForm::HolderOf(const ktformula::Field& field) {
-  return WrapRequired<ForeignControlHolder, &IKtForm::HolderOf>(u"HolderOf", DispatchOf(field));
+  return WrapRequired<ForeignControlHolder, &IKtForm::HolderOf>(u"HolderOf",
+                                                                ToDispatch(field).Get());
 }
 
 Ref<ktformula::Form> ForeignNotificationSource::FormObject() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "KtStandard9.h"
+
 #include "com/host/foreign.h"
 #include "host/notebook_objects.h"
 
@@ -172,8 +173,5 @@ class ForeignNotificationSource final
   using ForeignObject::ForeignObject;
   Ref<ktformula::Form> FormObject() override;
 };
-
-// The COM object behind an adapter. Raises error 13 for an object of the component's own.
-IDispatch* DispatchOf(const ktformula::HostObject& object);
 
 }  // namespace ktcom

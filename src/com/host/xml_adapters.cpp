@@ -191,8 +191,7 @@ Ref<XmlDocument> AdaptDocument(ComPtr<IXMLDOMDocument> document) {
 
 Ref<XmlDocument> NewXmlDocument() {
   // Version 4.0 is what notebooks have; systems without it have 6.0, which does the same here.
-  ComPtr<IUnknown> created =
-      TryCreateObject(u"MSXML2.DOMDocument.4.0", __uuidof(IXMLDOMDocument));
+  ComPtr<IUnknown> created = TryCreateObject(u"MSXML2.DOMDocument.4.0", __uuidof(IXMLDOMDocument));
   if (created == nullptr) {
     created = CreateObject(u"MSXML2.DOMDocument.6.0", __uuidof(IXMLDOMDocument));
   }

@@ -1,11 +1,10 @@
 // Microsoft's XML document model as the engine sees it.
 #pragma once
 
-#include <windows.h>
-
 #include <msxml2.h>
 
 #include "com/base/variant.h"
+#include "com/base/windows_headers.h"
 #include "host/xml.h"
 
 namespace ktcom {

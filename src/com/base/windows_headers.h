@@ -1,0 +1,10 @@
+// Windows' own headers, in the one order that they can stand.
+#pragma once
+
+// clang-format off
+#include <windows.h>
+#include <oaidl.h>
+#include <oleauto.h>
+#include <ocidl.h>
+#include <wrl/client.h>
+// clang-format on

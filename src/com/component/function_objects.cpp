@@ -1,0 +1,162 @@
+#include "com/component/function_objects.h"
+
+#include <array>
+#include <typeindex>
+#include <utility>
+
+#include "com/base/shells.h"
+#include "com/component/arguments.h"
+#include "com/component/cell_value_object.h"
+#include "com/component/named_values.h"
+#include "com/component/token_objects.h"
+#include "com/host/notebook_adapters.h"
+
+namespace ktcom {
+
+using EngineFunction = ktformula::IKtFormulaFunction;
+using FunctionPointer = std::shared_ptr<EngineFunction>;
+using ktformula::Ref;
+
+namespace {
+
+class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
+ public:
+  // Which class it is, its own table tells: see GetClassInfo.
+  static constexpr const GUID& kClassIdentifier = GUID_NULL;
+
+  explicit FunctionObject(FunctionPointer function) : function_(std::move(function)) {
+    AddShell(function_.get(), this);
+  }
+  ~FunctionObject() { RemoveShell(function_.get()); }
+
+  void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
+    return type == typeid(FunctionPointer) ? &function_ : nullptr;
+  }
+
+  HRESULT STDMETHODCALLTYPE Initialize(IDispatch* listener) noexcept override {
+    return Answer([&] {
+      if (listener == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+      auto argument = std::make_unique<NamedValuesArgument>(listener);
+      function_->Initialize(*argument->Get());
+      listener_ = std::move(argument);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE ComputeValue(IDispatch* args, IDispatch* sco,
+                                         IDispatch* TargetCellValue) noexcept override {
+    return Answer([&] {
+      const Ref<ktformula::NotebookObject> object = AdaptNotebookObject(sco);
+      function_->ComputeValue(LayerArgument(args), object.get(),
+                              CellValueArgument(TargetCellValue));
+    });
+  }
+  HRESULT STDMETHODCALLTYPE Terminate() noexcept override {
+    return Answer([&] {
+      function_->Terminate();
+      listener_ = nullptr;
+    });
+  }
+
+ private:
+  FunctionPointer function_;
+  // Whoever initialised a function that belongs to no listener of the component.
+  std::unique_ptr<NamedValuesArgument> listener_;
+};
+
+// Ends the use of a call's tokens.
+class ArgumentsLease {
+ public:
+  ArgumentsLease() : lease_(std::make_shared<TokenLease>()) {}
+  ArgumentsLease(const ArgumentsLease&) = delete;
+  ArgumentsLease& operator=(const ArgumentsLease&) = delete;
+  ~ArgumentsLease() { lease_->ended = true; }
+
+  const std::shared_ptr<TokenLease>& Get() const noexcept { return lease_; }
+
+ private:
+  std::shared_ptr<TokenLease> lease_;
+};
+
+// Lends a value to a COM object for the length of a call; what the call made of it, an error or
+// not, is the value's afterwards.
+class LentValue {
+ public:
+  explicit LentValue(ktformula::CellValue& value)
+      : value_(value), object_(MakeObject<CellValueObject>(std::move(value))) {}
+  LentValue(const LentValue&) = delete;
+  LentValue& operator=(const LentValue&) = delete;
+  ~LentValue() { value_ = object_->Value(); }
+
+  IDispatch* Get() const noexcept { return object_.Get(); }
+
+ private:
+  ktformula::CellValue& value_;
+  ComPtr<CellValueObject> object_;
+};
+
+// A function that a host has put among those of a listener.
+class ForeignFunction final : public EngineFunction {
+ public:
+  explicit ForeignFunction(IDispatch* function) : function_(function) {}
+
+  IDispatch* Dispatch() const noexcept { return function_.Dispatch(); }
+
+  // The host has made it ready itself.
+  void Initialize(ktformula::NamedValues&) override {}
+  void ComputeValue(const ktformula::TokenLayer* args, ktformula::NotebookObject* sco,
+                    ktformula::CellValue& TargetCellValue) override {
+    const ArgumentsLease lease;
+    const ComPtr<IKtTokenLayer> arguments = MakeArgumentsObject(args, lease.Get());
+    const LentValue target(TargetCellValue);
+    function_.Call<void, &::IKtFormulaFunction::ComputeValue>(
+        u"ComputeValue", static_cast<IDispatch*>(arguments.Get()), ToDispatch(sco).Get(),
+        target.Get());
+  }
+  void Terminate() override {
+    function_.Call<void, &::IKtFormulaFunction::Terminate>(u"Terminate");
+  }
+
+ private:
+  HostPointer<::IKtFormulaFunction> function_;
+};
+
+FunctionPointer ToEngineFunction(IDispatch* object) {
+  if (object == nullptr) return nullptr;
+  if (const auto* own = NativeOf<FunctionPointer>(object)) return *own;
+  return std::make_shared<ForeignFunction>(object);
+}
+
+}  // namespace
+
+ComPtr<IKtFormulaFunction> MakeFunctionObject(FunctionPointer function) {
+  return MakeObject<FunctionObject>(std::move(function));
+}
+
+ComPtr<IDispatch> ToFunctionObject(const FunctionPointer& function) {
+  if (function == nullptr) return nullptr;
+  if (const auto* foreign = dynamic_cast<const ForeignFunction*>(function.get())) {
+    return foreign->Dispatch();
+  }
+  ComPtr<IDispatch> object = FindShell(function.get());
+  if (object == nullptr) object = MakeFunctionObject(function);
+  return object;
+}
+
+bool ScriptedFunctions::Add(std::u16string_view key, FunctionPointer function) {
+  if (functions_.Exists(key)) return false;
+  functions_.Add(key, Variant(ToFunctionObject(function).Get()));
+  return true;
+}
+
+FunctionPointer ScriptedFunctions::Find(std::u16string_view key) const {
+  return functions_.Exists(key) ? ToEngineFunction(functions_.Item(key).Object().Get()) : nullptr;
+}
+
+std::vector<FunctionPointer> ScriptedFunctions::Items() const {
+  std::vector<FunctionPointer> items;
+  for (const std::u16string& key : functions_.Keys()) {
+    if (FunctionPointer function = Find(key)) items.push_back(std::move(function));
+  }
+  return items;
+}
+
+}  // namespace ktcom

@@ -1,0 +1,22 @@
+#include "com/component/named_values.h"
+
+#include "com/component/arguments.h"
+
+namespace ktcom {
+
+NamedValuesArgument::NamedValuesArgument(IDispatch* listener)
+    : listener_(listener), own_(NativeOf<ktformula::NamedValues>(listener)) {}
+
+ktformula::NamedValues* NamedValuesArgument::Get() noexcept {
+  if (own_ != nullptr) return own_;
+  return listener_ ? this : nullptr;
+}
+
+const ktformula::CellValue* NamedValuesArgument::DefinedValue(std::u16string_view Name) {
+  const auto answer = listener_.Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
+      u"DefinedValue", Name);
+  if (!answer) return nullptr;
+  return &answers_.emplace_back(CellValueArgument(answer.Dispatch()));
+}
+
+}  // namespace ktcom

@@ -1,0 +1,196 @@
+#include "com/component/token_objects.h"
+
+#include <limits>
+#include <utility>
+
+#include "com/component/function_objects.h"
+#include "values/raised_error.h"
+
+namespace ktcom {
+
+using ktformula::FormulaToken;
+using ktformula::LayerItem;
+using ktformula::TokenLayer;
+
+namespace {
+
+using Lease = std::shared_ptr<const TokenLease>;
+
+void CheckLease(const Lease& lease) {
+  if (lease->ended) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+}
+
+class FormulaTokenObject final : public Object<FormulaTokenObject, IKtFormulaToken> {
+ public:
+  static constexpr const GUID& kClassIdentifier = CLSID_FormulaToken;
+
+  FormulaTokenObject(const LayerItem& item, Lease lease) : item_(item), lease_(std::move(lease)) {}
+
+  void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
+    return type == typeid(LayerItem) && !lease_->ended ? const_cast<LayerItem*>(&item_) : nullptr;
+  }
+
+  HRESULT STDMETHODCALLTYPE get_TokenType(FormulaTokenTypeEnum* value) noexcept override {
+    return Give(value, [&] { return static_cast<FormulaTokenTypeEnum>(Token().TokenType); });
+  }
+  HRESULT STDMETHODCALLTYPE get_TokenText(BSTR* value) noexcept override {
+    return Give(value, [&] { return Token().TokenText; });
+  }
+  HRESULT STDMETHODCALLTYPE get_TokenFunction(IDispatch** value) noexcept override {
+    return Give(value, [&] { return ToFunctionObject(Token().TokenFunction); });
+  }
+
+ private:
+  const FormulaToken& Token() const {
+    CheckLease(lease_);
+    return *item_.token;
+  }
+
+  const LayerItem& item_;
+  Lease lease_;
+};
+
+class TokenLayerObject;
+ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease);
+
+// For Each over a layer.
+class LayerEnumerator final : public IEnumVARIANT {
+ public:
+  LayerEnumerator(const TokenLayer& layer, Lease lease, std::size_t position)
+      : layer_(layer), lease_(std::move(lease)), position_(position) {}
+  LayerEnumerator(const LayerEnumerator&) = delete;
+  LayerEnumerator& operator=(const LayerEnumerator&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID identifier, void** object) noexcept override {
+    if (object == nullptr) return E_POINTER;
+    const bool known =
+        IsEqualGUID(identifier, IID_IUnknown) || IsEqualGUID(identifier, IID_IEnumVARIANT);
+    *object = known ? static_cast<IEnumVARIANT*>(this) : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
+    return static_cast<ULONG>(InterlockedIncrement(&references_));
+  }
+  ULONG STDMETHODCALLTYPE Release() noexcept override {
+    const LONG left = InterlockedDecrement(&references_);
+    if (left == 0) delete this;
+    return static_cast<ULONG>(left);
+  }
+
+  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) noexcept override {
+    ULONG given = 0;
+    const HRESULT code = Answer(this, IID_IEnumVARIANT, [&] {
+      CheckLease(lease_);
+      for (; given < count && position_ < layer_.items.size(); ++given, ++position_) {
+        VariantInit(&items[given]);
+        items[given].pdispVal = MakeItemObject(layer_.items[position_], lease_).Detach();
+        items[given].vt = VT_DISPATCH;
+      }
+    });
+    if (fetched != nullptr) *fetched = given;
+    if (FAILED(code)) return code;
+    return given == count ? S_OK : S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept override {
+    const std::size_t left = layer_.items.size() - position_;
+    position_ += std::min<std::size_t>(count, left);
+    return count <= left ? S_OK : S_FALSE;
+  }
+  HRESULT STDMETHODCALLTYPE Reset() noexcept override {
+    position_ = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** copy) noexcept override {
+    if (copy == nullptr) return E_POINTER;
+    return Answer(this, IID_IEnumVARIANT,
+                  [&] { *copy = MakeObject<LayerEnumerator>(layer_, lease_, position_).Detach(); });
+  }
+
+ private:
+  ~LayerEnumerator() = default;
+
+  const TokenLayer& layer_;
+  Lease lease_;
+  std::size_t position_;
+  LONG references_ = 0;
+  ModuleLock lock_;
+};
+
+class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
+ public:
+  static constexpr const GUID& kClassIdentifier = CLSID_TokenLayer;
+
+  // `item` is what holds the layer; nullptr for one that no other layer holds.
+  TokenLayerObject(const TokenLayer& layer, const LayerItem* item, Lease lease)
+      : layer_(layer), item_(item), lease_(std::move(lease)) {}
+
+  void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
+    if (lease_->ended) return nullptr;
+    if (type == typeid(TokenLayer)) return const_cast<TokenLayer*>(&layer_);
+    return type == typeid(LayerItem) ? const_cast<LayerItem*>(item_) : nullptr;
+  }
+
+  HRESULT STDMETHODCALLTYPE get_Count(LONG* value) noexcept override {
+    return Give(value, [&] { return static_cast<LONG>(Layer().items.size()); });
+  }
+  HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** value) noexcept override {
+    return Give(value, [&] {
+      const auto& items = Layer().items;
+      if (index < 1 || static_cast<std::size_t>(index) > items.size()) {
+        ktformula::Raise(ktformula::RuntimeError::kInvalidIndex);
+      }
+      return MakeItemObject(items[static_cast<std::size_t>(index) - 1], lease_);
+    });
+  }
+  HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** value) noexcept override {
+    return Give(value,
+                [&] { return MakeObject<LayerEnumerator>(Layer(), lease_, std::size_t{0}); });
+  }
+
+ private:
+  const TokenLayer& Layer() const {
+    CheckLease(lease_);
+    return layer_;
+  }
+
+  const TokenLayer& layer_;
+  const LayerItem* item_;
+  Lease lease_;
+};
+
+ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease) {
+  if (item.token != nullptr) return MakeObject<FormulaTokenObject>(item, lease);
+  return MakeObject<TokenLayerObject>(*item.layer, &item, lease);
+}
+
+template <typename T>
+T* LivingArgument(IDispatch* object) {
+  auto* const native = NativeOf<T>(object);
+  if (native == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
+  return native;
+}
+
+}  // namespace
+
+ComPtr<IKtTokenLayer> MakeTreeObject(std::shared_ptr<const ktformula::TokenTree> tree) {
+  const TokenLayer& top = tree->top;
+  return MakeObject<TokenLayerObject>(
+      top, nullptr, std::make_shared<const TokenLease>(TokenLease{std::move(tree)}));
+}
+
+ComPtr<IKtTokenLayer> MakeArgumentsObject(const TokenLayer* layer, Lease lease) {
+  if (layer == nullptr) return nullptr;
+  return MakeObject<TokenLayerObject>(*layer, nullptr, std::move(lease));
+}
+
+const TokenLayer* LayerArgument(IDispatch* object) {
+  return object == nullptr ? nullptr : LivingArgument<TokenLayer>(object);
+}
+
+const LayerItem& ItemArgument(IDispatch* object) {
+  if (object == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return *LivingArgument<LayerItem>(object);
+}
+
+}  // namespace ktcom
