@@ -128,6 +128,9 @@ class Object : public Default,
     return GiveTypeInfo(Derived::kClassIdentifier, 0, information);
   }
 
+  // The object as COM knows it: its identity.
+  IUnknown* Identity() noexcept { return static_cast<Default*>(this); }
+
   const void* STDMETHODCALLTYPE NativeModule() noexcept override { return OwnModule(); }
   void* STDMETHODCALLTYPE Native(const std::type_info&) noexcept override { return nullptr; }
 

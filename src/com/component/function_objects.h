@@ -11,7 +11,7 @@
 
 namespace ktcom {
 
-// A function of the component for a host. `class_identifier` names its class.
+// A function of the component for a host.
 ComPtr<IKtFormulaFunction> MakeFunctionObject(
     std::shared_ptr<ktformula::IKtFormulaFunction> function);
 
@@ -21,7 +21,7 @@ ComPtr<IDispatch> ToFunctionObject(const std::shared_ptr<ktformula::IKtFormulaFu
 // The functions of a listener in the Scripting.Dictionary that its host may change.
 class ScriptedFunctions final : public ktformula::FunctionDictionary {
  public:
-  const ScriptingDictionary& Dictionary() const noexcept { return functions_; }
+  explicit ScriptedFunctions(ScriptingDictionary functions) : functions_(std::move(functions)) {}
 
   bool Add(std::u16string_view key,
            std::shared_ptr<ktformula::IKtFormulaFunction> function) override;

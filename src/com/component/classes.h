@@ -1,0 +1,20 @@
+// The component's creatable classes.
+#pragma once
+
+#include <span>
+#include <string_view>
+
+#include "com/base/variant.h"
+
+namespace ktcom {
+
+struct ComponentClass {
+  const CLSID& identifier;
+  // As in "KtFormula9.SumFunction".
+  std::u16string_view name;
+  ComPtr<IUnknown> (*create)();
+};
+
+std::span<const ComponentClass> ComponentClasses();
+
+}  // namespace ktcom

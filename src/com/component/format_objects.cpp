@@ -1,0 +1,16 @@
+#include "com/component/format_objects.h"
+
+#include "com/base/dictionary.h"
+
+namespace ktcom {
+
+ktformula::ExaminedUnitsMap ToExaminedUnits(IDispatch* dictionary) {
+  ktformula::ExaminedUnitsMap units;
+  if (dictionary == nullptr) return units;
+  const ScriptingDictionary entries{ComPtr<IDispatch>(dictionary)};
+  for (const std::u16string& key : entries.Keys())
+    units.Add(key, entries.Item(key).Text());
+  return units;
+}
+
+}  // namespace ktcom

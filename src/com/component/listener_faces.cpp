@@ -1,0 +1,28 @@
+#include "com/component/listener_faces.h"
+
+namespace ktcom {
+
+using ktformula::HostObject;
+using ktformula::Ref;
+
+Ref<HostObject> AdaptListenerData(const VARIANT& value) {
+  const Variant data(value);
+  const VARTYPE type = data.Get().vt;
+  if (type != VT_DISPATCH && type != VT_UNKNOWN) return nullptr;
+  if (IsXmlElement(data.Get().punkVal)) return AdaptXmlNode(data.Get().punkVal);
+  const ComPtr<IDispatch> object = data.Object();
+  if (object != nullptr && IsRowSet(object.Get())) return AdaptRowSet(object.Get());
+  return AdaptNotebookObject(object.Get());
+}
+
+Ref<ktformula::XmlNode> RequiredNode(IUnknown* node) {
+  if (node == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return AdaptXmlNode(node);
+}
+
+Ref<HostObject> RequiredObject(IDispatch* object) {
+  if (object == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return AdaptNotebookObject(object);
+}
+
+}  // namespace ktcom
