@@ -1,0 +1,29 @@
+// Window classes of this module.
+#pragma once
+
+#include <windows.h>
+
+namespace ktcom {
+
+// The DLL or program that this code was linked into.
+HINSTANCE ThisModule() noexcept;
+
+// Registers a window class of this module and takes it away again, so that a DLL can be unloaded.
+// Several of one name may live at a time: the last one takes the class away, because Windows keeps
+// a class that still has windows.
+class WindowClass {
+ public:
+  // The name is a literal. Raises an error when Windows refuses.
+  WindowClass(const wchar_t* name, WNDPROC procedure);
+  WindowClass(const WindowClass&) = delete;
+  WindowClass& operator=(const WindowClass&) = delete;
+  ~WindowClass() { UnregisterClassW(name_, ThisModule()); }
+
+ private:
+  const wchar_t* name_;
+};
+
+// Raises the error that Windows told last.
+[[noreturn]] void RaiseLastError(const char16_t* source);
+
+}  // namespace ktcom
