@@ -12,12 +12,24 @@ namespace {
 // "Object doesn't support this property or method".
 constexpr std::int32_t kNoSuchMember = 438;
 
+// Objects of script engines have this second way, and some have no other.
+ComPtr<IDispatchEx> AsScriptObject(IDispatch& object) {
+  ComPtr<IDispatchEx> script_object;
+  object.QueryInterface(IID_PPV_ARGS(script_object.GetAddressOf()));
+  return script_object;
+}
+
 // The member's identifier, DISPID_UNKNOWN when the object has none of this name.
 DISPID FindMember(IDispatch& object, std::u16string_view name) {
-  std::u16string terminated(name);
-  auto* names = reinterpret_cast<LPOLESTR>(terminated.data());
   DISPID member = DISPID_UNKNOWN;
-  const HRESULT code = object.GetIDsOfNames(GUID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
+  HRESULT code = S_OK;
+  if (const ComPtr<IDispatchEx> script_object = AsScriptObject(object)) {
+    code = script_object->GetDispID(Bstr(name), fdexNameCaseInsensitive, &member);
+  } else {
+    std::u16string terminated(name);
+    auto* names = reinterpret_cast<LPOLESTR>(terminated.data());
+    code = object.GetIDsOfNames(GUID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
+  }
   if (code == DISP_E_UNKNOWNNAME || code == DISP_E_MEMBERNOTFOUND) return DISPID_UNKNOWN;
   Check(code);
   return member;
@@ -35,8 +47,12 @@ DISPID MemberOf(IDispatch& object, std::u16string_view name) {
 
 void Invoke(IDispatch& object, DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
   EXCEPINFO exception{};
-  const HRESULT code = object.Invoke(member, GUID_NULL, LOCALE_USER_DEFAULT, flags, &parameters,
-                                     result, &exception, nullptr);
+  const ComPtr<IDispatchEx> script_object = AsScriptObject(object);
+  const HRESULT code = script_object != nullptr
+                           ? script_object->InvokeEx(member, LOCALE_USER_DEFAULT, flags,
+                                                     &parameters, result, &exception, nullptr)
+                           : object.Invoke(member, GUID_NULL, LOCALE_USER_DEFAULT, flags,
+                                           &parameters, result, &exception, nullptr);
   if (code == DISP_E_EXCEPTION) RaiseException(exception);
   // Some script engines answer with the failure itself.
   Check(code, &object, IID_IDispatch);

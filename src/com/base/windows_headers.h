@@ -6,5 +6,6 @@
 #include <oaidl.h>
 #include <oleauto.h>
 #include <ocidl.h>
+#include <dispex.h>
 #include <wrl/client.h>
 // clang-format on

@@ -127,7 +127,7 @@ Ref<NotebookObject> ForeignPropertyScope::ValueObject(NotebookObject& holder) {
 }
 
 Ref<ktformula::ELNProperty> ForeignTableCell::Property() const {
-  return WrapRequired<ForeignELNProperty, &IKtTableCell::get_Property>(u"Property");
+  return WrapRequired<ForeignELNProperty, &IKtTableCell::get_ELNProperty>(u"ELNProperty");
 }
 Ref<ktformula::TableRow> ForeignTableCell::Row() const {
   return WrapRequired<ForeignTableRow, &IKtTableCell::get_Row>(u"Row");
@@ -161,7 +161,7 @@ Ref<ktformula::Table> ForeignTableProperty::OwningTable() const {
   return WrapRequired<ForeignTable, &IKtTableProperty::get_Table>(u"Table");
 }
 Ref<ktformula::ELNProperty> ForeignTableProperty::Property() const {
-  return WrapRequired<ForeignELNProperty, &IKtTableProperty::get_Property>(u"Property");
+  return WrapRequired<ForeignELNProperty, &IKtTableProperty::get_ELNProperty>(u"ELNProperty");
 }
 int ForeignTableProperty::CellCount() const {
   return Get<int, &IKtTableProperty::get_CellCount>(u"CellCount");
