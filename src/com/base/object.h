@@ -68,7 +68,8 @@ HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags, DIS
                      VARIANT* result, EXCEPINFO* exception, UINT* argument) noexcept;
 
 // A counted object with dual interfaces, the first of which is its default. The derived class has
-// a member `kClassIdentifier`: its class in the type library, GUID_NULL for none.
+// a member `kClassIdentifier`: its class in the type library, GUID_NULL for none; one that stands
+// for several classes hides ClassIdentifier instead.
 //
 // Calls come from the thread of the object's apartment only, so that nothing is locked. What the
 // object does to its own count by calling others is no harm: see Answer.
@@ -125,8 +126,10 @@ class Object : public Default,
     return Find(identifier) != nullptr ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** information) noexcept override {
-    return GiveTypeInfo(Derived::kClassIdentifier, 0, information);
+    return GiveTypeInfo(static_cast<Derived*>(this)->ClassIdentifier(), 0, information);
   }
+
+  const GUID& ClassIdentifier() const noexcept { return Derived::kClassIdentifier; }
 
   // The object as COM knows it: its identity.
   IUnknown* Identity() noexcept { return static_cast<Default*>(this); }
@@ -173,7 +176,7 @@ class Object : public Default,
       return static_cast<ISupportErrorInfo*>(this);
     }
     if (IsEqualGUID(identifier, IID_IProvideClassInfo) &&
-        !IsEqualGUID(Derived::kClassIdentifier, GUID_NULL)) {
+        !IsEqualGUID(static_cast<Derived*>(this)->ClassIdentifier(), GUID_NULL)) {
       return static_cast<IProvideClassInfo*>(this);
     }
     if (IsEqualGUID(identifier, __uuidof(INativeObject))) return static_cast<INativeObject*>(this);

@@ -1,7 +1,8 @@
 #include "com/component/function_objects.h"
 
+#include <algorithm>
 #include <array>
-#include <typeindex>
+#include <typeinfo>
 #include <utility>
 
 #include "com/base/shells.h"
@@ -10,6 +11,11 @@
 #include "com/component/named_values.h"
 #include "com/component/token_objects.h"
 #include "com/host/notebook_adapters.h"
+#include "functions/conditional_functions.h"
+#include "functions/count_function.h"
+#include "functions/extreme_functions.h"
+#include "functions/sum_function.h"
+#include "functions/tag_functions.h"
 
 namespace ktcom {
 
@@ -19,15 +25,19 @@ using ktformula::Ref;
 
 namespace {
 
+struct FunctionClassEntry {
+  const std::type_info& type;
+  const GUID& identifier;
+};
+
 class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
  public:
-  // Which class it is, its own table tells: see GetClassInfo.
-  static constexpr const GUID& kClassIdentifier = GUID_NULL;
-
   explicit FunctionObject(FunctionPointer function) : function_(std::move(function)) {
     AddShell(function_.get(), this);
   }
   ~FunctionObject() { RemoveShell(function_.get()); }
+
+  const GUID& ClassIdentifier() const noexcept { return FunctionClassIdentifier(*function_); }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
     return type == typeid(FunctionPointer) ? &function_ : nullptr;
@@ -126,6 +136,25 @@ FunctionPointer ToEngineFunction(IDispatch* object) {
 }
 
 }  // namespace
+
+const GUID& FunctionClassIdentifier(const EngineFunction& function) noexcept {
+  static const std::array<FunctionClassEntry, 10> classes{{
+      {typeid(ktformula::CountFunction), CLSID_CountFunction},
+      {typeid(ktformula::IfFunction), CLSID_IfFunction},
+      {typeid(ktformula::IsEnteredFunction), CLSID_IsEnteredFunction},
+      {typeid(ktformula::MaxFunction), CLSID_MaxFunction},
+      {typeid(ktformula::MinFunction), CLSID_MinFunction},
+      {typeid(ktformula::OnErrorFunction), CLSID_OnErrorFunction},
+      {typeid(ktformula::RowTagFunction), CLSID_RowTagFunction},
+      {typeid(ktformula::SelectFunction), CLSID_SelectFunction},
+      {typeid(ktformula::SumFunction), CLSID_SumFunction},
+      {typeid(ktformula::TagFunction), CLSID_TagFunction},
+  }};
+  const auto found =
+      std::find_if(classes.begin(), classes.end(),
+                   [&](const FunctionClassEntry& entry) { return entry.type == typeid(function); });
+  return found != classes.end() ? found->identifier : GUID_NULL;
+}
 
 ComPtr<IKtFormulaFunction> MakeFunctionObject(FunctionPointer function) {
   return MakeObject<FunctionObject>(std::move(function));

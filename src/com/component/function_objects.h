@@ -11,6 +11,9 @@
 
 namespace ktcom {
 
+// The class in the type library of a function of the component; GUID_NULL for any other.
+const GUID& FunctionClassIdentifier(const ktformula::IKtFormulaFunction& function) noexcept;
+
 // A function of the component for a host.
 ComPtr<IKtFormulaFunction> MakeFunctionObject(
     std::shared_ptr<ktformula::IKtFormulaFunction> function);

@@ -64,9 +64,8 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   }
   // Also IKtConfigurationObject's.
   HRESULT STDMETHODCALLTYPE ConfigurationObject(IDispatch** object) noexcept final {
-    return this->Give(object, [&] {
-      return ComPtr<IDispatch>(static_cast<IKtConfigurationObject*>(this));
-    });
+    return this->Give(
+        object, [&] { return ComPtr<IDispatch>(static_cast<IKtConfigurationObject*>(this)); });
   }
   // Also IKtObject's.
   HRESULT STDMETHODCALLTYPE Object(IDispatch** object) noexcept final {

@@ -15,6 +15,17 @@ using ktformula::XmlNode;
 
 namespace {
 
+// The object as a node of some kind, whose identifiers the compiler does not know; else empty.
+template <typename Node>
+ComPtr<Node> As(IUnknown* object, REFIID identifier) noexcept {
+  ComPtr<Node> node;
+  object->QueryInterface(identifier, reinterpret_cast<void**>(node.GetAddressOf()));
+  return node;
+}
+ComPtr<IXMLDOMElement> AsElement(IUnknown* object) noexcept {
+  return As<IXMLDOMElement>(object, IID_IXMLDOMElement);
+}
+
 void CheckCall(HRESULT code, IUnknown* object) {
   Check(code, object, IID_IXMLDOMNode);
 }
@@ -45,7 +56,7 @@ class AdaptedNode : public Base {
     ComPtr<IXMLDOMDocument> document;
     CheckCall(node_->get_ownerDocument(document.GetAddressOf()), Node());
     // A document has no owner: it is its own.
-    if (document == nullptr) Check(node_.As(&document));
+    if (document == nullptr) document = As<IXMLDOMDocument>(Node(), IID_IXMLDOMDocument);
     return AdaptDocument(document);
   }
   void AppendChild(XmlElement& child) override {
@@ -94,8 +105,8 @@ class AdaptedElement final : public AdaptedNode<XmlElement> {
     std::vector<Ref<XmlElement>> elements;
     for (ComPtr<IXMLDOMNode> child = FirstChild(*Node()); child != nullptr;
          child = NextSibling(*child.Get())) {
-      ComPtr<IXMLDOMElement> element;
-      if (SUCCEEDED(child.As(&element))) elements.push_back(MakeRef<AdaptedElement>(element));
+      const ComPtr<IXMLDOMElement> element = AsElement(child.Get());
+      if (element != nullptr) elements.push_back(MakeRef<AdaptedElement>(element));
     }
     return elements;
   }
@@ -191,9 +202,9 @@ Ref<XmlDocument> AdaptDocument(ComPtr<IXMLDOMDocument> document) {
 
 Ref<XmlDocument> NewXmlDocument() {
   // Version 4.0 is what notebooks have; systems without it have 6.0, which does the same here.
-  ComPtr<IUnknown> created = TryCreateObject(u"MSXML2.DOMDocument.4.0", __uuidof(IXMLDOMDocument));
+  ComPtr<IUnknown> created = TryCreateObject(u"MSXML2.DOMDocument.4.0", IID_IXMLDOMDocument);
   if (created == nullptr) {
-    created = CreateObject(u"MSXML2.DOMDocument.6.0", __uuidof(IXMLDOMDocument));
+    created = CreateObject(u"MSXML2.DOMDocument.6.0", IID_IXMLDOMDocument);
   }
   const ComPtr<IXMLDOMDocument> document(static_cast<IXMLDOMDocument*>(created.Get()));
   Check(document->put_async(VARIANT_FALSE));
@@ -204,14 +215,11 @@ Ref<XmlDocument> NewXmlDocument() {
 
 Ref<XmlNode> AdaptXmlNode(IUnknown* node) {
   if (node == nullptr) return nullptr;
-  ComPtr<IXMLDOMElement> element;
-  if (SUCCEEDED(node->QueryInterface(IID_PPV_ARGS(element.GetAddressOf())))) {
+  if (ComPtr<IXMLDOMElement> element = AsElement(node)) {
     return MakeRef<AdaptedElement>(std::move(element));
   }
-  ComPtr<IXMLDOMNode> other;
-  if (FAILED(node->QueryInterface(IID_PPV_ARGS(other.GetAddressOf())))) {
-    ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
-  }
+  ComPtr<IXMLDOMNode> other = As<IXMLDOMNode>(node, IID_IXMLDOMNode);
+  if (other == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
   return MakeRef<AdaptedNode<XmlNode>>(std::move(other));
 }
 
@@ -235,9 +243,7 @@ ComPtr<IXMLDOMElement> ElementOrCopy(const XmlElement& element) {
 }
 
 bool IsXmlElement(IUnknown* object) noexcept {
-  ComPtr<IXMLDOMElement> element;
-  return object != nullptr &&
-         SUCCEEDED(object->QueryInterface(IID_PPV_ARGS(element.GetAddressOf())));
+  return object != nullptr && AsElement(object) != nullptr;
 }
 
 }  // namespace ktcom
