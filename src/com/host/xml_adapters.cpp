@@ -4,6 +4,7 @@
 #include "com/base/host_pointer.h"
 #include "com/base/system_object.h"
 #include "com/base/text.h"
+#include "com/host/xml_text.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -111,11 +112,7 @@ class AdaptedElement final : public AdaptedNode<XmlElement> {
     return elements;
   }
 
-  std::u16string Xml() const override {
-    Bstr xml;
-    CheckCall(element_->get_xml(xml.Receive()), Node());
-    return xml.Text();
-  }
+  std::u16string Xml() const override { return XmlText(*Node()); }
 
  private:
   static ComPtr<IXMLDOMNode> FirstChild(IXMLDOMNode& node) {
@@ -210,6 +207,8 @@ Ref<XmlDocument> NewXmlDocument() {
   Check(document->put_async(VARIANT_FALSE));
   Check(document->put_resolveExternals(VARIANT_FALSE));
   Check(document->put_validateOnParse(VARIANT_FALSE));
+  // Formulas are kept to the letter.
+  Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
   return AdaptDocument(document);
 }
 
