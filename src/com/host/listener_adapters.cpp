@@ -220,11 +220,12 @@ Ref<XmlElement> ForeignListener::ReferenceElement(XmlNode& node) {
 
 Ref<XmlElement> ForeignListener::CallReferenceElement(XmlNode& node) const {
   IDispatch* const own_node = FindNode(node);
-  const Ref<XmlNode> element = AdaptXmlNode(
+  const Ref<XmlNode> answer = AdaptXmlNode(
       object_.Call<ComPtr<IDispatch>, &::IKtObject::ReferenceElement>(u"ReferenceElement", own_node)
           .Get());
-  if (!element) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
-  return Ref<XmlElement>(dynamic_cast<XmlElement*>(element.get()));
+  auto* const element = dynamic_cast<XmlElement*>(answer.get());
+  if (element == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
+  return Ref<XmlElement>(element);
 }
 
 Ref<HostObject> ForeignListener::Execute(XmlNode& command, HostObject* object) {
