@@ -66,7 +66,7 @@ void* FormulaListenerObject::Native(const std::type_info& type) noexcept {
 HRESULT FormulaListenerObject::Recalculate(IDispatch* source, IDispatch* detail) noexcept {
   return Answer([&] {
     Engine().Recalculate(*AdaptRequired<ForeignNotificationSource>(source),
-                         AdaptNotebookObject(detail).get());
+                         AnyObject(detail).get());
   });
 }
 

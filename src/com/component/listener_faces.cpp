@@ -12,17 +12,12 @@ Ref<HostObject> AdaptListenerData(const VARIANT& value) {
   if (IsXmlElement(data.Get().punkVal)) return AdaptXmlNode(data.Get().punkVal);
   const ComPtr<IDispatch> object = data.Object();
   if (object != nullptr && IsRowSet(object.Get())) return AdaptRowSet(object.Get());
-  return AdaptNotebookObject(object.Get());
+  return AnyObject(object.Get());
 }
 
 Ref<ktformula::XmlNode> RequiredNode(IUnknown* node) {
   if (node == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
   return AdaptXmlNode(node);
-}
-
-Ref<HostObject> RequiredObject(IDispatch* object) {
-  if (object == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
-  return AdaptNotebookObject(object);
 }
 
 }  // namespace ktcom

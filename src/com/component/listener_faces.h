@@ -20,9 +20,13 @@ namespace ktcom {
 // no object.
 ktformula::Ref<ktformula::HostObject> AdaptListenerData(const VARIANT& value);
 
-// Raise error 91 for Nothing.
+// An object of whatever kind, which is only handed on; empty for Nothing.
+inline ktformula::Ref<ktformula::HostObject> AnyObject(IDispatch* object) {
+  return Adapt<ForeignOtherObject>(object);
+}
+
+// Raises error 91 for Nothing.
 ktformula::Ref<ktformula::XmlNode> RequiredNode(IUnknown* node);
-ktformula::Ref<ktformula::HostObject> RequiredObject(IDispatch* object);
 
 // The faces over an engine's listener of class `Listener`; `Default` is the interface by which
 // scripts know the class.
@@ -103,7 +107,7 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE TableNotification(IDispatch* source, IDispatch* detail) noexcept final {
     return this->Answer([&] {
       Engine().TableNotification(*AdaptRequired<ForeignNotificationSource>(source),
-                                 AdaptNotebookObject(detail).get());
+                                 AnyObject(detail).get());
     });
   }
 
@@ -123,31 +127,28 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
     });
   }
   HRESULT STDMETHODCALLTYPE ResolveType(BSTR typeName, IDispatch* object) noexcept final {
-    return this->Answer(
-        [&] { Engine().ResolveType(View(typeName), AdaptNotebookObject(object).get()); });
+    return this->Answer([&] { Engine().ResolveType(View(typeName), AnyObject(object).get()); });
   }
   HRESULT STDMETHODCALLTYPE ResolveObject(IDispatch* object, BSTR typeName) noexcept final {
-    return this->Answer(
-        [&] { Engine().ResolveObject(AdaptNotebookObject(object).get(), View(typeName)); });
+    return this->Answer([&] { Engine().ResolveObject(AnyObject(object).get(), View(typeName)); });
   }
   HRESULT STDMETHODCALLTYPE FindObject(BSTR typeName, BSTR name, IDispatch* object,
                                        IDispatch** found) noexcept final {
     return this->Give(found, [&] {
       return ToDispatch(
-          Engine().FindObject(View(typeName), View(name), AdaptNotebookObject(object).get()).get());
+          Engine().FindObject(View(typeName), View(name), AnyObject(object).get()).get());
     });
   }
   HRESULT STDMETHODCALLTYPE Refresh() noexcept final {
     return this->Answer([&] { Engine().Refresh(); });
   }
   HRESULT STDMETHODCALLTYPE Attach(IDispatch* object) noexcept final {
-    return this->Answer([&] { Engine().Attach(AdaptNotebookObject(object).get()); });
+    return this->Answer([&] { Engine().Attach(AnyObject(object).get()); });
   }
   HRESULT STDMETHODCALLTYPE Request(LONG request, BSTR text, IDispatch* object,
                                     IDispatch** answer) noexcept final {
     return this->Give(answer, [&] {
-      return ToDispatch(
-          Engine().Request(request, View(text), AdaptNotebookObject(object).get()).get());
+      return ToDispatch(Engine().Request(request, View(text), AnyObject(object).get()).get());
     });
   }
   HRESULT STDMETHODCALLTYPE Inform(LONG event, BSTR text) noexcept final {
@@ -156,17 +157,16 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE Execute(IUnknown* command, IDispatch* object,
                                     IDispatch** answer) noexcept final {
     return this->Give(answer, [&] {
-      return ToDispatch(
-          Engine().Execute(*RequiredNode(command), AdaptNotebookObject(object).get()).get());
+      return ToDispatch(Engine().Execute(*RequiredNode(command), AnyObject(object).get()).get());
     });
   }
 
   // IKtConfigurationObject
   HRESULT STDMETHODCALLTYPE Store(IDispatch* target) noexcept final {
-    return this->Answer([&] { Engine().Store(*RequiredObject(target)); });
+    return this->Answer([&] { Engine().Store(*AdaptRequired<ForeignOtherObject>(target)); });
   }
   HRESULT STDMETHODCALLTYPE MarkStored(IDispatch* target) noexcept final {
-    return this->Answer([&] { Engine().MarkStored(*RequiredObject(target)); });
+    return this->Answer([&] { Engine().MarkStored(*AdaptRequired<ForeignOtherObject>(target)); });
   }
 
   // IKtListenerData
