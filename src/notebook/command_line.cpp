@@ -67,6 +67,8 @@ class CommandLine {
  public:
   explicit CommandLine(const Console& console) : console_(console) {
     app_.require_subcommand(1);
+    // A slash begins a path or a formula's text on every system.
+    app_.allow_windows_style_options(false);
     app_.set_version_flag("--version", kVersion);
     AddLocale(app_);
     AddRecalculate();

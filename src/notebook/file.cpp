@@ -4,13 +4,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
-#include <unistd.h>
 
 #include "notebook/notebook_error.h"
+#include "notebook/operating_system.h"
 
 namespace ktnotebook {
 
@@ -20,8 +19,8 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-[[noreturn]] void FailWithSystemReason(const std::string& path) {
-  throw NotebookError(path + ": " + std::strerror(errno));  // NOLINT(concurrency-mt-unsafe)
+[[noreturn]] void FailWithSystemReason(const std::string& name) {
+  throw NotebookError(name + ": " + std::strerror(errno));  // NOLINT(concurrency-mt-unsafe)
 }
 
 std::string ReadStream(std::istream& stream, const std::string& name) {
@@ -36,17 +35,19 @@ std::string ReadStream(std::istream& stream, const std::string& name) {
 }
 
 // False, with the reason in errno, when not everything has arrived.
-bool WriteBytes(const std::string& path, std::string_view bytes, bool onto_disk) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "wb"));
+bool WriteBytes(const std::filesystem::path& path, std::string_view bytes, bool onto_disk) {
+  const std::unique_ptr<std::FILE, CloseFile> file(OpenForWriting(path));
   return file != nullptr &&
          std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
-         std::fflush(file.get()) == 0 && (!onto_disk || fsync(fileno(file.get())) == 0);
+         std::fflush(file.get()) == 0 && (!onto_disk || SyncToDisk(file.get()));
 }
 
-void ReplaceFile(const std::filesystem::path& target, const std::filesystem::file_status& status,
-                 std::string_view bytes) {
+// The name is what the user calls the target.
+void ReplaceFile(const std::string& name, const std::filesystem::path& target,
+                 const std::filesystem::file_status& status, std::string_view bytes) {
   // Two programs that write the same file do not meet in this one.
-  const std::string temporary = target.string() + "." + std::to_string(getpid()) + ".part";
+  std::filesystem::path temporary = target;
+  temporary += "." + std::to_string(ProcessNumber()) + ".part";
   std::error_code error;
   if (!WriteBytes(temporary, bytes, true)) {
     error = {errno, std::generic_category()};
@@ -56,30 +57,43 @@ void ReplaceFile(const std::filesystem::path& target, const std::filesystem::fil
   }
   if (!error) return;
   std::error_code ignored;
+  // Windows removes no file that can not be written.
+  std::filesystem::permissions(temporary, std::filesystem::perms::owner_write,
+                               std::filesystem::perm_options::add, ignored);
   std::filesystem::remove(temporary, ignored);
-  throw NotebookError(target.string() + ": " + error.message());
+  throw NotebookError(name + ": " + error.message());
 }
 
 }  // namespace
 
-std::string ReadWholeFile(const std::string& path) {
-  if (path == "-") return ReadStream(std::cin, "standard input");
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) FailWithSystemReason(path);
-  return ReadStream(stream, path);
+std::filesystem::path PathOf(const std::string& name) {
+  return std::u8string(name.begin(), name.end());
 }
 
-void WriteWholeFile(const std::string& path, std::string_view bytes) {
+std::string PathText(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+std::string ReadWholeFile(const std::string& name) {
+  if (name == "-") return ReadStream(std::cin, "standard input");
+  std::ifstream stream(PathOf(name), std::ios::binary);
+  if (!stream) FailWithSystemReason(name);
+  return ReadStream(stream, name);
+}
+
+void WriteWholeFile(const std::string& name, std::string_view bytes) {
+  const std::filesystem::path path = PathOf(name);
   std::error_code error;
   const std::filesystem::file_status status = std::filesystem::status(path, error);
   if (exists(status) && !is_regular_file(status)) {
     // A device or a pipe takes the bytes as they come; it must not be replaced by a file.
-    if (!WriteBytes(path, bytes, false)) FailWithSystemReason(path);
+    if (!WriteBytes(path, bytes, false)) FailWithSystemReason(name);
     return;
   }
   // Through a link the file that it leads to is replaced, not the link.
   const std::filesystem::path target = std::filesystem::weakly_canonical(path, error);
-  ReplaceFile(target.empty() ? std::filesystem::path(path) : target, status, bytes);
+  ReplaceFile(name, target.empty() ? path : target, status, bytes);
 }
 
 }  // namespace ktnotebook

@@ -1,7 +1,6 @@
 #include "notebook/framework.h"
 
 #include <array>
-#include <filesystem>
 #include <iostream>
 
 #include "formats/default_formula_format.h"
@@ -11,6 +10,7 @@
 #include "notebook/listener_face.h"
 #include "notebook/model.h"
 #include "notebook/notebook_error.h"
+#include "notebook/operating_system.h"
 #include "notebook/utf.h"
 #include "notebook/xml_document.h"
 #include "values/raised_error.h"
@@ -153,9 +153,8 @@ Ref<ktformula::DialogForm> NotebookFramework::CreateDialogForm() {
 }
 
 std::u16string NotebookFramework::ApplicationPath() {
-  std::error_code unknown;
-  const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/exe", unknown);
-  return unknown ? u"ktnotebook" : path.u16string();
+  const std::filesystem::path path = ProgramPath();
+  return path.empty() ? u"ktnotebook" : path.u16string();
 }
 
 }  // namespace ktnotebook

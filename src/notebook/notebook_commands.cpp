@@ -1,7 +1,6 @@
 // The commands about notebooks: recalculate, and those over a database.
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <ostream>
 
 #include "notebook/address.h"
@@ -41,7 +40,7 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const C
 }
 
 bool IsCsvName(const std::string& path) {
-  std::string extension = std::filesystem::path(path).extension().string();
+  std::string extension = PathText(PathOf(path).extension());
   std::transform(extension.begin(), extension.end(), extension.begin(),
                  [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
   return extension == ".csv";
@@ -62,7 +61,7 @@ Notebook ReadInput(const RecalculateOptions& options, const Console& console) {
   const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
                        ParseSettings(options.units), ParseSettings(options.types)};
   if (IsCsvName(options.file)) {
-    const std::string name = std::filesystem::path(options.file).stem().string();
+    const std::string name = PathText(PathOf(options.file).stem());
     CsvNotebook read =
         ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
     for (const std::string& note : read.notes) {

@@ -1,10 +1,10 @@
 // SQLite behind the database interface.
 #include "notebook/sqlite_database.h"
 
-#include <filesystem>
 #include <sqlite3.h>
 #include <unordered_map>
 
+#include "notebook/file.h"
 #include "notebook/notebook_error.h"
 #include "notebook/sql_helper.h"
 #include "notebook/utf.h"
@@ -141,7 +141,7 @@ std::shared_ptr<Database> OpenSqliteDatabase(const std::string& path, bool creat
   // SQLite would keep a nameless database in a file that is gone at the end.
   if (path.empty()) throw NotebookError("the database needs a name");
   std::error_code ignored;
-  if (!create && path != ":memory:" && !std::filesystem::exists(path, ignored)) {
+  if (!create && path != ":memory:" && !std::filesystem::exists(PathOf(path), ignored)) {
     throw NotebookError(path + ": there is no such database; import a notebook first");
   }
   return std::make_shared<SqliteDatabase>(path, create);

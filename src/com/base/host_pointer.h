@@ -53,6 +53,9 @@ inline short ForVtable(std::int16_t value) noexcept {
 inline IDispatch* ForVtable(IDispatch* object) noexcept {
   return object;
 }
+inline const VARIANT& ForVtable(const VARIANT& value) noexcept {
+  return value;
+}
 
 // What a vtable's last parameter receives; it is released when it was not taken.
 template <typename Raw>
@@ -171,6 +174,13 @@ class HostPointer {
       Check((early_.Get()->*Member)(detail::ForVtable(arguments)..., received.Receive()));
       return detail::Conversion<Result>::From(received);
     }
+  }
+
+  // Sets the property through the member that puts it.
+  template <auto Member, typename Argument>
+  void Put(std::u16string_view name, const Argument& argument) const {
+    if (early_ == nullptr) return PutByName(*late_.Get(), name, Variant(argument));
+    Check((early_.Get()->*Member)(detail::ForVtable(argument)));
   }
 
  private:

@@ -23,8 +23,12 @@ struct LessGuid {
   }
 };
 
+bool HasTypeLibrary(int number) noexcept {
+  return FindResourceW(OwnModule(), MAKEINTRESOURCEW(number), L"TYPELIB") != nullptr;
+}
+
 ComPtr<ITypeInfo> LoadTypeInfo(REFGUID identifier) {
-  for (int number = 1; number <= kTypeLibraryCount; ++number) {
+  for (int number = 1; HasTypeLibrary(number); ++number) {
     ComPtr<ITypeLib> library;
     Check(
         LoadTypeLibEx(Wide(TypeLibraryPath(number).c_str()), REGKIND_NONE, library.GetAddressOf()));

@@ -24,8 +24,9 @@ class ModuleLock {
 };
 
 // The type libraries among the module's resources, as a path that LoadTypeLib takes; numbers count
-// from 1.
+// from 1 without a gap.
 std::u16string TypeLibraryPath(int number);
+// How many the component has; a program may have fewer.
 inline constexpr int kTypeLibraryCount = 3;
 
 // What the module's type libraries say of an interface or class. Shared; raises an error for what

@@ -20,13 +20,19 @@ class Foreign {
 };
 
 // The COM object that stands for an object of the engine's world: the one behind an adapter, or the
-// one that this module has made for an object of its own. Empty for nullptr; raises error 13 for an
-// object that no COM object stands for.
+// one that this module has made, or makes now, for an object of its own. Empty for nullptr; raises
+// error 13 for an object that no COM object stands for.
 ComPtr<IDispatch> ToDispatch(const ktformula::HostObject* object);
 // The same for an object that is there.
 inline ComPtr<IDispatch> ToDispatch(const ktformula::HostObject& object) {
   return ToDispatch(&object);
 }
+
+// Makes the COM object of an object of this module's own; empty for one that has none.
+using ObjectMaker = ComPtr<IDispatch> (*)(ktformula::HostObject& object);
+// A host's program makes COM objects when they are first asked for: it says here how, before any
+// object crosses the boundary.
+void UseObjectMaker(ObjectMaker maker) noexcept;
 
 // An engine's interface answered by a foreign object in the role of a COM interface.
 template <typename EngineInterface, typename Interface>

@@ -7,6 +7,7 @@
 #include "com/dialog/message_box.h"
 #include "com/dialog/win32_dialog_form.h"
 #include "com/host/database_adapters.h"
+#include "com/host/listener_adapters.h"
 #include "com/host/notebook_adapters.h"
 #include "com/host/xml_adapters.h"
 #include "formats/field_listener.h"
@@ -52,7 +53,8 @@ Ref<ktformula::IKtFieldListener> ForeignFramework::CreateListener(
   } catch (const RaisedError& error) {
     if (!IsUnknownClass(error.Number())) throw;
   }
-  return Ref<ktformula::IKtFieldListener>(NativeOf<ktformula::FieldListener>(created.Get()));
+  auto* const own = NativeOf<ktformula::FieldListener>(created.Get());
+  return own != nullptr ? Ref<ktformula::IKtFieldListener>(own) : AdaptListener(created.Get());
 }
 
 Ref<ktformula::XmlDocument> ForeignFramework::CreateXmlDocument() {

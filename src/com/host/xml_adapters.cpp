@@ -229,6 +229,19 @@ ComPtr<IXMLDOMElement> ElementOf(const XmlElement& element) {
   return adapted->Element();
 }
 
+IXMLDOMNode* FindNode(const XmlNode& node) noexcept {
+  if (const auto* element = dynamic_cast<const AdaptedElement*>(&node)) return element->Node();
+  const auto* other = dynamic_cast<const AdaptedNode<XmlNode>*>(&node);
+  return other != nullptr ? other->Node() : nullptr;
+}
+
+ComPtr<IXMLDOMElement> ElementOrCopy(const XmlElement& element) {
+  if (FindNode(element) != nullptr) return ElementOf(element);
+  const Ref<XmlDocument> document = NewXmlDocument();
+  document->LoadText(element.Xml());
+  return ElementOf(*document->Root());
+}
+
 bool IsXmlElement(IUnknown* object) noexcept {
   return object != nullptr && AsElement(object) != nullptr;
 }

@@ -21,6 +21,12 @@ Ref<ktformula::XmlNode> AdaptXmlNode(IUnknown* node);
 // The element behind an adapter.
 ComPtr<IXMLDOMElement> ElementOf(const ktformula::XmlElement& element);
 
+// The node behind an adapter; nullptr for a node of another document model.
+IXMLDOMNode* FindNode(const ktformula::XmlNode& node) noexcept;
+
+// The element behind an adapter; of an element of another model a copy, the root of its document.
+ComPtr<IXMLDOMElement> ElementOrCopy(const ktformula::XmlElement& element);
+
 // Whether the object is an element.
 bool IsXmlElement(IUnknown* object) noexcept;
 
