@@ -4,6 +4,7 @@
 #include <iostream>
 #include <windows.h>
 
+#include "com/notebook/component_session.h"
 #include "notebook/command_line.h"
 #include "notebook/utf.h"
 
@@ -52,6 +53,7 @@ int wmain(int argument_count, wchar_t** arguments) {
   for (std::FILE* stream : {stdin, stdout, stderr})
     _setmode(_fileno(stream), _O_BINARY);
   const Utf8Console console;
+  const ktcom::ComponentSession component;
   return ktnotebook::RunCommandLine(Utf8Arguments(argument_count, arguments),
                                     {std::cin, std::cout, std::cerr, IsTerminal(STD_OUTPUT_HANDLE),
                                      IsTerminal(STD_ERROR_HANDLE)});

@@ -138,7 +138,7 @@ class CellObject final : public NotebookShell<CellObject, ktformula::TableCell, 
  public:
   using NotebookShell::NotebookShell;
 
-  HRESULT STDMETHODCALLTYPE get_Property(IKtELNProperty** value) noexcept override {
+  HRESULT STDMETHODCALLTYPE get_ELNProperty(IKtELNProperty** value) noexcept override {
     return Give(value, [&] { return ToObject(Own().Property()); });
   }
   HRESULT STDMETHODCALLTYPE get_Row(IKtTableRow** value) noexcept override {
@@ -178,7 +178,7 @@ class ColumnObject final
   HRESULT STDMETHODCALLTYPE get_Table(IKtTable** value) noexcept override {
     return Give(value, [&] { return ToObject(Own().OwningTable()); });
   }
-  HRESULT STDMETHODCALLTYPE get_Property(IKtELNProperty** value) noexcept override {
+  HRESULT STDMETHODCALLTYPE get_ELNProperty(IKtELNProperty** value) noexcept override {
     return Give(value, [&] { return ToObject(Own().Property()); });
   }
   HRESULT STDMETHODCALLTYPE get_CellCount(LONG* value) noexcept override {
