@@ -1,5 +1,8 @@
 #include "formula/evaluator.h"
 
+#include <cstdint>
+#include <memory>
+
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -12,29 +15,57 @@ constexpr std::u16string_view kLoopSource = u"CellValue.EvaluateTokenTreeLayer";
 constexpr std::u16string_view kNextTokenSource = u"CellValue.EvaluateNextToken";
 constexpr std::u16string_view kArgumentSource = u"CellValue.EvaluateArgument";
 
+// What is called while layers are evaluated inside layers lies on the stack once for each of them,
+// and hosts have as little as one megabyte of it. So messages, operands and whatever else needs
+// room stand in functions of their own, which are gone again before the next layer begins.
+
 std::u16string Quoted(std::u16string_view before, const FormulaToken& token,
                       std::u16string_view after) {
   return std::u16string(before) + u" \"" + token.TokenText + u"\" " + std::u16string(after);
 }
 
-[[noreturn]] void RaiseUnknownName(std::u16string_view source, const FormulaToken& token) {
-  Raise(source, Quoted(u"the string", token, u"is not recognized"));
+[[noreturn, gnu::noinline]] void RaiseQuoted(std::u16string_view source, std::u16string_view before,
+                                             const FormulaToken& token, std::u16string_view after) {
+  Raise(source, Quoted(before, token, after));
 }
+
+[[gnu::noinline]] void SetQuotedError(CellValue& target, std::u16string_view before,
+                                      const FormulaToken& token, std::u16string_view after) {
+  target.SetError(kComponentError, kLoopSource, Quoted(before, token, after));
+}
+
+[[noreturn]] void RaiseUnknownName(std::u16string_view source, const FormulaToken& token) {
+  RaiseQuoted(source, u"the string", token, u"is not recognized");
+}
+
+// How deep the evaluation on this thread is, and how deep it may reach into the stack. A host may
+// have listeners in several threads, each on its own.
+struct EvaluationDepth {
+  int layers = 0;
+  std::uintptr_t stack_end = 0;
+};
+thread_local EvaluationDepth depth;
 
 // Counts the layers under evaluation.
 class DepthGuard {
  public:
-  DepthGuard() {
-    if (depth_ >= kMaximumEvaluationDepth) Raise(kLoopSource, u"the formula is nested too deeply");
-    ++depth_;
+  DepthGuard() : depth_(depth) {
+    if (depth_.layers >= kMaximumEvaluationDepth ||
+        reinterpret_cast<std::uintptr_t>(this) < depth_.stack_end) {
+      RaiseTooDeep();
+    }
+    ++depth_.layers;
   }
   DepthGuard(const DepthGuard&) = delete;
   DepthGuard& operator=(const DepthGuard&) = delete;
-  ~DepthGuard() { --depth_; }
+  ~DepthGuard() { --depth_.layers; }
 
  private:
-  // A host may have listeners in several threads, each on its own.
-  inline static thread_local int depth_ = 0;
+  [[noreturn, gnu::noinline]] static void RaiseTooDeep() {
+    Raise(kLoopSource, u"the formula is nested too deeply");
+  }
+
+  EvaluationDepth& depth_;
 };
 
 const LayerItem& ItemAt(const TokenLayer& layer, std::size_t position) {
@@ -43,8 +74,8 @@ const LayerItem& ItemAt(const TokenLayer& layer, std::size_t position) {
 }
 
 // Strings, references and numbers; other kinds do nothing.
-void EvaluateLiteral(CellValue& target, const FormulaToken& token,
-                     const EvaluationContext& context) {
+[[gnu::noinline]] void EvaluateLiteral(CellValue& target, const FormulaToken& token,
+                                       const EvaluationContext& context) {
   switch (token.TokenType) {
     case kFormulaTokenTypeString: target.SetString(token.TokenText); break;
     case kFormulaTokenTypeReference:
@@ -59,7 +90,8 @@ void EvaluateLiteral(CellValue& target, const FormulaToken& token,
 }
 
 // True for the names TRUE and FALSE, which are set; any other name raises.
-void EvaluateTruthName(CellValue& target, const FormulaToken& token, std::u16string_view source) {
+[[gnu::noinline]] void EvaluateTruthName(CellValue& target, const FormulaToken& token,
+                                         std::u16string_view source) {
   if (token.Word != FormulaWord::kTrue && token.Word != FormulaWord::kFalse) {
     RaiseUnknownName(source, token);
   }
@@ -80,13 +112,13 @@ void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& posit
 }
 
 // A symbol that begins a layer becomes an operator between a neutral left side and its operand.
-void SetNeutralLeftSide(CellValue& target, const FormulaToken& token) {
+[[gnu::noinline]] void SetNeutralLeftSide(CellValue& target, const FormulaToken& token) {
   switch (token.Word) {
     case FormulaWord::kAdd:
     case FormulaWord::kSubtract:
     case FormulaWord::kPlusMinus: target.SetNumber(0, 0); break;
     case FormulaWord::kNot: target.SetBoolean(true); break;
-    default: Raise(kHeadSource, Quoted(u"the symbol", token, u"is not a prefix symbol"));
+    default: RaiseQuoted(kHeadSource, u"the symbol", token, u"is not a prefix symbol");
   }
 }
 
@@ -136,14 +168,14 @@ void (CellValue::*OperationOf(FormulaWord word))(Operand) {
   }
 }
 
-void ApplyOperator(CellValue& target, const FormulaToken& token, const CellValue& operand) {
+[[gnu::noinline]] void ApplyOperator(CellValue& target, const FormulaToken& token,
+                                     const CellValue& operand) {
   if (const auto operation = OperationOf(token.Word)) {
     (target.*operation)(operand);
   } else if (token.Word == FormulaWord::kNot) {
     target.SetBoolean(!operand.BooleanValue());
   } else if (token.Word != FormulaWord::kExclamation) {
-    target.SetError(kComponentError, kLoopSource,
-                    Quoted(u"the symbol", token, u"is not a valid token"));
+    SetQuotedError(target, u"the symbol", token, u"is not a valid token");
   }
 }
 
@@ -152,29 +184,58 @@ bool IsOperatorToken(const FormulaToken& token) {
          (token.TokenType == kFormulaTokenTypeName && OperationOf(token.Word) != nullptr);
 }
 
+// Whether the operand at `position` is a token that leads to no other layer of this formula.
+bool IsLiteral(const TokenLayer& layer, std::size_t position) {
+  if (position >= layer.items.size()) return false;
+  const FormulaToken* token = layer.items[position].token;
+  return token != nullptr && (token->TokenType == kFormulaTokenTypeString ||
+                              token->TokenType == kFormulaTokenTypeReference ||
+                              token->TokenType == kFormulaTokenTypeNumber);
+}
+
+[[gnu::noinline]] void ApplyToLiteral(CellValue& target, const FormulaToken& operator_token,
+                                      const FormulaToken& literal,
+                                      const EvaluationContext& context) {
+  CellValue operand;
+  EvaluateLiteral(operand, literal, context);
+  ApplyOperator(target, operator_token, operand);
+}
+
+// What stands where an operator has to: a name makes the result an error value, all else raises.
+[[gnu::noinline]] void RefuseOperator(CellValue& target, const LayerItem& item) {
+  if (item.token == nullptr) {
+    Raise(kLoopSource, u"the syntax for the formula is not valid; an operator is missing");
+  }
+  if (item.token->TokenType != kFormulaTokenTypeName) {
+    RaiseQuoted(kLoopSource, u"the syntax for the formula token", *item.token, u"is not valid");
+  }
+  SetQuotedError(target, u"the string", *item.token, u"is not recognized");
+}
+
 // Applies the operator at `position` to `target` and the operand behind it.
 void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& position,
                        const EvaluationContext& context) {
   const LayerItem& item = layer.items[position];
-  if (item.token == nullptr) {
-    Raise(kLoopSource, u"the syntax for the formula is not valid; an operator is missing");
-  }
-  const FormulaToken& token = *item.token;
-  if (IsOperatorToken(token)) {
+  if (item.token == nullptr || !IsOperatorToken(*item.token)) return RefuseOperator(target, item);
+  ++position;
+  if (IsLiteral(layer, position)) {
+    ApplyToLiteral(target, *item.token, *layer.items[position].token, context);
     ++position;
-    CellValue operand;
-    EvaluateNextToken(operand, layer, position, context);
-    ApplyOperator(target, token, operand);
-  } else if (token.TokenType == kFormulaTokenTypeName) {
-    target.SetError(kComponentError, kLoopSource,
-                    Quoted(u"the string", token, u"is not recognized"));
-  } else {
-    Raise(kLoopSource, Quoted(u"the syntax for the formula token", token, u"is not valid"));
+    return;
   }
+  const auto operand = std::make_unique<CellValue>();
+  EvaluateNextToken(*operand, layer, position, context);
+  ApplyOperator(target, *item.token, *operand);
+}
+
+// Symbols and names are no operands.
+[[noreturn, gnu::noinline]] void RaiseNoOperand(const FormulaToken& token) {
+  if (token.TokenType == kFormulaTokenTypeName) RaiseUnknownName(kNextTokenSource, token);
+  RaiseQuoted(kNextTokenSource, u"the symbol", token, u"can not follow another symbol");
 }
 
 // Inverts a Boolean operand once for each NOT in front of it.
-void ApplyNots(CellValue& target, std::size_t count) {
+[[gnu::noinline]] void ApplyNots(CellValue& target, std::size_t count) {
   for (; count > 0; --count) {
     if (target.CellValueType() == kCellValueTypeBoolean) {
       target.SetBoolean(!target.BooleanValue());
@@ -186,6 +247,10 @@ void ApplyNots(CellValue& target, std::size_t count) {
 }
 
 }  // namespace
+
+void SetEvaluationStackEnd(const void* end) noexcept {
+  depth.stack_end = reinterpret_cast<std::uintptr_t>(end);
+}
 
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
                             const EvaluationContext& context) {
@@ -213,9 +278,7 @@ void EvaluateNextToken(CellValue& target, const TokenLayer& layer, std::size_t& 
   } else {
     switch (item->token->TokenType) {
       case kFormulaTokenTypeSymbol:
-        Raise(kNextTokenSource,
-              Quoted(u"the symbol", *item->token, u"can not follow another symbol"));
-      case kFormulaTokenTypeName: RaiseUnknownName(kNextTokenSource, *item->token);
+      case kFormulaTokenTypeName: RaiseNoOperand(*item->token);
       case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); break;
       default: EvaluateLiteral(target, *item->token, context); ++position;
     }
@@ -233,7 +296,7 @@ void EvaluateArgument(CellValue& target, const LayerItem& item, const Evaluation
   switch (token.TokenType) {
     case kFormulaTokenTypeName: EvaluateTruthName(target, token, kArgumentSource); break;
     case kFormulaTokenTypeSymbol:
-      Raise(kArgumentSource, Quoted(u"the symbol", token, u"can not be evaluated in isolation"));
+      RaiseQuoted(kArgumentSource, u"the symbol", token, u"can not be evaluated in isolation");
     case kFormulaTokenTypeFunction:
       token.TokenFunction->ComputeValue(nullptr, context.context, target);
       break;

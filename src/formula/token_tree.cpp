@@ -42,6 +42,20 @@ bool IsOperator(const LayerItem& item, int level) {
   return item.token != nullptr && PrecedenceLevel(item.token->Word) == level;
 }
 
+// Not part of its caller, which is on the stack once for each layer inside another.
+[[gnu::noinline]] void GroupItems(std::vector<LayerItem>& items, int level) {
+  std::vector<LayerItem> grouped;
+  std::size_t operand = 0;  // where the items behind the last operator begin
+  for (LayerItem& item : items) {
+    const bool is_operator = IsOperator(item, level);
+    if (is_operator) CloseArgument(grouped, operand);
+    grouped.push_back(std::move(item));
+    if (is_operator) operand = grouped.size();
+  }
+  CloseArgument(grouped, operand);
+  items = std::move(grouped);
+}
+
 }  // namespace
 
 LayerItem::LayerItem(TokenLayer item_layer)
@@ -85,18 +99,7 @@ void GroupOperatorLevel(TokenLayer& layer, int level) {
     if (item.layer != nullptr) GroupOperatorLevel(*item.layer, level);
     has_operator = has_operator || IsOperator(item, level);
   }
-  if (!has_operator) return;
-
-  std::vector<LayerItem> grouped;
-  std::size_t operand = 0;  // where the items behind the last operator begin
-  for (LayerItem& item : layer.items) {
-    const bool is_operator = IsOperator(item, level);
-    if (is_operator) CloseArgument(grouped, operand);
-    grouped.push_back(std::move(item));
-    if (is_operator) operand = grouped.size();
-  }
-  CloseArgument(grouped, operand);
-  layer.items = std::move(grouped);
+  if (has_operator) GroupItems(layer.items, level);
 }
 
 std::shared_ptr<const TokenTree> MakeTokenTree(std::u16string_view formula,

@@ -5,6 +5,7 @@
 
 #include "com/component/arguments.h"
 #include "com/component/cell_value_object.h"
+#include "com/component/evaluation_stack.h"
 #include "com/component/token_objects.h"
 #include "formula/evaluator.h"
 #include "functions/standard_functions.h"
@@ -65,6 +66,7 @@ void* FormulaListenerObject::Native(const std::type_info& type) noexcept {
 
 HRESULT FormulaListenerObject::Recalculate(IDispatch* source, IDispatch* detail) noexcept {
   return Answer([&] {
+    GuardEvaluationStack();
     Engine().Recalculate(*AdaptRequired<ForeignNotificationSource>(source),
                          AnyObject(detail).get());
   });
@@ -102,6 +104,7 @@ HRESULT FormulaListenerObject::EvaluateArgument(IDispatch* TargetCellValue, IDis
                                                 IDispatch* prop, IDispatch* context,
                                                 IDispatch* sco) noexcept {
   return Answer([&] {
+    GuardEvaluationStack();
     const Ref<ktformula::ELNProperty> property = Adapt<ForeignELNProperty>(prop);
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(context);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(sco);
@@ -113,6 +116,7 @@ HRESULT FormulaListenerObject::EvaluateArgument(IDispatch* TargetCellValue, IDis
 HRESULT FormulaListenerObject::EvaluateInCell(BSTR formula, IDispatch* cell,
                                               IDispatch* TargetCellValue) noexcept {
   return Answer([&] {
+    GuardEvaluationStack();
     Engine().EvaluateInCell(View(formula), *AdaptRequired<ForeignTableCell>(cell),
                             CellValueArgument(TargetCellValue));
   });

@@ -8,6 +8,7 @@
 #include "com/base/shells.h"
 #include "com/component/arguments.h"
 #include "com/component/cell_value_object.h"
+#include "com/component/evaluation_stack.h"
 #include "com/component/named_values.h"
 #include "com/component/token_objects.h"
 #include "com/host/notebook_adapters.h"
@@ -54,6 +55,7 @@ class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
   HRESULT STDMETHODCALLTYPE ComputeValue(IDispatch* args, IDispatch* sco,
                                          IDispatch* TargetCellValue) noexcept override {
     return Answer([&] {
+      GuardEvaluationStack();
       const Ref<ktformula::NotebookObject> object = AdaptNotebookObject(sco);
       function_->ComputeValue(LayerArgument(args), object.get(),
                               CellValueArgument(TargetCellValue));

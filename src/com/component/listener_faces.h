@@ -8,6 +8,7 @@
 
 #include "com/base/object.h"
 #include "com/base/shells.h"
+#include "com/component/evaluation_stack.h"
 #include "com/host/database_adapters.h"
 #include "com/host/framework_adapters.h"
 #include "com/host/notebook_adapters.h"
@@ -106,6 +107,7 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE Notification20(IDispatch*, IDispatch*) noexcept final { return S_OK; }
   HRESULT STDMETHODCALLTYPE TableNotification(IDispatch* source, IDispatch* detail) noexcept final {
     return this->Answer([&] {
+      GuardEvaluationStack();
       Engine().TableNotification(*AdaptRequired<ForeignNotificationSource>(source),
                                  AnyObject(detail).get());
     });
