@@ -1,7 +1,80 @@
-' A host for one table, all in a script: masses and molar masses are typed in, the amounts computed.
+' Computes with the component in a script: first with single values, then as the host of a table.
+'
+'   cscript //nologo client.vbs
 Option Explicit
 
-' What the component asks of a column's definition.
+ShowValues
+ShowTable
+
+Sub ShowValues
+  Dim range, half, comparison
+  Set range = CreateObject("KtFormula9.CellValue")
+  range.SetNumber 10, 20
+  Set half = CreateObject("KtFormula9.CellValue")
+  half.SetNumber 0.5, 0.5
+  ' Operators change the value that they are called on.
+  range.Multiply half
+  range.Add 1
+  WScript.Echo "range: " & range.MinNumber & " .. " & range.MaxNumber
+
+  Set comparison = range.Duplicate
+  comparison.GreaterThan half
+  If comparison.BooleanValue Then
+    WScript.Echo "greater than a half: yes"
+  Else
+    WScript.Echo "greater than a half: no"
+  End If
+
+  range.SetString "about ten"
+  On Error Resume Next
+  range.Add 1
+  WScript.Echo Hex(Err.Number) & " from " & Err.Source & ": " & Err.Description
+End Sub
+
+Sub ShowTable
+  Dim amounts, form, listener
+  Set amounts = New Table
+  amounts.AddColumn 11, "Mass"
+  amounts.AddColumn 12, "MW"
+  amounts.AddColumn 13, "Moles"
+  amounts.AddColumn 14, "Share"
+  amounts.AddRow "1.22", "122.12"
+  amounts.AddRow "1.18", "107.15"
+  amounts.AddRow "2.30", "191.70"
+  Set form = New Notebook
+  Set form.Table = amounts
+  Set form.Object = New GridControl
+
+  Set listener = CreateObject("KtFormula9.FormulaListener")
+  ' The listener keeps both objects until Terminate.
+  listener.Initialize New Application, form, Nothing
+  listener.SetPropertyFormula 13, "[Mass]/[MW]", ""
+  ' Computed once for the table, not once for each cell.
+  listener.SetDefinition "total", "SUM([Moles])"
+  listener.SetPropertyFormula 14, "[Moles]/[total]", ""
+
+  listener.TableNotification form, Nothing
+  amounts.Print
+
+  WScript.Echo "more of the first:"
+  amounts.TypeIn 1, "Mass", "2.44"
+  listener.TableNotification form, Nothing
+  amounts.Print
+  listener.Terminate
+  ' Columns, rows and cells know their table: let them go, or they keep one another.
+  amounts.Clear
+End Sub
+
+' The number that a text means, whatever the user's country writes instead of a decimal point.
+Function NumberOf(text)
+  Dim reader
+  Set reader = CreateObject("KtFormula9.CellValue")
+  reader.SetNumber 0, 0
+  reader.Add text
+  NumberOf = reader.MinNumber
+End Function
+
+' What the component asks of a column's definition: all columns hold plain numbers.
 Class ColumnDefinition
   Public Key
   Public Name
@@ -27,10 +100,15 @@ Class TableCell
   Public Row
   Public Text
   Public MinNumber
-  Public MaxNumber
   Public StateText
+  Private Sub Class_Initialize
+    MinNumber = 0
+  End Sub
   Public Property Get Kind
     Kind = 0
+  End Property
+  Public Property Get MaxNumber
+    MaxNumber = MinNumber
   End Property
   Public Property Get StructureText
     StructureText = ""
@@ -38,9 +116,10 @@ Class TableCell
   Public Property Get ResolvesRelativeReferences
     ResolvesRelativeReferences = True
   End Property
-  ' A name in a formula is a column of the cell's table.
-  Public Function ResolveRelative(parts)
-    Set ResolveRelative = Row.Table.ColumnNamed(parts)
+  Public Function ResolveRelative(name)
+    Dim table
+    Set table = Row.Table
+    Set ResolveRelative = table.ResolveRelative(name)
   End Function
 End Class
 
@@ -65,11 +144,13 @@ Class TableColumn
     CellCount = Table.RowCount
   End Property
   Public Function Cell(index)
-    Set Cell = Table.Row(index).Cell(Me)
+    Dim row
+    Set row = Table.Row(index)
+    Set Cell = row.Cell(Me)
   End Function
 End Class
 
-Class NotebookTable
+Class Table
   Private columns_
   Private rows_
   Private Sub Class_Initialize
@@ -93,12 +174,18 @@ Class NotebookTable
   Public Function Row(index)
     Set Row = rows_.Item(index)
   End Function
-  Public Function ColumnNamed(name)
-    Set ColumnNamed = Nothing
-    If columns_.Exists(name) Then Set ColumnNamed = columns_.Item(name)
+  Public Property Get ResolvesRelativeReferences
+    ResolvesRelativeReferences = True
+  End Property
+  ' A name in a formula is a column of the table.
+  Public Function ResolveRelative(name)
+    Set ResolveRelative = Nothing
+    If columns_.Exists(name) Then Set ResolveRelative = columns_.Item(name)
   End Function
+
   Public Sub AddColumn(key, name)
-    Dim added : Set added = New TableColumn
+    Dim added
+    Set added = New TableColumn
     Set added.Table = Me
     Set added.ELNProperty = New ColumnDefinition
     added.ELNProperty.Key = key
@@ -116,15 +203,38 @@ Class NotebookTable
       Set cell.Row = added
       added.Cells.Add name, cell
     Next
-    rows_.Add rows_.Count + 1, added
-    TypeIn added.Cells.Item("Mass"), mass
-    TypeIn added.Cells.Item("MW"), molarMass
+    rows_.Add CLng(rows_.Count + 1), added
+    TypeIn rows_.Count, "Mass", mass
+    TypeIn rows_.Count, "MW", molarMass
   End Sub
-  Private Sub TypeIn(cell, number)
-    cell.Text = CStr(number)
-    cell.MinNumber = number
-    cell.MaxNumber = number
+  ' A cell as the user's typing leaves it.
+  Public Sub TypeIn(row, column, text)
+    Dim cell
+    Set cell = rows_.Item(CLng(row)).Cells.Item(column)
+    cell.Text = text
+    cell.MinNumber = NumberOf(text)
     cell.StateText = "entered"
+  End Sub
+  Public Sub Print
+    Dim name, row, line
+    For Each name In columns_.Keys
+      line = line & Aligned(name)
+    Next
+    WScript.Echo line
+    For Each row In rows_.Items
+      line = ""
+      For Each name In columns_.Keys
+        line = line & Aligned(row.Cells.Item(name).Text)
+      Next
+      WScript.Echo line
+    Next
+  End Sub
+  Private Function Aligned(text)
+    Aligned = Right(Space(20) & text, 20)
+  End Function
+  Public Sub Clear
+    columns_.RemoveAll
+    rows_.RemoveAll
   End Sub
 End Class
 
@@ -132,14 +242,10 @@ End Class
 Class GridControl
   Public Sub WriteText(cell, text, isValue)
     cell.Text = text
-    If isValue Then
-      cell.MinNumber = CDbl(text)
-      cell.MaxNumber = CDbl(text)
-    End If
+    If isValue Then cell.MinNumber = NumberOf(text)
   End Sub
   Public Sub ClearNumber(cell)
     cell.MinNumber = 0
-    cell.MaxNumber = 0
   End Sub
   Public Sub FinishCell(cell)
   End Sub
@@ -159,7 +265,7 @@ Class Notebook
     Set Item = Me
   End Function
   Public Function Description(flag)
-    Description = "a script"
+    Description = "the client's form"
   End Function
   Public Property Get WatchedField
     Set WatchedField = Me
@@ -173,7 +279,7 @@ Class Notebook
 End Class
 
 ' The application; its catalogue knows no units.
-Class Framework
+Class Application
   Public Property Get Units
     Set Units = Me
   End Property
@@ -181,39 +287,3 @@ Class Framework
     Set Find = Nothing
   End Function
 End Class
-
-Dim table, book, listener, index
-Set table = New NotebookTable
-table.AddColumn 11, "Mass"
-table.AddColumn 12, "MW"
-table.AddColumn 13, "Moles"
-table.AddRow 1.22, 122.12
-table.AddRow 5, 0
-
-Set book = New Notebook
-Set book.Table = table
-Set book.Object = New GridControl
-
-Set listener = CreateObject("KtFormula9.FormulaListener")
-listener.Initialize New Framework, book, Nothing
-listener.SetPropertyFormula 13, "[Mass]/[MW]", ""
-listener.TableNotification book, Nothing
-For index = 1 To table.RowCount
-  WScript.Echo table.Row(index).Cells.Item("Moles").Text
-Next
-' Releases the host's objects.
-listener.Terminate
-
-' Values can be used by themselves, too.
-Dim range, half
-Set range = CreateObject("KtFormula9.CellValue")
-range.SetNumber 10, 20
-Set half = CreateObject("KtFormula9.CellValue")
-half.SetNumber 0.5, 0.5
-range.Multiply half
-range.Add 1
-WScript.Echo range.MinNumber & " .. " & range.MaxNumber
-range.SetString "about ten"
-On Error Resume Next
-range.Add 1
-WScript.Echo Hex(Err.Number) & " from " & Err.Source & ": " & Err.Description

@@ -46,6 +46,16 @@ TEST(Documentation, ExamplesSettleWithoutErrors) {
   EXPECT_GE(files, 2);
 }
 
+TEST(Documentation, EmbeddingPageShowsTheClientsAsTheyAre) {
+  const std::string page = ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/docs/embedding.md");
+  for (const auto& [language, name] : {std::pair{"vbs", "client.vbs"}, {"cpp", "client.cpp"}}) {
+    const std::string file =
+        ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/examples/embedding/" + std::string(name));
+    EXPECT_NE(page.find("```" + std::string(language) + "\n" + file + "```\n"), std::string::npos)
+        << name;
+  }
+}
+
 // The words of a command line; 'quoted words' are one, and files are those of this checkout.
 std::vector<std::string> Words(const std::string& line) {
   std::vector<std::string> words;

@@ -1,0 +1,11 @@
+# Gives the installed texts the line ends of Windows.
+set(tree $ENV{DESTDIR}${CMAKE_INSTALL_PREFIX})
+foreach(ending cmd cpp csv h idl md txt vbs xml)
+  file(GLOB_RECURSE texts ${tree}/*.${ending})
+  foreach(path ${texts})
+    file(READ ${path} text)
+    string(REPLACE "\r\n" "\n" text "${text}")
+    string(REPLACE "\n" "\r\n" text "${text}")
+    file(WRITE ${path} "${text}")
+  endforeach()
+endforeach()
