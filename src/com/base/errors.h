@@ -12,6 +12,12 @@ namespace ktcom {
 HRESULT ToFailureCode(std::int32_t number) noexcept;
 std::int32_t ToErrorNumber(HRESULT code) noexcept;
 
+// To be called before a call that may leave an error object: what someone left behind earlier is not
+// this call's.
+inline void ForgetErrorObject() noexcept {
+  SetErrorInfo(0, nullptr);
+}
+
 // Raises the error that a call of this object's interface failed with: number, source and
 // description of its error object where it left one, else what the code says.
 [[noreturn]] void RaiseFailure(HRESULT code, IUnknown* object, REFIID interface_id);

@@ -48,6 +48,7 @@ DISPID MemberOf(IDispatch& object, std::u16string_view name) {
 void Invoke(IDispatch& object, DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
   EXCEPINFO exception{};
   const ComPtr<IDispatchEx> script_object = AsScriptObject(object);
+  ForgetErrorObject();
   const HRESULT code = script_object != nullptr
                            ? script_object->InvokeEx(member, LOCALE_USER_DEFAULT, flags,
                                                      &parameters, result, &exception, nullptr)

@@ -166,6 +166,7 @@ class HostPointer {
       return detail::Conversion<Result>::From(
           InvokeByName(*late_.Get(), name, std::move(variants)));
     }
+    ForgetErrorObject();
     if constexpr (std::is_void_v<Result>) {
       Check((early_.Get()->*Member)(detail::ForVtable(arguments)...));
     } else {

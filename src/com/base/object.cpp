@@ -43,7 +43,7 @@ HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags, DIS
   try {
     HRESULT code = DISP_E_MEMBERNOTFOUND;
     for (const Face& face : faces) {
-      SetErrorInfo(0, nullptr);
+      ForgetErrorObject();
       code = TypeInfoOf(*face.identifier)
                  ->Invoke(face.pointer, member, flags, parameters, result, exception, argument);
       if (code != DISP_E_MEMBERNOTFOUND) return code;
