@@ -5,7 +5,8 @@ kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev
 kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
 # For the Windows presets, on top of the build packages; the last line is for their tests.
 kt_windows_packages="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix dpkg-dev tcl
-  wine wine64 wine64-tools libwine-dev googletest xvfb xdotool imagemagick zip"
+  wine wine64 wine64-tools libwine-dev googletest xvfb xauth xdotool imagemagick fonts-wine
+  fonts-liberation"
 
 kt_install() {
   missing=""
