@@ -796,22 +796,22 @@ TEST(Server, LeavesNothingBehind) {
   EXPECT_EQ(LivingObjects(), L"");
 }
 
+struct ThreadStart {
+  DWORD apartment;
+  const std::function<void()>& body;
+};
+DWORD WINAPI RunThread(void* parameter) {
+  const ThreadStart& start = *static_cast<ThreadStart*>(parameter);
+  CoInitializeEx(nullptr, start.apartment);
+  start.body();
+  CoUninitialize();
+  return 0;
+}
 // Runs the body in a thread of its own and waits for it.
 void RunInThread(SIZE_T stack, DWORD apartment, const std::function<void()>& body) {
-  struct Start {
-    DWORD apartment;
-    const std::function<void()>& body;
-  } start{apartment, body};
-  const HANDLE thread = CreateThread(
-      nullptr, stack,
-      [](void* parameter) -> DWORD {
-        const Start& given = *static_cast<Start*>(parameter);
-        CoInitializeEx(nullptr, given.apartment);
-        given.body();
-        CoUninitialize();
-        return 0;
-      },
-      &start, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  ThreadStart start{apartment, body};
+  const HANDLE thread =
+      CreateThread(nullptr, stack, RunThread, &start, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
 }
