@@ -1042,22 +1042,23 @@ void AddKeys(HKEY root, const std::wstring& path, std::set<std::wstring>& keys) 
   }
   RegCloseKey(key);
 }
-// In lower case; without those that a system with two word sizes shows twice, and without the
-// parents of all registrations, which the first one makes.
+// In lower case; without those that a system with two word sizes shows twice.
 std::set<std::wstring> ClassesKeys(HKEY root) {
   std::set<std::wstring> keys;
   AddKeys(root, L"software\\classes", keys);
   std::erase_if(keys, [](const std::wstring& key) {
-    return key.find(L"\\wow6432node") != std::wstring::npos ||
-           std::count(key.begin(), key.end(), L'\\') < 3;
+    return key.find(L"\\wow6432node") != std::wstring::npos;
   });
   return keys;
 }
+// Without the parents of all registrations, which a user's first one makes.
 std::set<std::wstring> Added(const std::set<std::wstring>& before,
                              const std::set<std::wstring>& after) {
   std::set<std::wstring> added;
   std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
                       std::inserter(added, added.end()));
+  for (const wchar_t* parent : {L"clsid", L"interface", L"typelib"})
+    added.erase(std::wstring(L"software\\classes\\") + parent);
   return added;
 }
 std::wstring Value(HKEY root, const std::wstring& path, const wchar_t* name) {

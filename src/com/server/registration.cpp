@@ -77,6 +77,17 @@ class ClassesKey {
     const LSTATUS status = RegDeleteTreeW(root_, Path(key).c_str());
     if (status != ERROR_FILE_NOT_FOUND) CheckSystem(status);
   }
+  // Removes the key if there is nothing in it.
+  void RemoveIfEmpty(const Text& key) const {
+    HKEY opened = nullptr;
+    DWORD subkeys = 1;
+    DWORD values = 1;
+    if (RegOpenKeyExW(root_, Path(key).c_str(), 0, KEY_READ, &opened) != ERROR_SUCCESS) return;
+    RegQueryInfoKeyW(opened, nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
+                     nullptr, nullptr, nullptr, nullptr);
+    RegCloseKey(opened);
+    if (subkeys == 0 && values == 0) RegDeleteKeyW(root_, Path(key).c_str());
+  }
 
  private:
   static std::wstring Path(const Text& key) {
@@ -220,6 +231,9 @@ void UnregisterFrom(const ClassesKey& classes) {
     UnregisterLibrary(classes, library);
   for (const Interface& one : contents.interfaces)
     classes.Remove(InterfaceKey(one));
+  // A user who had registered nothing else has these from Register.
+  for (const char16_t* shared : {u"CLSID", u"Interface", u"TypeLib"})
+    classes.RemoveIfEmpty(shared);
 }
 
 void RegisterAt(const ClassesKey& classes) {
