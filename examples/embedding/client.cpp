@@ -398,8 +398,9 @@ class GridControl final : public HostObject<IKtGridControl> {
   STDMETHODIMP WriteText(IDispatch* cell, BSTR text, VARIANT_BOOL is_value) noexcept override {
     CellContent& content = ContentOf(cell);
     content.text = View(text);
-    if (is_value != VARIANT_FALSE) content.number = std::wcstod(content.text.c_str(), nullptr);
-    return S_OK;
+    // A number is written as the user has it set.
+    return is_value != VARIANT_FALSE ? VarR8FromStr(text, LOCALE_USER_DEFAULT, 0, &content.number)
+                                     : S_OK;
   }
   STDMETHODIMP ClearNumber(IDispatch* cell) noexcept override {
     ContentOf(cell).number = 0;

@@ -25,7 +25,7 @@ const std::map<std::string, Folders> kAllowed{
     {"com/component",
      {"host", "values", "formula", "functions", "formats", "listener", "com/base", "com/host",
       "com/component"}},
-    {"com/server", {"com/base", "com/component", "com/server", "values"}},
+    {"com/server", {"com/base", "com/host", "com/component", "com/server", "values"}},
     {"com/notebook",
      {"host", "values", "listener", "notebook", "com/base", "com/host", "com/notebook"}},
 };

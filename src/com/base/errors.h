@@ -12,8 +12,8 @@ namespace ktcom {
 HRESULT ToFailureCode(std::int32_t number) noexcept;
 std::int32_t ToErrorNumber(HRESULT code) noexcept;
 
-// To be called before a call that may leave an error object: what someone left behind earlier is not
-// this call's.
+// To be called before a call that may leave an error object: what someone left behind earlier is
+// not this call's.
 inline void ForgetErrorObject() noexcept {
   SetErrorInfo(0, nullptr);
 }

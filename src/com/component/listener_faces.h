@@ -12,6 +12,7 @@
 #include "com/host/database_adapters.h"
 #include "com/host/framework_adapters.h"
 #include "com/host/notebook_adapters.h"
+#include "com/host/user_locale.h"
 #include "com/host/xml_adapters.h"
 #include "formats/field_listener.h"
 
@@ -45,6 +46,7 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE Initialize(IDispatch* framework, IDispatch* owner,
                                        IDispatch* service) noexcept final {
     return this->Answer([&] {
+      UseLocaleOf(framework);
       Engine().Initialize(AdaptRequired<ForeignFramework>(framework),
                           AdaptRequired<ForeignOwnerCollection>(owner),
                           Adapt<ForeignHostService>(service));

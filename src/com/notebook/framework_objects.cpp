@@ -5,6 +5,7 @@
 #include "com/notebook/database_objects.h"
 #include "com/notebook/notebook_objects.h"
 #include "com/notebook/object_shell.h"
+#include "values/platform.h"
 
 namespace ktcom {
 
@@ -47,7 +48,7 @@ class ConfigurationHelperObject final
 };
 
 class FrameworkObject final
-    : public Shell<FrameworkObject, ktformula::HostFramework, IKtFramework> {
+    : public Shell<FrameworkObject, ktformula::HostFramework, IKtFramework, IKtUserLocale> {
  public:
   using Shell::Shell;
 
@@ -74,6 +75,17 @@ class FrameworkObject final
   HRESULT STDMETHODCALLTYPE get_ApplicationPath(BSTR* value) noexcept override {
     return Give(value, [&] { return Own().ApplicationPath(); });
   }
+
+  // The numbers of the command line's --locale.
+  HRESULT STDMETHODCALLTYPE get_DecimalSeparator(BSTR* value) noexcept override {
+    return Give(value, [] { return Text(ktformula::UserLocale().decimal_separator); });
+  }
+  HRESULT STDMETHODCALLTYPE get_ThousandsSeparator(BSTR* value) noexcept override {
+    return Give(value, [] { return Text(ktformula::UserLocale().thousands_separator); });
+  }
+
+ private:
+  static std::u16string Text(char16_t character) { return std::u16string(1, character); }
 };
 
 }  // namespace

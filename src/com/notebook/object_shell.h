@@ -14,13 +14,13 @@ namespace ktcom {
 using ktformula::Ref;
 
 // A COM object that keeps one object of the notebook's and answers for it.
-template <typename Derived, typename EngineInterface, typename Interface>
-class Shell : public Object<Derived, Interface> {
+template <typename Derived, typename EngineInterface, typename Interface, typename... Others>
+class Shell : public Object<Derived, Interface, Others...> {
  public:
   static constexpr const GUID& kClassIdentifier = GUID_NULL;
 
   explicit Shell(Ref<EngineInterface> native) : native_(std::move(native)) {
-    AddShell(native_->Identity(), this);
+    AddShell(native_->Identity(), static_cast<Interface*>(this));
   }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {

@@ -7,6 +7,7 @@
 #include "com/base/text.h"
 #include "com/base/windows_headers.h"
 #include "com/component/classes.h"
+#include "com/host/user_locale.h"
 #include "com/server/class_factory.h"
 #include "com/server/registration.h"
 #include "values/leak_check.h"
@@ -42,6 +43,7 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID interface_id, void** object) 
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
   return Guarded([&]() -> HRESULT {
+    ktcom::UseSystemLocale();
     const auto classes = ktcom::ComponentClasses();
     const auto found = std::find_if(classes.begin(), classes.end(), [&](const ComponentClass& one) {
       return IsEqualGUID(one.identifier, class_id);
