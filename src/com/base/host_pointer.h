@@ -150,6 +150,9 @@ class HostPointer {
     return early_ != nullptr ? static_cast<IDispatch*>(early_.Get()) : late_.Get();
   }
 
+  // Whether the object is called through its vtable.
+  bool IsTyped() const noexcept { return early_ != nullptr; }
+
   // Whether the object, which is not empty, has the member; a typed one has them all.
   bool Has(std::u16string_view name) const {
     return early_ != nullptr || HasMember(*late_.Get(), name);

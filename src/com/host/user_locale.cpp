@@ -42,6 +42,9 @@ void UseLocaleOf(IDispatch* framework) {
   constexpr std::u16string_view kDecimal = u"DecimalSeparator";
   constexpr std::u16string_view kThousands = u"ThousandsSeparator";
   const HostPointer<IKtUserLocale> teller(framework);
+  // An application with typed interfaces says by having this one that it tells; its names may not
+  // even answer.
+  if (HostPointer<IKtFramework>(framework).IsTyped() && !teller.IsTyped()) return;
   if (!teller || !teller.Has(kDecimal) || !teller.Has(kThousands)) return;
   ktformula::Locale locale = ktformula::UserLocale();
   TakeCharacter(teller.Call<std::u16string, &IKtUserLocale::get_DecimalSeparator>(kDecimal),
