@@ -214,14 +214,19 @@ void NotebookXmlDocument::AppendText(pugi::xml_node node, std::u16string_view te
   node.append_child(pugi::node_pcdata).set_value(ToStoredUtf8(text).c_str());
 }
 
-std::string NotebookXmlDocument::TextOf(const pugi::xml_node& node) {
-  std::string text;
-  for (const pugi::xml_node child : node.children()) {
-    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
-      text += child.value();
+std::string NotebookXmlDocument::TextOf(pugi::xml_node node) {
+  struct TextCollector final : pugi::xml_tree_walker {
+    bool for_each(pugi::xml_node& below) override {
+      if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
+        text += below.value();
+      }
+      return true;
     }
-  }
-  return text;
+    std::string text;
+  };
+  TextCollector collector;
+  node.traverse(collector);
+  return std::move(collector.text);
 }
 
 std::string SerializeXml(const pugi::xml_node& node, bool indented) {

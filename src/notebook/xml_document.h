@@ -58,7 +58,7 @@ class NotebookXmlDocument final : public ktformula::XmlDocument {
   static void SetAttribute(pugi::xml_node node, const char* name, std::u16string_view value);
   static void AppendText(pugi::xml_node node, std::u16string_view text);
   // All character data below the node, joined.
-  static std::string TextOf(const pugi::xml_node& node);
+  static std::string TextOf(pugi::xml_node node);
 
  private:
   pugi::xml_document document_;
