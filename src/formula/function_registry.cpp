@@ -61,14 +61,18 @@ std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
 }
 
 void FunctionRegistry::Terminate() {
-  for (const auto& function : functions_->Items()) {
+  // The others have to be told too, and the shut-down can not be stopped.
+  const auto regardless = [](auto&& step) {
     try {
-      function->Terminate();
+      step();
     } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
-      // The others have to be told too, and the shut-down can not be stopped.
     }
-  }
-  functions_->Clear();
+  };
+  regardless([&] {
+    for (const auto& function : functions_->Items())
+      regardless([&] { function->Terminate(); });
+  });
+  regardless([&] { functions_->Clear(); });
 }
 
 }  // namespace ktformula

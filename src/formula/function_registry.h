@@ -55,7 +55,7 @@ class FunctionRegistry {
   std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const;
 
   // Calls Terminate on every function, in the order of registration, and forgets them all. What
-  // one of them raises is dropped.
+  // one of them, or the table, raises is dropped.
   void Terminate();
 
  private:

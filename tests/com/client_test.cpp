@@ -853,9 +853,10 @@ TEST(HostileHost, ReachesTheCallerAndLeavesTheNextPassWorking) {
   ComPtr<IKtFormulaListener> listener;
   const std::vector<Mischief> rows{
       {L"no mischief", nullptr, L"", L"7|7"},
-      {L"an error object", [] { return Fail(0x80040321, L"Grid", L"the grid is stuck"); },
+      {L"an error object",
+       [] { return Fail(static_cast<HRESULT>(0x80040321), L"Grid", L"the grid is stuck"); },
        L"80040321 Grid: the grid is stuck", L"|"},
-      {L"a small error", [] { return Fail(0x800A0046, L"", L""); },
+      {L"a small error", [] { return Fail(static_cast<HRESULT>(0x800A0046), L"", L""); },
        L"800A0046 KtFormula9: Automation error", L"|"},
       {L"a bare code", [] { return E_ACCESSDENIED; }, nullptr, L"|"},
       {L"no memory", [] { return E_OUTOFMEMORY; }, nullptr, L"|"},

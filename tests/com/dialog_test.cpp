@@ -441,7 +441,8 @@ TEST_F(DialogTest, Picture) {
                           u"0.000"));
   Steps steps{Pick(2)};
   if (std::getenv("KT_SHOW_FORMULA") != nullptr) steps.push_back(kTab);
-  steps.insert(steps.end(), 20 * std::strtoul(seconds, nullptr, 10), [] { Sleep(50); });
+  steps.insert(steps.end(), std::size_t{20} * std::strtoul(seconds, nullptr, 10),
+               [] { Sleep(50); });
   Edit(std::move(steps));
 }
 

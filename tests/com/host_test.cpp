@@ -25,6 +25,7 @@
 #include "notebook/table_control.h"
 #include "notebook/xml_document.h"
 #include "values/leak_check.h"
+#include "values/platform.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -32,6 +33,7 @@ namespace {
 
 using ktformula::MakeRef;
 using ktformula::RaisedError;
+using namespace std::string_view_literals;
 
 // Smart pointers compare only whether they hold something.
 bool IsSame(const ComPtr<IDispatch>& left, const ComPtr<IDispatch>& right) {
@@ -45,13 +47,6 @@ std::u16string ErrorOf(const std::function<void()>& body) {
     return Variant(error.Number()).Text() + u"|" + error.Source() + u"|" + error.Description();
   }
   return {};
-}
-
-template <typename... Arguments>
-std::vector<Variant> List(const Arguments&... arguments) {
-  std::vector<Variant> list;
-  (list.emplace_back(arguments), ...);
-  return list;
 }
 
 // A form with the table T, its numeric columns A and B, and two rows.
@@ -78,6 +73,14 @@ class HostTest : public ::testing::Test {
   ktnotebook::NotebookTable* table = form->AddTable(u"T", 7);
 };
 
+// Whatever the system's own settings are.
+TEST(Values, AreConvertedAsTheUserWritesNumbers) {
+  ktformula::SetUserLocale({u',', u'.'});
+  EXPECT_EQ(Variant(1002.5).Text(), u"1002,5");
+  EXPECT_EQ(Variant(u"1.002,5"sv).Number(), 1002.5);
+  ktformula::SetUserLocale({});
+}
+
 TEST_F(HostTest, OneObjectIsOneComObject) {
   const ComPtr<IDispatch> held = ToDispatch(*table);
   const ForeignTable foreign{HostPointer<IKtTable>(held.Get())};
@@ -88,7 +91,7 @@ TEST_F(HostTest, OneObjectIsOneComObject) {
   EXPECT_EQ(row->Tag(u"ID"), u"two");
   // The same by name, as scripts ask.
   EXPECT_EQ(InvokeByName(*held.Get(), u"rowcount", {}).Integer(), 2);
-  EXPECT_TRUE(IsSame(InvokeByName(*held.Get(), u"Row", List(2)).Object(), ToDispatch(*row)));
+  EXPECT_TRUE(IsSame(InvokeByName(*held.Get(), u"Row", Variants(2)).Object(), ToDispatch(*row)));
   EXPECT_EQ(InvokeByName(*ToDispatch(*form).Get(), u"TypeName", {}).Text(), u"Form");
 }
 
@@ -113,16 +116,18 @@ TEST_F(HostTest, ReferencesResolveThroughComObjects) {
 TEST_F(HostTest, ArgumentsComeBackAsTheVeryObjects) {
   const ComPtr<IDispatch> grid = ToDispatch(*table->Control());
   ForeignGridControl foreign{HostPointer<IKtGridControl>(grid.Get())};
-  foreign.SetValue(*Adapt<ForeignTableCell>(ToDispatch(Cell()).Get()), 2.5, u"0.00", u"");
+  foreign.SetValue(*AdaptRequired<ForeignTableCell>(ToDispatch(Cell()).Get()), 2.5, u"0.00", u"");
   EXPECT_EQ(Cell().Text(), u"2.50");
   const ComPtr<IDispatch> script = ScriptObject::Make({});
   const struct {
     std::function<void()> call;
     std::u16string number;
   } rows[] = {
-      {[&] { foreign.FinishCell(*Adapt<ForeignTableCell>(script.Get())); }, u"13|"},
-      {[&] { foreign.FinishCell(*Adapt<ForeignTableCell>(grid.Get())); }, u"13|"},
-      {[&] { InvokeByName(*grid.Get(), u"FinishCell", List(static_cast<IDispatch*>(nullptr))); },
+      {[&] { foreign.FinishCell(*AdaptRequired<ForeignTableCell>(script.Get())); }, u"13|"},
+      {[&] { foreign.FinishCell(*AdaptRequired<ForeignTableCell>(grid.Get())); }, u"13|"},
+      {[&] {
+         InvokeByName(*grid.Get(), u"FinishCell", Variants(static_cast<IDispatch*>(nullptr)));
+       },
        u"91|"},
       {[&] { Adapt<ForeignTable>(ToDispatch(*table).Get())->Row(3); }, u"9|"},
       {[&] { Adapt<ForeignTable>(ToDispatch(*table).Get())->Column(0); }, u"9|"},

@@ -224,4 +224,22 @@ listener.Terminate
 Expect "functions after Terminate", "0 1", functions.Count & " " & double.terminated
 listener.Terminate
 Set double = Nothing
+
+' What a host leaves among the functions, of whatever kind, does not stop a listener's end.
+Dim key
+For Each key In Array("X", 5, New Owner)
+  Set listener = CreateObject("KtFormula9.FormulaListener")
+  listener.Initialize New Framework, New Owner, Nothing
+  Set double = New DoubleFunction
+  listener.FormulaFunctions.Add key, 5
+  listener.FormulaFunctions.Add "DOUBLE", double
+  On Error Resume Next
+  listener.Terminate
+  Expect TypeName(key) & " among the functions", "", TakeError()
+  On Error GoTo 0
+  Expect TypeName(key) & ": functions after Terminate", "0 1", _
+         listener.FormulaFunctions.Count & " " & double.terminated
+  listener.FormulaFunctions.Add key, 5
+  Set listener = Nothing
+Next
 Finish

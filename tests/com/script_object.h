@@ -7,31 +7,19 @@
 #include <utility>
 #include <vector>
 
+#include "com/base/counted.h"
 #include "com/base/text.h"
 #include "com/base/variant.h"
 
 namespace ktcom {
 
-class ScriptObject final : public IDispatch {
+class ScriptObject final : public PlainObject<ScriptObject, IDispatch> {
  public:
   using Arguments = std::vector<Variant>;
   using Members = std::vector<std::pair<std::u16string, std::function<void(const Arguments&)>>>;
 
   static ComPtr<IDispatch> Make(Members members) { return new ScriptObject(std::move(members)); }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID identifier, void** object) noexcept override {
-    const bool known =
-        IsEqualGUID(identifier, IID_IUnknown) || IsEqualGUID(identifier, IID_IDispatch);
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() noexcept override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override {
     *count = 0;
     return S_OK;
@@ -60,10 +48,8 @@ class ScriptObject final : public IDispatch {
 
  private:
   explicit ScriptObject(Members members) : members_(std::move(members)) {}
-  ~ScriptObject() = default;
 
   Members members_;
-  ULONG references_ = 0;
 };
 
 }  // namespace ktcom

@@ -1,56 +1,51 @@
 #include "com/base/dictionary.h"
 
-#include <utility>
-
 #include "com/base/errors.h"
 #include "com/base/host_pointer.h"
 #include "com/base/system_object.h"
 
 namespace ktcom {
 
-namespace {
-
-template <typename... Arguments>
-std::vector<Variant> List(Arguments&&... arguments) {
-  std::vector<Variant> list;
-  (list.push_back(Variant(std::forward<Arguments>(arguments))), ...);
-  return list;
-}
-
-}  // namespace
-
 ScriptingDictionary::ScriptingDictionary()
     : dictionary_(CreateSystemObject<IDispatch>(u"Scripting.Dictionary")) {}
 
 void ScriptingDictionary::Add(std::u16string_view key, Variant item) {
-  InvokeByName(*dictionary_.Get(), u"Add", List(key, std::move(item)));
+  InvokeByName(*dictionary_.Get(), u"Add", Variants(key, std::move(item)));
 }
 
 bool ScriptingDictionary::Exists(std::u16string_view key) const {
-  return InvokeByName(*dictionary_.Get(), u"Exists", List(key)).Boolean();
+  return InvokeByName(*dictionary_.Get(), u"Exists", Variants(key)).Boolean();
 }
 
 Variant ScriptingDictionary::Item(std::u16string_view key) const {
-  return InvokeByName(*dictionary_.Get(), u"Item", List(key));
+  return InvokeByName(*dictionary_.Get(), u"Item", Variants(key));
 }
 
 std::vector<std::u16string> ScriptingDictionary::Keys() const {
-  const Variant keys = InvokeByName(*dictionary_.Get(), u"Keys", {});
   std::vector<std::u16string> texts;
-  if (keys.Get().vt != (VT_ARRAY | VT_VARIANT)) return texts;
-  SAFEARRAY* array = keys.Get().parray;
-  LONG last = -1;
-  Check(SafeArrayGetUBound(array, 1, &last));
-  for (LONG i = 0; i <= last; ++i) {
-    Variant key;
-    Check(SafeArrayGetElement(array, &i, key.Receive()));
+  for (const Variant& key : ListOf(u"Keys"))
     texts.push_back(key.Text());
-  }
   return texts;
+}
+
+std::vector<Variant> ScriptingDictionary::Items() const {
+  return ListOf(u"Items");
 }
 
 void ScriptingDictionary::RemoveAll() {
   InvokeByName(*dictionary_.Get(), u"RemoveAll", {});
+}
+
+std::vector<Variant> ScriptingDictionary::ListOf(std::u16string_view member) const {
+  const Variant answer = InvokeByName(*dictionary_.Get(), member, {});
+  std::vector<Variant> list;
+  if (answer.Get().vt != (VT_ARRAY | VT_VARIANT)) return list;
+  SAFEARRAY* array = answer.Get().parray;
+  LONG last = -1;
+  Check(SafeArrayGetUBound(array, 1, &last));
+  for (LONG i = 0; i <= last; ++i)
+    Check(SafeArrayGetElement(array, &i, list.emplace_back().Receive()));
+  return list;
 }
 
 }  // namespace ktcom

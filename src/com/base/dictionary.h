@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "com/base/variant.h"
@@ -25,9 +26,13 @@ class ScriptingDictionary {
   Variant Item(std::u16string_view key) const;
   // In the order of their being added.
   std::vector<std::u16string> Keys() const;
+  std::vector<Variant> Items() const;
   void RemoveAll();
 
  private:
+  // What a member answers in an array.
+  std::vector<Variant> ListOf(std::u16string_view member) const;
+
   ComPtr<IDispatch> dictionary_;
 };
 

@@ -34,17 +34,25 @@ void Check(HRESULT code);
 // Turns the exception being handled into this thread's error object and a failure code.
 HRESULT ReportCurrentException(REFIID interface_id) noexcept;
 
-// Runs the body of a member that others call. No exception leaves it, and the object outlives the
-// call, even when the body lets the last of its owners go.
+// Runs the body of what others call and answers its code. No exception leaves it.
+template <typename Body>
+HRESULT Guarded(REFIID interface_id, Body&& body) noexcept {
+  try {
+    return body();
+  } catch (...) {
+    return ReportCurrentException(interface_id);
+  }
+}
+
+// The same for a member of an object, whose body answers nothing. The object outlives the call,
+// even when the body lets the last of its owners go.
 template <typename Body>
 HRESULT Answer(IUnknown* self, REFIID interface_id, Body&& body) noexcept {
   self->AddRef();
-  HRESULT code = S_OK;
-  try {
+  const HRESULT code = Guarded(interface_id, [&] {
     body();
-  } catch (...) {
-    code = ReportCurrentException(interface_id);
-  }
+    return S_OK;
+  });
   self->Release();
   return code;
 }

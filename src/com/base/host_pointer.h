@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -16,6 +15,15 @@
 #include "com/base/variant.h"
 
 namespace ktcom {
+
+// The arguments of a call by name.
+template <typename... Arguments>
+std::vector<Variant> Variants(Arguments&&... arguments) {
+  std::vector<Variant> variants;
+  variants.reserve(sizeof...(arguments));
+  (variants.emplace_back(std::forward<Arguments>(arguments)), ...);
+  return variants;
+}
 
 // Calls a method, or gets a property, by name. Raises what the object raises, and error 438 when
 // it has no such member.
@@ -163,11 +171,8 @@ class HostPointer {
   template <typename Result, auto Member, typename... Arguments>
   Result Call(std::u16string_view name, const Arguments&... arguments) const {
     if (early_ == nullptr) {
-      std::vector<Variant> variants;
-      variants.reserve(sizeof...(arguments));
-      (variants.emplace_back(arguments), ...);
       return detail::Conversion<Result>::From(
-          InvokeByName(*late_.Get(), name, std::move(variants)));
+          InvokeByName(*late_.Get(), name, Variants(arguments...)));
     }
     ForgetErrorObject();
     if constexpr (std::is_void_v<Result>) {
@@ -184,6 +189,7 @@ class HostPointer {
   template <auto Member, typename Argument>
   void Put(std::u16string_view name, const Argument& argument) const {
     if (early_ == nullptr) return PutByName(*late_.Get(), name, Variant(argument));
+    ForgetErrorObject();
     Check((early_.Get()->*Member)(detail::ForVtable(argument)));
   }
 

@@ -1,6 +1,5 @@
 #include "com/base/module.h"
 
-#include <array>
 #include <atomic>
 #include <cstring>
 #include <map>
@@ -22,6 +21,18 @@ struct LessGuid {
     return std::memcmp(&left, &right, sizeof(GUID)) < 0;
   }
 };
+
+// Objects of different threads' apartments share it.
+struct KnownTypes {
+  std::mutex mutex;
+  std::map<GUID, ComPtr<ITypeInfo>, LessGuid> types;
+};
+
+KnownTypes& Known() {
+  // Never destroyed: that would call the system while it takes this module away.
+  static KnownTypes& known = *new KnownTypes;
+  return known;
+}
 
 bool HasTypeLibrary(int number) noexcept {
   return FindResourceW(OwnModule(), MAKEINTRESOURCEW(number), L"TYPELIB") != nullptr;
@@ -67,22 +78,27 @@ bool IsModuleInUse() noexcept {
 }
 
 std::u16string TypeLibraryPath(int number) {
-  std::array<wchar_t, 32768> path{};
-  const DWORD length =
-      GetModuleFileNameW(OwnModule(), path.data(), static_cast<DWORD>(path.size()));
-  std::u16string text(Narrow(path.data()), length);
+  // The longest path that Windows has is too long for the stack under a deep formula.
+  std::wstring path(32768, L'\0');
+  path.resize(GetModuleFileNameW(OwnModule(), path.data(), static_cast<DWORD>(path.size())));
+  std::u16string text(path.begin(), path.end());
   text += u'\\';
   text += static_cast<char16_t>(u'0' + number);
   return text;
 }
 
-ITypeInfo* TypeInfoOf(REFGUID identifier) {
-  static std::mutex mutex;
-  static std::map<GUID, ComPtr<ITypeInfo>, LessGuid> known;
-  const std::lock_guard lock(mutex);
-  ComPtr<ITypeInfo>& information = known[identifier];
+ComPtr<ITypeInfo> TypeInfoOf(REFGUID identifier) {
+  KnownTypes& known = Known();
+  const std::lock_guard lock(known.mutex);
+  ComPtr<ITypeInfo>& information = known.types[identifier];
   if (information == nullptr) information = LoadTypeInfo(identifier);
-  return information.Get();
+  return information;
+}
+
+void ForgetTypeInfo() noexcept {
+  KnownTypes& known = Known();
+  const std::lock_guard lock(known.mutex);
+  known.types.clear();
 }
 
 }  // namespace ktcom

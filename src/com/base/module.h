@@ -29,8 +29,11 @@ std::u16string TypeLibraryPath(int number);
 // How many the component has; a program may have fewer.
 inline constexpr int kTypeLibraryCount = 3;
 
-// What the module's type libraries say of an interface or class. Shared; raises an error for what
-// they do not know.
-ITypeInfo* TypeInfoOf(REFGUID identifier);
+// What the module's type libraries say of an interface or class. Read once and kept; raises an
+// error for what they do not know.
+ComPtr<ITypeInfo> TypeInfoOf(REFGUID identifier);
+// Lets go of what is kept. A DLL calls it when it may be unloaded: while it is, it can not call the
+// system any more.
+void ForgetTypeInfo() noexcept;
 
 }  // namespace ktcom

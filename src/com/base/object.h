@@ -2,8 +2,6 @@
 #pragma once
 
 #include <array>
-#include <climits>
-#include <cstdint>
 #include <span>
 #include <type_traits>
 #include <typeinfo>
@@ -11,6 +9,7 @@
 
 #include "KtStandard9.h"
 
+#include "com/base/counted.h"
 #include "com/base/errors.h"
 #include "com/base/module.h"
 #include "com/base/text.h"
@@ -74,33 +73,15 @@ HRESULT InvokeMember(std::span<const Face> faces, DISPID member, WORD flags, DIS
 // Calls come from the thread of the object's apartment only, so that nothing is locked. What the
 // object does to its own count by calling others is no harm: see Answer.
 template <typename Derived, typename Default, typename... Others>
-class Object : public Default,
-               public Others...,
-               public ISupportErrorInfo,
-               public IProvideClassInfo,
-               public INativeObject {
+class Object : public Counted<Derived, Default, Others..., ISupportErrorInfo, IProvideClassInfo,
+                              INativeObject> {
  public:
-  Object(const Object&) = delete;
-  Object& operator=(const Object&) = delete;
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID identifier, void** object) noexcept override {
     if (object == nullptr) return E_POINTER;
-    *object = Find(identifier);
+    *object = FindFace(identifier);
     if (*object == nullptr) return E_NOINTERFACE;
-    AddRef();
+    this->AddRef();
     return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
-    return static_cast<ULONG>(InterlockedIncrement(&references_));
-  }
-  ULONG STDMETHODCALLTYPE Release() noexcept override {
-    const LONG left = InterlockedDecrement(&references_);
-    if (left == 0) {
-      // What the destructor calls may take hold of this object and let it go again.
-      references_ = kDying;
-      delete static_cast<Derived*>(this);
-    }
-    return static_cast<ULONG>(left);
   }
 
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) noexcept override {
@@ -123,7 +104,7 @@ class Object : public Default,
   }
 
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID identifier) noexcept override {
-    return Find(identifier) != nullptr ? S_OK : S_FALSE;
+    return FindFace(identifier) != nullptr ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** information) noexcept override {
     return GiveTypeInfo(static_cast<Derived*>(this)->ClassIdentifier(), 0, information);
@@ -155,14 +136,12 @@ class Object : public Default,
   }
 
  private:
-  static constexpr LONG kDying = LONG_MAX / 2;
-
   std::array<Face, 1 + sizeof...(Others)> Faces() noexcept {
     return {Face{&__uuidof(Default), static_cast<Default*>(this)},
             Face{&__uuidof(Others), static_cast<Others*>(this)}...};
   }
 
-  void* Find(REFIID identifier) noexcept {
+  void* FindFace(REFIID identifier) noexcept {
     if (IsEqualGUID(identifier, IID_IUnknown) || IsEqualGUID(identifier, IID_IDispatch)) {
       return static_cast<Default*>(this);
     }
@@ -182,14 +161,6 @@ class Object : public Default,
     if (IsEqualGUID(identifier, __uuidof(INativeObject))) return static_cast<INativeObject*>(this);
     return nullptr;
   }
-
-  LONG references_ = 0;
-  ModuleLock lock_;
 };
-
-template <typename T, typename... Arguments>
-ComPtr<T> MakeObject(Arguments&&... arguments) {
-  return ComPtr<T>(new T(std::forward<Arguments>(arguments)...));
-}
 
 }  // namespace ktcom

@@ -1,7 +1,6 @@
 // New objects of classes that are registered with the system.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "com/base/variant.h"

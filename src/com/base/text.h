@@ -21,6 +21,11 @@ inline const char16_t* Narrow(const wchar_t* text) noexcept {
   return reinterpret_cast<const char16_t*>(text);
 }
 
+// A copy for Windows.
+inline std::wstring ToWide(std::u16string_view text) {
+  return std::wstring(text.begin(), text.end());
+}
+
 // The text of a BSTR, of which a null pointer is "". Valid as long as the BSTR.
 inline std::u16string_view View(BSTR text) noexcept {
   return {Narrow(text), SysStringLen(text)};
@@ -30,7 +35,7 @@ inline std::u16string_view View(BSTR text) noexcept {
 class Bstr {
  public:
   Bstr() noexcept = default;
-  // Raises bad_alloc when there is no room for the text.
+  // Raises bad_alloc when there is no room for the text, or it is longer than any BSTR.
   explicit Bstr(std::u16string_view text);
   Bstr(const Bstr&) = delete;
   Bstr& operator=(const Bstr&) = delete;

@@ -2,6 +2,7 @@
 
 #include "com/base/errors.h"
 #include "com/base/text.h"
+#include "values/platform.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -59,11 +60,14 @@ Variant Variant::ChangedTo(VARTYPE type) const {
 
 std::u16string Variant::Text() const {
   if (value_.vt == VT_BSTR) return std::u16string(View(value_.bstrVal));
+  if (value_.vt == VT_R8) return ktformula::NumberToText(value_.dblVal);
   return std::u16string(View(ChangedTo(VT_BSTR).value_.bstrVal));
 }
 
 double Variant::Number() const {
-  return value_.vt == VT_R8 ? value_.dblVal : ChangedTo(VT_R8).value_.dblVal;
+  if (value_.vt == VT_R8) return value_.dblVal;
+  if (value_.vt == VT_BSTR) return ktformula::TextToNumber(View(value_.bstrVal));
+  return ChangedTo(VT_R8).value_.dblVal;
 }
 
 std::int32_t Variant::Integer() const {

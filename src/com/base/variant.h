@@ -14,7 +14,7 @@ using Microsoft::WRL::ComPtr;
 // A VARIANT that clears itself.
 class Variant {
  public:
-  Variant() noexcept { VariantInit(&value_); }
+  Variant() noexcept = default;
   explicit Variant(std::u16string_view text);
   explicit Variant(double number) noexcept;
   explicit Variant(std::int32_t number) noexcept;
@@ -34,7 +34,8 @@ class Variant {
   // Where a call stores its result; for an empty variant only.
   VARIANT* Receive() noexcept { return &value_; }
 
-  // The content converted; raise error 13 where automation knows no conversion.
+  // The content converted; raise error 13 where automation knows no conversion. Doubles and texts
+  // are each other's as the engine reads and writes numbers, whose locale may not be the system's.
   std::u16string Text() const;
   double Number() const;
   std::int32_t Integer() const;
@@ -46,7 +47,8 @@ class Variant {
  private:
   Variant ChangedTo(VARTYPE type) const;
 
-  VARIANT value_;
+  // VT_EMPTY.
+  VARIANT value_{};
 };
 
 }  // namespace ktcom

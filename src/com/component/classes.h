@@ -1,4 +1,6 @@
 // The component's creatable classes.
+//
+// This room holds the engine's objects as COM objects, a file for each kind.
 #pragma once
 
 #include <span>

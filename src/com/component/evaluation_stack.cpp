@@ -1,5 +1,7 @@
 #include "com/component/evaluation_stack.h"
 
+#include <cstddef>
+
 #include "com/base/windows_headers.h"
 #include "formula/evaluator.h"
 
@@ -8,7 +10,7 @@ namespace ktcom {
 namespace {
 
 // A script host's interpreter under the deepest layer, and the system's unwinding of an error.
-constexpr std::size_t kReserve = 128 * 1024;
+constexpr std::size_t kReserve = std::size_t{128} * 1024;
 
 }  // namespace
 

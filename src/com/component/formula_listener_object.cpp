@@ -1,6 +1,5 @@
 #include "com/component/formula_listener_object.h"
 
-#include <string>
 #include <utility>
 
 #include "com/component/arguments.h"

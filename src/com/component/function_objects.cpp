@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <type_traits>
 #include <typeinfo>
-#include <utility>
 
 #include "com/base/shells.h"
 #include "com/component/arguments.h"
@@ -31,6 +31,26 @@ struct FunctionClassEntry {
   const GUID& identifier;
 };
 
+// The class in the type library of a function of the component; GUID_NULL for any other.
+const GUID& ClassOf(const EngineFunction& function) noexcept {
+  static const std::array<FunctionClassEntry, 10> classes{{
+      {typeid(ktformula::CountFunction), CLSID_CountFunction},
+      {typeid(ktformula::IfFunction), CLSID_IfFunction},
+      {typeid(ktformula::IsEnteredFunction), CLSID_IsEnteredFunction},
+      {typeid(ktformula::MaxFunction), CLSID_MaxFunction},
+      {typeid(ktformula::MinFunction), CLSID_MinFunction},
+      {typeid(ktformula::OnErrorFunction), CLSID_OnErrorFunction},
+      {typeid(ktformula::RowTagFunction), CLSID_RowTagFunction},
+      {typeid(ktformula::SelectFunction), CLSID_SelectFunction},
+      {typeid(ktformula::SumFunction), CLSID_SumFunction},
+      {typeid(ktformula::TagFunction), CLSID_TagFunction},
+  }};
+  const auto found =
+      std::find_if(classes.begin(), classes.end(),
+                   [&](const FunctionClassEntry& entry) { return entry.type == typeid(function); });
+  return found != classes.end() ? found->identifier : GUID_NULL;
+}
+
 class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
  public:
   explicit FunctionObject(FunctionPointer function) : function_(std::move(function)) {
@@ -38,7 +58,7 @@ class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
   }
   ~FunctionObject() { RemoveShell(function_.get()); }
 
-  const GUID& ClassIdentifier() const noexcept { return FunctionClassIdentifier(*function_); }
+  const GUID& ClassIdentifier() const noexcept { return ClassOf(*function_); }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
     return type == typeid(FunctionPointer) ? &function_ : nullptr;
@@ -89,18 +109,20 @@ class ArgumentsLease {
 };
 
 // Lends a value to a COM object for the length of a call; what the call made of it, an error or
-// not, is the value's afterwards.
+// not, is the value's afterwards and the object's no more.
 class LentValue {
  public:
   explicit LentValue(ktformula::CellValue& value)
       : value_(value), object_(MakeObject<CellValueObject>(std::move(value))) {}
   LentValue(const LentValue&) = delete;
   LentValue& operator=(const LentValue&) = delete;
-  ~LentValue() { value_ = object_->Value(); }
+  ~LentValue() { value_ = std::move(object_->Value()); }
 
   IDispatch* Get() const noexcept { return object_.Get(); }
 
  private:
+  static_assert(std::is_nothrow_move_assignable_v<ktformula::CellValue>);
+
   ktformula::CellValue& value_;
   ComPtr<CellValueObject> object_;
 };
@@ -133,30 +155,16 @@ class ForeignFunction final : public EngineFunction {
 
 FunctionPointer ToEngineFunction(IDispatch* object) {
   if (object == nullptr) return nullptr;
-  if (const auto* own = NativeOf<FunctionPointer>(object)) return *own;
+  if (const auto* own = NativeOf<FunctionPointer>(object)) {
+    // A formula's tree that keeps the function keeps the object too, and with it the listener that
+    // the object was made ready for.
+    const auto keeper = std::make_shared<ComPtr<IDispatch>>(object);
+    return FunctionPointer(keeper, own->get());
+  }
   return std::make_shared<ForeignFunction>(object);
 }
 
 }  // namespace
-
-const GUID& FunctionClassIdentifier(const EngineFunction& function) noexcept {
-  static const std::array<FunctionClassEntry, 10> classes{{
-      {typeid(ktformula::CountFunction), CLSID_CountFunction},
-      {typeid(ktformula::IfFunction), CLSID_IfFunction},
-      {typeid(ktformula::IsEnteredFunction), CLSID_IsEnteredFunction},
-      {typeid(ktformula::MaxFunction), CLSID_MaxFunction},
-      {typeid(ktformula::MinFunction), CLSID_MinFunction},
-      {typeid(ktformula::OnErrorFunction), CLSID_OnErrorFunction},
-      {typeid(ktformula::RowTagFunction), CLSID_RowTagFunction},
-      {typeid(ktformula::SelectFunction), CLSID_SelectFunction},
-      {typeid(ktformula::SumFunction), CLSID_SumFunction},
-      {typeid(ktformula::TagFunction), CLSID_TagFunction},
-  }};
-  const auto found =
-      std::find_if(classes.begin(), classes.end(),
-                   [&](const FunctionClassEntry& entry) { return entry.type == typeid(function); });
-  return found != classes.end() ? found->identifier : GUID_NULL;
-}
 
 ComPtr<IKtFormulaFunction> MakeFunctionObject(FunctionPointer function) {
   return MakeObject<FunctionObject>(std::move(function));
@@ -184,8 +192,12 @@ FunctionPointer ScriptedFunctions::Find(std::u16string_view key) const {
 
 std::vector<FunctionPointer> ScriptedFunctions::Items() const {
   std::vector<FunctionPointer> items;
-  for (const std::u16string& key : functions_.Keys()) {
-    if (FunctionPointer function = Find(key)) items.push_back(std::move(function));
+  for (const Variant& item : functions_.Items()) {
+    // The host may have put in anything, and be told so when a formula asks for it.
+    if (item.Get().vt != VT_DISPATCH) continue;
+    if (FunctionPointer function = ToEngineFunction(item.Get().pdispVal)) {
+      items.push_back(std::move(function));
+    }
   }
   return items;
 }

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "KtFormula9.h"
 
@@ -10,9 +13,6 @@
 #include "formula/function_registry.h"
 
 namespace ktcom {
-
-// The class in the type library of a function of the component; GUID_NULL for any other.
-const GUID& FunctionClassIdentifier(const ktformula::IKtFormulaFunction& function) noexcept;
 
 // A function of the component for a host.
 ComPtr<IKtFormulaFunction> MakeFunctionObject(

@@ -16,7 +16,9 @@ const ktformula::CellValue* NamedValuesArgument::DefinedValue(std::u16string_vie
   const auto answer = listener_.Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
       u"DefinedValue", Name);
   if (!answer) return nullptr;
-  return &answers_.emplace_back(CellValueArgument(answer.Dispatch()));
+  const auto kept =
+      answers_.insert_or_assign(std::u16string(Name), CellValueArgument(answer.Dispatch()));
+  return &kept.first->second;
 }
 
 }  // namespace ktcom

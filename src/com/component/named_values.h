@@ -1,7 +1,9 @@
 // Whoever has named values for formulas: a listener of this component, or a host's own.
 #pragma once
 
-#include <deque>
+#include <functional>
+#include <map>
+#include <string>
 #include <string_view>
 
 #include "KtFormula9.h"
@@ -12,13 +14,12 @@
 
 namespace ktcom {
 
-class NamedValuesArgument : private ktformula::NamedValues {
+class NamedValuesArgument final : private ktformula::NamedValues {
  public:
   // Keeps the object; Nothing has no values.
   explicit NamedValuesArgument(IDispatch* listener);
   NamedValuesArgument(const NamedValuesArgument&) = delete;
   NamedValuesArgument& operator=(const NamedValuesArgument&) = delete;
-  ~NamedValuesArgument() = default;
 
   // nullptr for Nothing. Valid as long as this object.
   ktformula::NamedValues* Get() noexcept;
@@ -28,8 +29,8 @@ class NamedValuesArgument : private ktformula::NamedValues {
 
   HostPointer<IKtFormulaListener> listener_;
   ktformula::NamedValues* own_ = nullptr;
-  // What the host's own listener has answered.
-  std::deque<ktformula::CellValue> answers_;
+  // What the host's own listener has answered last for each name.
+  std::map<std::u16string, ktformula::CellValue, std::less<>> answers_;
 };
 
 }  // namespace ktcom

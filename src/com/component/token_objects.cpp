@@ -1,6 +1,6 @@
 #include "com/component/token_objects.h"
 
-#include <limits>
+#include <algorithm>
 #include <utility>
 
 #include "com/component/function_objects.h"
@@ -50,35 +50,16 @@ class FormulaTokenObject final : public Object<FormulaTokenObject, IKtFormulaTok
   Lease lease_;
 };
 
-class TokenLayerObject;
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease);
 
 // For Each over a layer.
-class LayerEnumerator final : public IEnumVARIANT {
+class LayerEnumerator final : public PlainObject<LayerEnumerator, IEnumVARIANT> {
  public:
   LayerEnumerator(const TokenLayer& layer, Lease lease, std::size_t position)
       : layer_(layer), lease_(std::move(lease)), position_(position) {}
-  LayerEnumerator(const LayerEnumerator&) = delete;
-  LayerEnumerator& operator=(const LayerEnumerator&) = delete;
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID identifier, void** object) noexcept override {
-    if (object == nullptr) return E_POINTER;
-    const bool known =
-        IsEqualGUID(identifier, IID_IUnknown) || IsEqualGUID(identifier, IID_IEnumVARIANT);
-    *object = known ? static_cast<IEnumVARIANT*>(this) : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() noexcept override {
-    return static_cast<ULONG>(InterlockedIncrement(&references_));
-  }
-  ULONG STDMETHODCALLTYPE Release() noexcept override {
-    const LONG left = InterlockedDecrement(&references_);
-    if (left == 0) delete this;
-    return static_cast<ULONG>(left);
-  }
 
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) noexcept override {
+    if (items == nullptr) return E_POINTER;
     ULONG given = 0;
     const HRESULT code = Answer(this, IID_IEnumVARIANT, [&] {
       CheckLease(lease_);
@@ -93,8 +74,13 @@ class LayerEnumerator final : public IEnumVARIANT {
     return given == count ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE Skip(ULONG count) noexcept override {
-    const std::size_t left = layer_.items.size() - position_;
-    position_ += std::min<std::size_t>(count, left);
+    std::size_t left = 0;
+    const HRESULT code = Answer(this, IID_IEnumVARIANT, [&] {
+      CheckLease(lease_);
+      left = layer_.items.size() - position_;
+      position_ += std::min<std::size_t>(count, left);
+    });
+    if (FAILED(code)) return code;
     return count <= left ? S_OK : S_FALSE;
   }
   HRESULT STDMETHODCALLTYPE Reset() noexcept override {
@@ -103,18 +89,15 @@ class LayerEnumerator final : public IEnumVARIANT {
   }
   HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** copy) noexcept override {
     if (copy == nullptr) return E_POINTER;
+    *copy = nullptr;
     return Answer(this, IID_IEnumVARIANT,
                   [&] { *copy = MakeObject<LayerEnumerator>(layer_, lease_, position_).Detach(); });
   }
 
  private:
-  ~LayerEnumerator() = default;
-
   const TokenLayer& layer_;
   Lease lease_;
   std::size_t position_;
-  LONG references_ = 0;
-  ModuleLock lock_;
 };
 
 class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {

@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "com/dialog/wide_text.h"
+#include "com/base/module.h"
+#include "com/base/text.h"
 #include "com/dialog/window_class.h"
 
 namespace ktcom {
@@ -23,7 +24,7 @@ LONG_PTR Subclass(HWND window, WNDPROC procedure) {
   const WindowClass carrier(L"frmFormulaListener.Hook", procedure);
   WNDCLASSEXA description{};
   description.cbSize = sizeof(description);
-  if (!GetClassInfoExA(ThisModule(), "frmFormulaListener.Hook", &description)) {
+  if (!GetClassInfoExA(OwnModule(), "frmFormulaListener.Hook", &description)) {
     RaiseLastError(u"DialogTextBox.HookWindow");
   }
   return SetWindowLongPtrA(window, GWLP_WNDPROC,
@@ -36,7 +37,7 @@ void Control::Create(HWND form, const ControlDesign& design) {
   window_ = CreateWindowExW(design.extended_style, design.window_class, design.text,
                             WS_CHILD | WS_VISIBLE | design.style, 0, 0, 0, 0, form,
                             reinterpret_cast<HMENU>(static_cast<INT_PTR>(design.identifier)),
-                            ThisModule(), nullptr);
+                            OwnModule(), nullptr);
   if (window_ == nullptr) RaiseLastError(u"DialogForm.Load");
   face_ = design.face.name;
   monospaced_ = design.face.monospaced;

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <windows.h>
 
+#include "com/base/windows_headers.h"
 #include "com/dialog/window_metrics.h"
 #include "host/dialog.h"
 
@@ -15,11 +15,11 @@ namespace ktcom {
 inline constexpr UINT kArrangeControls = WM_APP;
 
 struct ControlDesign {
-  int identifier;
-  const wchar_t* window_class;
-  const wchar_t* text;
-  DWORD style;
-  DWORD extended_style;
+  int identifier = 0;
+  const wchar_t* window_class = nullptr;
+  const wchar_t* text = nullptr;
+  DWORD style = 0;
+  DWORD extended_style = 0;
   FontFace face;
 };
 

@@ -1,8 +1,7 @@
 #include "com/dialog/message_box.h"
 
-#include <windows.h>
-
-#include "com/dialog/wide_text.h"
+#include "com/base/text.h"
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
 

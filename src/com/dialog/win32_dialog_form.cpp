@@ -5,8 +5,9 @@
 #include <exception>
 #include <optional>
 #include <utility>
-#include <windows.h>
 
+#include "com/base/module.h"
+#include "com/base/windows_headers.h"
 #include "com/dialog/controls.h"
 #include "com/dialog/window_class.h"
 #include "com/dialog/window_metrics.h"
@@ -189,7 +190,7 @@ void Win32DialogForm::Load(DialogEvents& events) {
   // Where the owner is, because another screen may have another resolution.
   const RECT around = owner_ == nullptr ? WorkAreaAround(nullptr) : WindowRect(owner_);
   window_ = CreateWindowExW(kExtendedStyle, kDialogWindowClass, kTitle, kStyle, around.left,
-                            around.top, 0, 0, owner_, nullptr, ThisModule(), this);
+                            around.top, 0, 0, owner_, nullptr, OwnModule(), this);
   if (window_ == nullptr) RaiseLastError(u"DialogForm.Load");
   // In the order of the Tab key, each label in front of its box.
   list_label_.Create(window_, kListLabelDesign);

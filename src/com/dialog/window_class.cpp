@@ -1,25 +1,15 @@
 #include "com/dialog/window_class.h"
 
-#include <string>
-
 #include "values/raised_error.h"
 #include "values/text.h"
 
 namespace ktcom {
 
-HINSTANCE ThisModule() noexcept {
-  HMODULE module = nullptr;
-  GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&ThisModule), &module);
-  return module;
-}
-
 WindowClass::WindowClass(const wchar_t* name, WNDPROC procedure) : name_(name) {
   WNDCLASSEXW description{};
   description.cbSize = sizeof(description);
   description.lpfnWndProc = procedure;
-  description.hInstance = ThisModule();
+  description.hInstance = OwnModule();
   description.hCursor = LoadCursorW(nullptr, IDC_ARROW);
   description.hbrBackground = GetSysColorBrush(COLOR_3DFACE);
   description.lpszClassName = name;

@@ -1,12 +1,10 @@
 // Window classes of this module.
 #pragma once
 
-#include <windows.h>
+#include "com/base/module.h"
+#include "com/base/windows_headers.h"
 
 namespace ktcom {
-
-// The DLL or program that this code was linked into.
-HINSTANCE ThisModule() noexcept;
 
 // Registers a window class of this module and takes it away again, so that a DLL can be unloaded.
 // Several of one name may live at a time: the last one takes the class away, because Windows keeps
@@ -17,7 +15,7 @@ class WindowClass {
   WindowClass(const wchar_t* name, WNDPROC procedure);
   WindowClass(const WindowClass&) = delete;
   WindowClass& operator=(const WindowClass&) = delete;
-  ~WindowClass() { UnregisterClassW(name_, ThisModule()); }
+  ~WindowClass() { UnregisterClassW(name_, OwnModule()); }
 
  private:
   const wchar_t* name_;

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 #include <type_traits>
-#include <windows.h>
 
+#include "com/base/windows_headers.h"
 namespace ktcom {
 
 struct FontDeleter {

@@ -1,5 +1,6 @@
 #include "com/host/database_adapters.h"
 
+#include <utility>
 #include <vector>
 
 #include "values/text.h"
@@ -39,9 +40,7 @@ class AdaptedRowSet final : public ktformula::RowSet {
 
   ComPtr<IDispatch> Field(std::u16string_view column) const {
     const ComPtr<IDispatch> fields = Part(*recordset_.Get(), u"Fields", {});
-    std::vector<Variant> name;
-    name.emplace_back(column);
-    return Part(*fields.Get(), u"Item", std::move(name));
+    return Part(*fields.Get(), u"Item", Variants(column));
   }
 
   static ComPtr<IDispatch> Part(IDispatch& whole, std::u16string_view member,

@@ -1,4 +1,7 @@
 // The host's objects as the engine sees them: adapters around foreign COM objects.
+//
+// This room holds an adapter for each interface of host/, in files named like those (here is what
+// they share), and what else the component learns from Windows and the application.
 #pragma once
 
 #include <string>

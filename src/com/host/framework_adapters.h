@@ -1,8 +1,6 @@
 // Adapters of the host application's services.
 #pragma once
 
-#include <functional>
-
 #include "KtFramework9.h"
 
 #include "com/host/foreign.h"

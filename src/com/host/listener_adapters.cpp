@@ -173,8 +173,8 @@ class ForeignListener : public ForeignObject<FieldListenerFaces, ::IKtFieldListe
 
   void End() noexcept {
     try {
-      if (framework_ && Pointer().Has(u"Terminate")) Terminate();
-    } catch (const ktformula::RaisedError&) {  // NOLINT(bugprone-empty-catch)
+      if (framework_ && Pointer().Has(u"Terminate")) ForeignListener::Terminate();
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
       // Nobody is left to be told.
     }
   }
@@ -182,7 +182,7 @@ class ForeignListener : public ForeignObject<FieldListenerFaces, ::IKtFieldListe
   // A node of Microsoft's to which a listener appends what is meant for a node of another model.
   static Ref<XmlElement> NewRoot() {
     const Ref<ktformula::XmlDocument> document = NewXmlDocument();
-    const Ref<XmlElement> root = document->CreateElement(u"root");
+    Ref<XmlElement> root = document->CreateElement(u"root");
     document->SetRoot(*root);
     return root;
   }

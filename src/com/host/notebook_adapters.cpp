@@ -94,7 +94,7 @@ bool ForeignNotebookObject<EngineInterface, Interface>::ResolvesRelativeReferenc
   try {
     return this->Pointer().Has(kMember) &&
            this->template Get<bool, &IKtNotebookObject::get_ResolvesRelativeReferences>(kMember);
-  } catch (const ktformula::RaisedError&) {
+  } catch (...) {
     // An object that can not tell will not be asked to resolve either.
     return false;
   }

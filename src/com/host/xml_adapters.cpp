@@ -4,6 +4,7 @@
 #include "com/base/host_pointer.h"
 #include "com/base/system_object.h"
 #include "com/base/text.h"
+#include "com/host/xml_nodes.h"
 #include "com/host/xml_text.h"
 #include "values/raised_error.h"
 
@@ -27,10 +28,6 @@ ComPtr<IXMLDOMElement> AsElement(IUnknown* object) noexcept {
   return As<IXMLDOMElement>(object, IID_IXMLDOMElement);
 }
 
-void CheckCall(HRESULT code, IUnknown* object) {
-  Check(code, object, IID_IXMLDOMNode);
-}
-
 Ref<XmlDocument> AdaptDocument(ComPtr<IXMLDOMDocument> document);
 
 // What nodes and elements have in common; a node is always also an IXMLDOMNode.
@@ -48,20 +45,16 @@ class AdaptedNode : public Base {
   }
   std::u16string TypeName() const override { return TypeNameOf(node_.Get()); }
 
-  std::u16string NodeName() const override {
-    Bstr name;
-    CheckCall(node_->get_nodeName(name.Receive()), Node());
-    return name.Text();
-  }
+  std::u16string NodeName() const override { return NodeNameOf(*Node()); }
   Ref<XmlDocument> OwnerDocument() override {
     ComPtr<IXMLDOMDocument> document;
-    CheckCall(node_->get_ownerDocument(document.GetAddressOf()), Node());
+    CheckCall(node_->get_ownerDocument(document.GetAddressOf()), *Node());
     // A document has no owner: it is its own.
     if (document == nullptr) document = As<IXMLDOMDocument>(Node(), IID_IXMLDOMDocument);
     return AdaptDocument(document);
   }
   void AppendChild(XmlElement& child) override {
-    CheckCall(node_->appendChild(ElementOf(child).Get(), nullptr), Node());
+    CheckCall(node_->appendChild(ElementOf(child).Get(), nullptr), *Node());
   }
 
  private:
@@ -77,23 +70,23 @@ class AdaptedElement final : public AdaptedNode<XmlElement> {
 
   std::optional<std::u16string> Attribute(std::u16string_view name) const override {
     ComPtr<IXMLDOMAttribute> attribute;
-    CheckCall(element_->getAttributeNode(Bstr(name), attribute.GetAddressOf()), Node());
+    CheckCall(element_->getAttributeNode(Bstr(name), attribute.GetAddressOf()), *Node());
     if (attribute == nullptr) return std::nullopt;
     Variant value;
-    CheckCall(attribute->get_value(value.Receive()), Node());
+    CheckCall(attribute->get_value(value.Receive()), *Node());
     return value.Text();
   }
 
   void SetAttribute(std::u16string_view name, std::u16string_view value) override {
-    CheckCall(element_->setAttribute(Bstr(name), Variant(value).Get()), Node());
+    CheckCall(element_->setAttribute(Bstr(name), Variant(value).Get()), *Node());
   }
 
   void AppendCData(std::u16string_view text) override {
     ComPtr<IXMLDOMDocument> document;
     ComPtr<IXMLDOMCDATASection> section;
-    CheckCall(element_->get_ownerDocument(document.GetAddressOf()), Node());
-    CheckCall(document->createCDATASection(Bstr(text), section.GetAddressOf()), document.Get());
-    CheckCall(element_->appendChild(section.Get(), nullptr), Node());
+    CheckCall(element_->get_ownerDocument(document.GetAddressOf()), *Node());
+    CheckCall(document->createCDATASection(Bstr(text), section.GetAddressOf()), *document.Get());
+    CheckCall(element_->appendChild(section.Get(), nullptr), *Node());
   }
 
   std::u16string Text() const override {
@@ -104,42 +97,22 @@ class AdaptedElement final : public AdaptedNode<XmlElement> {
 
   std::vector<Ref<XmlElement>> ChildElements() override {
     std::vector<Ref<XmlElement>> elements;
-    for (ComPtr<IXMLDOMNode> child = FirstChild(*Node()); child != nullptr;
-         child = NextSibling(*child.Get())) {
-      const ComPtr<IXMLDOMElement> element = AsElement(child.Get());
-      if (element != nullptr) elements.push_back(MakeRef<AdaptedElement>(element));
-    }
+    ForEachChild(*Node(), [&](IXMLDOMNode& child) {
+      ComPtr<IXMLDOMElement> element = AsElement(&child);
+      if (element != nullptr) elements.push_back(MakeRef<AdaptedElement>(std::move(element)));
+    });
     return elements;
   }
 
   std::u16string Xml() const override { return XmlText(*Node()); }
 
  private:
-  static ComPtr<IXMLDOMNode> FirstChild(IXMLDOMNode& node) {
-    ComPtr<IXMLDOMNode> child;
-    CheckCall(node.get_firstChild(child.GetAddressOf()), &node);
-    return child;
-  }
-
-  static ComPtr<IXMLDOMNode> NextSibling(IXMLDOMNode& node) {
-    ComPtr<IXMLDOMNode> sibling;
-    CheckCall(node.get_nextSibling(sibling.GetAddressOf()), &node);
-    return sibling;
-  }
-
   // The model's own "text" trims blanks, and formulas are kept to the letter.
   static void AppendTextBelow(IXMLDOMNode& node, std::u16string& text) {
     DOMNodeType type = NODE_INVALID;
-    CheckCall(node.get_nodeType(&type), &node);
-    if (type == NODE_TEXT || type == NODE_CDATA_SECTION) {
-      Variant value;
-      CheckCall(node.get_nodeValue(value.Receive()), &node);
-      text += value.Text();
-    }
-    for (ComPtr<IXMLDOMNode> child = FirstChild(node); child != nullptr;
-         child = NextSibling(*child.Get())) {
-      AppendTextBelow(*child.Get(), text);
-    }
+    CheckCall(node.get_nodeType(&type), node);
+    if (type == NODE_TEXT || type == NODE_CDATA_SECTION) text += NodeValueOf(node);
+    ForEachChild(node, [&](IXMLDOMNode& child) { AppendTextBelow(child, text); });
   }
 
   ComPtr<IXMLDOMElement> element_;
@@ -153,30 +126,30 @@ class AdaptedDocument final : public XmlDocument {
 
   Ref<XmlElement> CreateElement(std::u16string_view name) override {
     ComPtr<IXMLDOMElement> element;
-    CheckCall(document_->createElement(Bstr(name), element.GetAddressOf()), document_.Get());
+    CheckCall(document_->createElement(Bstr(name), element.GetAddressOf()), *document_.Get());
     return MakeRef<AdaptedElement>(std::move(element));
   }
 
   void SetRoot(XmlElement& root) override {
-    CheckCall(document_->putref_documentElement(ElementOf(root).Get()), document_.Get());
+    CheckCall(document_->putref_documentElement(ElementOf(root).Get()), *document_.Get());
   }
 
   void LoadText(std::u16string_view text) override {
     VARIANT_BOOL loaded = VARIANT_FALSE;
-    CheckCall(document_->loadXML(Bstr(text), &loaded), document_.Get());
+    CheckCall(document_->loadXML(Bstr(text), &loaded), *document_.Get());
     if (loaded == VARIANT_FALSE) RaiseParseError();
   }
 
   Ref<XmlElement> Root() override {
     ComPtr<IXMLDOMElement> root;
-    CheckCall(document_->get_documentElement(root.GetAddressOf()), document_.Get());
+    CheckCall(document_->get_documentElement(root.GetAddressOf()), *document_.Get());
     return root != nullptr ? MakeRef<AdaptedElement>(std::move(root)) : nullptr;
   }
 
  private:
   [[noreturn]] void RaiseParseError() const {
     ComPtr<IXMLDOMParseError> error;
-    CheckCall(document_->get_parseError(error.GetAddressOf()), document_.Get());
+    CheckCall(document_->get_parseError(error.GetAddressOf()), *document_.Get());
     LONG code = E_FAIL;
     Bstr reason;
     error->get_errorCode(&code);

@@ -1,31 +1,13 @@
 #include "com/host/xml_text.h"
 
 #include <string_view>
-#include <utility>
 
-#include "com/base/errors.h"
-#include "com/base/text.h"
 #include "com/base/variant.h"
+#include "com/host/xml_nodes.h"
 
 namespace ktcom {
 
 namespace {
-
-void CheckCall(HRESULT code, IXMLDOMNode& node) {
-  Check(code, &node, IID_IXMLDOMNode);
-}
-
-std::u16string NameOf(IXMLDOMNode& node) {
-  Bstr name;
-  CheckCall(node.get_nodeName(name.Receive()), node);
-  return name.Text();
-}
-
-std::u16string ValueOf(IXMLDOMNode& node) {
-  Variant value;
-  CheckCall(node.get_nodeValue(value.Receive()), node);
-  return value.Text();
-}
 
 constexpr std::u16string_view kCarriageReturn = u"&#13;";
 
@@ -78,8 +60,8 @@ void AppendAttributes(IXMLDOMNode& element, std::u16string& text) {
   for (LONG i = 0; i < count; ++i) {
     ComPtr<IXMLDOMNode> attribute;
     CheckCall(attributes->get_item(i, attribute.GetAddressOf()), element);
-    text += u" " + NameOf(*attribute.Get()) + u"=\"";
-    AppendEscaped(ValueOf(*attribute.Get()), true, text);
+    text += u" " + NodeNameOf(*attribute.Get()) + u"=\"";
+    AppendEscaped(NodeValueOf(*attribute.Get()), true, text);
     text += u'"';
   }
 }
@@ -87,7 +69,7 @@ void AppendAttributes(IXMLDOMNode& element, std::u16string& text) {
 void AppendChildren(IXMLDOMNode& node, std::u16string& text);
 
 void AppendElement(IXMLDOMNode& element, std::u16string& text) {
-  const std::u16string name = NameOf(element);
+  const std::u16string name = NodeNameOf(element);
   text += u"<" + name;
   AppendAttributes(element, text);
   std::u16string content;
@@ -100,22 +82,15 @@ void AppendNode(IXMLDOMNode& node, std::u16string& text) {
   CheckCall(node.get_nodeType(&type), node);
   switch (type) {
     case NODE_ELEMENT: AppendElement(node, text); return;
-    case NODE_TEXT: AppendEscaped(ValueOf(node), false, text); return;
-    case NODE_CDATA_SECTION: AppendSection(ValueOf(node), text); return;
+    case NODE_TEXT: AppendEscaped(NodeValueOf(node), false, text); return;
+    case NODE_CDATA_SECTION: AppendSection(NodeValueOf(node), text); return;
     case NODE_ENTITY_REFERENCE: AppendChildren(node, text); return;
     default: return;
   }
 }
 
 void AppendChildren(IXMLDOMNode& node, std::u16string& text) {
-  ComPtr<IXMLDOMNode> child;
-  CheckCall(node.get_firstChild(child.GetAddressOf()), node);
-  while (child != nullptr) {
-    AppendNode(*child.Get(), text);
-    ComPtr<IXMLDOMNode> next;
-    CheckCall(child->get_nextSibling(next.GetAddressOf()), *child.Get());
-    child = std::move(next);
-  }
+  ForEachChild(node, [&](IXMLDOMNode& child) { AppendNode(child, text); });
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include "com/notebook/database_objects.h"
 
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "com/notebook/object_shell.h"

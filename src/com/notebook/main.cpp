@@ -2,8 +2,11 @@
 #include <fcntl.h>
 #include <io.h>
 #include <iostream>
-#include <windows.h>
+#include <string>
+#include <vector>
 
+#include "com/base/text.h"
+#include "com/base/windows_headers.h"
 #include "com/notebook/component_session.h"
 #include "notebook/command_line.h"
 #include "notebook/utf.h"
@@ -39,8 +42,7 @@ bool IsTerminal(DWORD standard_handle) {
 std::vector<std::string> Utf8Arguments(int count, wchar_t** arguments) {
   std::vector<std::string> texts;
   for (int i = 1; i < count; ++i) {
-    const std::wstring_view wide = arguments[i];
-    texts.push_back(ktnotebook::ToStoredUtf8(std::u16string(wide.begin(), wide.end())));
+    texts.push_back(ktnotebook::ToStoredUtf8(ktcom::Narrow(arguments[i])));
   }
   return texts;
 }

@@ -1,7 +1,7 @@
 #include <array>
 #include <io.h>
-#include <windows.h>
 
+#include "com/base/windows_headers.h"
 #include "notebook/operating_system.h"
 
 namespace ktnotebook {

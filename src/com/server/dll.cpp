@@ -1,6 +1,7 @@
 // The server's entry points.
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "com/base/errors.h"
 #include "com/base/module.h"
@@ -19,11 +20,7 @@ namespace {
 // The entry points are no object's members, but fail like them.
 template <typename Body>
 HRESULT Guarded(Body&& body) noexcept {
-  try {
-    return body();
-  } catch (...) {
-    return ktcom::ReportCurrentException(GUID_NULL);
-  }
+  return ktcom::Guarded(GUID_NULL, std::forward<Body>(body));
 }
 
 HRESULT Install(bool install, ktcom::RegistrationScope scope) noexcept {
@@ -54,7 +51,9 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID interface_id, void** object) 
 }
 
 STDAPI DllCanUnloadNow() {
-  return ktcom::IsModuleInUse() ? S_FALSE : S_OK;
+  if (ktcom::IsModuleInUse()) return S_FALSE;
+  ktcom::ForgetTypeInfo();
+  return S_OK;
 }
 
 STDAPI DllRegisterServer() {
@@ -76,6 +75,7 @@ STDAPI DllInstall(BOOL install, PCWSTR command) {
 // The classes with living objects as "label: count" lines, "" for none; the caller frees the text.
 STDAPI KtLeakCheckReport(BSTR* report) {
   if (report == nullptr) return E_POINTER;
+  *report = nullptr;
   return Guarded([&] {
     const std::string lines = ktformula::KtLeakCheck::Report();
     *report = ktcom::Bstr(std::u16string(lines.begin(), lines.end())).Detach();

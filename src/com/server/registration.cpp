@@ -90,10 +90,7 @@ class ClassesKey {
   }
 
  private:
-  static std::wstring Path(const Text& key) {
-    const Text path = Join(kClassesRoot, key);
-    return {path.begin(), path.end()};
-  }
+  static std::wstring Path(const Text& key) { return ToWide(Join(kClassesRoot, key)); }
 
   HKEY root_;
 };

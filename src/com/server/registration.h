@@ -1,4 +1,7 @@
 // What the system's registry knows of the component: classes, type libraries and interfaces.
+//
+// This room holds what makes the component a DLL: registration, class factories and, in dll.cpp,
+// the entry points.
 #pragma once
 
 namespace ktcom {
