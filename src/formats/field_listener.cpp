@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::u16string_view kElementName = u"fieldListener";
 
-// All classes of field listeners report failures of these two members under one name.
-constexpr std::u16string_view kSetDataMember = u"FormulaListener.SetData";
-constexpr std::u16string_view kSaveMember = u"FormulaListener.IKtObject_Save";
-
 std::int16_t ToPosition(double position) {
   const std::int32_t rounded = RoundToInteger(position);
   if (rounded < std::numeric_limits<std::int16_t>::min() ||
@@ -36,7 +32,7 @@ std::int16_t ToPosition(double position) {
 
 void FieldListener::Initialize(Ref<HostFramework> framework, Ref<OwnerCollection> owner,
                                Ref<HostService> service) {
-  WithCallPath(std::u16string(class_name_) + u".IKtFieldListener_Initialize", [&] {
+  WithCallPath(InitializeMember(), [&] {
     framework_ = std::move(framework);
     owner_ = std::move(owner);
     service_ = std::move(service);
@@ -93,6 +89,10 @@ std::u16string FieldListener::OwnDescription() const {
   return u"Field Listener \"" + name_ + u"\"";
 }
 
+std::u16string FieldListener::KnownDescription() {
+  return owner_ ? Description(0) : OwnDescription();
+}
+
 std::u16string FieldListener::Description(int flag) {
   return OwnDescription() + u" of " + Owner().Description(flag);
 }
@@ -132,11 +132,11 @@ Ref<XmlElement> FieldListener::ReferenceElement(XmlNode& node) {
 }
 
 void FieldListener::ResolveType(std::u16string_view type_name, HostObject*) {
-  RaiseUnresolved(u"FormulaListener.IKtObject_ResolveType", type_name, Description(0));
+  RaiseUnresolved(u"FormulaListener.IKtObject_ResolveType", type_name, KnownDescription());
 }
 
 void FieldListener::ResolveObject(HostObject*, std::u16string_view type_name) {
-  RaiseUnresolved(u"FormulaListener.IKtObject_ResolveObject", type_name, Description(0));
+  RaiseUnresolved(u"FormulaListener.IKtObject_ResolveObject", type_name, KnownDescription());
 }
 
 void FieldListener::Refresh() {

@@ -60,9 +60,17 @@ class FieldListener : public IKtFieldListener,
   Ref<HostObject> Execute(XmlNode& command, HostObject* object) final;
 
   void Store(HostObject& target) final;
-  void MarkStored(HostObject&) final { saved_ = true; }
+  void MarkStored(HostObject*) final { saved_ = true; }
 
   void SetData(std::u16string_view data_type, HostObject* data_value) final;
+
+  // The members whose errors get the member's name in front of their source. All classes of field
+  // listeners have one name for two of them.
+  static constexpr std::u16string_view kSetDataMember = u"FormulaListener.SetData";
+  static constexpr std::u16string_view kSaveMember = u"FormulaListener.IKtObject_Save";
+  std::u16string InitializeMember() const {
+    return std::u16string(class_name_) + u".IKtFieldListener_Initialize";
+  }
 
   // Whether the host has stored or taken over the present name, program identifier and position.
   bool IsSaved() const noexcept { return saved_; }
@@ -91,6 +99,8 @@ class FieldListener : public IKtFieldListener,
   OwnerCollection& Owner() const;
   const Ref<HostService>& Service() const noexcept { return service_; }
 
+  // The listener in words, with its owner as long as it has one.
+  std::u16string KnownDescription();
   // The listener in words, without its owner.
   std::u16string OwnDescription() const;
 

@@ -1,6 +1,7 @@
 #include "formats/format_listener.h"
 
 #include "formats/display_pattern.h"
+#include "values/raised_error.h"
 
 namespace ktformula {
 
@@ -12,6 +13,7 @@ void FormatListener::SetGridCellValue(GridControl& GridCtl, TableCell& gc, doubl
                                       std::u16string_view format, std::int16_t ExaminedSigDig,
                                       const ExaminedUnitsMap& ExaminedUnits) {
   const Ref<ELNProperty> property = gc.Property();
+  if (!property) Raise(RuntimeError::kObjectNotSet);
   const Ref<UnitCatalogue> units = Framework().Units();
   if (format == u"%") {
     GridCtl.SetValue(gc, Value, DisplayPattern(Value, ExaminedSigDig, u"%", *property, *units),

@@ -29,7 +29,8 @@ struct EvaluationContext {
 inline constexpr int kMaximumEvaluationDepth = 2200;
 
 // Evaluation on this thread shall not use the stack, which grows towards lower addresses, beyond
-// this one: what would raises kComponentError instead. nullptr for no such end, as in the beginning.
+// this one: what would raises kComponentError instead. nullptr for no such end, as in the
+// beginning.
 void SetEvaluationStackEnd(const void* end) noexcept;
 
 // Evaluates the layer into `target`. Raises kComponentError for what is no formula, error 9 for a

@@ -1,5 +1,8 @@
 #include "formula/function_registry.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "values/dictionary.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -35,7 +38,8 @@ FunctionRegistry::FunctionRegistry() : functions_(std::make_unique<OwnFunctionDi
 
 void FunctionRegistry::Register(std::u16string_view key,
                                 std::shared_ptr<IKtFormulaFunction> function) {
-  if (!functions_->Add(key, std::move(function))) Raise(RuntimeError::kInvalidProcedureCall);
+  if (!functions_->Add(key, function)) Raise(RuntimeError::kInvalidProcedureCall);
+  registered_.push_back(std::move(function));
 }
 
 void FunctionRegistry::RegisterAll(std::span<const FunctionClass> classes, NamedValues& listener) {
@@ -68,10 +72,17 @@ void FunctionRegistry::Terminate() {
     } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
     }
   };
-  regardless([&] {
-    for (const auto& function : functions_->Items())
-      regardless([&] { function->Terminate(); });
-  });
+  std::vector<std::shared_ptr<IKtFormulaFunction>> functions;
+  regardless([&] { functions = functions_->Items(); });
+  const auto is_listed = [&](const auto& registered) {
+    return std::any_of(functions.begin(), functions.end(),
+                       [&](const auto& listed) { return listed.get() == registered.get(); });
+  };
+  for (auto& registered : std::exchange(registered_, {})) {
+    if (!is_listed(registered)) functions.push_back(std::move(registered));
+  }
+  for (const auto& function : functions)
+    regardless([&] { function->Terminate(); });
   regardless([&] { functions_->Clear(); });
 }
 

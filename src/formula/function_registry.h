@@ -54,12 +54,14 @@ class FunctionRegistry {
   // The same, but raises kComponentError for an unknown name.
   std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const;
 
-  // Calls Terminate on every function, in the order of registration, and forgets them all. What
-  // one of them, or the table, raises is dropped.
+  // Calls Terminate on every function in the table, in its order, then on those that were
+  // registered and stand there no more; and forgets them all. What one of them, or the table,
+  // raises is dropped.
   void Terminate();
 
  private:
   std::unique_ptr<FunctionDictionary> functions_;
+  std::vector<std::shared_ptr<IKtFormulaFunction>> registered_;
 };
 
 }  // namespace ktformula

@@ -22,6 +22,7 @@ class FunctionBase : public IKtFormulaFunction {
   // `sco` is the object that the whole formula is computed for.
   void Evaluate(CellValue& target, const LayerItem& argument, ELNProperty* property,
                 NotebookObject* context, NotebookObject* sco) const {
+    const Ref<HostObject> keep_alive = listener_ != nullptr ? listener_->KeepAlive() : nullptr;
     EvaluateArgument(target, argument, {property, context, sco, listener_});
   }
 

@@ -90,7 +90,7 @@ class IKtConfigurationObject : public virtual HostObject {
   // Hands the listener to the host's configuration helper unless it is saved already.
   virtual void Store(HostObject& target) = 0;
   // The host has taken the configuration over.
-  virtual void MarkStored(HostObject& target) = 0;
+  virtual void MarkStored(HostObject* target) = 0;
 };
 
 // An object that takes its settings and its configuration from what the host has kept.

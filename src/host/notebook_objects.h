@@ -92,6 +92,7 @@ class TableCell : public NotebookObject {
  public:
   NotebookObjectKind Kind() const noexcept final { return NotebookObjectKind::kTableCell; }
 
+  // Empty for a cell whose kind of value is not known.
   virtual Ref<ELNProperty> Property() const = 0;
   virtual Ref<TableRow> Row() const = 0;
   virtual std::u16string Text() const = 0;

@@ -59,7 +59,7 @@ class FormulaListener::Pass {
       : listener_(listener),
         keep_alive_(&listener),
         owner_(&listener.Owner()),
-        units_(listener.Framework().Units()),
+        framework_(&listener.Framework()),
         table_(owner_->WatchedField()->AsTable()),
         outer_(std::exchange(listener.pass_, this)) {}
   Pass(const Pass&) = delete;
@@ -165,7 +165,7 @@ class FormulaListener::Pass {
       WriteError(grid, cell, DescriptionOf(RuntimeError::kOverflow));
       return;
     }
-    if (!entered_) entered_ = ExamineEnteredValues(*owner_, *units_);
+    if (!entered_) entered_ = ExamineEnteredValues(*owner_, *framework_->Units());
     try {
       format.SetGridCellValue(grid, cell, value.MinNumber(), formula.StringFormat,
                               entered_->ExaminedSigDig, entered_->ExaminedUnits);
@@ -198,7 +198,7 @@ class FormulaListener::Pass {
   FormulaListener& listener_;
   Ref<HostObject> keep_alive_;
   Ref<OwnerCollection> owner_;
-  Ref<UnitCatalogue> units_;
+  Ref<HostFramework> framework_;
   Ref<Table> table_;
   // Set last: when one of the host's calls above fails, the listener never hears of this pass.
   Pass* outer_;

@@ -38,7 +38,10 @@ class FormulaListener final : public FieldListener,
   // are kept in `dictionary` when the host has one, else in a table of the listener's own.
   explicit FormulaListener(std::span<const FunctionClass> functions,
                            std::unique_ptr<FunctionDictionary> dictionary = nullptr);
-  ~FormulaListener() override { Terminate(); }
+  ~FormulaListener() override {
+    ending_ = true;
+    Terminate();
+  }
 
   std::u16string TypeName() const override { return u"FormulaListener"; }
   void TableNotification(NotificationSource& source, HostObject* detail) override {
@@ -57,6 +60,7 @@ class FormulaListener final : public FieldListener,
   // The value of the definition, evaluated once for each pass. What it raises, or its referring to
   // itself, makes it an error value. nullptr outside a pass too.
   const CellValue* DefinedValue(std::u16string_view Name) override;
+  Ref<HostObject> KeepAlive() override { return ending_ ? nullptr : Object(); }
 
   // Parses a formula; see formula/token_tree.h for what it raises.
   std::shared_ptr<const TokenTree> MakeTokenTree(std::u16string_view formula) const;
@@ -98,6 +102,8 @@ class FormulaListener final : public FieldListener,
   FunctionRegistry registry_;
   FormulaConfiguration configuration_;
   std::u16string result_format_;
+  // Nothing keeps a listener from then on, not even a function that its host calls meanwhile.
+  bool ending_ = false;
   // The pass under way; passes nest when the host notifies from within one.
   Pass* pass_ = nullptr;
 };

@@ -63,7 +63,7 @@ class ListenerStore final : public ktformula::ConfigurationHelper {
   void Store(ktformula::IKtConfigurationObject& object, ktformula::HostObject& target) override {
     auto* const stored = dynamic_cast<ktformula::IKtObject*>(&object);
     if (stored != nullptr) framework_->RequestSave(*stored, u"");
-    object.MarkStored(target);
+    object.MarkStored(&target);
   }
 
  private:

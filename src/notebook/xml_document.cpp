@@ -8,6 +8,7 @@
 #include "notebook/utf.h"
 #include "values/raised_error.h"
 #include "values/text.h"
+#include "values/xml_text.h"
 
 namespace ktnotebook {
 
@@ -76,7 +77,7 @@ class NotebookXmlElement final : public ktformula::XmlElement {
     NotebookXmlDocument::SetAttribute(node_, ToStoredUtf8(name).c_str(), value);
   }
   void AppendCData(std::u16string_view text) override {
-    ktnotebook::CheckXmlText(text);
+    ktformula::CheckXmlText(text);
     // A carriage return survives only as a character reference, which a section can not hold.
     bool is_first = true;
     for (const std::u16string_view piece : ktformula::Split(text, u'\r')) {
@@ -102,20 +103,6 @@ class NotebookXmlElement final : public ktformula::XmlElement {
   pugi::xml_node node_;
 };
 
-bool IsXmlCharacter(char16_t unit) {
-  if (unit < 0x20) return unit == u'\t' || unit == u'\n' || unit == u'\r';
-  return unit < 0xFFFE;
-}
-
-std::string CodeOf(char16_t unit) {
-  std::ostringstream code;
-  code << "U+" << std::hex << std::uppercase;
-  code.width(4);
-  code.fill('0');
-  code << static_cast<unsigned>(unit);
-  return code.str();
-}
-
 }  // namespace
 
 void CheckWellFormed(std::string_view utf8) {
@@ -139,22 +126,6 @@ void CheckWellFormed(std::string_view utf8) {
     const std::string reason =
         state.refusal.empty() ? XML_ErrorString(XML_GetErrorCode(parser.get())) : state.refusal;
     throw XmlError(XML_GetCurrentLineNumber(parser.get()), reason);
-  }
-}
-
-void CheckXmlText(std::u16string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t unit = text[i];
-    const bool is_high = unit >= 0xD800 && unit < 0xDC00;
-    const bool has_low = i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
-    if (is_high && has_low) {
-      ++i;
-      continue;
-    }
-    if (IsXmlCharacter(unit) && !(unit >= 0xD800 && unit < 0xE000)) continue;
-    ktformula::Raise(u"XmlElement", u"the text contains the character " +
-                                        ktformula::Widen(CodeOf(unit)) +
-                                        u", which XML can not hold");
   }
 }
 
@@ -203,14 +174,14 @@ Ref<ktformula::XmlElement> NotebookXmlDocument::Wrap(pugi::xml_node node) {
 
 void NotebookXmlDocument::SetAttribute(pugi::xml_node node, const char* name,
                                        std::u16string_view value) {
-  CheckXmlText(value);
+  ktformula::CheckXmlText(value);
   pugi::xml_attribute attribute = node.attribute(name);
   if (attribute.empty()) attribute = node.append_attribute(name);
   attribute.set_value(ToStoredUtf8(value).c_str());
 }
 
 void NotebookXmlDocument::AppendText(pugi::xml_node node, std::u16string_view text) {
-  CheckXmlText(text);
+  ktformula::CheckXmlText(text);
   node.append_child(pugi::node_pcdata).set_value(ToStoredUtf8(text).c_str());
 }
 

@@ -32,9 +32,6 @@ class XmlError : public NotebookError {
 // most kMaximumXmlDepth elements. External entities are never read.
 void CheckWellFormed(std::string_view utf8);
 
-// Raises kComponentError for a text with characters that XML 1.0 has no way to write.
-void CheckXmlText(std::u16string_view text);
-
 // The line, counted from 1, of a node of a document that was parsed from `utf8`.
 std::uint64_t LineOf(const pugi::xml_node& node, std::string_view utf8);
 
@@ -54,7 +51,7 @@ class NotebookXmlDocument final : public ktformula::XmlDocument {
   pugi::xml_node RootNode() const noexcept { return root_; }
   // The element of one of this document's nodes.
   ktformula::Ref<ktformula::XmlElement> Wrap(pugi::xml_node node);
-  // Both raise what CheckXmlText raises.
+  // Both raise what ktformula::CheckXmlText raises.
   static void SetAttribute(pugi::xml_node node, const char* name, std::u16string_view value);
   static void AppendText(pugi::xml_node node, std::u16string_view text);
   // All character data below the node, joined.

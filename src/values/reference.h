@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/ref.h"
+
 namespace ktformula {
 
 class CellValue;
@@ -14,6 +16,8 @@ class NamedValues {
  public:
   // The value of this name, nullptr when there is none. Valid until the pass ends.
   virtual const CellValue* DefinedValue(std::u16string_view Name) = 0;
+  // Whoever evaluates holds this, so that the values outlive what hosts do meanwhile; may be empty.
+  virtual Ref<HostObject> KeepAlive() { return nullptr; }
 
  protected:
   ~NamedValues() = default;

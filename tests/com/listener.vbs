@@ -80,7 +80,8 @@ Set listener = CreateObject("KtFormula9.FormulaListener")
 Expect "no functions before Initialize", 0, listener.FormulaFunctions.Count
 On Error Resume Next
 listener.Initialize Nothing, Nothing, Nothing
-Expect "Initialize without a host", "91 KtFormula9: Object variable not set", TakeError()
+Expect "Initialize without a host",  _
+       "91 FormulaListener.IKtFieldListener_Initialize/KtFormula9: Object variable not set", TakeError()
 listener.Recalculate New Owner, Nothing
 Expect "Recalculate before Initialize", "91 KtFormula9: Object variable not set", TakeError()
 On Error GoTo 0

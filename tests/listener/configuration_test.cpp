@@ -230,7 +230,7 @@ TEST_F(ConfigurationTest, ChangesOfSettingsClearSavedFlag) {
   };
   const auto target = MakeRef<FakeService>();
   for (const Row& row : rows) {
-    listener->MarkStored(*target);
+    listener->MarkStored(target.get());
     framework->calls.clear();
     row.change();
     EXPECT_EQ(listener->IsSaved(), row.saved);

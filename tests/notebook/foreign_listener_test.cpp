@@ -92,7 +92,7 @@ class ForeignListener final : public IKtFieldListener,
     return far_->Execute(command, object);
   }
   void Store(HostObject& target) override { framework_->Configuration()->Store(*this, target); }
-  void MarkStored(HostObject& target) override { far_->MarkStored(target); }
+  void MarkStored(HostObject* target) override { far_->MarkStored(target); }
 
   void SetData(std::u16string_view data_type, HostObject* data_value) override {
     const auto* element = dynamic_cast<XmlElement*>(data_value);

@@ -97,7 +97,8 @@ HRESULT Report(REFIID interface_id, const RaisedError& error) {
 
 HRESULT ToFailureCode(std::int32_t number) noexcept {
   if (number < 0) return number;
-  if (number == 0) return E_FAIL;
+  // There is no room for others.
+  if (number == 0 || number > 0xFFFF) return E_FAIL;
   return static_cast<HRESULT>(kControlErrors | (static_cast<std::uint32_t>(number) & 0xFFFFU));
 }
 

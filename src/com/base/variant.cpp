@@ -80,7 +80,7 @@ bool Variant::Boolean() const {
 
 ComPtr<IDispatch> Variant::Object() const {
   if (value_.vt == VT_DISPATCH) return value_.pdispVal;
-  if (value_.vt == VT_EMPTY) return nullptr;
+  if (IsNull()) return nullptr;
   if (value_.vt != VT_UNKNOWN) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
   ComPtr<IDispatch> object;
   if (value_.punkVal != nullptr) {

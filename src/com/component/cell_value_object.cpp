@@ -150,7 +150,7 @@ HRESULT CellValueObject::ReferenceValue(BSTR ReferenceText, IDispatch* sco, IDis
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(sco);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(thisObject);
     NamedValuesArgument listener(FormulaListener);
-    value_.ReferenceValue(View(ReferenceText), anchor.get(), own.get(), listener.Get());
+    value_.ReferenceValue(View(ReferenceText), anchor.get(), own.get(), &listener);
   });
 }
 

@@ -67,9 +67,8 @@ class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
   HRESULT STDMETHODCALLTYPE Initialize(IDispatch* listener) noexcept override {
     return Answer([&] {
       if (listener == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
-      auto argument = std::make_unique<NamedValuesArgument>(listener);
-      function_->Initialize(*argument->Get());
-      listener_ = std::move(argument);
+      listener_.Take(listener);
+      function_->Initialize(listener_);
     });
   }
   HRESULT STDMETHODCALLTYPE ComputeValue(IDispatch* args, IDispatch* sco,
@@ -84,14 +83,14 @@ class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
   HRESULT STDMETHODCALLTYPE Terminate() noexcept override {
     return Answer([&] {
       function_->Terminate();
-      listener_ = nullptr;
+      listener_.Take(nullptr);
     });
   }
 
  private:
   FunctionPointer function_;
   // Whoever initialised a function that belongs to no listener of the component.
-  std::unique_ptr<NamedValuesArgument> listener_;
+  NamedValuesArgument listener_;
 };
 
 // Ends the use of a call's tokens.

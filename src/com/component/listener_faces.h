@@ -46,10 +46,13 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE Initialize(IDispatch* framework, IDispatch* owner,
                                        IDispatch* service) noexcept final {
     return this->Answer([&] {
-      UseLocaleOf(framework);
-      Engine().Initialize(AdaptRequired<ForeignFramework>(framework),
-                          AdaptRequired<ForeignOwnerCollection>(owner),
-                          Adapt<ForeignHostService>(service));
+      // Faulty arguments are the member's errors too.
+      const auto adapted = ktformula::WithCallPath(Engine().InitializeMember(), [&] {
+        UseLocaleOf(framework);
+        return std::pair(AdaptRequired<ForeignFramework>(framework),
+                         AdaptRequired<ForeignOwnerCollection>(owner));
+      });
+      Engine().Initialize(adapted.first, adapted.second, Adapt<ForeignHostService>(service));
     });
   }
   HRESULT STDMETHODCALLTYPE Create(IDispatch* field, IDispatch* database, BSTR name,
@@ -120,7 +123,12 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
     return this->Give(text, [&] { return Engine().Description(flag); });
   }
   HRESULT STDMETHODCALLTYPE Save(IDispatch* database) noexcept final {
-    return this->Answer([&] { Engine().Save(*AdaptRequired<ForeignDatabaseAccess>(database)); });
+    return this->Answer([&] {
+      const auto adapted = ktformula::WithCallPath(ktformula::FieldListener::kSaveMember, [&] {
+        return AdaptRequired<ForeignDatabaseAccess>(database);
+      });
+      Engine().Save(*adapted);
+    });
   }
   HRESULT STDMETHODCALLTYPE Export(IUnknown* node, BSTR mode) noexcept final {
     return this->Answer([&] { Engine().Export(*RequiredNode(node), View(mode)); });
@@ -170,13 +178,16 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
     return this->Answer([&] { Engine().Store(*AdaptRequired<ForeignOtherObject>(target)); });
   }
   HRESULT STDMETHODCALLTYPE MarkStored(IDispatch* target) noexcept final {
-    return this->Answer([&] { Engine().MarkStored(*AdaptRequired<ForeignOtherObject>(target)); });
+    return this->Answer([&] { Engine().MarkStored(AnyObject(target).get()); });
   }
 
   // IKtListenerData
   HRESULT STDMETHODCALLTYPE SetData(BSTR dataType, VARIANT dataValue) noexcept final {
-    return this->Answer(
-        [&] { Engine().SetData(View(dataType), AdaptListenerData(dataValue).get()); });
+    return this->Answer([&] {
+      const auto adapted = ktformula::WithCallPath(ktformula::FieldListener::kSetDataMember,
+                                                   [&] { return AdaptListenerData(dataValue); });
+      Engine().SetData(View(dataType), adapted.get());
+    });
   }
 
  protected:

@@ -4,17 +4,22 @@
 
 namespace ktcom {
 
-NamedValuesArgument::NamedValuesArgument(IDispatch* listener)
-    : listener_(listener), own_(NativeOf<ktformula::NamedValues>(listener)) {}
-
-ktformula::NamedValues* NamedValuesArgument::Get() noexcept {
-  if (own_ != nullptr) return own_;
-  return listener_ ? this : nullptr;
+void NamedValuesArgument::Take(IDispatch* listener) {
+  // The one before may let go of much when it goes; nothing here depends on it any more then.
+  ComPtr<IDispatch> former(listener);
+  former.Swap(listener_);
 }
 
 const ktformula::CellValue* NamedValuesArgument::DefinedValue(std::u16string_view Name) {
-  const auto answer = listener_.Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
-      u"DefinedValue", Name);
+  // It may be taken away while it answers.
+  const ComPtr<IDispatch> listener = listener_;
+  if (listener == nullptr) return nullptr;
+  if (auto* const own = NativeOf<ktformula::NamedValues>(listener.Get())) {
+    return own->DefinedValue(Name);
+  }
+  const auto answer = HostPointer<IKtFormulaListener>(listener.Get())
+                          .Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
+                              u"DefinedValue", Name);
   if (!answer) return nullptr;
   const auto kept =
       answers_.insert_or_assign(std::u16string(Name), CellValueArgument(answer.Dispatch()));

@@ -14,21 +14,21 @@
 
 namespace ktcom {
 
-class NamedValuesArgument final : private ktformula::NamedValues {
+// Passes the question on, and may change whom it asks while an answer is under way.
+class NamedValuesArgument final : public ktformula::NamedValues {
  public:
-  // Keeps the object; Nothing has no values.
-  explicit NamedValuesArgument(IDispatch* listener);
+  NamedValuesArgument() = default;
+  explicit NamedValuesArgument(IDispatch* listener) { Take(listener); }
   NamedValuesArgument(const NamedValuesArgument&) = delete;
   NamedValuesArgument& operator=(const NamedValuesArgument&) = delete;
 
-  // nullptr for Nothing. Valid as long as this object.
-  ktformula::NamedValues* Get() noexcept;
+  // Asks this listener from now on, and keeps it; Nothing has no values.
+  void Take(IDispatch* listener);
 
- private:
   const ktformula::CellValue* DefinedValue(std::u16string_view Name) override;
 
-  HostPointer<IKtFormulaListener> listener_;
-  ktformula::NamedValues* own_ = nullptr;
+ private:
+  ComPtr<IDispatch> listener_;
   // What the host's own listener has answered last for each name.
   std::map<std::u16string, ktformula::CellValue, std::less<>> answers_;
 };

@@ -152,7 +152,7 @@ class ForeignListener : public ForeignObject<FieldListenerFaces, ::IKtFieldListe
   void Store(HostObject& target) override {
     configuration_.Call<void, &::IKtConfigurationObject::Store>(u"Store", ToDispatch(target).Get());
   }
-  void MarkStored(HostObject& target) override {
+  void MarkStored(HostObject* target) override {
     configuration_.Call<void, &::IKtConfigurationObject::MarkStored>(u"MarkStored",
                                                                      ToDispatch(target).Get());
   }

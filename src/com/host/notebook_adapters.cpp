@@ -127,7 +127,7 @@ Ref<NotebookObject> ForeignPropertyScope::ValueObject(NotebookObject& holder) {
 }
 
 Ref<ktformula::ELNProperty> ForeignTableCell::Property() const {
-  return WrapRequired<ForeignELNProperty, &IKtTableCell::get_ELNProperty>(u"ELNProperty");
+  return Wrap<ForeignELNProperty, &IKtTableCell::get_ELNProperty>(u"ELNProperty");
 }
 Ref<ktformula::TableRow> ForeignTableCell::Row() const {
   return WrapRequired<ForeignTableRow, &IKtTableCell::get_Row>(u"Row");

@@ -7,6 +7,7 @@
 #include "com/host/xml_nodes.h"
 #include "com/host/xml_text.h"
 #include "values/raised_error.h"
+#include "values/xml_text.h"
 
 namespace ktcom {
 
@@ -78,10 +79,12 @@ class AdaptedElement final : public AdaptedNode<XmlElement> {
   }
 
   void SetAttribute(std::u16string_view name, std::u16string_view value) override {
+    ktformula::CheckXmlText(value);
     CheckCall(element_->setAttribute(Bstr(name), Variant(value).Get()), *Node());
   }
 
   void AppendCData(std::u16string_view text) override {
+    ktformula::CheckXmlText(text);
     ComPtr<IXMLDOMDocument> document;
     ComPtr<IXMLDOMCDATASection> section;
     CheckCall(element_->get_ownerDocument(document.GetAddressOf()), *Node());
