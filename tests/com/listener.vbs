@@ -243,4 +243,23 @@ For Each key In Array("X", 5, New Owner)
   listener.FormulaFunctions.Add key, 5
   Set listener = Nothing
 Next
+
+' A function that its host has taken out and kept is told of the listener's end like the others.
+Dim sum, layer, argument, result
+Set listener = CreateObject("KtFormula9.FormulaListener")
+listener.Initialize New Framework, New Owner, Nothing
+Set sum = listener.FormulaFunction("SUM")
+Set layer = listener.MakeTokenTree("SUM([a], [b], [c] = 1)").Item(2)
+Set argument = listener.MakeTokenTree("IF(1 = 1, 2, 3)")
+Set double = listener.FormulaFunction("IF")
+listener.FormulaFunctions.RemoveAll
+Set listener = Nothing
+Set result = CreateObject("KtFormula9.CellValue")
+double.ComputeValue argument.Item(2), Nothing, result
+Expect "IF without its listener", "number 2..2", Show(result)
+On Error Resume Next
+sum.ComputeValue layer, Nothing, result
+Expect "SUM without its listener", True, Err.Number <> 0 Or result.CellValueType = 1
+Err.Clear
+On Error GoTo 0
 Finish
