@@ -14,8 +14,12 @@ namespace ktformula {
 Ref<Unit> DisplayUnit(const ELNProperty& property, std::u16string_view unit_name,
                       UnitCatalogue& units);
 
+// The value, in base units, as a number of this unit or, without one, as the percentage that the
+// unit name "%" asks for. Raises DisplayOverflow where that is not finite.
+double ShownNumber(double value, const Ref<Unit>& unit, std::u16string_view unit_name);
+
 // The pattern for a value, in base units, with so many significant digits. The unit name "%" asks
-// for a percentage where values carry no units. Raises error 6 for a value that is not finite.
+// for a percentage where values carry no units. Raises DisplayOverflow.
 std::u16string DisplayPattern(double value, std::int16_t digits, std::u16string_view unit_name,
                               const ELNProperty& property, UnitCatalogue& units);
 

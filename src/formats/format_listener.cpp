@@ -5,6 +5,10 @@
 
 namespace ktformula {
 
+DisplayOverflow::DisplayOverflow()
+    : RaisedError(static_cast<std::int32_t>(RuntimeError::kOverflow), u"KtFormula9",
+                  DescriptionOf(RuntimeError::kOverflow)) {}
+
 void FormatListener::EditProperties() {
   Framework().ShowMessage(u"The field listener \"" + Name() + u"\" has no properties");
 }

@@ -41,12 +41,6 @@ const std::unordered_map<std::u16string_view, std::u16string_view>& NextSmallerU
   return units;
 }
 
-// The value as a number of this unit, or as the percentage that the unit name asks for.
-double ShownNumber(double value, const Ref<Unit>& unit, std::u16string_view unit_name) {
-  if (unit) return unit->FromBase(value);
-  return unit_name == u"%" ? value * 100 : value;
-}
-
 // Below this a number is small.
 constexpr double kSmall = 0.011;
 
@@ -87,7 +81,7 @@ FormatListener::Display MinDigitFormulaFormat::ChooseDisplay(double value,
     if (next == NextSmallerUnits().end()) break;
     unit_name = next->second;
     unit = DisplayUnit(property, unit_name, units);
-    shown = unit->FromBase(value);
+    shown = ShownNumber(value, unit, unit_name);
   }
   return {std::u16string(MagnitudePattern(std::abs(shown))), std::u16string(unit_name)};
 }

@@ -38,13 +38,17 @@ std::u16string Quoted(std::u16string_view before, const FormulaToken& token,
   RaiseQuoted(source, u"the string", token, u"is not recognized");
 }
 
-// How deep the evaluation on this thread is, and how deep it may reach into the stack. A host may
-// have listeners in several threads, each on its own.
+// How deep the evaluation on this thread is, and how deep it may reach into the stack.
 struct EvaluationDepth {
   int layers = 0;
   std::uintptr_t stack_end = 0;
+  std::uint64_t refusals = 0;
+  int foreign_calls = 0;
 };
 thread_local EvaluationDepth depth;
+
+// Enough of the stack for a formula that people write, and what it calls.
+constexpr std::uintptr_t kRoom = std::uintptr_t{256} * 1024;
 
 // Counts the layers under evaluation.
 class DepthGuard {
@@ -62,6 +66,7 @@ class DepthGuard {
 
  private:
   [[noreturn, gnu::noinline]] static void RaiseTooDeep() {
+    ++depth.refusals;
     Raise(kLoopSource, u"the formula is nested too deeply");
   }
 
@@ -250,6 +255,27 @@ void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& 
 
 void SetEvaluationStackEnd(const void* end) noexcept {
   depth.stack_end = reinterpret_cast<std::uintptr_t>(end);
+}
+
+bool EvaluationHasRoom() noexcept {
+  const char here = 0;
+  return depth.layers < kMaximumEvaluationDepth / 2 &&
+         reinterpret_cast<std::uintptr_t>(&here) > depth.stack_end + kRoom;
+}
+
+std::uint64_t EvaluationRefusals() noexcept {
+  return depth.refusals;
+}
+
+ForeignCall::ForeignCall() noexcept {
+  ++depth.foreign_calls;
+}
+ForeignCall::~ForeignCall() {
+  --depth.foreign_calls;
+}
+
+int ForeignCallsUnderWay() noexcept {
+  return depth.foreign_calls;
 }
 
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,

@@ -4,6 +4,8 @@
 // upward as its value.
 #pragma once
 
+#include <cstdint>
+
 #include "formula/token_tree.h"
 #include "host/notebook_objects.h"
 #include "values/cell_value.h"
@@ -23,15 +25,37 @@ struct EvaluationContext {
   NamedValues* listener = nullptr;
 };
 
+// Evaluation belongs to a thread: how deep it is, where its stack ends and what follows below are
+// each thread's own, so that listeners in several threads know nothing of one another.
+
 // Layers that may be under evaluation at once, definitions and functions included. It is beyond
-// what kMaximumNesting parentheses can make with all six operator levels between each two, and
-// keeps a chain of definitions from using up the stack.
+// what kMaximumNesting parentheses can make with all six operator levels between each two. What
+// would go deeper is refused: kComponentError is raised.
 inline constexpr int kMaximumEvaluationDepth = 2200;
 
-// Evaluation on this thread shall not use the stack, which grows towards lower addresses, beyond
-// this one: what would raises kComponentError instead. nullptr for no such end, as in the
-// beginning.
+// Evaluation shall not use the stack, which grows towards lower addresses, beyond this one: what
+// would is refused. nullptr for no such end, as in the beginning.
 void SetEvaluationStackEnd(const void* end) noexcept;
+
+// Whether what is evaluated from here on has half of the layers, and a good part of the stack,
+// left.
+bool EvaluationHasRoom() noexcept;
+
+// How often evaluation was refused so far. What comes of a refusal says something about the
+// evaluation under way and nothing about the formula.
+std::uint64_t EvaluationRefusals() noexcept;
+
+// Stands for a call that has come in from foreign code, such as a host's function: no exception but
+// RaisedError finds its way out through it.
+class ForeignCall {
+ public:
+  ForeignCall() noexcept;
+  ForeignCall(const ForeignCall&) = delete;
+  ForeignCall& operator=(const ForeignCall&) = delete;
+  ~ForeignCall();
+};
+
+int ForeignCallsUnderWay() noexcept;
 
 // Evaluates the layer into `target`. Raises kComponentError for what is no formula, error 9 for a
 // missing operand, error 13 for a numeral that can not be converted.

@@ -1,17 +1,15 @@
 #include "listener/formula_listener.h"
 
-#include <cmath>
 #include <optional>
-#include <unordered_map>
 #include <utility>
 
 #include "formats/default_formula_format.h"
 #include "formats/display_pattern.h"
 #include "listener/configuration_xml.h"
-#include "listener/entered_values.h"
 #include "listener/error_message_box.h"
 #include "listener/frm_formula_listener.h"
-#include "values/platform.h"
+#include "listener/pass.h"
+#include "listener/result_writer.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -19,12 +17,7 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
 constexpr std::u16string_view kEditErrorTitle = u"Error Setting Field Listener Properties";
-
-void WriteError(GridControl& grid, TableCell& cell, std::u16string_view description) {
-  grid.WriteText(cell, std::u16string(kErrorPrefix) + std::u16string(description), false);
-}
 
 std::optional<FormulaEntry> EntryOf(const PropertyFormulas& formulas, std::u16string_view key) {
   const auto* known = formulas.Find(key);
@@ -32,180 +25,27 @@ std::optional<FormulaEntry> EntryOf(const PropertyFormulas& formulas, std::u16st
   return FormulaEntry{(*known)->Formula, (*known)->StringFormat};
 }
 
-// Counts the definitions under evaluation.
-class NestingGuard {
- public:
-  explicit NestingGuard(int& depth) : depth_(depth) {
-    if (depth_ >= kMaximumDefinitionNesting) {
-      Raise(u"FormulaListener.DefinedValue", u"the definitions are nested too deeply");
-    }
-    ++depth_;
-  }
-  NestingGuard(const NestingGuard&) = delete;
-  NestingGuard& operator=(const NestingGuard&) = delete;
-  ~NestingGuard() { --depth_; }
-
- private:
-  int& depth_;
-};
-
 }  // namespace
 
-// One recalculation of the watched table, or one evaluation in it: the definitions evaluated so
-// far, and what writing results needs.
-class FormulaListener::Pass {
+// A pass that formulas see through the listener as long as this lives.
+class FormulaListener::PassUnderWay {
  public:
-  explicit Pass(FormulaListener& listener)
+  PassUnderWay(FormulaListener& listener, Ref<Table> table)
       : listener_(listener),
-        keep_alive_(&listener),
-        owner_(&listener.Owner()),
-        framework_(&listener.Framework()),
-        table_(owner_->WatchedField()->AsTable()),
-        outer_(std::exchange(listener.pass_, this)) {}
-  Pass(const Pass&) = delete;
-  Pass& operator=(const Pass&) = delete;
-  ~Pass() { listener_.pass_ = outer_; }
+        keep_alive_(listener.KeepAlive()),
+        pass_(listener.configuration_, listener.registry_, listener, std::move(table)),
+        outer_(std::exchange(listener.pass_, &pass_)) {}
+  PassUnderWay(const PassUnderWay&) = delete;
+  PassUnderWay& operator=(const PassUnderWay&) = delete;
+  ~PassUnderWay() { listener_.pass_ = outer_; }
 
-  void Recalculate(IKtFormulaFormat& format, Form& form) {
-    const Ref<ControlHolder> holder = form.HolderOf(*owner_->WatchedField());
-    if (!table_) return;
-    const Ref<GridControl> grid = holder->Object();
-    for (int c = 1; c <= table_->ColumnCount(); ++c) {
-      RecalculateColumn(*table_->Column(c), format, *grid);
-    }
-  }
-
-  void Evaluate(const TokenTree& tree, ELNProperty* property, NotebookObject* object,
-                CellValue& target) {
-    EvaluateTokenTreeLayer(target, tree.top, {property, object, object, &listener_});
-  }
-
-  const CellValue* DefinedValue(std::u16string_view name) {
-    if (const auto found = definitions_.find(name); found != definitions_.end()) {
-      return &found->second;
-    }
-    const auto* known = listener_.configuration_.definitions.Find(name);
-    if (known == nullptr) return nullptr;
-    const std::shared_ptr<PropertyFormula> formula = *known;
-    CellValue& value = definitions_.try_emplace(std::u16string(name)).first->second;
-    // Until it is known, the definition's value is what a reference to itself deserves.
-    value.SetError(kComponentError, u"FormulaListener.DefinedValue",
-                   u"the definition \"" + std::u16string(name) + u"\" refers to itself");
-    CellValue result;
-    try {
-      const NestingGuard guard(definition_depth_);
-      Evaluate(*listener_.TreeOf(*formula), nullptr, table_.get(), result);
-    } catch (const RaisedError& error) {
-      result.SetError(error.Number(), error.Source(), error.Description());
-    }
-    value = std::move(result);
-    return &value;
-  }
+  Pass* operator->() noexcept { return &pass_; }
 
  private:
-  void RecalculateColumn(const TableProperty& column, IKtFormulaFormat& format, GridControl& grid) {
-    const Ref<ELNProperty> property = column.Property();
-    const auto* known =
-        listener_.configuration_.property_formulas.Find(ToDecimalText(property->Key()));
-    if (known == nullptr || (*known)->Formula.empty()) return;
-    // The host may change the configuration from within a call.
-    const std::shared_ptr<PropertyFormula> formula = *known;
-    const bool number_formatting = property->NumberFormatting();
-    std::optional<ParsedFormula> parsed;
-    for (int r = 1; r <= column.CellCount(); ++r) {
-      const Ref<TableCell> cell = column.Cell(r);
-      if (cell->StateText() == kEnteredState) continue;
-      if (!parsed) parsed = Parse(*formula);
-      CellValue value;
-      if (const auto error = Compute(*parsed, *property, *cell, value)) {
-        WriteError(grid, *cell, *error);
-      } else if (number_formatting && WritesFormatted(value)) {
-        WriteFormatted(value, *formula, *cell, format, grid);
-      } else {
-        WriteText(value, *cell, grid);
-      }
-      grid.FinishCell(*cell);
-    }
-  }
-
-  // A formula's tree or, without one, why it could not be parsed: the same for all its cells.
-  struct ParsedFormula {
-    std::shared_ptr<const TokenTree> tree;
-    std::u16string error;
-  };
-
-  ParsedFormula Parse(PropertyFormula& formula) const {
-    try {
-      return {listener_.TreeOf(formula), {}};
-    } catch (const RaisedError& error) {
-      return {nullptr, error.Description()};
-    }
-  }
-
-  // Evaluates the formula for the cell; the description of an error that was raised.
-  std::optional<std::u16string> Compute(const ParsedFormula& formula, ELNProperty& property,
-                                        TableCell& cell, CellValue& value) {
-    if (formula.tree == nullptr) return formula.error;
-    try {
-      Evaluate(*formula.tree, &property, &cell, value);
-    } catch (const RaisedError& error) {
-      return error.Description();
-    }
-    return std::nullopt;
-  }
-
-  static bool WritesFormatted(const CellValue& value) {
-    return value.CellValueType() != kCellValueTypeError &&
-           value.CellValueType() != kCellValueTypeString;
-  }
-
-  void WriteFormatted(const CellValue& value, const PropertyFormula& formula, TableCell& cell,
-                      IKtFormulaFormat& format, GridControl& grid) {
-    if (!std::isfinite(value.MinNumber())) {
-      WriteError(grid, cell, DescriptionOf(RuntimeError::kOverflow));
-      return;
-    }
-    if (!entered_) entered_ = ExamineEnteredValues(*owner_, *framework_->Units());
-    try {
-      format.SetGridCellValue(grid, cell, value.MinNumber(), formula.StringFormat,
-                              entered_->ExaminedSigDig, entered_->ExaminedUnits);
-    } catch (const RaisedError& error) {
-      // A finite number need not be finite in the unit, or as the percentage, that is shown.
-      if (error.Number() != static_cast<std::int32_t>(RuntimeError::kOverflow)) throw;
-      WriteError(grid, cell, error.Description());
-    }
-  }
-
-  static void WriteText(const CellValue& value, TableCell& cell, GridControl& grid) {
-    switch (value.CellValueType()) {
-      case kCellValueTypeError: WriteError(grid, cell, value.ErrorDescription()); return;
-      case kCellValueTypeString:
-        if (cell.MinNumber() != 0 || cell.MaxNumber() != 0) grid.ClearNumber(cell);
-        grid.WriteText(cell, value.Text(), false);
-        return;
-      case kCellValueTypeStructure: grid.WriteText(cell, value.MvrStructure(), false); return;
-      case kCellValueTypeNumber:
-        if (std::isfinite(value.MinNumber())) {
-          grid.WriteText(cell, NumberToText(value.MinNumber()), true);
-        } else {
-          WriteError(grid, cell, DescriptionOf(RuntimeError::kOverflow));
-        }
-        return;
-      default: grid.WriteText(cell, value.Text(), true);
-    }
-  }
-
   FormulaListener& listener_;
   Ref<HostObject> keep_alive_;
-  Ref<OwnerCollection> owner_;
-  Ref<HostFramework> framework_;
-  Ref<Table> table_;
-  // Set last: when one of the host's calls above fails, the listener never hears of this pass.
+  Pass pass_;
   Pass* outer_;
-  std::unordered_map<std::u16string, CellValue, TextHash, std::equal_to<>> definitions_;
-  int definition_depth_ = 0;
-  // Examined at most once, and only when a formatted number is written.
-  std::optional<EnteredValues> entered_;
 };
 
 FormulaListener::FormulaListener(std::span<const FunctionClass> functions,
@@ -247,16 +87,28 @@ void FormulaListener::EditProperties() {
 }
 
 void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {
-  Pass pass(*this);
+  // The host may end this listener from within a call.
+  const Ref<HostObject> keep_alive = KeepAlive();
+  const Ref<HostFramework> framework(&Framework());
+  const Ref<OwnerCollection> owner(&Owner());
   const Ref<IKtFormulaFormat> format = CreateFormulaFormat();
   const Ref<Form> form = source.FormObject();
-  pass.Recalculate(*format, *form);
+  const Ref<Field> field = owner->WatchedField();
+  const Ref<ControlHolder> holder = form->HolderOf(*field);
+  // Asked for in each pass, so that a host may build on it, and not used here.
+  holder->Properties();
+  const Ref<Table> table = field->AsTable();
+  PassUnderWay pass(*this, table);
+  if (!table) return;
+  const Ref<GridControl> grid = holder->Object();
+  ResultWriter writer(*owner, *framework, *format, *grid);
+  pass->Recalculate(writer);
 }
 
 void FormulaListener::EvaluateInCell(std::u16string_view formula, TableCell& cell,
                                      CellValue& target) {
-  Pass pass(*this);
-  pass.Evaluate(*MakeTokenTree(formula), cell.Property().get(), &cell, target);
+  PassUnderWay pass(*this, Owner().WatchedField()->AsTable());
+  pass->Evaluate(*MakeTokenTree(formula), cell.Property().get(), &cell, target);
 }
 
 std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
@@ -265,17 +117,13 @@ std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_
   return DisplayPattern(gNumberToFormat, NumSigDig, IUnitString, Property, *Framework().Units());
 }
 
-const CellValue* FormulaListener::DefinedValue(std::u16string_view Name) {
-  return pass_ != nullptr ? pass_->DefinedValue(Name) : nullptr;
+std::shared_ptr<CellValue> FormulaListener::DefinedValue(std::u16string_view Name) {
+  if (pass_ != nullptr) return pass_->DefinedValue(Name);
+  return PassUnderWay(*this, nullptr)->DefinedValue(Name);
 }
 
 std::shared_ptr<const TokenTree> FormulaListener::MakeTokenTree(std::u16string_view formula) const {
   return ktformula::MakeTokenTree(formula, registry_);
-}
-
-std::shared_ptr<const TokenTree> FormulaListener::TreeOf(PropertyFormula& formula) const {
-  if (formula.TokenTree == nullptr) formula.TokenTree = MakeTokenTree(formula.Formula);
-  return formula.TokenTree;
 }
 
 Ref<IKtFormulaFormat> FormulaListener::CreateFormulaFormat() const {

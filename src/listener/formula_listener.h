@@ -19,9 +19,7 @@
 
 namespace ktformula {
 
-// Definitions may use one another this deep: more is no notebook that a person keeps, and each
-// level costs a piece of the host's stack.
-inline constexpr int kMaximumDefinitionNesting = 100;
+class Pass;
 
 // Watches one table. On every table notification it computes each cell of each column that has a
 // formula, except cells in the state "entered", and writes the result, or "#Error: " and the
@@ -57,9 +55,10 @@ class FormulaListener final : public FieldListener,
   std::u16string SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
                               std::u16string_view IUnitString, const ELNProperty& Property) const;
 
-  // The value of the definition, evaluated once for each pass. What it raises, or its referring to
-  // itself, makes it an error value. nullptr outside a pass too.
-  const CellValue* DefinedValue(std::u16string_view Name) override;
+  // The value of the definition, evaluated once for each pass, in which it is always the same
+  // object. What the definition raises, or its referring to itself, makes it an error value.
+  // Outside a pass it is evaluated anew each time, and for no table.
+  std::shared_ptr<CellValue> DefinedValue(std::u16string_view Name) override;
   Ref<HostObject> KeepAlive() override { return ending_ ? nullptr : Object(); }
 
   // Parses a formula; see formula/token_tree.h for what it raises.
@@ -86,7 +85,7 @@ class FormulaListener final : public FieldListener,
   void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target) override;
 
  private:
-  class Pass;
+  class PassUnderWay;
 
   void OnInitialize() override;
   void OnTerminate() override;
@@ -96,7 +95,6 @@ class FormulaListener final : public FieldListener,
   std::u16string PropertyKeyOfName(std::u16string_view name) const;
   std::u16string PropertyNameOfKey(std::u16string_view key) const;
   Ref<IKtFormulaFormat> CreateFormulaFormat() const;
-  std::shared_ptr<const TokenTree> TreeOf(PropertyFormula& formula) const;
 
   std::span<const FunctionClass> function_classes_;
   FunctionRegistry registry_;

@@ -40,7 +40,9 @@ class BareLanguage final : private ktformula::NamedValues {
   }
 
  private:
-  const ktformula::CellValue* DefinedValue(std::u16string_view) override { return nullptr; }
+  std::shared_ptr<ktformula::CellValue> DefinedValue(std::u16string_view) override {
+    return nullptr;
+  }
 
   FunctionRegistry functions_;
 };

@@ -69,7 +69,7 @@ void CellValue::ReferenceValue(std::u16string_view ReferenceText, NotebookObject
 void CellValue::ReferenceValue(const ReferencePath& reference, NotebookObject* sco,
                                NotebookObject* thisObject, NamedValues* FormulaListener) {
   if (FormulaListener != nullptr) {
-    if (const CellValue* defined = FormulaListener->DefinedValue(reference.text)) {
+    if (const auto defined = FormulaListener->DefinedValue(reference.text)) {
       CopyFrom(*defined);
       return;
     }

@@ -1,6 +1,7 @@
 // References: texts that name notebook data, and the named values that come before it.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,8 +15,8 @@ class CellValue;
 // The named values that formulas can refer to; a FormulaListener's definitions.
 class NamedValues {
  public:
-  // The value of this name, nullptr when there is none. Valid until the pass ends.
-  virtual const CellValue* DefinedValue(std::u16string_view Name) = 0;
+  // The value of this name, empty when there is none; the same object as long as it is kept.
+  virtual std::shared_ptr<CellValue> DefinedValue(std::u16string_view Name) = 0;
   // Whoever evaluates holds this, so that the values outlive what hosts do meanwhile; may be empty.
   virtual Ref<HostObject> KeepAlive() { return nullptr; }
 

@@ -21,10 +21,10 @@ class FakeNames : public NamedValues {
     values[u"e"].SetError(7, u"Source", u"description");
     values[u"yes"].SetString(u"true");
   }
-  const CellValue* DefinedValue(std::u16string_view name) override {
+  std::shared_ptr<CellValue> DefinedValue(std::u16string_view name) override {
     ++asked;
     const auto found = values.find(std::u16string(name));
-    return found == values.end() ? nullptr : &found->second;
+    return found == values.end() ? nullptr : std::make_shared<CellValue>(found->second);
   }
 
   std::map<std::u16string, CellValue> values;

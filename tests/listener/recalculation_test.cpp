@@ -4,6 +4,7 @@
 
 #include "formats/fake_framework.h"
 #include "formula/fake_function.h"
+#include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
 #include "notebook/notebook_file.h"
 #include "notebook/table_control.h"
@@ -117,7 +118,7 @@ class RecalculationTest : public ::testing::Test {
   }
 
   Ref<FakeFramework> framework = MakeRef<FakeFramework>();
-  std::vector<FunctionClass> functions;
+  std::vector<FunctionClass> functions{StandardFunctions().begin(), StandardFunctions().end()};
   Notebook notebook;
   NotebookForm* form = nullptr;
   NotebookTable* T = nullptr;
@@ -257,8 +258,27 @@ TEST_F(RecalculationTest, EvaluatesDefinitionsOncePerPass) {
   EXPECT_EQ(shown(u"1 + [bad]"),
             "#Error: the string \"x\" is not recognized|#Error: the string "
             "\"x\" is not recognized");
-  // Outside a pass nothing is defined.
-  EXPECT_EQ(listener->DefinedValue(u"calls"), nullptr);
+}
+
+TEST_F(RecalculationTest, DefinitionsOutsidePassHaveNoTable) {
+  Load("<property key='1' name='X' type='number'/><row id='1'/>");
+  listener->SetDefinition(u"two", u"1 + [one]");
+  listener->SetDefinition(u"one", u"1");
+  listener->SetDefinition(u"of table", u"[X]");
+  listener->SetDefinition(u"self", u"[self]");
+  const auto defined = [&](std::u16string_view name) {
+    const std::shared_ptr<CellValue> value = listener->DefinedValue(name);
+    return value == nullptr ? "none" : Describe(*value);
+  };
+  EXPECT_EQ(defined(u"two"), "2");
+  EXPECT_EQ(defined(u"of table"),
+            "E-2147220991 CellValue.ReferenceValue: the object of type \"Nothing\" can not be "
+            "converted into a value");
+  EXPECT_EQ(defined(u"self"),
+            "E-2147220991 FormulaListener.DefinedValue: the definition \"self\" refers to itself");
+  EXPECT_EQ(defined(u"X"), "none");
+  listener->Terminate();
+  EXPECT_EQ(defined(u"one"), "none");
 }
 
 TEST_F(RecalculationTest, DefinitionsInRingsAreErrorValues) {
@@ -275,19 +295,58 @@ TEST_F(RecalculationTest, DefinitionsInRingsAreErrorValues) {
   EXPECT_EQ(Texts(u"X"), "#Error: the definition \"b\" refers to itself");
 }
 
-TEST_F(RecalculationTest, ChainsOfDefinitionsAreLimited) {
-  Load("<property key='1' name='X' type='number'/><row id='1'/>");
-  listener->SetDefinition(u"0", u"7");
-  for (int i = 1; i <= kMaximumDefinitionNesting; ++i) {
-    listener->SetDefinition(ToDecimalText(i), u"[" + ToDecimalText(i - 1) + u"]");
+// Whatever is asked for first: the whole chain at once, or piece by piece.
+TEST_F(RecalculationTest, ChainsOfDefinitionsMayBeLong) {
+  constexpr int kLength = 10'000;
+  for (const auto& [first, second] :
+       {std::pair{kLength, 1}, {1, kLength}, {kLength / 2, kLength}}) {
+    Load(
+        "<property key='1' name='X' type='number'/><property key='2' name='Y' type='number'/>"
+        "<row id='1'/>");
+    listener->SetDefinition(u"0", u"7");
+    for (int i = 1; i <= kLength; ++i)
+      listener->SetDefinition(ToDecimalText(i), u"1 + [" + ToDecimalText(i - 1) + u"]");
+    listener->SetPropertyFormula(1, u"[" + ToDecimalText(first) + u"]", u"");
+    listener->SetPropertyFormula(2, u"[" + ToDecimalText(second) + u"]", u"");
+    Notify();
+    EXPECT_EQ(Texts(u"X"), std::to_string(first + 7));
+    EXPECT_EQ(Texts(u"Y"), std::to_string(second + 7));
   }
-  const auto reference = [](int definition) { return u"[" + ToDecimalText(definition) + u"]"; };
-  listener->SetPropertyFormula(1, reference(kMaximumDefinitionNesting - 1), u"");
+}
+
+// A long ring is the same as a short one, with or without a way out of it.
+TEST_F(RecalculationTest, LongRingsOfDefinitionsAreErrorValues) {
+  constexpr int kLength = 1'000;
+  Load("<property key='1' name='X' type='string'/><row id='1'/>");
+  for (int i = 0; i < kLength; ++i)
+    listener->SetDefinition(ToDecimalText(i), u"1 + [" + ToDecimalText((i + 1) % kLength) + u"]");
+  listener->SetPropertyFormula(1, u"[300]", u"");
   Notify();
-  EXPECT_EQ(Texts(u"X"), "7");
-  listener->SetPropertyFormula(1, reference(kMaximumDefinitionNesting), u"");
+  EXPECT_EQ(Texts(u"X"), "#Error: the definition \"300\" refers to itself");
+  listener->SetDefinition(u"299", u"ONERROR([300], 5)");
+  listener->SetPropertyFormula(1, u"[298]", u"");
   Notify();
-  EXPECT_EQ(Texts(u"X"), "#Error: the definitions are nested too deeply");
+  EXPECT_EQ(Texts(u"X"), "6");
+}
+
+// What the depth of one evaluation forbids is another's to have.
+TEST_F(RecalculationTest, RefusedEvaluationLeavesNoValueBehind) {
+  Load(
+      "<property key='1' name='X' type='number'/><property key='2' name='Y' type='number'/>"
+      "<property key='3' name='Z' type='number'/><row id='1'/>");
+  const auto nested = [](std::u16string formula) {
+    for (int depth = 0; depth < 200; ++depth)
+      formula = u"1=2 OR 1=1 AND 1=1+1*1!(" + formula + u")";
+    return formula;
+  };
+  listener->SetDefinition(u"deep", nested(u"5"));
+  listener->SetDefinition(u"caught", u"ONERROR([deep], 6)");
+  listener->SetPropertyFormula(1, nested(u"[deep]"), u"");
+  listener->SetPropertyFormula(2, nested(u"[caught]"), u"");
+  listener->SetPropertyFormula(3, u"IF([deep] = [caught], 1, 2)", u"");
+  Notify();
+  EXPECT_EQ(Texts(u"X"), "#Error: the formula is nested too deeply");
+  EXPECT_EQ(Texts(u"Z"), "1");
 }
 
 // A result format that shows every number as "custom".
@@ -332,7 +391,6 @@ TEST_F(RecalculationTest, HostFailureReachesHostAndNextPassWorks) {
   listener->SetDefinition(u"five", u"5");
   listener->SetPropertyFormula(1, u"[five]", u"fail");
   EXPECT_EQ(Raised([&] { Notify(); }), "raised 70 Format: failed; ");
-  EXPECT_EQ(listener->DefinedValue(u"five"), nullptr);
   listener->SetPropertyFormula(1, u"'five'", u"");
   grid->on_write = [] { throw RaisedError(71, u"Grid", u"failed"); };
   EXPECT_EQ(Raised([&] { Notify(); }), "raised 71 Grid: failed; ");
@@ -343,7 +401,6 @@ TEST_F(RecalculationTest, HostFailureReachesHostAndNextPassWorks) {
   // A pass that never comes about leaves nothing behind either.
   listener->Terminate();
   EXPECT_EQ(Raised([&] { Notify(); }), "raised 91 KtFormula9: Object variable not set; ");
-  EXPECT_EQ(listener->DefinedValue(u"five"), nullptr);
 }
 
 // The host may notify, reconfigure or end the listener from within a write.

@@ -148,9 +148,9 @@ class FakeNames : public NamedValues {
  public:
   std::map<std::u16string, CellValue, std::less<>> values;
 
-  const CellValue* DefinedValue(std::u16string_view name) override {
+  std::shared_ptr<CellValue> DefinedValue(std::u16string_view name) override {
     const auto found = values.find(name);
-    return found == values.end() ? nullptr : &found->second;
+    return found == values.end() ? nullptr : std::make_shared<CellValue>(found->second);
   }
 };
 

@@ -1,5 +1,6 @@
 #include "com/component/cell_value_object.h"
 
+#include "com/component/evaluation_stack.h"
 #include "com/component/named_values.h"
 #include "com/host/notebook_adapters.h"
 
@@ -147,6 +148,7 @@ HRESULT CellValueObject::ResolveReference(BSTR ReferenceText, IDispatch* sco, ID
 HRESULT CellValueObject::ReferenceValue(BSTR ReferenceText, IDispatch* sco, IDispatch* thisObject,
                                         IDispatch* FormulaListener) noexcept {
   return Answer([&] {
+    const EvaluationCall call;
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(sco);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(thisObject);
     NamedValuesArgument listener(FormulaListener);

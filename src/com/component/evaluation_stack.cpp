@@ -3,7 +3,6 @@
 #include <cstddef>
 
 #include "com/base/windows_headers.h"
-#include "formula/evaluator.h"
 
 namespace ktcom {
 
@@ -14,7 +13,7 @@ constexpr std::size_t kReserve = std::size_t{128} * 1024;
 
 }  // namespace
 
-void GuardEvaluationStack() noexcept {
+EvaluationCall::EvaluationCall() noexcept {
   // A stack is one allocation, and grows down to its base.
   MEMORY_BASIC_INFORMATION stack{};
   if (VirtualQuery(&stack, &stack, sizeof stack) == 0) return;

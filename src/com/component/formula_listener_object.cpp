@@ -65,7 +65,7 @@ void* FormulaListenerObject::Native(const std::type_info& type) noexcept {
 
 HRESULT FormulaListenerObject::Recalculate(IDispatch* source, IDispatch* detail) noexcept {
   return Answer([&] {
-    GuardEvaluationStack();
+    const EvaluationCall call;
     Engine().Recalculate(*AdaptRequired<ForeignNotificationSource>(source),
                          AnyObject(detail).get());
   });
@@ -82,7 +82,8 @@ HRESULT FormulaListenerObject::SigDigFormat(double gNumberToFormat, SHORT NumSig
 
 HRESULT FormulaListenerObject::DefinedValue(BSTR Name, IKtCellValue** value) noexcept {
   return Give(value, [&] {
-    const ktformula::CellValue* defined = Engine().DefinedValue(View(Name));
+    const EvaluationCall call;
+    const std::shared_ptr<ktformula::CellValue> defined = Engine().DefinedValue(View(Name));
     return defined != nullptr ? MakeObject<CellValueObject>(*defined) : nullptr;
   });
 }
@@ -103,7 +104,7 @@ HRESULT FormulaListenerObject::EvaluateArgument(IDispatch* TargetCellValue, IDis
                                                 IDispatch* prop, IDispatch* context,
                                                 IDispatch* sco) noexcept {
   return Answer([&] {
-    GuardEvaluationStack();
+    const EvaluationCall call;
     const Ref<ktformula::ELNProperty> property = Adapt<ForeignELNProperty>(prop);
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(context);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(sco);
@@ -115,7 +116,7 @@ HRESULT FormulaListenerObject::EvaluateArgument(IDispatch* TargetCellValue, IDis
 HRESULT FormulaListenerObject::EvaluateInCell(BSTR formula, IDispatch* cell,
                                               IDispatch* TargetCellValue) noexcept {
   return Answer([&] {
-    GuardEvaluationStack();
+    const EvaluationCall call;
     Engine().EvaluateInCell(View(formula), *AdaptRequired<ForeignTableCell>(cell),
                             CellValueArgument(TargetCellValue));
   });

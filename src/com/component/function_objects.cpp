@@ -74,7 +74,7 @@ class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {
   HRESULT STDMETHODCALLTYPE ComputeValue(IDispatch* args, IDispatch* sco,
                                          IDispatch* TargetCellValue) noexcept override {
     return Answer([&] {
-      GuardEvaluationStack();
+      const EvaluationCall call;
       const Ref<ktformula::NotebookObject> object = AdaptNotebookObject(sco);
       function_->ComputeValue(LayerArgument(args), object.get(),
                               CellValueArgument(TargetCellValue));

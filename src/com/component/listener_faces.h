@@ -112,7 +112,7 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
   HRESULT STDMETHODCALLTYPE Notification20(IDispatch*, IDispatch*) noexcept final { return S_OK; }
   HRESULT STDMETHODCALLTYPE TableNotification(IDispatch* source, IDispatch* detail) noexcept final {
     return this->Answer([&] {
-      GuardEvaluationStack();
+      const EvaluationCall call;
       Engine().TableNotification(*AdaptRequired<ForeignNotificationSource>(source),
                                  AnyObject(detail).get());
     });

@@ -10,7 +10,7 @@ void NamedValuesArgument::Take(IDispatch* listener) {
   former.Swap(listener_);
 }
 
-const ktformula::CellValue* NamedValuesArgument::DefinedValue(std::u16string_view Name) {
+std::shared_ptr<ktformula::CellValue> NamedValuesArgument::DefinedValue(std::u16string_view Name) {
   // It may be taken away while it answers.
   const ComPtr<IDispatch> listener = listener_;
   if (listener == nullptr) return nullptr;
@@ -21,9 +21,7 @@ const ktformula::CellValue* NamedValuesArgument::DefinedValue(std::u16string_vie
                           .Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
                               u"DefinedValue", Name);
   if (!answer) return nullptr;
-  const auto kept =
-      answers_.insert_or_assign(std::u16string(Name), CellValueArgument(answer.Dispatch()));
-  return &kept.first->second;
+  return std::make_shared<ktformula::CellValue>(CellValueArgument(answer.Dispatch()));
 }
 
 }  // namespace ktcom

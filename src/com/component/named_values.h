@@ -1,9 +1,7 @@
 // Whoever has named values for formulas: a listener of this component, or a host's own.
 #pragma once
 
-#include <functional>
-#include <map>
-#include <string>
+#include <memory>
 #include <string_view>
 
 #include "KtFormula9.h"
@@ -25,12 +23,10 @@ class NamedValuesArgument final : public ktformula::NamedValues {
   // Asks this listener from now on, and keeps it; Nothing has no values.
   void Take(IDispatch* listener);
 
-  const ktformula::CellValue* DefinedValue(std::u16string_view Name) override;
+  std::shared_ptr<ktformula::CellValue> DefinedValue(std::u16string_view Name) override;
 
  private:
   ComPtr<IDispatch> listener_;
-  // What the host's own listener has answered last for each name.
-  std::map<std::u16string, ktformula::CellValue, std::less<>> answers_;
 };
 
 }  // namespace ktcom

@@ -1,0 +1,69 @@
+#include "listener/result_writer.h"
+
+#include <cmath>
+#include <string>
+
+#include "values/platform.h"
+#include "values/raised_error.h"
+
+namespace ktformula {
+
+namespace {
+
+constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+
+bool IsFormatted(const CellValue& value) {
+  return value.CellValueType() != kCellValueTypeError &&
+         value.CellValueType() != kCellValueTypeString;
+}
+
+}  // namespace
+
+void ResultWriter::WriteError(TableCell& cell, std::u16string_view description) {
+  grid_.WriteText(cell, std::u16string(kErrorPrefix) + std::u16string(description), false);
+}
+
+void ResultWriter::Write(TableCell& cell, const CellValue& value, bool number_formatting,
+                         std::u16string_view string_format) {
+  if (number_formatting && IsFormatted(value)) {
+    WriteFormatted(cell, value.MinNumber(), string_format);
+  } else {
+    WriteText(cell, value);
+  }
+}
+
+void ResultWriter::WriteFormatted(TableCell& cell, double number,
+                                  std::u16string_view string_format) {
+  if (!std::isfinite(number)) {
+    WriteError(cell, DescriptionOf(RuntimeError::kOverflow));
+    return;
+  }
+  if (!entered_) entered_ = ExamineEnteredValues(owner_, *framework_.Units());
+  try {
+    format_.SetGridCellValue(grid_, cell, number, string_format, entered_->ExaminedSigDig,
+                             entered_->ExaminedUnits);
+  } catch (const DisplayOverflow& error) {
+    WriteError(cell, error.Description());
+  }
+}
+
+void ResultWriter::WriteText(TableCell& cell, const CellValue& value) {
+  switch (value.CellValueType()) {
+    case kCellValueTypeError: WriteError(cell, value.ErrorDescription()); return;
+    case kCellValueTypeString:
+      if (cell.MinNumber() != 0 || cell.MaxNumber() != 0) grid_.ClearNumber(cell);
+      grid_.WriteText(cell, value.Text(), false);
+      return;
+    case kCellValueTypeStructure: grid_.WriteText(cell, value.MvrStructure(), false); return;
+    case kCellValueTypeNumber:
+      if (std::isfinite(value.MinNumber())) {
+        grid_.WriteText(cell, NumberToText(value.MinNumber()), true);
+      } else {
+        WriteError(cell, DescriptionOf(RuntimeError::kOverflow));
+      }
+      return;
+    default: grid_.WriteText(cell, value.Text(), true);
+  }
+}
+
+}  // namespace ktformula
