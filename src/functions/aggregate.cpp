@@ -4,6 +4,19 @@
 
 namespace ktformula {
 
+namespace {
+
+// Runs the step and drops the error that it may raise.
+template <typename Step>
+void Regardless(Step step) {
+  try {
+    step();
+  } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
+  }
+}
+
+}  // namespace
+
 void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                      CellValue& TargetCellValue) {
   if (args == nullptr) Raise(messages_.source, messages_.no_arguments);
@@ -41,19 +54,24 @@ void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* sco,
 
   const LayerItem* condition = args.items.size() == 3 ? &args.items[2] : nullptr;
   target.SetNumber(0, 0);
+  const int rows = table->RowCount();
   bool is_first = true;
-  for (int r = 1; r <= table->RowCount(); ++r) {
+  for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table->Row(r);
     if (condition != nullptr && !Holds(*condition, nullptr, row.get(), sco)) continue;
-    try {
-      CellValue value;
-      Evaluate(value, args.items[0], nullptr, row.get(), sco);
-      Accumulate(target, value, is_first);
-      is_first = false;
-    } catch (const RaisedError&) {
-      // Without a condition a row that raises is left out; behind one its error counts.
-      if (condition != nullptr) throw;
+    CellValue value;
+    const auto evaluate = [&] { Evaluate(value, args.items[0], nullptr, row.get(), sco); };
+    const auto accumulate = [&] { Accumulate(target, value, is_first); };
+    if (condition != nullptr) {
+      evaluate();
+      accumulate();
+    } else {
+      // Every step is followed by the next, whatever it raises: what a failing expression left in
+      // its value counts.
+      Regardless(evaluate);
+      Regardless(accumulate);
     }
+    is_first = false;
   }
 }
 

@@ -74,7 +74,8 @@ void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
     Raise(kSelectSource,
           u"the second argument for the Select function is not a reference to a table");
   }
-  for (int r = 1; r <= table->RowCount(); ++r) {
+  const int rows = table->RowCount();
+  for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table->Row(r);
     if (!Holds(args->items[2], nullptr, row.get(), sco)) continue;
     Evaluate(TargetCellValue, args->items[0], nullptr, row.get(), sco);

@@ -76,7 +76,7 @@ class NumeralScanner {
     ScanDigits();
   }
 
-  const ktformula::Locale& locale_ = ktformula::UserLocale();
+  const ktformula::Locale locale_ = ktformula::UserLocale();
   std::u16string_view text_;
   std::size_t position_ = 0;
 };

@@ -16,8 +16,8 @@ struct Locale {
   char16_t thousands_separator = u',';
 };
 
-// The locale of the user who runs the process; set once at start.
-const Locale& UserLocale() noexcept;
+// The locale of the user who runs the process, one for all its threads; usually set at start.
+Locale UserLocale() noexcept;
 void SetUserLocale(const Locale& locale) noexcept;
 
 // The number that the text reads as: blanks around, one leading sign, digits with at most one

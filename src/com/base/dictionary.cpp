@@ -32,6 +32,10 @@ std::vector<Variant> ScriptingDictionary::Items() const {
   return ListOf(u"Items");
 }
 
+void ScriptingDictionary::Remove(std::u16string_view key) {
+  InvokeByName(*dictionary_.Get(), u"Remove", Variants(key));
+}
+
 void ScriptingDictionary::RemoveAll() {
   InvokeByName(*dictionary_.Get(), u"RemoveAll", {});
 }

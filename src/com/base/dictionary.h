@@ -27,6 +27,8 @@ class ScriptingDictionary {
   // In the order of their being added.
   std::vector<std::u16string> Keys() const;
   std::vector<Variant> Items() const;
+  // For a key that exists.
+  void Remove(std::u16string_view key);
   void RemoveAll();
 
  private:
