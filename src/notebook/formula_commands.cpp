@@ -36,7 +36,7 @@ class BareLanguage final : private ktformula::NamedValues {
   const FunctionRegistry& Functions() const noexcept { return functions_; }
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
     const auto tree = ktformula::MakeTokenTree(formula, functions_);
-    EvaluateTokenTreeLayer(value, tree->top, {nullptr, nullptr, nullptr, this});
+    EvaluateTokenTreeLayer(value, tree->Top(), {nullptr, nullptr, nullptr, this});
   }
 
  private:
@@ -166,7 +166,7 @@ int ShowTree(const FormulaOptions& options, const Console& console) {
   return PrintParsed(options, console,
                      [&](std::u16string_view formula, const FunctionRegistry& functions) {
                        const auto tree = ktformula::MakeTokenTree(formula, functions);
-                       return options.json ? TreeJson(tree->top) + "\n" : TreeText(tree->top);
+                       return options.json ? TreeJson(tree->Top()) + "\n" : TreeText(tree->Top());
                      });
 }
 

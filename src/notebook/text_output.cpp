@@ -38,13 +38,14 @@ std::u16string TokenText(const ktformula::FormulaToken& token) {
 void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"[";
   bool is_first = true;
-  for (const ktformula::LayerItem& item : layer.items) {
+  for (std::size_t i = 0; i < layer.Count(); ++i) {
     if (!is_first) text += u", ";
     is_first = false;
-    if (item.token != nullptr) {
-      text += TokenText(*item.token);
+    const ktformula::LayerItem item = layer.Item(i);
+    if (item.IsLayer()) {
+      AppendLayer(text, item.Layer());
     } else {
-      AppendLayer(text, *item.layer);
+      text += TokenText(item.Token());
     }
   }
   text += u"]";

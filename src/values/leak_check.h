@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -37,6 +38,24 @@ class KtLeakCheck {
   std::string label_;
   std::atomic<std::int64_t> alive_ = 0;
   KtLeakCheck* next_;
+};
+
+// Counts objects that are made and dropped together, for as long as it lives.
+class LeakCountOf {
+ public:
+  explicit LeakCountOf(KtLeakCheck& counter) noexcept : counter_(counter) {}
+  LeakCountOf(const LeakCountOf&) = delete;
+  LeakCountOf& operator=(const LeakCountOf&) = delete;
+  ~LeakCountOf() { counter_.Destroyed(count_); }
+
+  void Add(std::size_t count) noexcept {
+    counter_.Created(static_cast<std::int64_t>(count));
+    count_ += static_cast<std::int64_t>(count);
+  }
+
+ private:
+  KtLeakCheck& counter_;
+  std::int64_t count_ = 0;
 };
 
 // Base of a counted class; `T::kClassName` is the class's name.

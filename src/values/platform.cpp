@@ -216,11 +216,11 @@ std::optional<double> NumericValue(std::u16string_view text) {
   return NumeralReader(TrimWhitespace(text), UserLocale()).Read();
 }
 
-std::size_t NumeralLength(std::u16string_view text) {
+std::size_t NumeralLength(std::u16string_view text, const Locale& locale) {
   if (text.empty()) return 0;
   // Thousands separators, exponents and signs never get in: the prefix that ends with one is not
   // numeric. What is left is digits around one decimal separator, inside a double's range.
-  const char16_t separator = UserLocale().decimal_separator;
+  const char16_t separator = locale.decimal_separator;
   bool has_separator = text[0] == separator;
   if (!has_separator && !IsDigit(text[0])) return 1;
   std::size_t integer_digits = text[0] >= u'1' && text[0] <= u'9' ? 1 : 0;
@@ -233,7 +233,8 @@ std::size_t NumeralLength(std::u16string_view text) {
     }
     if (!IsDigit(next)) break;
     if (has_separator || (integer_digits == 0 && next == u'0')) continue;
-    if (++integer_digits > kMaximumIntegerDigits && !IsNumericText(text.substr(0, length + 1))) {
+    if (++integer_digits > kMaximumIntegerDigits &&
+        !NumeralReader(text.substr(0, length + 1), locale).Read()) {
       break;
     }
   }

@@ -49,7 +49,7 @@ class FunctionsTest : public ::testing::Test {
     CellValue value;
     const auto tree = listener->MakeTokenTree(Widen(formula));
     const EvaluationContext context{nullptr, object, object, listener.get()};
-    std::string text = Raised([&] { EvaluateTokenTreeLayer(value, tree->top, context); });
+    std::string text = Raised([&] { EvaluateTokenTreeLayer(value, tree->Top(), context); });
     text = text.empty() ? Describe(value) : text.substr(0, text.size() - 2);
     text = Replace(Replace(text, "raised -2147220991 ", "!"), "E-2147220991 ", "E ");
     return Replace(text, "Function.IKtFormulaFunction_ComputeValue:", "*");
