@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <limits>
 #include <memory>
 #include <string>
@@ -123,8 +124,9 @@ class TokenTree {
   std::u16string formula_;
   // With which the formula was read.
   Locale locale_ = UserLocale();
-  std::vector<Layer> layers_;
-  std::vector<Item> items_;
+  // These grow without being moved, which for a moment would need twice the room.
+  std::deque<Layer> layers_;
+  std::deque<Item> items_;
   std::uint32_t top_ = 0;
   std::vector<double> numbers_;
   std::vector<std::u16string> strings_;
