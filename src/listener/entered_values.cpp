@@ -53,6 +53,16 @@ void CompleteUnits(ExaminedUnitsMap& units) {
   }
 }
 
+// The unit behind the numeral; empty when the catalogue has none of this name.
+Ref<Unit> SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
+  const std::u16string_view trimmed = TrimBlanks(text);
+  // A text without a numeral in front may be a unit as a whole.
+  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
+  const std::u16string_view unit_text =
+      TrimBlanks(trimmed.substr(has_numeral ? NumeralLength(trimmed) : 0));
+  return unit_text.empty() ? nullptr : units.Find(unit_text);
+}
+
 class EnteredValuesWalk {
  public:
   explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
@@ -78,11 +88,9 @@ class EnteredValuesWalk {
   void Visit(const TableCell& cell) {
     if (cell.StateText() != kEnteredState) return;
     const std::u16string text = cell.Text();
-    const SplitText split = SplitUnitText(text, units_);
-    // The digits of a unit such as "m3" are not the number's.
-    smallest_ = std::min(smallest_, CountSignificantDigits(split.number, false));
-    if (split.unit) {
-      values_.ExaminedUnits.Add(split.unit->QuantityName(), split.unit->UnitText());
+    smallest_ = std::min(smallest_, CountSignificantDigits(text, false));
+    if (const Ref<Unit> unit = SplitUnitText(text, units_)) {
+      values_.ExaminedUnits.Add(unit->QuantityName(), unit->UnitText());
     }
   }
 
@@ -99,17 +107,6 @@ EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& 
     if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
   }
   return std::move(walk).Result();
-}
-
-SplitText SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
-  const std::u16string_view trimmed = TrimBlanks(text);
-  // A text without a numeral in front may be a unit as a whole.
-  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
-  const std::size_t length = has_numeral ? NumeralLength(trimmed) : 0;
-  const std::u16string_view rest = TrimBlanks(trimmed.substr(length));
-  if (rest.empty()) return {text, nullptr};
-  Ref<Unit> unit = units.Find(rest);
-  return {unit ? trimmed.substr(0, length) : text, std::move(unit)};
 }
 
 }  // namespace ktformula

@@ -147,7 +147,8 @@ const PropertyDefinition& NotebookCell::Definition() const noexcept {
   return column_.Definition();
 }
 
-bool NotebookCell::Accepts(std::u16string_view text) const {
+bool NotebookCell::Accepts(std::u16string_view typed) const {
+  const std::u16string_view text = TrimTypedText(typed);
   if (text.empty()) return true;
   if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
   if (Definition().type != DataType::kBoolean) return true;
@@ -159,7 +160,8 @@ bool NotebookCell::Accepts(std::u16string_view text) const {
   return true;
 }
 
-void NotebookCell::Enter(std::u16string_view text) {
+void NotebookCell::Enter(std::u16string_view typed) {
+  const std::u16string_view text = TrimTypedText(typed);
   TakeTypedText(text);
   if (text.empty()) {
     SetState(u"", u"");
@@ -343,7 +345,9 @@ ktformula::IKtFormulaListener* NotebookTable::ListenerComputing(
     const NotebookColumn& column) const {
   for (const Ref<ktformula::IKtFieldListener>& listener : listeners_) {
     auto* formulas = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
-    if (formulas != nullptr && formulas->FormulaOf(column.Definition().key)) return formulas;
+    if (formulas == nullptr) continue;
+    const auto entry = formulas->FormulaOf(column.Definition().key);
+    if (entry && !entry->formula.empty()) return formulas;
   }
   return nullptr;
 }

@@ -94,12 +94,12 @@ class NotebookCell final : public ktformula::TableCell {
   NotebookColumn& OwningColumn() const noexcept { return column_; }
   const PropertyDefinition& Definition() const noexcept;
 
-  // Whether the text may be typed here: Booleans and dates take what reads as one, other cells
-  // everything.
-  bool Accepts(std::u16string_view text) const;
-  // Takes a text as typed by the user, with the numbers that it says; state and tag follow, "" ends
-  // both.
-  void Enter(std::u16string_view text);
+  // Whether the text may be typed here: Booleans and dates take what reads as one, blanks around
+  // it aside, other cells everything.
+  bool Accepts(std::u16string_view typed) const;
+  // Takes a text as typed by the user, less the blanks around it, with the numbers that it says;
+  // state and tag follow, "" ends both.
+  void Enter(std::u16string_view typed);
   // Takes a text with the numbers that it says, without a word about state and tag.
   void TakeTypedText(std::u16string_view text);
   // Takes a text that the table control wrote: a value in base units, or a mere text.
@@ -222,7 +222,8 @@ class NotebookTable final : public ktformula::Table {
     return listeners_;
   }
   void AddListener(Ref<ktformula::IKtFieldListener> listener);
-  // The first listener that computes the column; nullptr when none does.
+  // The first listener that computes the column; nullptr when none does. An entry without a formula
+  // computes nothing.
   ktformula::IKtFormulaListener* ListenerComputing(const NotebookColumn& column) const;
   bool HasFormula(const NotebookColumn& column) const {
     return ListenerComputing(column) != nullptr;
