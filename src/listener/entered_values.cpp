@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 
+#include "values/leak_check.h"
 #include "values/platform.h"
 #include "values/significant_digits.h"
 #include "values/text.h"
@@ -99,14 +100,46 @@ class EnteredValuesWalk {
   std::int16_t smallest_ = kNothingSeen;
 };
 
-}  // namespace
-
-EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
+EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredValuesWalk walk(units);
   for (int i = 1; i <= owner.FieldCount(); ++i) {
     if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
   }
   return std::move(walk).Result();
+}
+
+// What a look at the entered cells found, kept with the host until they change.
+class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
+ public:
+  static constexpr std::string_view kClassName = "KeptValues";
+
+  KeptValues(std::uint64_t stamp, UnitCatalogue& units, EnteredValues values)
+      : values_(std::move(values)), stamp_(stamp), units_(&units) {}
+
+  std::u16string TypeName() const override { return u"EnteredValues"; }
+  bool HoldFor(std::uint64_t stamp, const UnitCatalogue& units) const {
+    return stamp_ == stamp && IsSameObject(units_.get(), &units);
+  }
+  const EnteredValues& Values() const { return values_; }
+
+ private:
+  EnteredValues values_;
+  std::uint64_t stamp_;
+  Ref<UnitCatalogue> units_;
+};
+
+}  // namespace
+
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
+  EnteredCellsPromise* const promise = owner.EnteredCells();
+  if (promise == nullptr) return LookAtEnteredCells(owner, units);
+  const std::uint64_t stamp = promise->Stamp();
+  const Ref<HostObject> kept = promise->Kept();
+  const auto* const known = dynamic_cast<const KeptValues*>(kept.get());
+  if (known != nullptr && known->HoldFor(stamp, units)) return known->Values();
+  EnteredValues values = LookAtEnteredCells(owner, units);
+  promise->Keep(MakeRef<KeptValues>(stamp, units, values));
+  return values;
 }
 
 }  // namespace ktformula

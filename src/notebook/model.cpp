@@ -114,6 +114,9 @@ class FieldOwner final : public ktformula::OwnerCollection {
     return Ref<ktformula::Field>(field_.Parent().FindField(field_.Name()));
   }
   Ref<ktformula::ELNProperties> WatchedProperties() const override { return PropertiesOf(field_); }
+  ktformula::EnteredCellsPromise* EnteredCells() const override {
+    return &field_.Parent().Entered();
+  }
   std::u16string Description(int) const override {
     return field_.Description() + u" of form \"" + field_.Parent().Name() + u"\"";
   }
@@ -173,9 +176,7 @@ void NotebookCell::Enter(std::u16string_view typed) {
 }
 
 void NotebookCell::TakeTypedText(std::u16string_view text) {
-  content_.text = text;
-  content_.unit.clear();
-  TakeNoNumber();
+  TakeMereText(text);
   if (Definition().type == DataType::kNumber) {
     const auto number = ParseNumberText(text, Definition().unit, column_.Parent().Parent().Units());
     if (!number) return;
@@ -187,9 +188,7 @@ void NotebookCell::TakeTypedText(std::u16string_view text) {
 }
 
 void NotebookCell::TakeWrittenText(std::u16string_view text, bool is_value) {
-  content_.text = text;
-  content_.unit.clear();
-  TakeNoNumber();
+  TakeMereText(text);
   if (!is_value) return;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
@@ -197,10 +196,29 @@ void NotebookCell::TakeWrittenText(std::u16string_view text, bool is_value) {
   if (number) content_.min = content_.max = *number;
 }
 
-// The numbers of a text that is none: a formula must not go on as if it were 0.
-void NotebookCell::TakeNoNumber() {
-  const bool is_unreadable = Definition().type == DataType::kNumber && !content_.text.empty();
+void NotebookCell::TakeMereText(std::u16string_view text) {
+  content_.text = text;
+  content_.unit.clear();
+  const bool is_unreadable = Definition().type == DataType::kNumber && !text.empty();
   content_.min = content_.max = is_unreadable ? kNotANumber : 0;
+  NoteChange();
+}
+
+void NotebookCell::SetContent(CellContent content) {
+  content_ = std::move(content);
+  NoteChange();
+}
+
+void NotebookCell::SetState(std::u16string_view state, std::u16string_view tag) {
+  // As it was, and as it will be.
+  NoteChange();
+  state_ = state;
+  tag_ = tag;
+  NoteChange();
+}
+
+void NotebookCell::NoteChange() {
+  if (state_ == ktformula::kEnteredState) row_.Parent().Parent().Entered().NoteChange();
 }
 
 Ref<NotebookObject> NotebookCell::ResolveRelative(std::span<const std::u16string> parts) {

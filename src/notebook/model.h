@@ -89,7 +89,7 @@ class NotebookCell final : public ktformula::TableCell {
   NotebookCell(NotebookRow& row, NotebookColumn& column) : row_(row), column_(column) {}
 
   const CellContent& Content() const noexcept { return content_; }
-  CellContent& MutableContent() noexcept { return content_; }
+  void SetContent(CellContent content);
   NotebookRow& OwningRow() const noexcept { return row_; }
   NotebookColumn& OwningColumn() const noexcept { return column_; }
   const PropertyDefinition& Definition() const noexcept;
@@ -104,10 +104,7 @@ class NotebookCell final : public ktformula::TableCell {
   void TakeTypedText(std::u16string_view text);
   // Takes a text that the table control wrote: a value in base units, or a mere text.
   void TakeWrittenText(std::u16string_view text, bool is_value);
-  void SetState(std::u16string_view state, std::u16string_view tag) {
-    state_ = state;
-    tag_ = tag;
-  }
+  void SetState(std::u16string_view state, std::u16string_view tag);
   const std::u16string& State() const noexcept { return state_; }
 
   std::u16string TypeName() const override { return u"Cell"; }
@@ -126,7 +123,10 @@ class NotebookCell final : public ktformula::TableCell {
   std::u16string UnitName() const override;
 
  private:
-  void TakeNoNumber();
+  // Takes a text without a number: a formula must not go on as if it were 0.
+  void TakeMereText(std::u16string_view text);
+  // Tells the form that an entered cell changes, if this is one.
+  void NoteChange();
 
   NotebookRow& row_;
   NotebookColumn& column_;
@@ -308,6 +308,21 @@ class NotebookField final : public ktformula::Field {
   std::int32_t key_ = 0;
 };
 
+// What listeners keep about the entered cells of a form, and whether it still holds.
+class EnteredCells final : public ktformula::EnteredCellsPromise {
+ public:
+  // An entered cell has changed.
+  void NoteChange() noexcept { ++stamp_; }
+
+  std::uint64_t Stamp() const override { return stamp_; }
+  Ref<ktformula::HostObject> Kept() const override { return kept_; }
+  void Keep(Ref<ktformula::HostObject> object) override { kept_ = std::move(object); }
+
+ private:
+  std::uint64_t stamp_ = 0;
+  Ref<ktformula::HostObject> kept_;
+};
+
 // What happens while listeners write: how many cells were finished, and which ones changed.
 struct WriteLog {
   std::uint64_t finished = 0;
@@ -332,6 +347,7 @@ class NotebookForm final : public ktformula::Form {
   NotebookField* FindField(std::u16string_view name) const;
   NotebookTable* FindTable(std::u16string_view name) const;
   WriteLog& Log() noexcept { return log_; }
+  EnteredCells& Entered() noexcept { return entered_; }
 
   // Each refuses (nullptr) a name that is in use.
   NotebookTable* AddTable(std::u16string_view name, std::int32_t key);
@@ -354,6 +370,7 @@ class NotebookForm final : public ktformula::Form {
   ktformula::Dictionary<NotebookField*> fields_by_name_;
   Ref<ktformula::PropertyScope> scope_;
   WriteLog log_;
+  EnteredCells entered_;
 };
 
 }  // namespace ktnotebook

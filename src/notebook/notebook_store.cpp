@@ -354,7 +354,7 @@ void NotebookStore::LoadCells(NotebookTable& table, std::int64_t field_key) cons
                           "\" has no column");
     }
     NotebookCell& cell = RowAt(table, ToInteger(row[0])).CellAt(index->second);
-    cell.MutableContent() = {ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])};
+    cell.SetContent({ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])});
     cell.SetState(ToText(row[6]), ToText(row[7]));
   }
 }
