@@ -402,6 +402,10 @@ NotebookField::NotebookField(NotebookForm& form, std::u16string_view name,
                              Ref<NotebookTextField> text)
     : form_(form), name_(name), text_(std::move(text)) {}
 
+int NotebookField::NextPosition(const NotebookForm& form) noexcept {
+  return static_cast<int>(form.Fields().size()) + 1;
+}
+
 Ref<NotebookObject> NotebookField::Content() const {
   if (table_) return table_;
   if (structure_) return structure_;

@@ -287,6 +287,8 @@ class NotebookField final : public ktformula::Field {
 
   NotebookForm& Parent() const noexcept { return form_; }
   const std::u16string& Name() const noexcept { return name_; }
+  // The field's place in its form, counted from 1.
+  int Position() const noexcept { return position_; }
   const Ref<NotebookTable>& OwnTable() const noexcept { return table_; }
   const Ref<NotebookStructure>& Structure() const noexcept { return structure_; }
   const Ref<NotebookTextField>& TextField() const noexcept { return text_; }
@@ -300,8 +302,12 @@ class NotebookField final : public ktformula::Field {
   Ref<ktformula::Table> AsTable() override { return table_; }
 
  private:
+  // Of a field that is about to be added.
+  static int NextPosition(const NotebookForm& form) noexcept;
+
   NotebookForm& form_;
   std::u16string name_;
+  int position_ = NextPosition(form_);
   Ref<NotebookTable> table_;
   Ref<NotebookStructure> structure_;
   Ref<NotebookTextField> text_;

@@ -138,7 +138,7 @@ TEST(NotebookFile, DeepNestingIsRefusedEarly) {
 
 TEST(NotebookFile, KeepsWhatItHolds) {
   const Notebook notebook = ReadNotebook(kExample, "n.xml");
-  const NotebookTable& table = *notebook.FindForm(u"Amide coupling")->FindTable(u"Reactants");
+  const NotebookTable& table = *notebook.forms[0]->FindTable(u"Reactants");
   const NotebookRow& first = *table.Rows()[0];
   const NotebookRow& second = *table.Rows()[1];
   EXPECT_EQ(first.Tag(u"Lot") + u"|" + first.Tag(u"ID") + u"|" + first.Tag(u"lot"), u"B-17|A|");
