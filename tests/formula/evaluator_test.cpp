@@ -252,5 +252,48 @@ TEST_F(EvaluatorTest, DeepestFormulaFitsEvaluationLimit) {
   EXPECT_EQ(Evaluate(formula), "true");
 }
 
+// A formula that evaluates itself without end.
+class EvaluationDepthTest : public EvaluatorTest {
+ protected:
+  EvaluationDepthTest() {
+    Register(u"AGAIN", [this](const TokenLayer*, NotebookObject*, CellValue& target) {
+      ++calls;
+      EvaluateTokenTreeLayer(target, tree->top, context);
+    });
+    tree = MakeTokenTree(u"AGAIN", registry);
+  }
+  ~EvaluationDepthTest() override { SetEvaluationStackEnd(nullptr); }
+  std::string EvaluateTree() {
+    CellValue value;
+    calls = 0;
+    return Raised([&] { EvaluateTokenTreeLayer(value, tree->top, context); });
+  }
+
+  const std::string refusal =
+      "raised -2147220991 CellValue.EvaluateTokenTreeLayer: the formula is nested too deeply; ";
+  std::shared_ptr<const TokenTree> tree;
+  int calls = 0;
+};
+
+TEST_F(EvaluationDepthTest, IsLimited) {
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
+  // Nothing stays counted.
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
+}
+
+TEST_F(EvaluationDepthTest, EndsWhereTheHostSaysThatTheStackEnds) {
+  const char here = 0;
+  constexpr std::ptrdiff_t kRoom = 100'000;
+  SetEvaluationStackEnd(&here - kRoom);
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_GT(calls, 10);
+  EXPECT_LT(calls, kMaximumEvaluationDepth);
+  SetEvaluationStackEnd(nullptr);
+  EvaluateTree();
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
+}
+
 }  // namespace
 }  // namespace ktformula
