@@ -12,7 +12,7 @@ namespace ktformula {
 namespace {
 
 // How the value is shown in a typed cell with this text, in a column with this unit ("" for none):
-// "VALUE|PATTERN|UNIT".
+// "VALUE as PATTERN in UNIT".
 std::string Shown(double value, const std::string& unit, const std::string& text,
                   std::u16string_view requested = u"", const ExaminedUnitsMap& examined = {}) {
   const auto form = MakeRef<TestForm>("table T\n 1 X number " + unit + "\n noted " + text + "|");
@@ -25,22 +25,22 @@ std::string Shown(double value, const std::string& unit, const std::string& text
 
 TEST(MinDigitFormulaFormat, ChoosesPatternByMagnitude) {
   const std::pair<double, std::string> rows[] = {
-      {0, "0|0.00|"},
-      {0.000109, "0.000109|0.00E+00|"},
-      {0.00011, "0.00011|0.00000|"},
-      {0.00109, "0.00109|0.00000|"},
-      {0.0011, "0.0011|0.0000|"},
-      {0.0109, "0.0109|0.0000|"},
-      {0.011, "0.011|0.000|"},
-      {2.5, "2.5|0.000|"},
-      {2.51, "2.51|0.00|"},
-      {25, "25|0.00|"},
-      {25.1, "25.1|00.0|"},
-      {-74.9, "-74.9|00.0|"},
-      {75, "75|0|"},
-      {10000, "10000|0|"},
-      {10000.5, "10000.5|0.00E+00|"},
-      {-0.5, "-0.5|0.000|"},
+      {0, "0 as 0.00"},
+      {0.000109, "0.000109 as 0.00E+00"},
+      {0.00011, "0.00011 as 0.00000"},
+      {0.00109, "0.00109 as 0.00000"},
+      {0.0011, "0.0011 as 0.0000"},
+      {0.0109, "0.0109 as 0.0000"},
+      {0.011, "0.011 as 0.000"},
+      {2.5, "2.5 as 0.000"},
+      {2.51, "2.51 as 0.00"},
+      {25, "25 as 0.00"},
+      {25.1, "25.1 as 00.0"},
+      {-74.9, "-74.9 as 00.0"},
+      {75, "75 as 0"},
+      {10000, "10000 as 0"},
+      {10000.5, "10000.5 as 0.00E+00"},
+      {-0.5, "-0.5 as 0.000"},
   };
   for (const auto& [value, shown] : rows)
     EXPECT_EQ(Shown(value, "", "1"), shown);
@@ -50,17 +50,17 @@ TEST(MinDigitFormulaFormat, ChoosesUnit) {
   ExaminedUnitsMap examined;
   examined.Add(u"mass", u"g");
   examined.Add(u"", u"%");
-  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5e-09|0.00|µg");
+  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5e-09 as 0.00 in µg");
   // A negative number is smaller than any.
-  EXPECT_EQ(Shown(-1e-3, "g", "1 g"), "-0.001|0.00E+00|µg");
-  EXPECT_EQ(Shown(0.011, "g", "1 kg"), "0.011|0.000|kg");
-  EXPECT_EQ(Shown(0.0109, "g", "1 kg"), "0.0109|0.00|g");
-  EXPECT_EQ(Shown(2, "g", "1 mg", u"", examined), "2|0|g");
-  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.25e-06|0.#|mg");
+  EXPECT_EQ(Shown(-1e-3, "g", "1 g"), "-0.001 as 0.00E+00 in µg");
+  EXPECT_EQ(Shown(0.011, "g", "1 kg"), "0.011 as 0.000 in kg");
+  EXPECT_EQ(Shown(0.0109, "g", "1 kg"), "0.0109 as 0.00 in g");
+  EXPECT_EQ(Shown(2, "g", "1 mg", u"", examined), "2 as 0 in g");
+  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.25e-06 as 0.# in mg");
   // A unit that is no one's next is the end, and so is one that nobody knows.
-  EXPECT_EQ(Shown(0, "ng", "1 ng"), "0|0.00|ng");
+  EXPECT_EQ(Shown(0, "ng", "1 ng"), "0 as 0.00 in ng");
   // The pattern of 50.
-  EXPECT_EQ(Shown(0.5, "", "1", u"", examined), "0.5|00.0|%");
+  EXPECT_EQ(Shown(0.5, "", "1", u"", examined), "0.5 as 00.0 in %");
 }
 
 TEST(MinDigitFormulaFormat, StepsToTheNextSmallerUnit) {
@@ -82,7 +82,7 @@ TEST(MinDigitFormulaFormat, StepsToTheNextSmallerUnit) {
   for (const auto& [unit, smaller] : steps) {
     const std::string shown =
         Shown(units->FindUnit(FromUtf8(unit))->ToBase(0.0109), unit, "1 " + unit);
-    EXPECT_EQ(shown.substr(shown.rfind('|') + 1), smaller) << unit;
+    EXPECT_EQ(shown.substr(shown.rfind(' ') + 1), smaller) << unit;
   }
 }
 

@@ -27,12 +27,6 @@ struct NoNames final : NamedValues {
   const CellValue* DefinedValue(std::u16string_view) override { return nullptr; }
 };
 
-std::string Replace(std::string text, std::string_view from, std::string_view to) {
-  for (std::size_t at = 0; (at = text.find(from)) != text.npos;)
-    text.replace(at, from.size(), to);
-  return text;
-}
-
 class FunctionsTest : public ::testing::Test {
  protected:
   FunctionsTest() {
@@ -44,15 +38,16 @@ class FunctionsTest : public ::testing::Test {
   }
   ~FunctionsTest() override { registry.Terminate(); }
 
-  // The formula's value for the object; errors of the component without number and procedure.
+  // The formula's value for the object; errors of functions without the procedure.
   std::string Show(const std::string& formula, NotebookObject* object) {
     CellValue value;
     const auto tree = MakeTokenTree(Widen(formula), registry);
     const EvaluationContext context{nullptr, object, object, &names};
-    std::string text = Raised([&] { EvaluateTokenTreeLayer(value, tree->top, context); });
-    text = text.empty() ? Describe(value) : text.substr(0, text.size() - 2);
-    if (text.starts_with('E')) text = "error value " + text.substr(1);
-    return Replace(Replace(text, "-2147220991 ", ""), ".IKtFormulaFunction_ComputeValue:", ":");
+    const std::string raised = Raised([&] { EvaluateTokenTreeLayer(value, tree->top, context); });
+    std::string text = Spelled(raised.empty() ? Describe(value) : raised);
+    const std::string procedure = ".IKtFormulaFunction_ComputeValue";
+    const std::size_t found = text.find(procedure);
+    return found == text.npos ? text : text.erase(found, procedure.size());
   }
   void ExpectInFirstCell(const std::vector<std::string>& rows) {
     ExpectRows(rows, [this](const std::string& formula) {

@@ -305,7 +305,8 @@ void TestGrid::ClearNumber(TableCell& cell) {
 }
 void TestGrid::SetValue(TableCell& cell, double value, std::u16string_view pattern,
                         std::u16string_view unit_name) {
-  shown = Range(value, value) + "|" + ToUtf8(pattern) + "|" + ToUtf8(unit_name);
+  shown = Range(value, value) + " as " + ToUtf8(pattern);
+  if (!unit_name.empty()) shown += " in " + ToUtf8(unit_name);
   TestCell& own = Begin(cell);
   const Ref<TestUnit> unit = units->FindUnit(unit_name);
   own.text = FromUtf8(ShowNumber(unit ? unit->FromBase(value) : value, ToUtf8(pattern)));

@@ -159,7 +159,7 @@ struct TestGrid final : GridControl {
 
   Ref<const TestUnits> units;
   std::string log;
-  // What was shown last: value, pattern and unit name, "0.5|0.00|g".
+  // What was shown last: value, pattern and unit name, "0.5 as 0.00 in g".
   std::string shown;
   // Runs after each text that is written.
   std::function<void()> on_write = [] {};
