@@ -47,28 +47,51 @@ TEST(CallPath, IsPutInFrontOnceForEachMember) {
 
 TEST(SignificantDigits, AreCounted) {
   // With a bare point or nothing as 0, and as at least 1.
-  ExpectRows({"-0.00450 -> 3 3", "0 -> 0 1", "-000.000 -> 0 1", " -> 0 1", "12.50 g -> 4 4",
-              "--0.05 -> 3 3", "n.d. -> 1 1", "0 g -> 1 1", "100 -> 3 3", "00.5 -> 1 1"},
-             [](const std::string& text) {
-               return std::to_string(CountSignificantDigits(Widen(text), true)) + " " +
-                      std::to_string(CountSignificantDigits(Widen(text), false));
-             });
+  ExpectRows(
+      {
+          "-0.00450 -> 3 3",
+          "0 -> 0 1",
+          "-000.000 -> 0 1",
+          " -> 0 1",
+          "12.50 g -> 4 4",
+          "--0.05 -> 3 3",
+          "n.d. -> 1 1",
+          "0 g -> 1 1",
+          "100 -> 3 3",
+          "00.5 -> 1 1",
+      },
+      [](const std::string& text) {
+        return std::to_string(CountSignificantDigits(Widen(text), true)) + " " +
+               std::to_string(CountSignificantDigits(Widen(text), false));
+      });
   EXPECT_EQ(CountSignificantDigits(std::u16string(40000, u'7'), true), 32767);
 }
 
 TEST(SignificantDigits, MakeMasks) {
-  ExpectRows({"0 0 -> 0.0", "0 1 -> 0.", "-0.0 3 -> 0.00", "-0.5 1 -> 0.0", "0.05 2 -> 0.000",
-              "9.99 3 -> 0.00", "10 3 -> 00.0", "123 5 -> 000.00", "-123 2 -> 000", "10 2 -> 00",
-              "1 -4 -> 0", "4.9e-324 1 -> 0." + std::string(324, '0'),
-              "inf 3 -> raised 6 KtFormula9: Overflow; ",
-              "0.5 0 -> raised 5 KtFormula9: Invalid procedure call or argument; "},
-             [](const std::string& row) {
-               const std::size_t blank = row.find(' ');
-               const double value = std::strtod(row.c_str(), nullptr);
-               const auto digits = static_cast<std::int16_t>(std::stoi(row.substr(blank)));
-               std::string mask;
-               return Raised([&] { mask = Narrow(SignificantDigitMask(value, digits)); }) + mask;
-             });
+  ExpectRows(
+      {
+          "0 0 -> 0.0",
+          "0 1 -> 0.",
+          "-0.0 3 -> 0.00",
+          "-0.5 1 -> 0.0",
+          "0.05 2 -> 0.000",
+          "9.99 3 -> 0.00",
+          "10 3 -> 00.0",
+          "123 5 -> 000.00",
+          "-123 2 -> 000",
+          "10 2 -> 00",
+          "1 -4 -> 0",
+          "4.9e-324 1 -> 0." + std::string(324, '0'),
+          "inf 3 -> raised 6 KtFormula9: Overflow; ",
+          "0.5 0 -> raised 5 KtFormula9: Invalid procedure call or argument; ",
+      },
+      [](const std::string& row) {
+        const std::size_t blank = row.find(' ');
+        const double value = std::strtod(row.c_str(), nullptr);
+        const auto digits = static_cast<std::int16_t>(std::stoi(row.substr(blank)));
+        std::string mask;
+        return Raised([&] { mask = Narrow(SignificantDigitMask(value, digits)); }) + mask;
+      });
 }
 
 }  // namespace
