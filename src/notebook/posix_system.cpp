@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "notebook/operating_system.h"
 
@@ -75,9 +76,9 @@ void Replacement::Create() {
   const mode_t mode = replaces ? old.st_mode & S_IRWXU : kModeOfNewFiles;
   int descriptor = CreateUnnamed(target_.has_parent_path() ? target_.parent_path() : ".", mode);
   if (descriptor < 0) {
-    const std::filesystem::path name = FreshName();
+    std::filesystem::path name = FreshName();
     descriptor = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-    if (descriptor >= 0) name_ = name;
+    if (descriptor >= 0) name_ = std::move(name);
   }
   stream_ = StreamOf(descriptor);
   if (replaces) MakeLike(old, descriptor);
@@ -85,12 +86,12 @@ void Replacement::Create() {
 
 void Replacement::GiveName() {
   if (!name_.empty()) return;
-  const std::filesystem::path name = FreshName();
+  std::filesystem::path name = FreshName();
   const std::string file = std::string(kStreamFolders[0]) + "/" + std::to_string(fileno(Stream()));
   if (linkat(AT_FDCWD, file.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
     FailWithSystemReason();
   }
-  name_ = name;
+  name_ = std::move(name);
 }
 
 bool SyncToDisk(std::FILE* file) {

@@ -179,6 +179,7 @@ std::u16string AddressOf(const NotebookCell& cell) {
 
 std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style) {
   std::vector<std::pair<CellPlace, const NotebookCell*>> ordered;
+  ordered.reserve(cells.size());
   for (const NotebookCell* cell : cells)
     ordered.emplace_back(PlaceOf(*cell), cell);
   std::sort(ordered.begin(), ordered.end());

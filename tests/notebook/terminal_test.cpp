@@ -14,10 +14,10 @@ namespace {
 // What no message, no table and no JSON contains as it is: clearing the screen, a line break, a
 // control sequence in one character, a deletion, and marks that turn the line around.
 constexpr std::string_view kHostile =
-    "a\x1B[2J\n\xC2\x9B\x7F\xE2\x80\xAE\xD8\x9C\xE2\x80\x8F\xE2\x81\xA6z";
+    "a\x1B[2J\n\xC2\x9B\x7F\xE2\x80\xAE\xD8\x9C\xE2\x80\x8F\xE2\x81\xA6z\xE2\x81\xA9\xE2\x80\xAC";
 // The same without the one character that XML can not hold.
 constexpr std::string_view kHostileInXml =
-    "a\xC2\x9B\x7F\xE2\x80\xAE\xD8\x9C\xE2\x80\x8F\xE2\x81\xA6z";
+    "a\xC2\x9B\x7F\xE2\x80\xAE\xD8\x9C\xE2\x80\x8F\xE2\x81\xA6z\xE2\x81\xA9\xE2\x80\xAC";
 
 bool IsHarmless(const std::string& bytes) {
   const std::u16string text = FromStoredUtf8(bytes);
