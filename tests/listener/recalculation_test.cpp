@@ -6,6 +6,7 @@
 
 #include "formula/fake_function.h"
 #include "functions/standard_functions.h"
+#include "listener/formula_listener.h"
 #include "values/describe.h"
 #include "values/text.h"
 

@@ -101,6 +101,7 @@ TEST_F(CsvTest, WhatDoesNotFitIsRefusedWithItsPlace) {
       {"a,b\n1,2\n1,2,3\n", {}, 1, "t.csv: record 3 has 3 fields, the header has 2"},
       {"a,\n1,2\n", {}, 1, "t.csv: column 2 has no name"},
       {"a (g),a\n1,2\n", {}, 1, "t.csv: the column name \"a\" is used twice"},
+      {"\xEF\xBB\xBF\xEF\xBB\xBF\n", {}, 1, "t.csv: record 1: a second byte order mark"},
       {"a\n1\n\xE4\n", {}, 1, "t.csv: record 3: not UTF-8 text"},
       {"a,b\n1,x\"y\"\n", {}, 1, "t.csv: record 2: " + misplaced},
       {"a\n1\n\"2\n", {}, 1, "t.csv: record 3: " + misplaced},
