@@ -84,7 +84,7 @@ void StoredTables(benchmark::State& state) {
     std::vector<NotebookCell*> cells;
     for (const NotebookTable* table : loaded.forms[0]->Tables())
       cells.push_back(&table->Rows()[0]->CellAt(0));
-    benchmark::DoNotOptimize(ktnotebook::CellsText(cells, false));
+    benchmark::DoNotOptimize(ktnotebook::CellsText(cells, {}));
   }
   state.SetComplexityN(state.range(0));
 }
