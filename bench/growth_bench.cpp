@@ -157,7 +157,7 @@ void Growing(benchmark::internal::Benchmark* bench, std::int64_t from, std::int6
   bench->RangeMultiplier(4)->Range(from, to)->Complexity()->Unit(benchmark::kMillisecond);
 }
 
-BENCHMARK(FormattedTables)->Apply([](auto* bench) { Growing(bench, 64, 4096); });
+BENCHMARK(FormattedTables)->Apply([](auto* bench) { Growing(bench, 256, 65536); });
 BENCHMARK(StoredTables)->Apply([](auto* bench) { Growing(bench, 64, 4096); });
 BENCHMARK(Forms)->Apply([](auto* bench) { Growing(bench, 1024, 65536); });
 BENCHMARK(SumOfOnes)->Apply([](auto* bench) { Growing(bench, 1024, 1048576); });
