@@ -3,6 +3,7 @@
 
 #include "test_host/notebook.h"
 
+#include "formula/evaluator.h"
 #include "functions/function_help.h"
 #include "functions/standard_functions.h"
 #include "functions/tag_functions.h"
@@ -184,6 +185,61 @@ TEST_F(FunctionsTest, AggregatesFoldRowsThatSatisfyACondition) {
       "COUNT([T],1 +/- 1) -> 0",
       "COUNT([T:V],[P]>5) -> 1",
   });
+}
+
+// STEP gives its argument and counts how often; what is known to be pure need not be asked again.
+class Step final : public IKtFormulaFunction {
+ public:
+  Step(bool is_pure, int& calls) : is_pure_(is_pure), calls_(calls) {}
+  void Initialize(NamedValues& listener) override { listener_ = &listener; }
+  void ComputeValue(const TokenLayer* args, NotebookObject* sco, CellValue& target) override {
+    ++calls_;
+    EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, listener_});
+  }
+  void Terminate() override {}
+  bool IsPure() const noexcept override { return is_pure_; }
+
+ private:
+  bool is_pure_;
+  int& calls_;
+  NamedValues* listener_ = nullptr;
+};
+
+TEST_F(FunctionsTest, AggregatesWithinAggregatesAreComputedOnce) {
+  struct Row {
+    std::string formula;
+    int calls_of_pure;
+    int calls_of_host;
+  };
+  const Row rows[] = {
+      {"SUM(STEP([V]),[T],SUM(STEP([V]),[T],SUM(STEP([V]),[T])>0)>0)", 9, 39},
+      {"COUNT([T],COUNT([T],MAX(STEP([V]),[T])>0)>0)", 3, 27},
+      {"MIN(STEP([V]),[T],[P] = MAX(STEP([P]),[T],STEP([P]) > 0))", 6, 16},
+      // What fails is remembered too, with what it left behind.
+      {"COUNT([T],SUM(STEP(1/[P]),[T],1=1)>0)", 1, 3},
+      {"SUM(SUM(STEP([V]),[T],1/[P]>0) + nosuch,[T])", 2, 6},
+      {"SUM(STEP(5) + SUM(1 +/- 1,[T]),[T])", 3, 3},
+      // Another table is another matter, and so is an argument that speaks of the cell.
+      {"SUM(SUM(STEP(1),[U]) + SUM(STEP(2),[T]),[T])", 3, 9},
+      {"SUM(SUM(STEP([this:V]),[T]),[T])", 3, 9},
+  };
+  for (const Row& row : rows) {
+    std::string shown[2];
+    for (const bool is_pure : {true, false}) {
+      FunctionRegistry other;
+      other.RegisterAll(StandardFunctions(), names);
+      int calls = 0;
+      const auto step = std::make_shared<Step>(is_pure, calls);
+      step->Initialize(names);
+      other.Register(u"STEP", step);
+      std::swap(registry, other);
+      shown[is_pure ? 0 : 1] = Show(row.formula, &form->TableOf(u"T").CellAt(u"V", 1));
+      std::swap(registry, other);
+      EXPECT_EQ(calls, is_pure ? row.calls_of_pure : row.calls_of_host) << row.formula;
+      other.Terminate();
+    }
+    EXPECT_EQ(shown[0], shown[1]) << row.formula;
+  }
 }
 
 TEST_F(FunctionsTest, IfChoosesByConditions) {

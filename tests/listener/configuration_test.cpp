@@ -344,6 +344,17 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   EXPECT_EQ(ended, "SUM AVG ");
   EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Size(), 0U);
 
+  // The host's objects go first.
+  struct LeavingFramework final : TestFramework {
+    explicit LeavingFramework(std::string& told) : log(told) {}
+    ~LeavingFramework() override { log += "host "; }
+    std::string& log;
+  };
+  ended.clear();
+  owner_of_functions->Initialize(MakeRef<LeavingFramework>(ended), owner, nullptr);
+  owner_of_functions->Terminate();
+  EXPECT_EQ(ended, "host SUM AVG ");
+
   // A second Initialize finds the names in use; the listener keeps what it has.
   ended.clear();
   owner_of_functions->Initialize(framework, owner, nullptr);

@@ -376,6 +376,20 @@ TEST(Concatenate, JoinsTextsWhateverTheKinds) {
       Result);
 }
 
+TEST(Concatenate, HasALimit) {
+  CellValue longest;
+  longest.SetString(std::u16string(kMaximumTextLength - 1, u'x'));
+  CellValue one;
+  one.SetString(u"y");
+  longest.Concatenate(one);
+  EXPECT_EQ(longest.Text().size(), kMaximumTextLength);
+  EXPECT_EQ(
+      Raised([&] { longest.Concatenate(one); }),
+      "raised -2147220991 CellValue.Concatenate: the text is longer than 16777216 characters; ");
+  EXPECT_EQ(longest.Text().size(), kMaximumTextLength);
+  longest.Concatenate(CellValue());
+}
+
 TEST(Comparison, UsesItsOwnBounds) {
   // The operators between the two operands that are true.
   ExpectRows(
