@@ -42,8 +42,8 @@ int IsSkippedSpace(unsigned char) {
 
 std::vector<std::vector<std::u16string>> ParseCsv(std::string_view utf8,
                                                   const std::string& source) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (utf8.starts_with(kByteOrderMark)) utf8.remove_prefix(kByteOrderMark.size());
+  while (utf8.starts_with(kByteOrderMark))
+    utf8.remove_prefix(kByteOrderMark.size());
   csv_parser parser{};
   if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
   const std::unique_ptr<csv_parser, decltype(&csv_free)> guard(&parser, &csv_free);
