@@ -226,7 +226,9 @@ class CsvReader {
 
 std::string CsvField(std::u16string_view text) {
   std::string field = ToUtf8(text);
-  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  // A byte order mark is a field's own only in quotes.
+  const bool is_plain = field.find_first_of(",\"\r\n") == std::string::npos;
+  if (is_plain && !field.starts_with(kByteOrderMark)) return field;
   std::string quoted = "\"";
   for (const char character : field) {
     if (character == '"') quoted.push_back('"');

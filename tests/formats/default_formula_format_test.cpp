@@ -3,10 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include "test_host/framework.h"
-#include "test_host/notebook.h"
+#include "host_fakes.h"
 
 #include "formats/display_pattern.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 
 namespace ktformula {
@@ -85,12 +86,12 @@ TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
       {0.5, u"", "", "1", "0.5 as 0.000"},
       {0.5, u"%", "", "1", "0.5 as 00.0%"},
       {0.5, u"0.0", "", "1", "0.5 as 0.0"},
-      {0.0000123, u"", "g", "1 g", "1.23e-05 as 00.0 in mg"},
-      {0.0000123, u"0.##", "g", "1 g", "1.23e-05 as 0.## in mg"},
-      {0.0000123, u"", "m3", "1 l", "1.23e-05 as 0.0000 in l"},
-      {0.0000123, u"", "m3", "1", "1.23e-05 as 0.0000000 in m3"},
+      {0.0000123, u"", "g", "1 g", "1.23E-05 as 00.0 in mg"},
+      {0.0000123, u"0.##", "g", "1 g", "1.23E-05 as 0.## in mg"},
+      {0.0000123, u"", "m3", "1 l", "1.23E-05 as 0.0000 in l"},
+      {0.0000123, u"", "m3", "1", "1.23E-05 as 0.0000000 in m3"},
       // A percentage is shown without a unit, whatever was entered.
-      {0.0000123, u"%", "kg", "1 mg", "1.23e-05 as 0.0000000"},
+      {0.0000123, u"%", "kg", "1 mg", "1.23E-05 as 0.0000000"},
   };
   ExaminedUnitsMap units;
   units.Add(u"mass", u"mg");
@@ -101,6 +102,14 @@ TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
     format->SetGridCellValue(*form->grid, cell, row.value, row.format, 3, units);
     EXPECT_EQ(form->grid->shown, row.shown);
   }
+}
+
+TEST_F(DefaultFormulaFormatTest, NeedsWhatItIsInitializedWithAndAProperty) {
+  const auto form = MakeRef<TestForm>("");
+  const std::string not_set = "raised 91 KtFormula9: Object variable not set; ";
+  const auto cell = MakeRef<FakeCell>();
+  EXPECT_EQ(Raised([&] { format->SetGridCellValue(*form->grid, *cell, 1, u"", 3, {}); }), not_set);
+  EXPECT_EQ(Raised([&] { MakeRef<DefaultFormulaFormat>()->RequestSave(); }), not_set);
 }
 
 TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
@@ -115,6 +124,10 @@ TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
             "name=\"Digits\" position=\"2\"/></r>");
   format->EditProperties();
   EXPECT_EQ(framework->calls.back(), "show: The field listener \"Digits\" has no properties");
+  EXPECT_EQ(Raised([&] { format->ResolveType(u"Unit", nullptr); }),
+            "raised -2147220991 FormulaListener.IKtObject_ResolveType: the type \"Unit\" cannot be "
+            "resolved from Field Listener \"Digits\"; ");
+  EXPECT_EQ(Raised([&] { format->Refresh(); }), "raised 91 KtFormula9: Object variable not set; ");
   // Its failures are reported under the one name that all field listeners share.
   EXPECT_EQ(Raised([&] { format->SetData(u"", nullptr); }),
             "raised 91 FormulaListener.SetData/KtFormula9: Object variable not set; ");

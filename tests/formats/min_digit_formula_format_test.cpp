@@ -5,7 +5,6 @@
 
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
-
 #include "values/text.h"
 
 namespace ktformula {
@@ -50,13 +49,13 @@ TEST(MinDigitFormulaFormat, ChoosesUnit) {
   ExaminedUnitsMap examined;
   examined.Add(u"mass", u"g");
   examined.Add(u"", u"%");
-  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5e-09 as 0.00 in µg");
+  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5E-09 as 0.00 in µg");
   // A negative number is smaller than any.
   EXPECT_EQ(Shown(-1e-3, "g", "1 g"), "-0.001 as 0.00E+00 in µg");
   EXPECT_EQ(Shown(0.011, "g", "1 kg"), "0.011 as 0.000 in kg");
   EXPECT_EQ(Shown(0.0109, "g", "1 kg"), "0.0109 as 0.00 in g");
   EXPECT_EQ(Shown(2, "g", "1 mg", u"", examined), "2 as 0 in g");
-  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.25e-06 as 0.# in mg");
+  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.25E-06 as 0.# in mg");
   // A unit that is no one's next is the end, and so is one that nobody knows.
   EXPECT_EQ(Shown(0, "ng", "1 ng"), "0 as 0.00 in ng");
   // The pattern of 50.

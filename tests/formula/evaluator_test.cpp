@@ -123,6 +123,7 @@ TEST_F(EvaluatorTest, EvaluatesHeadOfLayer) {
       "=(1) -> raised 13 KtFormula9: Type mismatch",
       // Prefixes stand between a neutral left side and their operand.
       "-5 -> -5",
+      "+5 -> 5",
       "-[n] -> -2..-3",
       "--5 -> raised CellValue.EvaluateNextToken: the symbol \"-\" can not follow another symbol",
       "*5 -> raised FormulaPListener.EvaluateTokenTreeLayer: the symbol \"*\" is not a prefix "
@@ -152,6 +153,8 @@ TEST_F(EvaluatorTest, EvaluatesOperandsBehindOperators) {
       "recognized",
       "[b] AND NOT [b] -> false",
       "NOT NOT [b] -> true",
+      "NOT NOT NOT [e] -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a "
+      "Boolean value",
       "not NOT [b] -> true",
       "not not [b] -> raised CellValue.EvaluateNextToken: the symbol \"not\" can not follow "
       "another symbol",

@@ -145,5 +145,35 @@ TEST(FunctionRegistryTest, FindsFunctionsInAnyLetterCase) {
   EXPECT_EQ(registry.Find(u"SUM"), nullptr);
 }
 
+// A host's dictionary that forgets what it is given, and fails.
+class ForgettingDictionary final : public FunctionDictionary {
+ public:
+  explicit ForgettingDictionary(bool fails) : fails_(fails) {}
+  void Add(std::u16string_view, std::shared_ptr<IKtFormulaFunction>) override {}
+  void Remove(std::u16string_view) override {}
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view) const override { return nullptr; }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override {
+    if (fails_) throw RaisedError(70, u"Host", u"failed");
+    return {};
+  }
+  void Clear() override {
+    if (fails_) throw RaisedError(70, u"Host", u"failed");
+  }
+
+ private:
+  bool fails_;
+};
+
+TEST(FunctionRegistryTest, EndsWhatTheDictionaryHasLost) {
+  for (const bool fails : {false, true}) {
+    FunctionRegistry registry(std::make_unique<ForgettingDictionary>(fails));
+    int ended = 0;
+    registry.Register(u"SUM", std::make_shared<FakeFunction>([](auto&&...) {}, [&] { ++ended; }));
+    registry.Terminate();
+    registry.Terminate();
+    EXPECT_EQ(ended, 1);
+  }
+}
+
 }  // namespace
 }  // namespace ktformula

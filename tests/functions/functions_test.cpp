@@ -1,12 +1,11 @@
 // The functions of the formula language, called by formulas for a table's first cell.
 #include <gtest/gtest.h>
 
-#include "test_host/notebook.h"
-
 #include "formula/evaluator.h"
 #include "functions/function_help.h"
 #include "functions/standard_functions.h"
 #include "functions/tag_functions.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 #include "values/text.h"
 
@@ -34,8 +33,9 @@ class FunctionsTest : public ::testing::Test {
     functions.push_back({u"ROWTAG", [] { return std::make_unique<RowTagFunction>(); }});
     registry.RegisterAll(functions, names);
     form->TableOf(u"T").rows[0]->tags[u"Lot"] = u"B-17";
-    // Another wrapper of T, with a column that T's rows have no cell of.
+    // Another wrapper of T, with a column that its rows have no cell of.
     form->TableOf(u"Again").same_as = &form->TableOf(u"T");
+    form->TableOf(u"Again").rows.push_back(MakeRef<TestRow>(form->TableOf(u"Again")));
   }
   ~FunctionsTest() override { registry.Terminate(); }
 
@@ -116,6 +116,7 @@ TEST_F(FunctionsTest, AggregatesFoldColumns) {
       "SUM([Z]) -> 0",
       "SUM([U:V]) -> 0",
       "SUM([S]) -> raised CellValue.Add: the value \"a\" is not a number",
+      "SUM([Again:New]) -> raised 91 KtFormula9: Object variable not set",
       "MIN([V]) -> 2",
       "MIN([P]) -> 5",
       "MIN([Z]) -> 0",
@@ -146,8 +147,10 @@ TEST_F(FunctionsTest, AggregatesFoldRows) {
       "MIN([N],[T]) -> nan..nan",
       "MIN([W],[T]) -> nan..nan",
       "MIN(35/[P],[T]) -> 5",
+      "MIN(0-35/[P],[T]) -> -7",
       "MAX([V],[T]) -> 4",
       "MAX([W],[T]) -> nan..nan",
+      "MAX(35/[P],[T]) -> 35",
       "MAX(0-35/[P],[T]) -> 0",
       "MAX(1,[U]) -> 0",
       "MAX(\"5\",[T]) -> 0",
@@ -300,6 +303,9 @@ TEST_F(FunctionsTest, TagFunctionsCheckTheirArguments) {
       "TAG([no]) -> error value CellValue.ResolveReference: the reference \"no\" is not recognized",
       "TAG([T]) -> raised TagFunction: the argument for the tag function is not a reference to a "
       "table property",
+      "TAG([T:no]) -> raised TagFunction: the argument for the tag function is not a reference to "
+      "a "
+      "table property",
       "TAG([U:V]) -> raised TagFunction: the table property argument for the tag function must be "
       "in the same table section as the table cell in which the value will be calculated",
       "ISENTERED -> raised TagFunction: the IsEntered function requires one argument",
@@ -365,6 +371,16 @@ TEST_F(FunctionsTest, TagsOfCellsAndRows) {
       "the context of a table cell or a table row";
   EXPECT_EQ(Show("ISENTERED([T:V])", form.get()), out_of_context);
   EXPECT_EQ(Show("ISENTERED([V])", &form->TableOf(u"T")), out_of_context);
+}
+
+// A formula that somebody kept.
+TEST_F(FunctionsTest, FunctionsWorkWithoutTheirListener) {
+  const auto tree = MakeTokenTree(u"IF(1=1,[V],0)", registry);
+  registry.Terminate();
+  TestCell& cell = form->TableOf(u"T").CellAt(u"V", 1);
+  CellValue value;
+  EvaluateTokenTreeLayer(value, tree->Top(), {nullptr, &cell, &cell, nullptr});
+  EXPECT_EQ(Describe(value), "2..4");
 }
 
 TEST_F(FunctionsTest, NestedConditionsEnd) {

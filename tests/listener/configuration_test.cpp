@@ -1,12 +1,11 @@
 // A listener's configuration: reading, writing, storing, and the host's questions about it.
 #include <gtest/gtest.h>
 
+#include "formula/fake_function.h"
+#include "listener/formula_listener.h"
 #include "test_host/database.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
-
-#include "formula/fake_function.h"
-#include "listener/formula_listener.h"
 #include "values/describe.h"
 #include "values/text.h"
 
@@ -165,6 +164,23 @@ TEST_F(ConfigurationTest, FailingSetDataChangesNothing) {
   EXPECT_EQ(Exported(u""), before);
 }
 
+TEST_F(ConfigurationTest, AnswersAndRemovesFormulas) {
+  EXPECT_FALSE(listener->FormulaOf(11).has_value());
+  EXPECT_FALSE(listener->DefinitionOf(u"d").has_value());
+  listener->SetPropertyFormula(11, u"1", u"0.0");
+  listener->SetDefinition(u"d", u"2");
+  EXPECT_EQ(listener->FormulaOf(11)->string_format, u"0.0");
+  EXPECT_EQ(listener->DefinitionOf(u"d")->formula, u"2");
+  listener->SetPropertyFormula(11, u"", u"");
+  listener->SetDefinition(u"d", u"");
+  EXPECT_FALSE(listener->FormulaOf(11).has_value());
+  EXPECT_FALSE(listener->DefinitionOf(u"d").has_value());
+  // An entry without a formula that was read stays as it is.
+  Set(u"xml", "<fieldListener><propertyFormula key='11'/></fieldListener>");
+  listener->SetPropertyFormula(11, u"", u"");
+  EXPECT_TRUE(listener->FormulaOf(11).has_value());
+}
+
 TEST_F(ConfigurationTest, ExportNamesColumnsByKeyOrName) {
   listener->SetPropertyFormula(11, u"1", u"");
   const std::string content = "><![CDATA[1]]></propertyFormula></fieldListener></r>";
@@ -315,13 +331,16 @@ TEST_F(StoredConfigurationTest, FailingRowChangesNothing) {
   }
 }
 
-// These types announce an element.
-TEST_F(StoredConfigurationTest, RowUnderTheTypeOfAnElementIsRefused) {
+// These types announce an element, and not every row is one of a record set.
+TEST_F(StoredConfigurationTest, RowUnderAnotherTypeIsRefused) {
   const std::string before = Exported(u"");
   for (const std::u16string_view data_type : {u"xml", u"initialize"}) {
     EXPECT_EQ(Load(data_type), "raised 13 FormulaListener.SetData/KtFormula9: Type mismatch; ");
     EXPECT_EQ(Exported(u""), before);
   }
+  row->type_name = u"Rows";
+  EXPECT_EQ(Load(u""), "raised 13 FormulaListener.SetData/KtFormula9: Type mismatch; ");
+  EXPECT_EQ(Exported(u""), before);
 }
 
 TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
@@ -376,6 +395,57 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   EXPECT_EQ(Raised([&] { never_ready->Initialize(framework, owner, nullptr); }), in_use);
   EXPECT_EQ(ended, "SUM ");
   EXPECT_TRUE(never_ready->FormulaFunctions().Find(u"SUM") == nullptr);
+}
+
+// A host's dictionary of functions.
+class HostDictionary final : public FunctionDictionary {
+ public:
+  explicit HostDictionary(std::string& log) : log_(log) {}
+  void Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) override {
+    log_ += "add " + Narrow(key) + "; ";
+    functions_.push_back(std::move(function));
+  }
+  void Remove(std::u16string_view) override {}
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view) const override {
+    return functions_.front();
+  }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override { return functions_; }
+  void Clear() override { log_ += "clear; "; }
+
+ private:
+  std::string& log_;
+  std::vector<std::shared_ptr<IKtFormulaFunction>> functions_;
+};
+
+TEST_F(ConfigurationTest, KeepsFunctionsInTheHostsDictionary) {
+  std::string log;
+  const std::vector<FunctionClass> classes = {
+      {u"SUM", [] { return std::make_unique<FakeFunction>(); }}};
+  const auto owner_of_functions =
+      MakeRef<FormulaListener>(classes, std::make_unique<HostDictionary>(log));
+  owner_of_functions->Initialize(framework, owner, nullptr);
+  EXPECT_NE(owner_of_functions->FormulaFunction(u"whatever"), nullptr);
+  owner_of_functions->Terminate();
+  EXPECT_EQ(log, "add SUM; clear; ");
+}
+
+// Nobody can keep a listener that is being destroyed.
+TEST_F(ConfigurationTest, AListenerThatEndsIsKeptByNobody) {
+  std::string kept;
+  FormulaListener* ending = nullptr;
+  const std::vector<FunctionClass> classes = {
+      {u"SUM", [&] {
+         return std::make_unique<FakeFunction>(
+             [](auto&&...) {}, [&] { kept += ending->KeepAlive() ? "kept; " : "gone; "; });
+       }}};
+  for (const bool terminate_first : {true, false}) {
+    auto owner_of_functions = MakeRef<FormulaListener>(classes);
+    ending = owner_of_functions.get();
+    owner_of_functions->Initialize(framework, owner, nullptr);
+    if (terminate_first) owner_of_functions->Terminate();
+    owner_of_functions = nullptr;
+  }
+  EXPECT_EQ(kept, "kept; gone; ");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include "test_host/notebook.h"
 #include "test_host/utf8.h"
-
 #include "values/describe.h"
 
 namespace ktformula {
@@ -65,6 +64,10 @@ TEST(EnteredValuesTest, SmallestNumberOfDigitsAndFirstUnits) {
 
 TEST(EnteredValuesTest, LooksAtEnteredCellsOfAllTables) {
   EXPECT_EQ(ExamineForm("table T\n 1 A string | 2 B string\n | noted 5 g"), "4");
+  // Hosts may keep the state of a cell without text.
+  const auto form = MakeRef<TestForm>("table T\n 1 A string\n |");
+  form->TableOf(u"T").CellAt(u"A", 1).state = u"entered";
+  EXPECT_EQ(ExamineEnteredValues(*form->OwnerOf(u"T"), *form->units).ExaminedSigDig, 1);
   // The first unit of a quantity wins, over all tables of the form.
   EXPECT_EQ(ExamineForm("table T\n 1 A string\n entered 12 K\n"
                         "structure S = C9\n"

@@ -8,12 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "listener/error_message_box.h"
+#include "listener/formula_listener.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "test_host/scripted_form.h"
-
-#include "listener/error_message_box.h"
-#include "listener/formula_listener.h"
 #include "values/describe.h"
 
 namespace ktformula {
@@ -93,6 +92,7 @@ TEST_F(DialogTest, StoresWhatWasEdited) {
        "saved: 12:2\n*3|0.0 " + definitions},
       {{"pick Mass", "formula 7", "leave", "pick Double", "formula [Mass]\r\r\n+[a]"},
        "saved: " + doubled + "11:7 " + definitions},
+      {{"pick Double", "formula 5", "pick"}, "saved: 12:5|0 " + definitions},
       {{"pick Double", "format %"}, "saved: 12:[Mass]\n+[a]|% " + definitions},
       {{"pick Double", "formula [Mass]\r\r\n+[a]", "format \r0"}, same},
       // There and back again is a change, too.

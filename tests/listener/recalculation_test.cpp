@@ -1,12 +1,11 @@
 // Recalculation: what is written into which cell, and what is left alone.
 #include <gtest/gtest.h>
 
-#include "test_host/framework.h"
-#include "test_host/notebook.h"
-
 #include "formula/fake_function.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 #include "values/text.h"
 
@@ -135,6 +134,15 @@ TEST_F(RecalculationTest, ShowsDigitsAndUnitsThatWereEntered) {
   Notify();
   EXPECT_EQ(Texts(u"X"), "4.00 mg");
   EXPECT_EQ(Texts(u"V"), "4.0 \u00b5l");
+}
+
+TEST_F(RecalculationTest, AFieldThatIsNoTableHasNothingToRecalculate) {
+  form = MakeRef<TestForm>("text Remark = first run");
+  listener = MakeRef<FormulaListener>(functions);
+  listener->Initialize(framework, form->OwnerOf(u"Remark"), nullptr);
+  listener->SetPropertyFormula(1, u"1", u"");
+  Notify();
+  EXPECT_EQ(form->grid->log, "");
 }
 
 // What a definition is worth: evaluated for the table, once in a pass, and never raising.

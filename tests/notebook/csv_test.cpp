@@ -76,6 +76,7 @@ TEST_F(CsvTest, WhatIsWrittenReadsBack) {
        {},
        "\xC2\xB5,\"b \"\"q\"\"\"\r\n1,\"x,\r\ny\"\r\n,\"\n\"\r\n"},
       {"a\r\n1\r\n\"\"\r\n3", {}, "a\r\n1\r\n\"\"\r\n3\r\n"},
+      {"\"\xEF\xBB\xBFx\"\n1\n", {}, "\"\xEF\xBB\xBFx\"\r\n1\r\n"},
       // What was typed stays as it is; what is computed stands in the header's unit.
       {"Mass (g),Half (g)\n1 g,\n5,7 mg\n",
        {"--formula=Half=[Mass]/2", "--format=Half=0.00"},

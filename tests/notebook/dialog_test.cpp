@@ -2,12 +2,11 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "test_host/scripted_form.h"
-
 #include "notebook/notebook_file.h"
 #include "notebook/notebook_store.h"
 #include "notebook/recalculation.h"
 #include "notebook/utf.h"
+#include "test_host/scripted_form.h"
 
 namespace ktnotebook {
 namespace {

@@ -15,8 +15,9 @@ struct TestRowSet final : RowSet {
   // Reading this column fails.
   std::u16string broken_column;
   int updates = 0;
+  std::u16string type_name = u"Recordset";
 
-  std::u16string TypeName() const override { return u"Recordset"; }
+  std::u16string TypeName() const override { return type_name; }
   std::u16string TextField(std::u16string_view column) const override {
     return Value(texts, column);
   }

@@ -5,11 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "host/framework.h"
 #include "test_host/units.h"
 #include "test_host/utf8.h"
 #include "test_host/xml.h"
-
-#include "host/framework.h"
 
 namespace ktformula {
 

@@ -10,8 +10,6 @@
 #include <stdexcept>
 
 #include "test_host/utf8.h"
-
-#include "values/describe.h"
 #include "values/platform.h"
 #include "values/text.h"
 
@@ -56,13 +54,13 @@ struct ColumnProperties final : ELNProperties {
 };
 
 struct TableHolder final : ControlHolder {
-  TableHolder(const TestTable& of, Ref<GridControl> control) : table(of), grid(control) {}
-  const TestTable& table;
+  TableHolder(Ref<TestTable> of, Ref<GridControl> control) : table(of), grid(control) {}
+  Ref<TestTable> table;
   Ref<GridControl> grid;
 
   std::u16string TypeName() const override { return u"ControlHolder"; }
-  Ref<ELNProperties> Properties() override { return MakeRef<ColumnProperties>(table); }
-  Ref<GridControl> Object() override { return grid; }
+  Ref<ELNProperties> Properties() override { return MakeRef<ColumnProperties>(*table); }
+  Ref<GridControl> Object() override { return table ? grid : nullptr; }
 };
 
 struct FieldOwner final : OwnerCollection {
@@ -305,7 +303,7 @@ void TestGrid::ClearNumber(TableCell& cell) {
 }
 void TestGrid::SetValue(TableCell& cell, double value, std::u16string_view pattern,
                         std::u16string_view unit_name) {
-  shown = Range(value, value) + " as " + ToUtf8(pattern);
+  shown = ToUtf8(NumberToText(value)) + " as " + ToUtf8(pattern);
   if (!unit_name.empty()) shown += " in " + ToUtf8(unit_name);
   TestCell& own = Begin(cell);
   const Ref<TestUnit> unit = units->FindUnit(unit_name);
@@ -374,7 +372,7 @@ Ref<NotificationSource> TestForm::Notification() {
   return MakeRef<FormNotification>(*this);
 }
 Ref<ControlHolder> TestForm::HolderOf(const Field& field) {
-  return MakeRef<TableHolder>(*static_cast<const TestField&>(field).table, grid);
+  return MakeRef<TableHolder>(static_cast<const TestField&>(field).table, grid);
 }
 
 }  // namespace ktformula

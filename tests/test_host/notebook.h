@@ -23,9 +23,8 @@
 #include <string_view>
 #include <vector>
 
-#include "test_host/units.h"
-
 #include "host/notebook_objects.h"
+#include "test_host/units.h"
 
 namespace ktformula {
 

@@ -9,15 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "test_host/utf8.h"
-
 #include "host/dialog.h"
+#include "test_host/utf8.h"
 
 namespace ktformula {
 
 // The user does what `actions` say and then closes the form with its close box:
 //
-//   pick ENTRY      selects the entry of the list
+//   pick ENTRY      selects the entry of the list, or none
 //   formula TEXT    makes this the text of the box; so does format
 //   focus CONTROL   goes to formula, to format, or to the list
 //   jump CONTROL    the same on a form that tells of the new focus before the old one
@@ -118,6 +117,8 @@ class ScriptedForm final : public DialogForm {
     formula.text += u"\r\n";
   }
   void Pick(const std::string& entry) {
+    list.index = -1;
+    if (entry.empty()) return events_->mSourcePropertyComboBox_Click();
     for (list.index = 0; list.items.at(std::size_t(list.index)).first != entry;)
       ++list.index;
     events_->mSourcePropertyComboBox_Click();

@@ -27,9 +27,9 @@ inline std::u16string FromUtf8(std::string_view utf8) {
     if (byte < 0x80) {
       text.push_back(static_cast<char16_t>(byte));
     } else if (byte >= 0xC0) {
-      text.push_back(static_cast<char16_t>(byte & (byte >= 0xE0 ? 0x0F : 0x1F)));
+      text.push_back(static_cast<char16_t>(byte & (byte >= 0xE0 ? 0x0FU : 0x1FU)));
     } else {
-      text.back() = static_cast<char16_t>(text.back() << 6 | (byte & 0x3F));
+      text.back() = static_cast<char16_t>(unsigned{text.back()} << 6 | (byte & 0x3FU));
     }
   }
   return text;

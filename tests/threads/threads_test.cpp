@@ -4,12 +4,11 @@
 #include <latch>
 #include <thread>
 
-#include "test_host/framework.h"
-#include "test_host/notebook.h"
-
 #include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/leak_check.h"
 #include "values/platform.h"
 

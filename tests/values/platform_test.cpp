@@ -87,6 +87,12 @@ TEST(NumericValue, AcceptsAndRejects) {
       ReadNumber);
 }
 
+TEST(NumeralLength, TakesAnyDecimalSeparator) {
+  EXPECT_EQ(NumeralLength(u""), 0U);
+  const LocaleGuard arabic({u'\u066B', u'\u066C'});
+  EXPECT_EQ(NumeralLength(u"\u066B5 g"), 2U);
+}
+
 TEST(NumeralLength, AgreesWithTestingEveryPrefix) {
   constexpr unsigned kSeed = 20240229;
   std::mt19937 random(kSeed);
@@ -180,10 +186,27 @@ TEST(Dates, ReadAndWrite) {
         const std::optional<double> date = DateValue(Widen(text));
         return Read(date) + " " + Narrow(DateToText(date.value_or(0)));
       });
-  for (const char16_t* text :
-       {u"", u"2023-02-29", u"2024-13-01", u"2024-00-10", u"2024-1-1", u"24-01-01", u"2024-01-01x",
-        u"2024-01-01T", u"2024-01-01 24:00", u"2024-01-01 12:60", u"2024-01-01 12:00:60",
-        u"2024-01-01 12:00 h", u"2024-01-01 12", u"12:00", u"45351", u"2024/01/01"})
+  for (const char16_t* text : {u"",
+                               u"2023-02-29",
+                               u"2024-13-01",
+                               u"2024-00-10",
+                               u"2024-1-1",
+                               u"24-01-01",
+                               u"2024-01-01x",
+                               u"2024-01-01T",
+                               u"2024-01-01 24:00",
+                               u"2024-01-01 12:60",
+                               u"2024-01-01 12:00:60",
+                               u"2024-01-01 12:00 h",
+                               u"2024-12/01",
+                               u"2024-12-x1",
+                               u"2024-01-01 12:x0",
+                               u"2024-01-01 12:00:x0",
+                               u"2024-01-01 12:00:00.5x",
+                               u"2024-01-01 12",
+                               u"12:00",
+                               u"45351",
+                               u"2024/01/01"})
     EXPECT_FALSE(DateValue(text).has_value()) << Narrow(text);
   EXPECT_EQ(Raised([] { DateToText(1e300); }), kOverflow);
 
@@ -206,6 +229,7 @@ TEST(Booleans, HaveTwoReadings) {
           "-0.5 -> true true",
           "0,5 -> true false",
           " 1  -> true true",
+          "\t0.5 -> true true",
           "maybe -> none raised 13 XMLBoolean: the string \"maybe\" is not a recognized "
           "boolean; ",
           "  -> none raised 13 XMLBoolean: the string \" \" is not a recognized boolean; ",

@@ -1,11 +1,16 @@
-// The tools around the values: dictionary, call paths, significant digits.
+// The tools around the values: dictionary, call paths, significant digits, leak counters, texts.
 #include <cstdlib>
 #include <gtest/gtest.h>
 
+#include "host_fakes.h"
+
+#include "values/cell_value.h"
 #include "values/describe.h"
 #include "values/dictionary.h"
+#include "values/leak_check.h"
 #include "values/significant_digits.h"
 #include "values/text.h"
+#include "values/xml_text.h"
 
 namespace ktformula {
 namespace {
@@ -92,6 +97,54 @@ TEST(SignificantDigits, MakeMasks) {
         std::string mask;
         return Raised([&] { mask = Narrow(SignificantDigitMask(value, digits)); }) + mask;
       });
+}
+
+TEST(KtLeakCheck, TellsWhatIsAlive) {
+  EXPECT_EQ(KtLeakCheck::Report(), "");
+  const CellValue value;
+  const CellValue copy = value;  // NOLINT(performance-unnecessary-copy-initialization)
+  EXPECT_EQ(KtLeakCheck::Report(), "KtFormula9.CellValue: 2\n");
+}
+
+TEST(Ref, ObjectsAreTheSameByIdentity) {
+  const auto table = MakeRef<FakeTable>();
+  const auto wrapper = MakeRef<FakeTable>(table.get());
+  const auto other = MakeRef<FakeTable>();
+  EXPECT_TRUE(IsSameObject(table.get(), wrapper.get()));
+  EXPECT_FALSE(IsSameObject(table.get(), other.get()));
+  EXPECT_FALSE(IsSameObject(table.get(), nullptr));
+  EXPECT_FALSE(IsSameObject(nullptr, table.get()));
+  EXPECT_TRUE(IsSameObject(nullptr, nullptr));
+}
+
+TEST(Text, OnlyTheLettersAToZHaveCases) {
+  EXPECT_EQ(UpperCase(u"`az{\u00e4"), u"`AZ{\u00e4");
+  EXPECT_EQ(LowerCase(u"@AZ[\u00c4"), u"@az[\u00c4");
+}
+
+TEST(XmlText, RefusesWhatXmlCanNotHold) {
+  const auto refused = [](std::u16string_view text) {
+    const std::string raised = Raised([&] { CheckXmlText(text); });
+    const std::string before = "raised -2147220991 XmlElement: the text contains the character ";
+    if (!raised.starts_with(before)) return raised;
+    return raised.substr(before.size(), raised.find(',') - before.size());
+  };
+  const std::pair<std::u16string, std::string> rows[] = {
+      {u"", ""},
+      {u"a\t\r\n \u00e4\uFFFD", ""},
+      {u"\U0001F600", ""},
+      {u"a\u0001", "U+0001"},
+      {u"\u001F", "U+001F"},
+      {u"\uFFFE", "U+FFFE"},
+      {u"\uFFFF", "U+FFFF"},
+      {{char16_t{0xD83D}}, "U+D83D"},
+      {{char16_t{0xD83D}, u'a'}, "U+D83D"},
+      {{char16_t{0xD83D}, char16_t{0xE000}}, "U+D83D"},
+      {{char16_t{0xDC00}, char16_t{0xD83D}}, "U+DC00"},
+      {{char16_t{0xD83D}, char16_t{0xDFFF}, char16_t{0xDFFF}}, "U+DFFF"},
+  };
+  for (const auto& [text, character] : rows)
+    EXPECT_EQ(refused(text), character);
 }
 
 }  // namespace
