@@ -30,11 +30,11 @@ ComPtr<IUnknown> CreateFunction() {
 
 }  // namespace
 
-std::span<const ComponentClass> ComponentClasses() {
+std::span<const ComponentClass, kComponentClassCount> ComponentClasses() {
   using DefaultFormat = FormatObject<ktformula::DefaultFormulaFormat, CLSID_DefaultFormulaFormat>;
   using MinDigitFormat =
       FormatObject<ktformula::MinDigitFormulaFormat, CLSID_MinDigitFormulaFormat>;
-  static const std::array<ComponentClass, 14> classes{{
+  static const std::array<ComponentClass, kComponentClassCount> classes{{
       {CLSID_CellValue, u"CellValue", &Create<CellValueObject>},
       {CLSID_FormulaListener, u"FormulaListener", &Create<FormulaListenerObject>},
       {CLSID_DefaultFormulaFormat, u"DefaultFormulaFormat", &Create<DefaultFormat>},
