@@ -406,7 +406,7 @@ HRESULT Fail(HRESULT code, const wchar_t* source, const wchar_t* description) {
 struct Slots {
   IID identifier;
   int library;
-  // A "=" marks a property's setter.
+  // A "=" marks a property's setter, a "=&" one that takes an object.
   const wchar_t* members;
 };
 const Slots kSlots[] = {
@@ -420,6 +420,9 @@ const Slots kSlots[] = {
     {IID_IKtConfigurationObject, 2, L" ConfigurationObject Store MarkStored"},
     {IID_IKtFormulaFunction, 1, L" Initialize ComputeValue Terminate"},
     {IID_IKtFormulaFormat, 1, L" SetGridCellValue"},
+    {IID_IKtPropertyFormula, 1, L" Formula StringFormat TokenTree"},
+    {IID_IKtPropertyFormula2, 1,
+     L" Formula Formula= StringFormat StringFormat= TokenTree TokenTree= TokenTree=&"},
     {IID_IKtCellValue, 1,
      L" CellValueType Text MinNumber MaxNumber MinDate MaxDate MvrStructure BooleanValue IsBoolean "
      L"ELNProperty ErrorDescription ErrorNumber ErrorSource InitializeFromGridCell "
@@ -445,8 +448,9 @@ std::wstring MembersInSlotOrder(ITypeInfo& dispatch) {
     Text name;
     vtable->GetDocumentation(function->memid, &name, nullptr, nullptr, nullptr);
     names.resize(std::max(names.size(), slot - kOfIDispatch + 1), L"?");
-    names[slot - kOfIDispatch] =
-        name.Get() + (function->invkind == INVOKE_PROPERTYPUT ? L"=" : L"");
+    names[slot - kOfIDispatch] = name.Get() + (function->invkind == INVOKE_PROPERTYPUT      ? L"="
+                                               : function->invkind == INVOKE_PROPERTYPUTREF ? L"=&"
+                                                                                            : L"");
     vtable->ReleaseFuncDesc(function);
   }
   std::wstring list;
@@ -525,6 +529,9 @@ std::vector<ClassRow> Classes() {
   std::vector<ClassRow> rows{
       {CLSID_CellValue, L"CellValue", {IID_IKtCellValue}},
       {CLSID_FormulaListener, L"FormulaListener", With(IID_IKtFormulaListener)},
+      {CLSID_PropertyFormula,
+       L"PropertyFormula",
+       {IID_IKtPropertyFormula2, IID_IKtPropertyFormula}},
       {CLSID_DefaultFormulaFormat, L"DefaultFormulaFormat", With(IID_IKtFormulaFormat)},
       {CLSID_MinDigitFormulaFormat, L"MinDigitFormulaFormat", With(IID_IKtFormulaFormat)},
   };
@@ -716,7 +723,7 @@ TEST(Server, MakesItsClassesAlone) {
   void* none = this;
   EXPECT_EQ(get(IID_IKtCellValue, IID_IClassFactory, &none), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(none, nullptr);
-  EXPECT_EQ(get(CLSID_PropertyFormula, IID_IClassFactory, &none), CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(get(CLSID_TokenLayer, IID_IClassFactory, &none), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(get(CLSID_CellValue, IID_IKtCellValue, &none), E_NOINTERFACE);
   EXPECT_EQ(get(CLSID_CellValue, IID_IClassFactory, nullptr), E_POINTER);
   ASSERT_EQ(
@@ -1167,7 +1174,7 @@ TEST(Registration, LeavesTheRegistryAsItWas) {
   EXPECT_EQ(unregister_server(), S_OK);
   const auto clean = ClassesKeys(HKEY_LOCAL_MACHINE);
   // Of each class its parts and its program identifier, of each library and interface its parts.
-  EXPECT_GT(Added(clean, registered).size(), 14 * 6 + 3 * 6 + 30 * 3);
+  EXPECT_GT(Added(clean, registered).size(), 15 * 6 + 3 * 6 + 31 * 3);
   EXPECT_EQ(std::count_if(clean.begin(), clean.end(),
                           [](const std::wstring& key) { return key.find(L"\\ktf") != key.npos; }),
             0);
@@ -1256,7 +1263,7 @@ TEST(Stack, NeverOverflows) {
       {L"definitions", L"[d1]", L"[?]", L"1"},
       {L"definitions of all operators", L"[d1]", Nested(all_levels, L"[?]", 200), L"true"},
       {L"definitions of a host's functions", L"[d1]", Nested(L"ECHO(", L"[?]", 200), too_deep},
-      {L"definitions of conditions", L"[d1]", Nested(L"IF(1=2,0,1+", L"[?]", 200), too_deep},
+      {L"definitions of conditions", L"[d1]", Nested(L"IF(1=2,0,1+", L"[?]", 200), L"19601"},
   };
   for (const Deep& row : rows) {
     SCOPED_TRACE(row.name);

@@ -21,7 +21,6 @@ namespace ktcom {
 namespace {
 
 using ktformula::DialogForm;
-using ktformula::PropertyFormula;
 using ktformula::PropertyFormulas;
 using ktformula::Ref;
 using Step = std::function<void()>;
@@ -137,12 +136,16 @@ class DialogTest : public ::testing::Test {
     owner = CreateWindowExW(0, L"STATIC", L"Notebook", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40,
                             700, 500, nullptr, nullptr, nullptr, nullptr);
     SetForegroundWindow(owner);
-    formulas.Add(u"12", std::make_shared<PropertyFormula>(u"[Mass] /\n[Molar mass]", u"0.00"));
-    definitions.Add(u"limit", std::make_shared<PropertyFormula>(u"MIN([Amount])", u""));
+    Reset();
   }
   ~DialogTest() override {
     EXPECT_EQ(Dialog(), nullptr);
     DestroyWindow(owner);
+  }
+
+  void Reset() {
+    formulas.PutAll({{u"12", u"[Mass] /\n[Molar mass]", u"0.00"}});
+    definitions.PutAll({{u"limit", u"MIN([Amount])", u""}});
   }
 
   // The entries after a dialog in which the user did this.
@@ -157,7 +160,7 @@ class DialogTest : public ::testing::Test {
     EXPECT_FALSE(IsWindowVisible(Dialog()));
     std::u16string result = dialog.Changed() ? u"changed" : u"same";
     for (const PropertyFormulas* entries : {&formulas, &definitions}) {
-      for (const auto& [key, entry] : *entries)
+      for (const auto& [key, entry] : entries->Entries())
         result += u" " + key + u":" + entry->Formula + u"|" + entry->StringFormat;
     }
     return result;
@@ -200,11 +203,8 @@ TEST_F(DialogTest, KeepsWhatTheUserDid) {
   };
   for (std::size_t i = 0; i < rows.size(); ++i) {
     SCOPED_TRACE(i);
-    const PropertyFormulas formulas_before = formulas;
-    const PropertyFormulas definitions_before = definitions;
     EXPECT_EQ(Edit(rows[i].first), rows[i].second);
-    formulas = formulas_before;
-    definitions = definitions_before;
+    Reset();
   }
 }
 
@@ -433,12 +433,11 @@ TEST(MessageBoxes, ShowTextAndTitle) {
 TEST_F(DialogTest, Picture) {
   const char* seconds = std::getenv("KT_SHOW_SECONDS");
   if (seconds == nullptr) GTEST_SKIP();
-  definitions.Add(u"excess", std::make_shared<PropertyFormula>(u"1.2", u""));
-  formulas.Clear();
-  formulas.Add(u"12", std::make_shared<PropertyFormula>(
-                          u"IF([Role] = 'product',\n   [limit] * [Equivalents] * [Yield],\n"
-                          u"   [Mass] / [Molar mass])",
-                          u"0.000"));
+  definitions.Put(u"excess", u"1.2", u"");
+  formulas.Put(u"12",
+               u"IF([Role] = 'product',\n   [limit] * [Equivalents] * [Yield],\n"
+               u"   [Mass] / [Molar mass])",
+               u"0.000");
   Steps steps{Pick(2)};
   if (std::getenv("KT_SHOW_FORMULA") != nullptr) steps.push_back(kTab);
   steps.insert(steps.end(), std::size_t{20} * std::strtoul(seconds, nullptr, 10),

@@ -140,7 +140,7 @@ TEST_F(ConfigurationTest, UnchangedFormulasKeepTheirTrees) {
     const auto tree = listener->MakeTokenTree(u"1");
     for (const auto* formulas :
          {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
-      for (const auto& [key, formula] : *formulas)
+      for (const auto& [key, formula] : formulas->Entries())
         formula->TokenTree = tree;
     }
   };
@@ -149,7 +149,7 @@ TEST_F(ConfigurationTest, UnchangedFormulasKeepTheirTrees) {
     std::string all;
     for (const auto* formulas :
          {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
-      for (const auto& [key, formula] : *formulas)
+      for (const auto& [key, formula] : formulas->Entries())
         all += Narrow(key) + (formula->TokenTree ? "* " : " ");
     }
     return all;
@@ -333,7 +333,7 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   owner_of_functions->Terminate();
   owner_of_functions->Terminate();
   EXPECT_EQ(ended, "SUM AVG ");
-  EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Size(), 0U);
+  EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Entries().size(), 0U);
 
   // Two classes under one name: Initialize fails, and what was registered is ended all the same.
   ended.clear();

@@ -18,7 +18,7 @@ struct ComponentClass {
   ComPtr<IUnknown> (*create)();
 };
 
-inline constexpr std::size_t kComponentClassCount = 14;
+inline constexpr std::size_t kComponentClassCount = 15;
 std::span<const ComponentClass, kComponentClassCount> ComponentClasses();
 
 }  // namespace ktcom

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "com/base/shells.h"
 #include "com/component/function_objects.h"
 #include "values/raised_error.h"
 
@@ -15,6 +16,7 @@ using ktformula::TokenLayer;
 namespace {
 
 using Lease = std::shared_ptr<const TokenLease>;
+using Tree = std::shared_ptr<const ktformula::TokenTree>;
 
 void CheckLease(const Lease& lease) {
   if (lease->ended) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
@@ -106,10 +108,16 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
 
   // `item` is what holds the layer; nullptr for one that no other layer holds.
   TokenLayerObject(const TokenLayer& layer, const LayerItem* item, Lease lease)
-      : layer_(layer), item_(item), lease_(std::move(lease)) {}
+      : layer_(layer), item_(item), lease_(std::move(lease)) {
+    if (IsTree()) AddShell(lease_->tree.get(), this);
+  }
+  ~TokenLayerObject() {
+    if (IsTree()) RemoveShell(lease_->tree.get());
+  }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
     if (lease_->ended) return nullptr;
+    if (type == typeid(Tree)) return IsTree() ? const_cast<Tree*>(&lease_->tree) : nullptr;
     if (type == typeid(TokenLayer)) return const_cast<TokenLayer*>(&layer_);
     return type == typeid(LayerItem) ? const_cast<LayerItem*>(item_) : nullptr;
   }
@@ -136,6 +144,8 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
     CheckLease(lease_);
     return layer_;
   }
+  // Whether this is all of a formula.
+  bool IsTree() const noexcept { return item_ == nullptr && lease_->tree != nullptr; }
 
   const TokenLayer& layer_;
   const LayerItem* item_;
@@ -156,10 +166,16 @@ T* LivingArgument(IDispatch* object) {
 
 }  // namespace
 
-ComPtr<IKtTokenLayer> MakeTreeObject(std::shared_ptr<const ktformula::TokenTree> tree) {
-  const TokenLayer& top = tree->top;
-  return MakeObject<TokenLayerObject>(
-      top, nullptr, std::make_shared<const TokenLease>(TokenLease{std::move(tree)}));
+ComPtr<IKtTokenLayer> ToTreeObject(const Tree& tree) {
+  if (tree == nullptr) return nullptr;
+  const ComPtr<IDispatch> known = FindShell(tree.get());
+  if (known != nullptr) return static_cast<IKtTokenLayer*>(known.Get());
+  return MakeObject<TokenLayerObject>(tree->top, nullptr,
+                                      std::make_shared<const TokenLease>(TokenLease{tree}));
+}
+
+Tree TreeArgument(IDispatch* object) {
+  return object == nullptr ? nullptr : *LivingArgument<Tree>(object);
 }
 
 ComPtr<IKtTokenLayer> MakeArgumentsObject(const TokenLayer* layer, Lease lease) {
