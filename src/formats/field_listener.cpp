@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "values/platform.h"
 #include "values/raised_error.h"
@@ -33,10 +34,14 @@ std::int16_t ToPosition(double position) {
 void FieldListener::Initialize(Ref<HostFramework> framework, Ref<OwnerCollection> owner,
                                Ref<HostService> service) {
   WithCallPath(InitializeMember(), [&] {
-    framework_ = std::move(framework);
-    owner_ = std::move(owner);
-    service_ = std::move(service);
-    OnInitialize();
+    HostObjects former =
+        std::exchange(host_, {std::move(framework), std::move(owner), std::move(service)});
+    try {
+      OnInitialize();
+    } catch (const RaisedError&) {
+      host_ = std::move(former);
+      throw;
+    }
   });
 }
 
@@ -56,10 +61,8 @@ void FieldListener::RequestSave() {
 }
 
 void FieldListener::Terminate() {
+  host_ = {};
   OnTerminate();
-  framework_ = nullptr;
-  owner_ = nullptr;
-  service_ = nullptr;
 }
 
 Ref<IKtConfigurationObject> FieldListener::ConfigurationObject() {
@@ -90,7 +93,7 @@ std::u16string FieldListener::OwnDescription() const {
 }
 
 std::u16string FieldListener::KnownDescription() {
-  return owner_ ? Description(0) : OwnDescription();
+  return host_.owner ? Description(0) : OwnDescription();
 }
 
 std::u16string FieldListener::Description(int flag) {
@@ -140,8 +143,8 @@ void FieldListener::ResolveObject(HostObject*, std::u16string_view type_name) {
 }
 
 void FieldListener::Refresh() {
-  if (!service_) Raise(RuntimeError::kObjectNotSet);
-  service_->RefreshObject(ToDecimalText(key_));
+  if (!host_.service) Raise(RuntimeError::kObjectNotSet);
+  host_.service->RefreshObject(ToDecimalText(key_));
 }
 
 Ref<HostObject> FieldListener::Execute(XmlNode& command, HostObject*) {
@@ -196,13 +199,13 @@ void FieldListener::ReadRow(const RowSet& row) {
 }
 
 HostFramework& FieldListener::Framework() const {
-  if (!framework_) Raise(RuntimeError::kObjectNotSet);
-  return *framework_;
+  if (!host_.framework) Raise(RuntimeError::kObjectNotSet);
+  return *host_.framework;
 }
 
 OwnerCollection& FieldListener::Owner() const {
-  if (!owner_) Raise(RuntimeError::kObjectNotSet);
-  return *owner_;
+  if (!host_.owner) Raise(RuntimeError::kObjectNotSet);
+  return *host_.owner;
 }
 
 }  // namespace ktformula

@@ -22,6 +22,7 @@ class FieldListener : public IKtFieldListener,
                       public IKtConfigurationObject,
                       public IKtListenerData {
  public:
+  // A failure leaves the listener with what it had.
   void Initialize(Ref<HostFramework> framework, Ref<OwnerCollection> owner,
                   Ref<HostService> service) final;
   void Create(const Field& field, DatabaseAccess& database, std::u16string_view name,
@@ -87,7 +88,7 @@ class FieldListener : public IKtFieldListener,
 
   // Initialize has stored the host objects.
   virtual void OnInitialize() {}
-  // Terminate is about to release the host objects.
+  // Terminate has released the host objects.
   virtual void OnTerminate() {}
   // Appends the configuration's elements to the listener's element.
   virtual void WriteConfiguration(XmlElement& /*root*/, ColumnReference /*columns*/) const {}
@@ -97,7 +98,9 @@ class FieldListener : public IKtFieldListener,
   // Raises error 91 before Initialize and after Terminate.
   HostFramework& Framework() const;
   OwnerCollection& Owner() const;
-  const Ref<HostService>& Service() const noexcept { return service_; }
+  const Ref<HostService>& Service() const noexcept { return host_.service; }
+  // Empty before Initialize and after Terminate.
+  const Ref<HostFramework>& FrameworkIfAny() const noexcept { return host_.framework; }
 
   // The listener in words, with its owner as long as it has one.
   std::u16string KnownDescription();
@@ -105,13 +108,17 @@ class FieldListener : public IKtFieldListener,
   std::u16string OwnDescription() const;
 
  private:
+  struct HostObjects {
+    Ref<HostFramework> framework;
+    Ref<OwnerCollection> owner;
+    Ref<HostService> service;
+  };
+
   void ReadElement(XmlElement& element, ReadMode mode);
   void ReadRow(const RowSet& row);
 
   std::u16string_view class_name_;
-  Ref<HostFramework> framework_;
-  Ref<OwnerCollection> owner_;
-  Ref<HostService> service_;
+  HostObjects host_;
   std::int32_t key_ = 0;
   std::u16string name_;
   std::u16string program_identifier_;

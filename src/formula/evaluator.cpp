@@ -1,5 +1,6 @@
 #include "formula/evaluator.h"
 
+#include <cmath>
 #include <cstdint>
 #include <memory>
 
@@ -19,22 +20,22 @@ constexpr std::u16string_view kArgumentSource = u"CellValue.EvaluateArgument";
 // and hosts have as little as one megabyte of it. So messages, operands and whatever else needs
 // room stand in functions of their own, which are gone again before the next layer begins.
 
-std::u16string Quoted(std::u16string_view before, const FormulaToken& token,
+std::u16string Quoted(std::u16string_view before, const LayerItem& token,
                       std::u16string_view after) {
-  return std::u16string(before) + u" \"" + token.TokenText + u"\" " + std::u16string(after);
+  return std::u16string(before) + u" \"" + token.TokenText() + u"\" " + std::u16string(after);
 }
 
 [[noreturn, gnu::noinline]] void RaiseQuoted(std::u16string_view source, std::u16string_view before,
-                                             const FormulaToken& token, std::u16string_view after) {
+                                             const LayerItem& token, std::u16string_view after) {
   Raise(source, Quoted(before, token, after));
 }
 
 [[gnu::noinline]] void SetQuotedError(CellValue& target, std::u16string_view before,
-                                      const FormulaToken& token, std::u16string_view after) {
+                                      const LayerItem& token, std::u16string_view after) {
   target.SetError(kComponentError, kLoopSource, Quoted(before, token, after));
 }
 
-[[noreturn]] void RaiseUnknownName(std::u16string_view source, const FormulaToken& token) {
+[[noreturn]] void RaiseUnknownName(std::u16string_view source, const LayerItem& token) {
   RaiseQuoted(source, u"the string", token, u"is not recognized");
 }
 
@@ -73,52 +74,52 @@ class DepthGuard {
   EvaluationDepth& depth_;
 };
 
-const LayerItem& ItemAt(const TokenLayer& layer, std::size_t position) {
-  if (position >= layer.items.size()) Raise(RuntimeError::kInvalidIndex);
-  return layer.items[position];
+LayerItem ItemAt(const TokenLayer& layer, std::size_t position) {
+  if (position >= layer.Count()) Raise(RuntimeError::kInvalidIndex);
+  return layer.Item(position);
 }
 
 // Strings, references and numbers; other kinds do nothing.
-[[gnu::noinline]] void EvaluateLiteral(CellValue& target, const FormulaToken& token,
+[[gnu::noinline]] void EvaluateLiteral(CellValue& target, const LayerItem& token,
                                        const EvaluationContext& context) {
-  switch (token.TokenType) {
-    case kFormulaTokenTypeString: target.SetString(token.TokenText); break;
+  switch (token.TokenType()) {
+    case kFormulaTokenTypeString: target.SetString(token.String()); break;
     case kFormulaTokenTypeReference:
-      target.ReferenceValue(*token.Reference, context.context, context.sco, context.listener);
+      target.ReferenceValue(token.Reference(), context.context, context.sco, context.listener);
       break;
     case kFormulaTokenTypeNumber:
-      if (!token.Number) Raise(RuntimeError::kTypeMismatch);
-      target.SetNumber(*token.Number, *token.Number);
+      if (std::isnan(token.Number())) Raise(RuntimeError::kTypeMismatch);
+      target.SetNumber(token.Number(), token.Number());
       break;
     default: break;
   }
 }
 
 // True for the names TRUE and FALSE, which are set; any other name raises.
-[[gnu::noinline]] void EvaluateTruthName(CellValue& target, const FormulaToken& token,
+[[gnu::noinline]] void EvaluateTruthName(CellValue& target, const LayerItem& token,
                                          std::u16string_view source) {
-  if (token.Word != FormulaWord::kTrue && token.Word != FormulaWord::kFalse) {
-    RaiseUnknownName(source, token);
-  }
-  target.SetBoolean(token.Word == FormulaWord::kTrue);
+  const FormulaWord word = token.Word();
+  if (word != FormulaWord::kTrue && word != FormulaWord::kFalse) RaiseUnknownName(source, token);
+  target.SetBoolean(word == FormulaWord::kTrue);
 }
 
 // Calls the function at `position` with the layer behind it, if there is one.
 void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& position,
                   const EvaluationContext& context) {
-  IKtFormulaFunction& function = *layer.items[position].token->TokenFunction;
+  IKtFormulaFunction& function = *layer.Item(position).Function();
   ++position;
-  const TokenLayer* args = nullptr;
-  if (position < layer.items.size() && layer.items[position].layer != nullptr) {
-    args = layer.items[position].layer.get();
+  if (position < layer.Count() && layer.Item(position).IsLayer()) {
+    const TokenLayer args = layer.Item(position).Layer();
     ++position;
+    function.ComputeValue(&args, context.context, target);
+  } else {
+    function.ComputeValue(nullptr, context.context, target);
   }
-  function.ComputeValue(args, context.context, target);
 }
 
 // A symbol that begins a layer becomes an operator between a neutral left side and its operand.
-[[gnu::noinline]] void SetNeutralLeftSide(CellValue& target, const FormulaToken& token) {
-  switch (token.Word) {
+[[gnu::noinline]] void SetNeutralLeftSide(CellValue& target, const LayerItem& token) {
+  switch (token.Word()) {
     case FormulaWord::kAdd:
     case FormulaWord::kSubtract:
     case FormulaWord::kPlusMinus: target.SetNumber(0, 0); break;
@@ -130,23 +131,23 @@ void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& posit
 // Evaluates the first operand of a layer; `position` is then the first item of the operator loop.
 void EvaluateHead(CellValue& target, const TokenLayer& layer, std::size_t& position,
                   const EvaluationContext& context) {
-  const LayerItem* item = &ItemAt(layer, position);
-  if (item->layer != nullptr) {
-    EvaluateTokenTreeLayer(target, *item->layer, context);
+  LayerItem item = ItemAt(layer, position);
+  if (item.IsLayer()) {
+    EvaluateTokenTreeLayer(target, item.Layer(), context);
     ++position;
     return;
   }
   target.InitializeFromELNProperty(context.prop);
-  if (item->token->Word == FormulaWord::kEquals) {
+  if (item.Word() == FormulaWord::kEquals) {
     // A formula may begin with "=", but only one token may follow it.
-    item = &ItemAt(layer, ++position);
-    if (item->token == nullptr) Raise(RuntimeError::kTypeMismatch);
+    item = ItemAt(layer, ++position);
+    if (item.IsLayer()) Raise(RuntimeError::kTypeMismatch);
   }
-  switch (item->token->TokenType) {
-    case kFormulaTokenTypeSymbol: SetNeutralLeftSide(target, *item->token); return;
+  switch (item.TokenType()) {
+    case kFormulaTokenTypeSymbol: SetNeutralLeftSide(target, item); return;
     case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); return;
-    case kFormulaTokenTypeName: EvaluateTruthName(target, *item->token, kHeadSource); break;
-    default: EvaluateLiteral(target, *item->token, context); break;
+    case kFormulaTokenTypeName: EvaluateTruthName(target, item, kHeadSource); break;
+    default: EvaluateLiteral(target, item, context); break;
   }
   ++position;
 }
@@ -173,34 +174,34 @@ void (CellValue::*OperationOf(FormulaWord word))(Operand) {
   }
 }
 
-[[gnu::noinline]] void ApplyOperator(CellValue& target, const FormulaToken& token,
+[[gnu::noinline]] void ApplyOperator(CellValue& target, const LayerItem& token,
                                      const CellValue& operand) {
-  if (const auto operation = OperationOf(token.Word)) {
+  if (const auto operation = OperationOf(token.Word())) {
     (target.*operation)(operand);
-  } else if (token.Word == FormulaWord::kNot) {
+  } else if (token.Word() == FormulaWord::kNot) {
     target.SetBoolean(!operand.BooleanValue());
-  } else if (token.Word != FormulaWord::kExclamation) {
+  } else if (token.Word() != FormulaWord::kExclamation) {
     SetQuotedError(target, u"the symbol", token, u"is not a valid token");
   }
 }
 
-bool IsOperatorToken(const FormulaToken& token) {
-  return token.TokenType == kFormulaTokenTypeSymbol ||
-         (token.TokenType == kFormulaTokenTypeName && OperationOf(token.Word) != nullptr);
+bool IsOperator(const LayerItem& item) {
+  if (item.IsLayer()) return false;
+  return item.TokenType() == kFormulaTokenTypeSymbol ||
+         (item.TokenType() == kFormulaTokenTypeName && OperationOf(item.Word()) != nullptr);
 }
 
 // Whether the operand at `position` is a token that leads to no other layer of this formula.
 bool IsLiteral(const TokenLayer& layer, std::size_t position) {
-  if (position >= layer.items.size()) return false;
-  const FormulaToken* token = layer.items[position].token;
-  return token != nullptr && (token->TokenType == kFormulaTokenTypeString ||
-                              token->TokenType == kFormulaTokenTypeReference ||
-                              token->TokenType == kFormulaTokenTypeNumber);
+  if (position >= layer.Count()) return false;
+  const LayerItem item = layer.Item(position);
+  return !item.IsLayer() && (item.TokenType() == kFormulaTokenTypeString ||
+                             item.TokenType() == kFormulaTokenTypeReference ||
+                             item.TokenType() == kFormulaTokenTypeNumber);
 }
 
-[[gnu::noinline]] void ApplyToLiteral(CellValue& target, const FormulaToken& operator_token,
-                                      const FormulaToken& literal,
-                                      const EvaluationContext& context) {
+[[gnu::noinline]] void ApplyToLiteral(CellValue& target, const LayerItem& operator_token,
+                                      const LayerItem& literal, const EvaluationContext& context) {
   CellValue operand;
   EvaluateLiteral(operand, literal, context);
   ApplyOperator(target, operator_token, operand);
@@ -208,34 +209,34 @@ bool IsLiteral(const TokenLayer& layer, std::size_t position) {
 
 // What stands where an operator has to: a name makes the result an error value, all else raises.
 [[gnu::noinline]] void RefuseOperator(CellValue& target, const LayerItem& item) {
-  if (item.token == nullptr) {
+  if (item.IsLayer()) {
     Raise(kLoopSource, u"the syntax for the formula is not valid; an operator is missing");
   }
-  if (item.token->TokenType != kFormulaTokenTypeName) {
-    RaiseQuoted(kLoopSource, u"the syntax for the formula token", *item.token, u"is not valid");
+  if (item.TokenType() != kFormulaTokenTypeName) {
+    RaiseQuoted(kLoopSource, u"the syntax for the formula token", item, u"is not valid");
   }
-  SetQuotedError(target, u"the string", *item.token, u"is not recognized");
+  SetQuotedError(target, u"the string", item, u"is not recognized");
 }
 
 // Applies the operator at `position` to `target` and the operand behind it.
 void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& position,
                        const EvaluationContext& context) {
-  const LayerItem& item = layer.items[position];
-  if (item.token == nullptr || !IsOperatorToken(*item.token)) return RefuseOperator(target, item);
+  const LayerItem item = layer.Item(position);
+  if (!IsOperator(item)) return RefuseOperator(target, item);
   ++position;
   if (IsLiteral(layer, position)) {
-    ApplyToLiteral(target, *item.token, *layer.items[position].token, context);
+    ApplyToLiteral(target, item, layer.Item(position), context);
     ++position;
     return;
   }
   const auto operand = std::make_unique<CellValue>();
   EvaluateNextToken(*operand, layer, position, context);
-  ApplyOperator(target, *item.token, *operand);
+  ApplyOperator(target, item, *operand);
 }
 
 // Symbols and names are no operands.
-[[noreturn, gnu::noinline]] void RaiseNoOperand(const FormulaToken& token) {
-  if (token.TokenType == kFormulaTokenTypeName) RaiseUnknownName(kNextTokenSource, token);
+[[noreturn, gnu::noinline]] void RaiseNoOperand(const LayerItem& token) {
+  if (token.TokenType() == kFormulaTokenTypeName) RaiseUnknownName(kNextTokenSource, token);
   RaiseQuoted(kNextTokenSource, u"the symbol", token, u"can not follow another symbol");
 }
 
@@ -283,7 +284,7 @@ void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
   const DepthGuard guard;
   std::size_t position = 0;
   EvaluateHead(target, layer, position, context);
-  while (position < layer.items.size() && target.CellValueType() != kCellValueTypeError) {
+  while (position < layer.Count() && target.CellValueType() != kCellValueTypeError) {
     EvaluateOperation(target, layer, position, context);
   }
 }
@@ -292,41 +293,39 @@ void EvaluateNextToken(CellValue& target, const TokenLayer& layer, std::size_t& 
                        const EvaluationContext& context) {
   // NOT in front of an operand is recognized in capitals only.
   std::size_t nots = 0;
-  const LayerItem* item = &ItemAt(layer, position);
-  while (item->token != nullptr && item->token->Word == FormulaWord::kNot &&
-         item->token->TokenText == u"NOT") {
+  LayerItem item = ItemAt(layer, position);
+  while (!item.IsLayer() && item.Word() == FormulaWord::kNot && item.TokenText() == u"NOT") {
     ++nots;
-    item = &ItemAt(layer, ++position);
+    item = ItemAt(layer, ++position);
   }
-  if (item->layer != nullptr) {
-    EvaluateTokenTreeLayer(target, *item->layer, context);
+  if (item.IsLayer()) {
+    EvaluateTokenTreeLayer(target, item.Layer(), context);
     ++position;
   } else {
-    switch (item->token->TokenType) {
+    switch (item.TokenType()) {
       case kFormulaTokenTypeSymbol:
-      case kFormulaTokenTypeName: RaiseNoOperand(*item->token);
+      case kFormulaTokenTypeName: RaiseNoOperand(item);
       case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); break;
-      default: EvaluateLiteral(target, *item->token, context); ++position;
+      default: EvaluateLiteral(target, item, context); ++position;
     }
   }
   ApplyNots(target, nots);
 }
 
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context) {
-  if (item.layer != nullptr) {
-    EvaluateTokenTreeLayer(target, *item.layer, context);
+  if (item.IsLayer()) {
+    EvaluateTokenTreeLayer(target, item.Layer(), context);
     return;
   }
-  const FormulaToken& token = *item.token;
   target.InitializeFromELNProperty(context.prop);
-  switch (token.TokenType) {
-    case kFormulaTokenTypeName: EvaluateTruthName(target, token, kArgumentSource); break;
+  switch (item.TokenType()) {
+    case kFormulaTokenTypeName: EvaluateTruthName(target, item, kArgumentSource); break;
     case kFormulaTokenTypeSymbol:
-      RaiseQuoted(kArgumentSource, u"the symbol", token, u"can not be evaluated in isolation");
+      RaiseQuoted(kArgumentSource, u"the symbol", item, u"can not be evaluated in isolation");
     case kFormulaTokenTypeFunction:
-      token.TokenFunction->ComputeValue(nullptr, context.context, target);
+      item.Function()->ComputeValue(nullptr, context.context, target);
       break;
-    default: EvaluateLiteral(target, token, context); break;
+    default: EvaluateLiteral(target, item, context); break;
   }
 }
 

@@ -13,9 +13,10 @@ namespace {
 
 class OwnFunctionDictionary final : public FunctionDictionary {
  public:
-  bool Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) override {
-    return functions_.Add(key, std::move(function));
+  void Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) override {
+    if (!functions_.Add(key, std::move(function))) Raise(RuntimeError::kKeyInUse);
   }
+  void Remove(std::u16string_view key) override { functions_.Remove(key); }
   std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view key) const override {
     const auto* function = functions_.Find(key);
     return function != nullptr ? *function : nullptr;
@@ -38,16 +39,31 @@ FunctionRegistry::FunctionRegistry() : functions_(std::make_unique<OwnFunctionDi
 
 void FunctionRegistry::Register(std::u16string_view key,
                                 std::shared_ptr<IKtFormulaFunction> function) {
-  if (!functions_->Add(key, function)) Raise(RuntimeError::kInvalidProcedureCall);
+  functions_->Add(key, function);
   registered_.push_back(std::move(function));
 }
 
 void FunctionRegistry::RegisterAll(std::span<const FunctionClass> classes, NamedValues& listener) {
-  for (const FunctionClass& function_class : classes) {
-    std::shared_ptr<IKtFormulaFunction> function = function_class.create();
-    function->Initialize(listener);
-    Register(function_class.key, std::move(function));
+  std::size_t done = 0;
+  try {
+    for (; done < classes.size(); ++done) {
+      std::shared_ptr<IKtFormulaFunction> function = classes[done].create();
+      function->Initialize(listener);
+      Register(classes[done].key, std::move(function));
+    }
+  } catch (const RaisedError&) {
+    Unregister(classes.first(done));
+    throw;
   }
+}
+
+// Takes back the functions that were registered last, one for each of the classes.
+void FunctionRegistry::Unregister(std::span<const FunctionClass> classes) {
+  for (const FunctionClass& function_class : classes)
+    functions_->Remove(function_class.key);
+  const auto kept = registered_.end() - static_cast<std::ptrdiff_t>(classes.size());
+  std::for_each(kept, registered_.end(), [](const auto& function) { function->Terminate(); });
+  registered_.erase(kept, registered_.end());
 }
 
 std::shared_ptr<IKtFormulaFunction> FunctionRegistry::Find(std::u16string_view name) const {

@@ -27,8 +27,9 @@ class FunctionDictionary {
   FunctionDictionary& operator=(const FunctionDictionary&) = delete;
   virtual ~FunctionDictionary() = default;
 
-  // Keys compare exactly. False when the key is taken.
-  virtual bool Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) = 0;
+  // Keys compare exactly. Raises error 457 when the key is taken.
+  virtual void Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) = 0;
+  virtual void Remove(std::u16string_view key) = 0;
   // Empty when there is none.
   virtual std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view key) const = 0;
   virtual std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const = 0;
@@ -42,10 +43,11 @@ class FunctionRegistry {
   explicit FunctionRegistry(std::unique_ptr<FunctionDictionary> functions)
       : functions_(std::move(functions)) {}
 
-  // Keys are upper case. Raises error 5 when the key is taken.
+  // Keys are upper case. Raises error 457 when the key is taken.
   void Register(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function);
 
-  // Creates a function of each class for the listener and registers it.
+  // Creates a function of each class for the listener and registers it. When a key is taken, this
+  // raises what Register raises and registers none.
   void RegisterAll(std::span<const FunctionClass> classes, NamedValues& listener);
 
   // The function of this name in any letter case, empty when there is none.
@@ -60,6 +62,8 @@ class FunctionRegistry {
   void Terminate();
 
  private:
+  void Unregister(std::span<const FunctionClass> classes);
+
   std::unique_ptr<FunctionDictionary> functions_;
   std::vector<std::shared_ptr<IKtFormulaFunction>> registered_;
 };

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "values/platform.h"
 #include "values/text.h"
 
 namespace ktformula {
@@ -43,6 +42,8 @@ constexpr std::array<WordRow, 21> kWords{{
 
 constexpr std::size_t kLongestWord = 5;
 
+}  // namespace
+
 FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text) {
   if (text.size() > kLongestWord) return FormulaWord::kNone;
   const std::u16string upper = UpperCase(text);
@@ -52,24 +53,15 @@ FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text) {
   return FormulaWord::kNone;
 }
 
-}  // namespace
-
 int PrecedenceLevel(FormulaWord word) noexcept {
-  for (const WordRow& row : kWords) {
-    if (row.word == word) return row.level;
-  }
-  return 0;
-}
-
-FormulaToken::FormulaToken(FormulaTokenTypeEnum type, std::u16string_view text)
-    : TokenType(type), TokenText(text) {
-  switch (type) {
-    case kFormulaTokenTypeName:
-    case kFormulaTokenTypeSymbol: Word = FindWord(type, text); break;
-    case kFormulaTokenTypeNumber: Number = NumericValue(text); break;
-    case kFormulaTokenTypeReference: Reference = std::make_unique<ReferencePath>(text); break;
-    default: break;
-  }
+  // By word, because this is asked for every token of a formula and every level.
+  static constexpr auto kLevels = [] {
+    std::array<int, kWords.size() + 1> levels{};
+    for (const WordRow& row : kWords)
+      levels[static_cast<std::size_t>(row.word)] = row.level;
+    return levels;
+  }();
+  return kLevels[static_cast<std::size_t>(word)];
 }
 
 }  // namespace ktformula

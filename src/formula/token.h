@@ -3,13 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "formula/formula_function.h"
-#include "values/leak_check.h"
-#include "values/reference.h"
 
 namespace ktformula {
 
@@ -58,23 +55,16 @@ inline constexpr int kTightestLevel = 6;
 // The level of an operator, 0 for any other word.
 int PrecedenceLevel(FormulaWord word) noexcept;
 
-// One token. Besides its kind and text it holds what can be known once: the word's meaning, the
-// numeral's value, the reference's parts.
-struct FormulaToken : private LeakCounted<FormulaToken> {
-  static constexpr std::string_view kClassName = "FormulaToken";
+// What a name or a symbol means, in any letter case; kNone for any other text.
+FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text);
 
-  FormulaToken(FormulaTokenTypeEnum type, std::u16string_view text);
-
-  FormulaTokenTypeEnum TokenType;
-  FormulaWord Word = FormulaWord::kNone;
+// One token of a formula, made for whoever wants to look at it.
+struct FormulaToken {
+  FormulaTokenTypeEnum TokenType = kFormulaTokenTypeWhitespace;
   // As written; strings without quotes, references without brackets.
   std::u16string TokenText;
   // The function object, for function tokens only.
   std::shared_ptr<IKtFormulaFunction> TokenFunction;
-  // A number token's value; empty when the numeral can not be converted.
-  std::optional<double> Number;
-  // Set for reference tokens only.
-  std::unique_ptr<const ReferencePath> Reference;
 };
 
 }  // namespace ktformula

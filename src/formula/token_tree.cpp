@@ -1,7 +1,9 @@
 #include "formula/token_tree.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <numeric>
+#include <unordered_map>
 #include <utility>
 
 #include "formula/tokenizer.h"
@@ -13,109 +15,248 @@ namespace {
 
 constexpr std::u16string_view kLayerSource = u"FormulaListener.MakeTokenTreeLayer";
 
-// Moves the items from `first` on into a layer of their own that takes their place.
-void WrapFrom(std::vector<LayerItem>& items, std::size_t first) {
-  TokenLayer wrapped;
-  const auto begin = items.begin() + static_cast<std::ptrdiff_t>(first);
-  wrapped.items.assign(std::make_move_iterator(begin), std::make_move_iterator(items.end()));
-  items.erase(begin, items.end());
-  items.emplace_back(std::move(wrapped));
-}
-
-// Ends an argument: more than one item since the last comma become a layer.
-void CloseArgument(std::vector<LayerItem>& items, std::size_t last_argument) {
-  if (items.size() > last_argument + 1) WrapFrom(items, last_argument);
-}
-
-void TakeComma(std::vector<LayerItem>& items, std::size_t& last_argument) {
-  if (items.empty()) {
-    Raise(kLayerSource, u"the formula contains an unexpected comma following a left parenthesis");
-  }
-  if (items.size() == last_argument) {
-    Raise(kLayerSource, u"the formula contains an unexpected comma following a comma");
-  }
-  CloseArgument(items, last_argument);
-  ++last_argument;
-}
-
-bool IsOperator(const LayerItem& item, int level) {
-  return item.token != nullptr && PrecedenceLevel(item.token->Word) == level;
-}
-
-// Not part of its caller, which is on the stack once for each layer inside another.
-[[gnu::noinline]] void GroupItems(std::vector<LayerItem>& items, int level) {
-  std::vector<LayerItem> grouped;
-  std::size_t operand = 0;  // where the items behind the last operator begin
-  for (LayerItem& item : items) {
-    const bool is_operator = IsOperator(item, level);
-    if (is_operator) CloseArgument(grouped, operand);
-    grouped.push_back(std::move(item));
-    if (is_operator) operand = grouped.size();
-  }
-  CloseArgument(grouped, operand);
-  items = std::move(grouped);
-}
+// Built in bulk, so they are counted in bulk.
+KtLeakCheck token_counter{"FormulaToken"};
+KtLeakCheck layer_counter{"TokenLayer"};
 
 }  // namespace
 
-LayerItem::LayerItem(TokenLayer item_layer)
-    : layer(std::make_unique<TokenLayer>(std::move(item_layer))) {}
+bool LayerItem::IsLayer() const noexcept {
+  return tree_->ItemAt(index_).Kind() == TokenTree::Item::kLayer;
+}
 
-TokenLayer MakeTokenTreeLayer(const std::vector<FormulaToken>& tokens, std::size_t startPosition,
-                              bool nested, std::size_t& position, int depth) {
-  if (depth > kMaximumNesting) Raise(kLayerSource, u"the formula is nested too deeply");
-  TokenLayer layer;
-  std::size_t last_argument = 0;
-  position = startPosition;
-  while (position < tokens.size()) {
-    const FormulaToken& token = tokens[position];
-    switch (token.TokenType) {
-      case kFormulaTokenTypeRightParen:
-        if (!nested) {
-          Raise(kLayerSource, u"the specified formula has an unbalanced right parenthesis");
+TokenLayer LayerItem::Layer() const noexcept {
+  return {*tree_, tree_->ItemAt(index_).Place()};
+}
+
+FormulaTokenTypeEnum LayerItem::TokenType() const noexcept {
+  return static_cast<FormulaTokenTypeEnum>(tree_->ItemAt(index_).Kind());
+}
+
+FormulaWord LayerItem::Word() const noexcept {
+  return tree_->ItemAt(index_).Word();
+}
+
+const std::u16string& LayerItem::String() const noexcept {
+  return tree_->strings_[tree_->ItemAt(index_).Detail()];
+}
+
+const ReferencePath& LayerItem::Reference() const noexcept {
+  return tree_->references_[tree_->ItemAt(index_).Detail()];
+}
+
+double LayerItem::Number() const noexcept {
+  return tree_->numbers_[tree_->ItemAt(index_).Detail()];
+}
+
+const std::shared_ptr<IKtFormulaFunction>& LayerItem::Function() const noexcept {
+  return tree_->functions_[tree_->ItemAt(index_).Detail()];
+}
+
+std::u16string LayerItem::TokenText() const {
+  const Tokenizer tokenizer(tree_->formula_, tree_->locale_);
+  return tokenizer.TextOf(tokenizer.At(tree_->ItemAt(index_).Place()));
+}
+
+FormulaToken LayerItem::Token() const {
+  const bool is_function = TokenType() == kFormulaTokenTypeFunction;
+  return {TokenType(), TokenText(), is_function ? Function() : nullptr};
+}
+
+std::size_t TokenLayer::Count() const noexcept {
+  return tree_->layers_[index_].count;
+}
+
+LayerItem TokenLayer::Item(std::size_t position) const noexcept {
+  return {*tree_, tree_->layers_[index_].first + static_cast<std::uint32_t>(position)};
+}
+
+TokenTree::TokenTree(std::u16string_view formula)
+    : formula_(formula), counted_tokens_(token_counter), counted_layers_(layer_counter) {}
+
+// Builds the layers from the inside out. The items of the layers that are still open stand in one
+// stack, each layer's behind those of the layers around it.
+class TokenTreeBuilder {
+ public:
+  TokenTreeBuilder(std::u16string_view formula, const FunctionRegistry& functions)
+      : tree_(new TokenTree(formula)),
+        functions_(functions),
+        tokenizer_(tree_->formula_, tree_->locale_) {}
+
+  std::shared_ptr<const TokenTree> Build() {
+    Reserve();
+    MakeTokenTreeLayer(false, 0);
+    if (!tokenizer_.IsAtEnd()) {
+      Raise(u"FormulaListener.MakeTokenTree",
+            u"the specified formula has an unbalanced right parentheses.");
+    }
+    tree_->top_ = open_.back().Place();
+    // Each layer but the top one is an item of another.
+    tree_->counted_tokens_.Add(tree_->items_.size() + 1 - tree_->layers_.size());
+    tree_->counted_layers_.Add(tree_->layers_.size());
+    return std::shared_ptr<const TokenTree>(tree_.release());
+  }
+
+ private:
+  using Item = TokenTree::Item;
+
+  // Reads all tokens once: what is no token is refused before anything else, and long formulas take
+  // no more memory than they need.
+  void Reserve() {
+    std::array<std::size_t, 16> counts{};
+    for (Tokenizer scan = tokenizer_; !scan.IsAtEnd();)
+      ++counts[static_cast<std::size_t>(scan.Next().type)];
+    for (const auto dropped :
+         {kFormulaTokenTypeWhitespace, kFormulaTokenTypeRightParen, kFormulaTokenTypeComma})
+      counts[dropped] = 0;
+    tree_->numbers_.reserve(counts[kFormulaTokenTypeNumber]);
+    tree_->strings_.reserve(counts[kFormulaTokenTypeString]);
+    open_.reserve(std::accumulate(counts.begin(), counts.end(), std::size_t{0}));
+  }
+
+  // Builds the layer that begins at the tokenizer's place, puts it in the place of its items and
+  // leaves the tokenizer behind it. `depth` layers stand around it.
+  void MakeTokenTreeLayer(bool nested, int depth) {
+    if (depth > kMaximumNesting) Raise(kLayerSource, u"the formula is nested too deeply");
+    const std::size_t first = open_.size();
+    std::size_t argument = first;
+    while (!tokenizer_.IsAtEnd()) {
+      const TokenPlace token = tokenizer_.Next();
+      switch (token.type) {
+        case kFormulaTokenTypeRightParen:
+          if (!nested) {
+            Raise(kLayerSource, u"the specified formula has an unbalanced right parenthesis");
+          }
+          CloseArgument(argument);
+          WrapFrom(first);
+          return;
+        case kFormulaTokenTypeLeftParen: MakeTokenTreeLayer(true, depth + 1); break;
+        case kFormulaTokenTypeWhitespace: break;
+        case kFormulaTokenTypeComma: argument = TakeComma(first, argument); break;
+        default: open_.push_back(MakeItem(token));
+      }
+    }
+    if (nested) Raise(kLayerSource, u"the specified formula has an unbalanced left parenthesis");
+    WrapFrom(first);
+  }
+
+  // Ends the argument that began at `argument`; where the next one begins.
+  std::size_t TakeComma(std::size_t first, std::size_t argument) {
+    if (open_.size() == first) {
+      Raise(kLayerSource, u"the formula contains an unexpected comma following a left parenthesis");
+    }
+    if (open_.size() == argument) {
+      Raise(kLayerSource, u"the formula contains an unexpected comma following a comma");
+    }
+    CloseArgument(argument);
+    return open_.size();
+  }
+
+  // More than one item become a layer.
+  void CloseArgument(std::size_t argument) {
+    if (open_.size() > argument + 1) WrapFrom(argument);
+  }
+
+  // Makes the items from `first` on a layer, grouped by their operators, that takes their place.
+  void WrapFrom(std::size_t first) {
+    const Item layer = MakeLayer(first, open_.size(), kLoosestLevel);
+    open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(first), open_.end());
+    open_.push_back(layer);
+  }
+
+  Item MakeLayer(std::size_t begin, std::size_t end, int level) {
+    for (; level <= kTightestLevel; ++level)
+      end = GroupOperatorLevel(begin, end, level);
+    auto& items = tree_->items_;
+    tree_->layers_.push_back(
+        {static_cast<std::uint32_t>(items.size()), static_cast<std::uint32_t>(end - begin)});
+    items.insert(items.end(), open_.begin() + static_cast<std::ptrdiff_t>(begin),
+                 open_.begin() + static_cast<std::ptrdiff_t>(end));
+    return {tree_->layers_.size() - 1, Item::kLayer, 0};
+  }
+
+  // Splits the items around the operators of one level, so that each operand between two of them is
+  // a single item; where the items, which are fewer then, end.
+  std::size_t GroupOperatorLevel(std::size_t begin, std::size_t end, int level) {
+    const auto is_operator = [level](const Item& item) {
+      return PrecedenceLevel(item.Word()) == level;
+    };
+    const auto all = std::pair{open_.begin() + static_cast<std::ptrdiff_t>(begin),
+                               open_.begin() + static_cast<std::ptrdiff_t>(end)};
+    if (std::none_of(all.first, all.second, is_operator)) return end;
+    std::size_t operand = begin;
+    std::size_t grouped = begin;
+    const auto close_operand = [&] {
+      if (grouped <= operand + 1) return;
+      open_[operand] = MakeLayer(operand, grouped, level + 1);
+      grouped = operand + 1;
+    };
+    for (std::size_t i = begin; i < end; ++i) {
+      const Item item = open_[i];
+      if (is_operator(item)) close_operand();
+      open_[grouped++] = item;
+      if (is_operator(item)) operand = grouped;
+    }
+    close_operand();
+    return grouped;
+  }
+
+  Item MakeItem(const TokenPlace& token) {
+    const auto item = [&](FormulaTokenTypeEnum type, std::size_t detail) {
+      return Item(token.begin, static_cast<std::uint32_t>(type), detail);
+    };
+    switch (token.type) {
+      case kFormulaTokenTypeString:
+        tree_->strings_.push_back(tokenizer_.TextOf(token));
+        return item(token.type, tree_->strings_.size() - 1);
+      case kFormulaTokenTypeReference:
+        return item(token.type, IndexOfReference(tokenizer_.TextOf(token)));
+      case kFormulaTokenTypeNumber:
+        tree_->numbers_.push_back(
+            NumericValue(TextBetween(token)).value_or(std::numeric_limits<double>::quiet_NaN()));
+        return item(token.type, tree_->numbers_.size() - 1);
+      case kFormulaTokenTypeName:
+        if (auto function = functions_.Find(TextBetween(token))) {
+          return item(kFormulaTokenTypeFunction, IndexOfFunction(std::move(function)));
         }
-        ++position;
-        CloseArgument(layer.items, last_argument);
-        return layer;
-      case kFormulaTokenTypeLeftParen:
-        layer.items.emplace_back(
-            MakeTokenTreeLayer(tokens, position + 1, true, position, depth + 1));
-        break;
-      case kFormulaTokenTypeWhitespace: ++position; break;
-      case kFormulaTokenTypeComma:
-        TakeComma(layer.items, last_argument);
-        ++position;
-        break;
-      default: layer.items.emplace_back(token); ++position;
+        [[fallthrough]];
+      default:
+        return item(token.type, static_cast<std::size_t>(FindWord(token.type, TextBetween(token))));
     }
   }
-  if (nested) Raise(kLayerSource, u"the specified formula has an unbalanced left parenthesis");
-  return layer;
-}
 
-void GroupOperatorLevel(TokenLayer& layer, int level) {
-  bool has_operator = false;
-  for (const LayerItem& item : layer.items) {
-    if (item.layer != nullptr) GroupOperatorLevel(*item.layer, level);
-    has_operator = has_operator || IsOperator(item, level);
+  std::u16string_view TextBetween(const TokenPlace& token) const {
+    return std::u16string_view(tree_->formula_).substr(token.begin, token.end - token.begin);
   }
-  if (has_operator) GroupItems(layer.items, level);
-}
+
+  std::size_t IndexOfReference(std::u16string text) {
+    const auto [known, is_new] =
+        reference_indices_.try_emplace(std::move(text), tree_->references_.size());
+    if (is_new) tree_->references_.emplace_back(known->first);
+    return known->second;
+  }
+
+  std::size_t IndexOfFunction(std::shared_ptr<IKtFormulaFunction> function) {
+    auto& functions = tree_->functions_;
+    const auto known = std::find(functions.begin(), functions.end(), function);
+    if (known != functions.end()) return static_cast<std::size_t>(known - functions.begin());
+    functions.push_back(std::move(function));
+    return functions.size() - 1;
+  }
+
+  std::unique_ptr<TokenTree> tree_;
+  const FunctionRegistry& functions_;
+  Tokenizer tokenizer_;
+  std::vector<Item> open_;
+  std::unordered_map<std::u16string, std::size_t> reference_indices_;
+};
 
 std::shared_ptr<const TokenTree> MakeTokenTree(std::u16string_view formula,
                                                const FunctionRegistry& functions) {
-  auto tree = std::make_shared<TokenTree>();
-  tree->tokens = Tokenize(formula, functions);
-  std::size_t position = 0;
-  tree->top = MakeTokenTreeLayer(tree->tokens, 0, false, position);
-  if (position < tree->tokens.size()) {
-    Raise(u"FormulaListener.MakeTokenTree",
-          u"the specified formula has an unbalanced right parentheses.");
+  if (formula.size() > kMaximumFormulaLength) {
+    Raise(u"FormulaListener.MakeTokenTree", u"the formula is too long");
   }
-  for (int level = kLoosestLevel; level <= kTightestLevel; ++level) {
-    GroupOperatorLevel(tree->top, level);
-  }
-  return tree;
+  return TokenTreeBuilder(formula, functions).Build();
 }
 
 }  // namespace ktformula

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "values/platform.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -18,101 +17,6 @@ constexpr bool IsWhitespace(char16_t character) noexcept {
 constexpr bool IsNameCharacter(char16_t character) noexcept {
   return IsLetter(character) || IsDigit(character) || character == u'_';
 }
-
-class Tokenizer {
- public:
-  Tokenizer(std::u16string_view formula, const FunctionRegistry& functions)
-      : formula_(formula), functions_(functions) {}
-
-  std::vector<FormulaToken> Run() {
-    while (position_ < formula_.size()) {
-      start_ = position_;
-      const FormulaTokenTypeEnum type = StartTokenType(formula_[start_]);
-      ++position_;
-      tokens_.push_back(ReadToken(type));
-    }
-    return std::move(tokens_);
-  }
-
- private:
-  FormulaToken ReadToken(FormulaTokenTypeEnum type) {
-    switch (type) {
-      case kFormulaTokenTypeWhitespace: SkipWhile(IsWhitespace); break;
-      case kFormulaTokenTypeName: SkipWhile(IsNameCharacter); return NameToken();
-      case kFormulaTokenTypeString: return {type, ReadString()};
-      case kFormulaTokenTypeReference: return {type, ReadReference()};
-      case kFormulaTokenTypeNumber: position_ = start_ + NumberLength(); break;
-      case kFormulaTokenTypeSymbol: position_ = start_ + SymbolLength(); break;
-      default: break;
-    }
-    return {type, Slice(start_, position_)};
-  }
-
-  std::u16string_view Slice(std::size_t begin, std::size_t end) const {
-    return formula_.substr(begin, end - begin);
-  }
-
-  template <typename Predicate>
-  void SkipWhile(Predicate belongs) {
-    while (position_ < formula_.size() && belongs(formula_[position_]))
-      ++position_;
-  }
-
-  FormulaToken NameToken() const {
-    const std::u16string_view name = Slice(start_, position_);
-    if (UpperCase(name) == u"NOT") return {kFormulaTokenTypeSymbol, name};
-    if (auto function = functions_.Find(name)) {
-      FormulaToken token(kFormulaTokenTypeFunction, name);
-      token.TokenFunction = std::move(function);
-      return token;
-    }
-    return {kFormulaTokenTypeName, name};
-  }
-
-  // A doubled quote stands for one; the other quote character is ordinary text.
-  std::u16string ReadString() {
-    const char16_t quote = formula_[start_];
-    std::u16string text;
-    while (position_ < formula_.size()) {
-      const char16_t character = formula_[position_++];
-      if (character == quote) {
-        if (position_ == formula_.size() || formula_[position_] != quote) break;
-        ++position_;
-      }
-      text.push_back(character);
-    }
-    return text;
-  }
-
-  // One character too many is cut off a reference that is not closed, as if "]" stood there.
-  std::u16string_view ReadReference() {
-    const std::size_t close = formula_.find(u']', position_);
-    position_ = close == std::u16string_view::npos ? formula_.size() : close + 1;
-    if (position_ - start_ < 2) Raise(RuntimeError::kInvalidProcedureCall);
-    return Slice(start_ + 1, position_ - 1);
-  }
-
-  // A comma ends a number even where it is the decimal separator.
-  std::size_t NumberLength() const {
-    const std::size_t length = NumeralLength(formula_.substr(start_));
-    return std::min(length, formula_.substr(start_, length).find(u','));
-  }
-
-  std::size_t SymbolLength() const {
-    static constexpr std::array<std::u16string_view, 5> kLongSymbols{u"+/-", u"!=", u"<=", u"<>",
-                                                                     u">="};
-    for (const std::u16string_view symbol : kLongSymbols) {
-      if (formula_.substr(start_).starts_with(symbol)) return symbol.size();
-    }
-    return 1;
-  }
-
-  std::u16string_view formula_;
-  const FunctionRegistry& functions_;
-  std::vector<FormulaToken> tokens_;
-  std::size_t start_ = 0;
-  std::size_t position_ = 0;
-};
 
 }  // namespace
 
@@ -136,8 +40,110 @@ FormulaTokenTypeEnum StartTokenType(char16_t character) {
             u"\" is not recognized as the first character of a formula token");
 }
 
+TokenPlace Tokenizer::Next() {
+  const TokenPlace token = At(position_);
+  position_ = token.end;
+  return token;
+}
+
+TokenPlace Tokenizer::At(std::size_t begin) const {
+  FormulaTokenTypeEnum type = StartTokenType(formula_[begin]);
+  const std::size_t end = EndOf(type, begin);
+  const bool is_not = type == kFormulaTokenTypeName &&
+                      FindWord(kFormulaTokenTypeSymbol, Slice(begin, end)) == FormulaWord::kNot;
+  if (is_not) type = kFormulaTokenTypeSymbol;
+  return {type, begin, end};
+}
+
+std::u16string Tokenizer::TextOf(const TokenPlace& token) const {
+  switch (token.type) {
+    case kFormulaTokenTypeString: return StringText(token);
+    // One character too many is cut off a reference that is not closed, as if "]" stood there.
+    case kFormulaTokenTypeReference: return std::u16string(Slice(token.begin + 1, token.end - 1));
+    default: return std::u16string(Slice(token.begin, token.end));
+  }
+}
+
+std::size_t Tokenizer::EndOf(FormulaTokenTypeEnum type, std::size_t begin) const {
+  switch (type) {
+    case kFormulaTokenTypeWhitespace: return EndOfRun(begin, IsWhitespace);
+    case kFormulaTokenTypeName: return EndOfRun(begin, IsNameCharacter);
+    case kFormulaTokenTypeString: return EndOfString(begin);
+    case kFormulaTokenTypeReference: return EndOfReference(begin);
+    case kFormulaTokenTypeNumber: return EndOfNumber(begin);
+    case kFormulaTokenTypeSymbol: return EndOfSymbol(begin);
+    default: return begin + 1;
+  }
+}
+
+template <typename Predicate>
+std::size_t Tokenizer::EndOfRun(std::size_t position, Predicate belongs) const {
+  while (position < formula_.size() && belongs(formula_[position]))
+    ++position;
+  return position;
+}
+
+// A doubled quote stands for one; the other quote character is ordinary text.
+std::size_t Tokenizer::EndOfString(std::size_t begin) const {
+  const char16_t quote = formula_[begin];
+  std::size_t position = begin + 1;
+  while (true) {
+    position = formula_.find(quote, position);
+    if (position == std::u16string_view::npos) return formula_.size();
+    ++position;
+    if (position == formula_.size() || formula_[position] != quote) return position;
+    ++position;
+  }
+}
+
+std::size_t Tokenizer::EndOfReference(std::size_t begin) const {
+  const std::size_t close = formula_.find(u']', begin + 1);
+  const std::size_t end = close == std::u16string_view::npos ? formula_.size() : close + 1;
+  if (end - begin < 2) Raise(RuntimeError::kInvalidProcedureCall);
+  return end;
+}
+
+// A comma ends a number even where it is the decimal separator.
+std::size_t Tokenizer::EndOfNumber(std::size_t begin) const {
+  const std::size_t length = NumeralLength(formula_.substr(begin), locale_);
+  return begin + std::min(length, formula_.substr(begin, length).find(u','));
+}
+
+std::size_t Tokenizer::EndOfSymbol(std::size_t begin) const {
+  static constexpr std::array<std::u16string_view, 5> kLongSymbols{u"+/-", u"!=", u"<=", u"<>",
+                                                                   u">="};
+  for (const std::u16string_view symbol : kLongSymbols) {
+    if (formula_.substr(begin).starts_with(symbol)) return begin + symbol.size();
+  }
+  return begin + 1;
+}
+
+std::u16string Tokenizer::StringText(const TokenPlace& token) const {
+  const char16_t quote = formula_[token.begin];
+  std::u16string text;
+  for (std::size_t position = token.begin + 1; position < token.end; ++position) {
+    if (formula_[position] == quote) {
+      // The closing quote, or the first of two.
+      if (++position == token.end) break;
+    }
+    text.push_back(formula_[position]);
+  }
+  return text;
+}
+
 std::vector<FormulaToken> Tokenize(std::u16string_view formula, const FunctionRegistry& functions) {
-  return Tokenizer(formula, functions).Run();
+  std::vector<FormulaToken> tokens;
+  Tokenizer tokenizer(formula, UserLocale());
+  while (!tokenizer.IsAtEnd()) {
+    const TokenPlace place = tokenizer.Next();
+    FormulaToken& token = tokens.emplace_back();
+    token.TokenText = tokenizer.TextOf(place);
+    token.TokenType = place.type;
+    if (place.type != kFormulaTokenTypeName) continue;
+    token.TokenFunction = functions.Find(token.TokenText);
+    if (token.TokenFunction != nullptr) token.TokenType = kFormulaTokenTypeFunction;
+  }
+  return tokens;
 }
 
 }  // namespace ktformula

@@ -1,13 +1,28 @@
 #include "functions/aggregate.h"
 
+#include <optional>
+
 #include "values/raised_error.h"
 
 namespace ktformula {
 
+namespace {
+
+// Runs the step and drops the error that it may raise.
+template <typename Step>
+void Regardless(Step step) {
+  try {
+    step();
+  } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
+  }
+}
+
+}  // namespace
+
 void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                      CellValue& TargetCellValue) {
   if (args == nullptr) Raise(messages_.source, messages_.no_arguments);
-  const std::size_t count = args->items.size();
+  const std::size_t count = args->Count();
   if (count < 1 || count > 3) {
     Raise(messages_.source,
           CountMessage(messages_.wrong_count_before, count, u") is not 1, 2 or 3"));
@@ -16,16 +31,16 @@ void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco
     ComputeRows(*args, sco, TargetCellValue);
     return;
   }
-  const Ref<TableProperty> column = ColumnArgument(args->items[0], sco, TargetCellValue);
+  const Ref<TableProperty> column = ColumnArgument(args->Item(0), sco, TargetCellValue);
   TargetCellValue.InitializeFromELNProperty(column->Property().get());
   ComputeColumn(*column, TargetCellValue);
 }
 
 Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument, NotebookObject* sco,
                                                      CellValue& target) const {
-  const FormulaToken* reference = AsReference(argument);
+  const ReferencePath* reference = AsReference(argument);
   if (reference == nullptr) Raise(messages_.source, messages_.not_a_reference);
-  const Ref<NotebookObject> object = target.ResolveReference(*reference->Reference, sco, sco);
+  const Ref<NotebookObject> object = target.ResolveReference(*reference, sco, sco);
   if (!object || object->Kind() != NotebookObjectKind::kTableProperty) {
     Raise(messages_.source, messages_.not_a_column);
   }
@@ -34,26 +49,33 @@ Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument, 
 
 void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* sco,
                                     CellValue& target) const {
-  const FormulaToken* reference = AsReference(args.items[1]);
+  const ReferencePath* reference = AsReference(args.Item(1));
   if (reference == nullptr) Raise(messages_.source, messages_.second_not_a_reference);
   const Ref<Table> table = ReferredTable(*reference, sco, target);
   if (!table) Raise(messages_.source, messages_.second_not_a_table);
 
-  const LayerItem* condition = args.items.size() == 3 ? &args.items[2] : nullptr;
+  std::optional<LayerItem> condition;
+  if (args.Count() == 3) condition = args.Item(2);
+  const LayerItem expression = args.Item(0);
   target.SetNumber(0, 0);
+  const int rows = table->RowCount();
   bool is_first = true;
-  for (int r = 1; r <= table->RowCount(); ++r) {
+  for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table->Row(r);
-    if (condition != nullptr && !Holds(*condition, nullptr, row.get(), sco)) continue;
-    try {
-      CellValue value;
-      Evaluate(value, args.items[0], nullptr, row.get(), sco);
-      Accumulate(target, value, is_first);
-      is_first = false;
-    } catch (const RaisedError&) {
-      // Without a condition a row that raises is left out; behind one its error counts.
-      if (condition != nullptr) throw;
+    if (condition && !Holds(*condition, nullptr, row.get(), sco)) continue;
+    CellValue value;
+    const auto evaluate = [&] { Evaluate(value, expression, nullptr, row.get(), sco); };
+    const auto accumulate = [&] { Accumulate(target, value, is_first); };
+    if (condition) {
+      evaluate();
+      accumulate();
+    } else {
+      // Every step is followed by the next, whatever it raises: what a failing expression left in
+      // its value counts.
+      Regardless(evaluate);
+      Regardless(accumulate);
     }
+    is_first = false;
   }
 }
 

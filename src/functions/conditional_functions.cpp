@@ -19,19 +19,19 @@ void IfFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   };
   if (args == nullptr) return fail(u"the If function requires three arguments");
   constexpr std::u16string_view kWrongCount = u"the number of arguments for If function (";
-  const std::size_t count = args->items.size();
+  const std::size_t count = args->Count();
   if (count < 3) return fail(CountMessage(kWrongCount, count, u") is not at least 3"));
   if (count % 2 == 0) return fail(CountMessage(kWrongCount, count, u") is even"));
 
   const Ref<ELNProperty> property = TargetCellValue.ELNProperty();
   std::size_t chosen = count - 1;
   for (std::size_t i = 0; i + 2 < count; i += 2) {
-    if (Holds(args->items[i], property.get(), sco, sco)) {
+    if (Holds(args->Item(i), property.get(), sco, sco)) {
       chosen = i + 1;
       break;
     }
   }
-  Evaluate(TargetCellValue, args->items[chosen], property.get(), sco, sco);
+  Evaluate(TargetCellValue, args->Item(chosen), property.get(), sco, sco);
 }
 
 void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
@@ -41,16 +41,16 @@ void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                              u"the OnError function requires arguments");
     return;
   }
-  if (args->items.empty()) {
+  if (args->Count() == 0) {
     TargetCellValue.SetError(
         kComponentError, kOnErrorSource,
         CountMessage(u"the number of arguments for OnError function (", 0, u") is not at least 1"));
     return;
   }
   const Ref<ELNProperty> property = TargetCellValue.ELNProperty();
-  for (const LayerItem& item : args->items) {
+  for (std::size_t i = 0; i < args->Count(); ++i) {
     try {
-      Evaluate(TargetCellValue, item, property.get(), sco, sco);
+      Evaluate(TargetCellValue, args->Item(i), property.get(), sco, sco);
       if (TargetCellValue.CellValueType() != kCellValueTypeError) return;
     } catch (const RaisedError& error) {
       TargetCellValue.SetError(error.Number(), error.Source(), error.Description());
@@ -61,11 +61,11 @@ void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
 void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                   CellValue& TargetCellValue) {
   if (args == nullptr) Raise(kSelectSource, u"the Select function requires one argument");
-  if (args->items.size() != 3) {
+  if (args->Count() != 3) {
     Raise(kSelectSource, CountMessage(u"the number of arguments for Select function (",
-                                      args->items.size(), u") is not 3"));
+                                      args->Count(), u") is not 3"));
   }
-  const FormulaToken* reference = AsReference(args->items[1]);
+  const ReferencePath* reference = AsReference(args->Item(1));
   if (reference == nullptr) {
     Raise(kSelectSource, u"the second argument for the Select function is not a reference");
   }
@@ -74,10 +74,11 @@ void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
     Raise(kSelectSource,
           u"the second argument for the Select function is not a reference to a table");
   }
-  for (int r = 1; r <= table->RowCount(); ++r) {
+  const int rows = table->RowCount();
+  for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table->Row(r);
-    if (!Holds(args->items[2], nullptr, row.get(), sco)) continue;
-    Evaluate(TargetCellValue, args->items[0], nullptr, row.get(), sco);
+    if (!Holds(args->Item(2), nullptr, row.get(), sco)) continue;
+    Evaluate(TargetCellValue, args->Item(0), nullptr, row.get(), sco);
     return;
   }
   TargetCellValue.SetError(

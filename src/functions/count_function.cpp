@@ -9,11 +9,11 @@ namespace {
 constexpr std::u16string_view kSource = u"CountFunction.IKtFormulaFunction_ComputeValue";
 
 Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* sco, CellValue& target) {
-  const FormulaToken* reference = AsReference(argument);
+  const ReferencePath* reference = AsReference(argument);
   if (reference == nullptr) {
     Raise(kSource, u"the first argument for the Count function is not a reference");
   }
-  const Ref<NotebookObject> object = target.ResolveReference(*reference->Reference, sco, sco);
+  const Ref<NotebookObject> object = target.ResolveReference(*reference, sco, sco);
   if (object && object->Kind() == NotebookObjectKind::kTable) {
     return Ref<Table>(static_cast<Table*>(object.get()));
   }
@@ -28,18 +28,18 @@ Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* sco, CellValu
 void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                  CellValue& TargetCellValue) {
   if (args == nullptr) Raise(kSource, u"the Count function requires one argument");
-  const std::size_t arguments = args->items.size();
+  const std::size_t arguments = args->Count();
   if (arguments != 1 && arguments != 2) {
     Raise(kSource, CountMessage(u"the number of arguments for Count function (", arguments,
                                 u") is not 1 or 2"));
   }
-  const Ref<Table> table = CountedTable(args->items[0], sco, TargetCellValue);
+  const Ref<Table> table = CountedTable(args->Item(0), sco, TargetCellValue);
   int count = table->RowCount();
   if (arguments == 2) {
     const int rows = count;
     count = 0;
     for (int r = 1; r <= rows; ++r) {
-      if (Holds(args->items[1], nullptr, table->Row(r).get(), sco)) ++count;
+      if (Holds(args->Item(1), nullptr, table->Row(r).get(), sco)) ++count;
     }
   }
   TargetCellValue.SetNumber(count, count);

@@ -16,13 +16,14 @@ bool FunctionBase::Holds(const LayerItem& condition, ELNProperty* property, Note
   return value.IsBoolean() && value.BooleanValue();
 }
 
-const FormulaToken* AsReference(const LayerItem& argument) noexcept {
-  const FormulaToken* token = argument.token;
-  return token != nullptr && token->TokenType == kFormulaTokenTypeReference ? token : nullptr;
+const ReferencePath* AsReference(const LayerItem& argument) noexcept {
+  const bool is_reference =
+      !argument.IsLayer() && argument.TokenType() == kFormulaTokenTypeReference;
+  return is_reference ? &argument.Reference() : nullptr;
 }
 
-Ref<Table> ReferredTable(const FormulaToken& reference, NotebookObject* sco, CellValue& target) {
-  const Ref<NotebookObject> object = target.ResolveReference(*reference.Reference, sco, sco);
+Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* sco, CellValue& target) {
+  const Ref<NotebookObject> object = target.ResolveReference(reference, sco, sco);
   if (!object || object->Kind() != NotebookObjectKind::kTable) return nullptr;
   return Ref<Table>(static_cast<Table*>(object.get()));
 }

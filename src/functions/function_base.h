@@ -34,11 +34,11 @@ class FunctionBase : public IKtFormulaFunction {
   NamedValues* listener_ = nullptr;
 };
 
-// The token of an argument that is a single reference, nullptr for any other argument.
-const FormulaToken* AsReference(const LayerItem& argument) noexcept;
+// The reference that an argument is, nullptr for any other argument. Belongs to the formula's tree.
+const ReferencePath* AsReference(const LayerItem& argument) noexcept;
 
 // The table that the argument refers to, empty when it refers to anything else.
-Ref<Table> ReferredTable(const FormulaToken& reference, NotebookObject* sco, CellValue& target);
+Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* sco, CellValue& target);
 
 // text + count + text, for messages about the number of arguments.
 std::u16string CountMessage(std::u16string_view before, std::size_t count,

@@ -72,21 +72,20 @@ constexpr TagMessages kRowTag{
 constexpr std::u16string_view kEntered = u"entered";
 
 // The first argument: a reference or a text.
-const FormulaToken& FirstArgument(const TokenLayer* args, std::size_t most,
-                                  const TagMessages& messages) {
+LayerItem FirstArgument(const TokenLayer* args, std::size_t most, const TagMessages& messages) {
   if (args == nullptr) Raise(messages.source, messages.no_arguments);
-  const std::size_t count = args->items.size();
+  const std::size_t count = args->Count();
   if (count < 1 || count > most) {
     Raise(messages.source,
           CountMessage(messages.wrong_count_before, count, messages.wrong_count_after));
   }
-  const FormulaToken* token = args->items[0].token;
-  if (token == nullptr) Raise(messages.source, messages.not_a_token);
-  if (token->TokenType != kFormulaTokenTypeReference &&
-      token->TokenType != kFormulaTokenTypeString) {
+  const LayerItem token = args->Item(0);
+  if (token.IsLayer()) Raise(messages.source, messages.not_a_token);
+  if (token.TokenType() != kFormulaTokenTypeReference &&
+      token.TokenType() != kFormulaTokenTypeString) {
     Raise(messages.source, messages.wrong_type);
   }
-  return *token;
+  return token;
 }
 
 enum class Contexts { kCellsOnly, kCellsAndRows };
@@ -124,8 +123,8 @@ Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* sco, Contexts
 }
 
 // What the reference denotes; when it is not recognized `target` is an error value then.
-Ref<NotebookObject> Denoted(const FormulaToken& reference, NotebookObject* sco, CellValue& target) {
-  return target.ResolveReference(*reference.Reference, sco, sco);
+Ref<NotebookObject> Denoted(const LayerItem& reference, NotebookObject* sco, CellValue& target) {
+  return target.ResolveReference(reference.Reference(), sco, sco);
 }
 
 bool IsErrorValue(const CellValue& value) {
@@ -136,9 +135,9 @@ bool IsErrorValue(const CellValue& value) {
 
 void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                CellValue& TargetCellValue) {
-  const FormulaToken& argument = FirstArgument(args, 1, kTag);
-  if (argument.TokenType == kFormulaTokenTypeString) {
-    TargetCellValue.SetString(argument.TokenText);
+  const LayerItem argument = FirstArgument(args, 1, kTag);
+  if (argument.TokenType() == kFormulaTokenTypeString) {
+    TargetCellValue.SetString(argument.String());
     return;
   }
   const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
@@ -150,9 +149,9 @@ void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
 
 void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                      CellValue& TargetCellValue) {
-  const FormulaToken& argument = FirstArgument(args, 1, kIsEntered);
-  if (argument.TokenType == kFormulaTokenTypeString) {
-    TargetCellValue.SetBoolean(argument.TokenText == kEntered);
+  const LayerItem argument = FirstArgument(args, 1, kIsEntered);
+  if (argument.TokenType() == kFormulaTokenTypeString) {
+    TargetCellValue.SetBoolean(argument.String() == kEntered);
     return;
   }
   const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
@@ -163,9 +162,9 @@ void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco
 
 void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                   CellValue& TargetCellValue) {
-  const FormulaToken& argument = FirstArgument(args, 2, kRowTag);
+  const LayerItem argument = FirstArgument(args, 2, kRowTag);
   // A text denotes no row.
-  if (argument.TokenType == kFormulaTokenTypeString) Raise(RuntimeError::kObjectNotSet);
+  if (argument.TokenType() == kFormulaTokenTypeString) Raise(RuntimeError::kObjectNotSet);
   const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
   Ref<TableRow> row;
@@ -176,13 +175,13 @@ void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
     row = DenotedCell(object.get(), sco, Contexts::kCellsOnly, kRowTag)->Row();
   }
   std::u16string name = u"ID";
-  if (args->items.size() == 2) {
-    const FormulaToken* second = args->items[1].token;
-    if (second == nullptr || second->TokenType != kFormulaTokenTypeString) {
+  if (args->Count() == 2) {
+    const LayerItem second = args->Item(1);
+    if (second.IsLayer() || second.TokenType() != kFormulaTokenTypeString) {
       Raise(kRowTag.source,
             u"the second argument for the row tag function is not of the correct type");
     }
-    name = second->TokenText;
+    name = second.String();
   }
   TargetCellValue.SetString(row->Tag(name));
 }

@@ -180,9 +180,27 @@ class Field : public HostObject {
   virtual Ref<Table> AsTable() = 0;
 };
 
+// A promise that a host may give: to tell whether what its users entered is still the same. Without
+// it, every pass that writes formatted numbers looks at all cells of the form.
+class EnteredCellsPromise {
+ public:
+  // Never again the same number once an entered cell of the tables has another text, or a cell has
+  // become an entered one or ceased to be one.
+  virtual std::uint64_t Stamp() const = 0;
+  // What was kept last, by whichever listener of these tables; empty until then.
+  virtual Ref<HostObject> Kept() const = 0;
+  virtual void Keep(Ref<HostObject> object) = 0;
+
+ protected:
+  ~EnteredCellsPromise() = default;
+};
+
 // The form section that owns the field which a listener watches.
 class OwnerCollection : public HostObject {
  public:
+  // For the entered cells of all its tables; lives as long as the collection. nullptr: no promise.
+  virtual EnteredCellsPromise* EnteredCells() const { return nullptr; }
+
   virtual int FieldCount() const = 0;
   virtual Ref<Field> FieldAt(int index) const = 0;
   virtual Ref<Field> WatchedField() const = 0;

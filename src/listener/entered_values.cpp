@@ -4,6 +4,7 @@
 #include <array>
 #include <limits>
 
+#include "values/leak_check.h"
 #include "values/platform.h"
 #include "values/significant_digits.h"
 #include "values/text.h"
@@ -53,6 +54,16 @@ void CompleteUnits(ExaminedUnitsMap& units) {
   }
 }
 
+// The unit behind the numeral; empty when the catalogue has none of this name.
+Ref<Unit> SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
+  const std::u16string_view trimmed = TrimBlanks(text);
+  // A text without a numeral in front may be a unit as a whole.
+  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
+  const std::u16string_view unit_text =
+      TrimBlanks(trimmed.substr(has_numeral ? NumeralLength(trimmed) : 0));
+  return unit_text.empty() ? nullptr : units.Find(unit_text);
+}
+
 class EnteredValuesWalk {
  public:
   explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
@@ -78,11 +89,9 @@ class EnteredValuesWalk {
   void Visit(const TableCell& cell) {
     if (cell.StateText() != kEnteredState) return;
     const std::u16string text = cell.Text();
-    const SplitText split = SplitUnitText(text, units_);
-    // The digits of a unit such as "m3" are not the number's.
-    smallest_ = std::min(smallest_, CountSignificantDigits(split.number, false));
-    if (split.unit) {
-      values_.ExaminedUnits.Add(split.unit->QuantityName(), split.unit->UnitText());
+    smallest_ = std::min(smallest_, CountSignificantDigits(text, false));
+    if (const Ref<Unit> unit = SplitUnitText(text, units_)) {
+      values_.ExaminedUnits.Add(unit->QuantityName(), unit->UnitText());
     }
   }
 
@@ -91,9 +100,7 @@ class EnteredValuesWalk {
   std::int16_t smallest_ = kNothingSeen;
 };
 
-}  // namespace
-
-EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
+EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredValuesWalk walk(units);
   for (int i = 1; i <= owner.FieldCount(); ++i) {
     if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
@@ -101,15 +108,38 @@ EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& 
   return std::move(walk).Result();
 }
 
-SplitText SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
-  const std::u16string_view trimmed = TrimBlanks(text);
-  // A text without a numeral in front may be a unit as a whole.
-  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
-  const std::size_t length = has_numeral ? NumeralLength(trimmed) : 0;
-  const std::u16string_view rest = TrimBlanks(trimmed.substr(length));
-  if (rest.empty()) return {text, nullptr};
-  Ref<Unit> unit = units.Find(rest);
-  return {unit ? trimmed.substr(0, length) : text, std::move(unit)};
+// What a look at the entered cells found, kept with the host until they change.
+class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
+ public:
+  static constexpr std::string_view kClassName = "KeptValues";
+
+  KeptValues(std::uint64_t stamp, UnitCatalogue& units, EnteredValues values)
+      : values_(std::move(values)), stamp_(stamp), units_(&units) {}
+
+  std::u16string TypeName() const override { return u"EnteredValues"; }
+  bool HoldFor(std::uint64_t stamp, const UnitCatalogue& units) const {
+    return stamp_ == stamp && IsSameObject(units_.get(), &units);
+  }
+  const EnteredValues& Values() const { return values_; }
+
+ private:
+  EnteredValues values_;
+  std::uint64_t stamp_;
+  Ref<UnitCatalogue> units_;
+};
+
+}  // namespace
+
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
+  EnteredCellsPromise* const promise = owner.EnteredCells();
+  if (promise == nullptr) return LookAtEnteredCells(owner, units);
+  const std::uint64_t stamp = promise->Stamp();
+  const Ref<HostObject> kept = promise->Kept();
+  const auto* const known = dynamic_cast<const KeptValues*>(kept.get());
+  if (known != nullptr && known->HoldFor(stamp, units)) return known->Values();
+  EnteredValues values = LookAtEnteredCells(owner, units);
+  promise->Keep(MakeRef<KeptValues>(stamp, units, values));
+  return values;
 }
 
 }  // namespace ktformula

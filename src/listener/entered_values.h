@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 #include "formats/formula_format.h"
 #include "host/notebook_objects.h"
@@ -16,23 +15,15 @@ inline constexpr std::u16string_view kEnteredState = u"entered";
 inline constexpr std::int16_t kDefaultSignificantDigits = 4;
 
 struct EnteredValues {
-  // The smallest number of significant digits entered.
+  // The smallest number of significant digits entered; every digit behind the leading zeros counts,
+  // those of a unit such as "m3" too.
   std::int16_t ExaminedSigDig = kDefaultSignificantDigits;
   // The first unit entered for each quantity, completed by the units that go with it.
   ExaminedUnitsMap ExaminedUnits;
 };
 
-// Looks at the entered cells of all tables of the collection.
+// What the entered cells of all tables of the collection say. With the host's promise they are looked
+// at only when they have changed, whichever listener asks.
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units);
-
-// A typed text taken apart.
-struct SplitText {
-  // The text up to the unit, or all of it when there is no unit.
-  std::u16string_view number;
-  // Empty when the text has no unit of the catalogue.
-  Ref<Unit> unit;
-};
-
-SplitText SplitUnitText(std::u16string_view text, UnitCatalogue& units);
 
 }  // namespace ktformula

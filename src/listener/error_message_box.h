@@ -17,10 +17,17 @@ class LogWriter {
   ~LogWriter() = default;
 };
 
-// Shows the error as a warning of the host and notes it in the log, if there is one. An empty
-// title stands for "Error in " and the path of the host's program. Nothing is shown or noted for
-// number 0 and for the number of a dialog that the user cancelled.
-void ShowErrorMessageBox(HostFramework& framework, std::u16string_view title,
+// Shows a warning with an OK button.
+using WarningBox = void (*)(std::u16string_view title, std::u16string_view text);
+
+// What shows the warnings of listeners that have no host, for the whole process. It is the standard
+// error stream in the beginning.
+void UseWarningBox(WarningBox box) noexcept;
+
+// Shows the error as a warning of the host, where there is one, and notes it in the log, if there
+// is one. An empty title stands for "Error in " and the path of the host's program. Nothing is
+// shown or noted for number 0 and for the number of a dialog that the user cancelled.
+void ShowErrorMessageBox(HostFramework* framework, std::u16string_view title,
                          const RaisedError& error, LogWriter* log = nullptr);
 
 }  // namespace ktformula

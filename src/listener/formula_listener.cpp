@@ -75,25 +75,30 @@ void FormulaListener::OnTerminate() {
 
 void FormulaListener::EditProperties() {
   // The host may end this listener while the dialog is shown.
-  const Ref<IKtFieldListener> keep_alive(this);
-  const Ref<HostFramework> framework(&Framework());
+  const Ref<HostObject> keep_alive = KeepAlive();
+  const Ref<HostFramework> framework = FrameworkIfAny();
   // Outlives the message about an error, and unloads its form.
   std::optional<frmFormulaListener> dialog;
   try {
-    Ref<DialogForm> form = framework->CreateDialogForm();
-    if (!form) {
-      framework->ShowMessage(OwnDescription() +
-                             u" cannot be edited: this notebook has no windows for it");
-      return;
-    }
-    dialog.emplace(std::move(form));
-    dialog->Load(configuration_.property_formulas, configuration_.definitions,
-                 *Owner().WatchedProperties());
-    dialog->ShowModal();
-    if (dialog->Changed()) framework->RequestSave(*this, u"Saving changes to " + Description(0));
+    ShowDialog(dialog);
   } catch (const RaisedError& error) {
-    ShowErrorMessageBox(*framework, kEditErrorTitle, error);
+    ShowErrorMessageBox(framework.get(), kEditErrorTitle, error);
   }
+}
+
+void FormulaListener::ShowDialog(std::optional<frmFormulaListener>& dialog) {
+  const Ref<HostFramework> framework(&Framework());
+  Ref<DialogForm> form = framework->CreateDialogForm();
+  if (!form) {
+    framework->ShowMessage(OwnDescription() +
+                           u" cannot be edited: this notebook has no windows for it");
+    return;
+  }
+  dialog.emplace(std::move(form));
+  dialog->Load(configuration_.property_formulas, configuration_.definitions,
+               *Owner().WatchedProperties());
+  dialog->ShowModal();
+  if (dialog->Changed()) framework->RequestSave(*this, u"Saving changes to " + Description(0));
 }
 
 void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {

@@ -20,6 +20,7 @@
 namespace ktformula {
 
 class Pass;
+class frmFormulaListener;
 
 // Watches one table. On every table notification it computes each cell of each column that has a
 // formula, except cells in the state "entered", and writes the result, or "#Error: " and the
@@ -87,6 +88,7 @@ class FormulaListener final : public FieldListener,
  private:
   class PassUnderWay;
 
+  void ShowDialog(std::optional<frmFormulaListener>& dialog);
   void OnInitialize() override;
   void OnTerminate() override;
   void WriteConfiguration(XmlElement& root, ColumnReference columns) const override;

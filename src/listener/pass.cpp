@@ -32,7 +32,7 @@ void Pass::Recalculate(ResultWriter& writer) {
 
 void Pass::Evaluate(const TokenTree& tree, ELNProperty* property, NotebookObject* object,
                     CellValue& target) {
-  EvaluateTokenTreeLayer(target, tree.top, {property, object, object, &names_});
+  EvaluateTokenTreeLayer(target, tree.Top(), {property, object, object, &names_});
 }
 
 void Pass::RecalculateColumn(const TableProperty& column, ResultWriter& writer) {

@@ -76,7 +76,7 @@ class NumeralScanner {
     ScanDigits();
   }
 
-  const ktformula::Locale& locale_ = ktformula::UserLocale();
+  const ktformula::Locale locale_ = ktformula::UserLocale();
   std::u16string_view text_;
   std::size_t position_ = 0;
 };
@@ -123,10 +123,7 @@ class CellTextReader {
     return Bounds{*first, *last};
   }
 
-  std::u16string_view TakeUnitText() {
-    SkipBlanks();
-    return rest_.substr(0, rest_.find_last_not_of(kBlanks) + 1);
-  }
+  std::u16string_view TakeUnitText() const { return TrimTypedText(rest_); }
 
  private:
   void SkipBlanks() {
@@ -169,6 +166,12 @@ double ToBase(double value, const ParsedNumber& number) {
 }
 
 }  // namespace
+
+std::u16string_view TrimTypedText(std::u16string_view text) noexcept {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::u16string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
 
 std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,
                                             const NotebookUnit* default_unit,

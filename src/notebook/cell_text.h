@@ -9,6 +9,9 @@
 
 namespace ktnotebook {
 
+// The text without the blanks around it, spaces and tabs: typed texts are kept without them.
+std::u16string_view TrimTypedText(std::u16string_view text) noexcept;
+
 struct ParsedNumber {
   // In base units, both finite, min <= max.
   double min = 0;

@@ -36,7 +36,7 @@ class BareLanguage final : private ktformula::NamedValues {
   const FunctionRegistry& Functions() const noexcept { return functions_; }
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
     const auto tree = ktformula::MakeTokenTree(formula, functions_);
-    EvaluateTokenTreeLayer(value, tree->top, {nullptr, nullptr, nullptr, this});
+    EvaluateTokenTreeLayer(value, tree->Top(), {nullptr, nullptr, nullptr, this});
   }
 
  private:
@@ -105,16 +105,22 @@ void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, const
   }
 }
 
+// The formula of the next line, a JSON string; empty at the end. Nothing of the line is left
+// behind, because formulas may be long.
+std::optional<std::u16string> NextFormula(std::istream& in, int number) {
+  std::string line;
+  if (!std::getline(in, line)) return std::nullopt;
+  const auto formula = nlohmann::json::parse(line, nullptr, false);
+  if (!formula.is_string()) {
+    throw NotebookError("standard input:" + std::to_string(number) + ": not a JSON string");
+  }
+  return ArgumentText(formula.get_ref<const std::string&>());
+}
+
 // One JSON string a line in, one JSON line out for each.
 void EvaluateLines(FormulaEvaluation& evaluation, const Console& console) {
-  std::string line;
-  for (int number = 1; std::getline(console.in, line); ++number) {
-    const auto formula = nlohmann::json::parse(line, nullptr, false);
-    if (!formula.is_string()) {
-      throw NotebookError("standard input:" + std::to_string(number) + ": not a JSON string");
-    }
-    PrintJson(evaluation, ArgumentText(formula.get<std::string>()), console);
-  }
+  for (int number = 1; const auto formula = NextFormula(console.in, number); ++number)
+    PrintJson(evaluation, *formula, console);
 }
 
 // Prints what `body` makes of the formula; a raised error in the same form as `eval` does.
@@ -166,7 +172,7 @@ int ShowTree(const FormulaOptions& options, const Console& console) {
   return PrintParsed(options, console,
                      [&](std::u16string_view formula, const FunctionRegistry& functions) {
                        const auto tree = ktformula::MakeTokenTree(formula, functions);
-                       return options.json ? TreeJson(tree->top) + "\n" : TreeText(tree->top);
+                       return options.json ? TreeJson(tree->Top()) + "\n" : TreeText(tree->Top());
                      });
 }
 

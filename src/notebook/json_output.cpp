@@ -25,8 +25,9 @@ Json TokenJson(const ktformula::FormulaToken& token) {
 
 Json LayerJson(const ktformula::TokenLayer& layer) {
   Json items = Json::array();
-  for (const ktformula::LayerItem& item : layer.items) {
-    items.push_back(item.token != nullptr ? TokenJson(*item.token) : LayerJson(*item.layer));
+  for (std::size_t i = 0; i < layer.Count(); ++i) {
+    const ktformula::LayerItem item = layer.Item(i);
+    items.push_back(item.IsLayer() ? LayerJson(item.Layer()) : TokenJson(item.Token()));
   }
   return items;
 }

@@ -114,6 +114,9 @@ class FieldOwner final : public ktformula::OwnerCollection {
     return Ref<ktformula::Field>(field_.Parent().FindField(field_.Name()));
   }
   Ref<ktformula::ELNProperties> WatchedProperties() const override { return PropertiesOf(field_); }
+  ktformula::EnteredCellsPromise* EnteredCells() const override {
+    return &field_.Parent().Entered();
+  }
   std::u16string Description(int) const override {
     return field_.Description() + u" of form \"" + field_.Parent().Name() + u"\"";
   }
@@ -147,7 +150,8 @@ const PropertyDefinition& NotebookCell::Definition() const noexcept {
   return column_.Definition();
 }
 
-bool NotebookCell::Accepts(std::u16string_view text) const {
+bool NotebookCell::Accepts(std::u16string_view typed) const {
+  const std::u16string_view text = TrimTypedText(typed);
   if (text.empty()) return true;
   if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
   if (Definition().type != DataType::kBoolean) return true;
@@ -159,7 +163,8 @@ bool NotebookCell::Accepts(std::u16string_view text) const {
   return true;
 }
 
-void NotebookCell::Enter(std::u16string_view text) {
+void NotebookCell::Enter(std::u16string_view typed) {
+  const std::u16string_view text = TrimTypedText(typed);
   TakeTypedText(text);
   if (text.empty()) {
     SetState(u"", u"");
@@ -171,9 +176,7 @@ void NotebookCell::Enter(std::u16string_view text) {
 }
 
 void NotebookCell::TakeTypedText(std::u16string_view text) {
-  content_.text = text;
-  content_.unit.clear();
-  TakeNoNumber();
+  TakeMereText(text);
   if (Definition().type == DataType::kNumber) {
     const auto number = ParseNumberText(text, Definition().unit, column_.Parent().Parent().Units());
     if (!number) return;
@@ -185,9 +188,7 @@ void NotebookCell::TakeTypedText(std::u16string_view text) {
 }
 
 void NotebookCell::TakeWrittenText(std::u16string_view text, bool is_value) {
-  content_.text = text;
-  content_.unit.clear();
-  TakeNoNumber();
+  TakeMereText(text);
   if (!is_value) return;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
@@ -195,10 +196,29 @@ void NotebookCell::TakeWrittenText(std::u16string_view text, bool is_value) {
   if (number) content_.min = content_.max = *number;
 }
 
-// The numbers of a text that is none: a formula must not go on as if it were 0.
-void NotebookCell::TakeNoNumber() {
-  const bool is_unreadable = Definition().type == DataType::kNumber && !content_.text.empty();
+void NotebookCell::TakeMereText(std::u16string_view text) {
+  content_.text = text;
+  content_.unit.clear();
+  const bool is_unreadable = Definition().type == DataType::kNumber && !text.empty();
   content_.min = content_.max = is_unreadable ? kNotANumber : 0;
+  NoteChange();
+}
+
+void NotebookCell::SetContent(CellContent content) {
+  content_ = std::move(content);
+  NoteChange();
+}
+
+void NotebookCell::SetState(std::u16string_view state, std::u16string_view tag) {
+  // As it was, and as it will be.
+  NoteChange();
+  state_ = state;
+  tag_ = tag;
+  NoteChange();
+}
+
+void NotebookCell::NoteChange() {
+  if (state_ == ktformula::kEnteredState) row_.Parent().Parent().Entered().NoteChange();
 }
 
 Ref<NotebookObject> NotebookCell::ResolveRelative(std::span<const std::u16string> parts) {
@@ -343,7 +363,9 @@ ktformula::IKtFormulaListener* NotebookTable::ListenerComputing(
     const NotebookColumn& column) const {
   for (const Ref<ktformula::IKtFieldListener>& listener : listeners_) {
     auto* formulas = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
-    if (formulas != nullptr && formulas->FormulaOf(column.Definition().key)) return formulas;
+    if (formulas == nullptr) continue;
+    const auto entry = formulas->FormulaOf(column.Definition().key);
+    if (entry && !entry->formula.empty()) return formulas;
   }
   return nullptr;
 }
@@ -379,6 +401,10 @@ NotebookField::NotebookField(NotebookForm& form, std::u16string_view name,
 NotebookField::NotebookField(NotebookForm& form, std::u16string_view name,
                              Ref<NotebookTextField> text)
     : form_(form), name_(name), text_(std::move(text)) {}
+
+int NotebookField::NextPosition(const NotebookForm& form) noexcept {
+  return static_cast<int>(form.Fields().size()) + 1;
+}
 
 Ref<NotebookObject> NotebookField::Content() const {
   if (table_) return table_;

@@ -89,25 +89,22 @@ class NotebookCell final : public ktformula::TableCell {
   NotebookCell(NotebookRow& row, NotebookColumn& column) : row_(row), column_(column) {}
 
   const CellContent& Content() const noexcept { return content_; }
-  CellContent& MutableContent() noexcept { return content_; }
+  void SetContent(CellContent content);
   NotebookRow& OwningRow() const noexcept { return row_; }
   NotebookColumn& OwningColumn() const noexcept { return column_; }
   const PropertyDefinition& Definition() const noexcept;
 
-  // Whether the text may be typed here: Booleans and dates take what reads as one, other cells
-  // everything.
-  bool Accepts(std::u16string_view text) const;
-  // Takes a text as typed by the user, with the numbers that it says; state and tag follow, "" ends
-  // both.
-  void Enter(std::u16string_view text);
+  // Whether the text may be typed here: Booleans and dates take what reads as one, blanks around
+  // it aside, other cells everything.
+  bool Accepts(std::u16string_view typed) const;
+  // Takes a text as typed by the user, less the blanks around it, with the numbers that it says;
+  // state and tag follow, "" ends both.
+  void Enter(std::u16string_view typed);
   // Takes a text with the numbers that it says, without a word about state and tag.
   void TakeTypedText(std::u16string_view text);
   // Takes a text that the table control wrote: a value in base units, or a mere text.
   void TakeWrittenText(std::u16string_view text, bool is_value);
-  void SetState(std::u16string_view state, std::u16string_view tag) {
-    state_ = state;
-    tag_ = tag;
-  }
+  void SetState(std::u16string_view state, std::u16string_view tag);
   const std::u16string& State() const noexcept { return state_; }
 
   std::u16string TypeName() const override { return u"Cell"; }
@@ -126,7 +123,10 @@ class NotebookCell final : public ktformula::TableCell {
   std::u16string UnitName() const override;
 
  private:
-  void TakeNoNumber();
+  // Takes a text without a number: a formula must not go on as if it were 0.
+  void TakeMereText(std::u16string_view text);
+  // Tells the form that an entered cell changes, if this is one.
+  void NoteChange();
 
   NotebookRow& row_;
   NotebookColumn& column_;
@@ -222,7 +222,8 @@ class NotebookTable final : public ktformula::Table {
     return listeners_;
   }
   void AddListener(Ref<ktformula::IKtFieldListener> listener);
-  // The first listener that computes the column; nullptr when none does.
+  // The first listener that computes the column; nullptr when none does. An entry without a formula
+  // computes nothing.
   ktformula::IKtFormulaListener* ListenerComputing(const NotebookColumn& column) const;
   bool HasFormula(const NotebookColumn& column) const {
     return ListenerComputing(column) != nullptr;
@@ -286,6 +287,8 @@ class NotebookField final : public ktformula::Field {
 
   NotebookForm& Parent() const noexcept { return form_; }
   const std::u16string& Name() const noexcept { return name_; }
+  // The field's place in its form, counted from 1.
+  int Position() const noexcept { return position_; }
   const Ref<NotebookTable>& OwnTable() const noexcept { return table_; }
   const Ref<NotebookStructure>& Structure() const noexcept { return structure_; }
   const Ref<NotebookTextField>& TextField() const noexcept { return text_; }
@@ -299,12 +302,31 @@ class NotebookField final : public ktformula::Field {
   Ref<ktformula::Table> AsTable() override { return table_; }
 
  private:
+  // Of a field that is about to be added.
+  static int NextPosition(const NotebookForm& form) noexcept;
+
   NotebookForm& form_;
   std::u16string name_;
+  int position_ = NextPosition(form_);
   Ref<NotebookTable> table_;
   Ref<NotebookStructure> structure_;
   Ref<NotebookTextField> text_;
   std::int32_t key_ = 0;
+};
+
+// What listeners keep about the entered cells of a form, and whether it still holds.
+class EnteredCells final : public ktformula::EnteredCellsPromise {
+ public:
+  // An entered cell has changed.
+  void NoteChange() noexcept { ++stamp_; }
+
+  std::uint64_t Stamp() const override { return stamp_; }
+  Ref<ktformula::HostObject> Kept() const override { return kept_; }
+  void Keep(Ref<ktformula::HostObject> object) override { kept_ = std::move(object); }
+
+ private:
+  std::uint64_t stamp_ = 0;
+  Ref<ktformula::HostObject> kept_;
 };
 
 // What happens while listeners write: how many cells were finished, and which ones changed.
@@ -331,6 +353,7 @@ class NotebookForm final : public ktformula::Form {
   NotebookField* FindField(std::u16string_view name) const;
   NotebookTable* FindTable(std::u16string_view name) const;
   WriteLog& Log() noexcept { return log_; }
+  EnteredCells& Entered() noexcept { return entered_; }
 
   // Each refuses (nullptr) a name that is in use.
   NotebookTable* AddTable(std::u16string_view name, std::int32_t key);
@@ -353,6 +376,7 @@ class NotebookForm final : public ktformula::Form {
   ktformula::Dictionary<NotebookField*> fields_by_name_;
   Ref<ktformula::PropertyScope> scope_;
   WriteLog log_;
+  EnteredCells entered_;
 };
 
 }  // namespace ktnotebook

@@ -14,9 +14,6 @@ namespace ktnotebook {
 struct Notebook {
   Ref<NotebookFramework> framework;
   std::vector<Ref<NotebookForm>> forms;
-
-  // nullptr when there is no form of this name.
-  NotebookForm* FindForm(std::u16string_view name) const;
 };
 
 // Reads a notebook. Throws NotebookError with "NAME:LINE: reason" for anything that is not exactly

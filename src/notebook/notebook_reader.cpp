@@ -143,7 +143,7 @@ class NotebookReader {
 
   void ReadForm(const pugi::xml_node& node) {
     const std::u16string name = Required(node, "name");
-    if (notebook_.FindForm(name) != nullptr) RefuseRepeated(node, "form name", name);
+    if (!form_names_.insert(name).second) RefuseRepeated(node, "form name", name);
     const Ref<NotebookForm> form =
         ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits());
     notebook_.forms.push_back(form);
@@ -303,18 +303,12 @@ class NotebookReader {
   const std::string& name_;
   Ref<NotebookXmlDocument> document_ = ktformula::MakeRef<NotebookXmlDocument>();
   Notebook notebook_;
+  std::set<std::u16string> form_names_;
   std::set<std::int32_t> table_keys_;
   std::set<std::int32_t> property_keys_;
 };
 
 }  // namespace
-
-NotebookForm* Notebook::FindForm(std::u16string_view name) const {
-  for (const Ref<NotebookForm>& form : forms) {
-    if (form->Name() == name) return form.get();
-  }
-  return nullptr;
-}
 
 std::u16string_view DefaultTag(std::u16string_view state) noexcept {
   return state == u"entered" || state == u"noted" ? u"entered" : u"";

@@ -18,7 +18,7 @@ namespace {
 constexpr std::int64_t kSchemaVersion = 1;
 
 // "@key" stands for the database's type of a key that numbers itself.
-constexpr std::array<std::string_view, 9> kTables{
+constexpr std::array<std::string_view, 11> kTables{
     "CREATE TABLE notebook_schema(version INTEGER NOT NULL)",
     "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE)",
     // table_key is the key in the notebook file; content is a structure's or text field's text.
@@ -43,6 +43,9 @@ constexpr std::array<std::string_view, 9> kTables{
     "field_key INTEGER, Position INTEGER, config_xml TEXT)",
     "CREATE TABLE notebook_result_formats(field_listener_key INTEGER NOT NULL PRIMARY KEY, "
     "program_identifier TEXT NOT NULL)",
+    // A form and a table find their own among many.
+    "CREATE INDEX notebook_fields_of_form ON notebook_fields(form_key)",
+    "CREATE INDEX ELN_field_listeners_of_field ON ELN_field_listeners(field_key)",
 };
 
 std::string WithKeyType(std::string_view sql, std::string_view key_type) {
@@ -354,7 +357,7 @@ void NotebookStore::LoadCells(NotebookTable& table, std::int64_t field_key) cons
                           "\" has no column");
     }
     NotebookCell& cell = RowAt(table, ToInteger(row[0])).CellAt(index->second);
-    cell.MutableContent() = {ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])};
+    cell.SetContent({ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])});
     cell.SetState(ToText(row[6]), ToText(row[7]));
   }
 }

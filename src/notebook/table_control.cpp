@@ -26,19 +26,25 @@ void TableControl::WriteText(ktformula::TableCell& cell, std::u16string_view tex
 }
 
 void TableControl::ClearNumber(ktformula::TableCell& cell) {
-  BeginWrite(cell).MutableContent().SetNumbers(0, 0);
+  NotebookCell& own = BeginWrite(cell);
+  CellContent content = own.Content();
+  content.SetNumbers(0, 0);
+  own.SetContent(std::move(content));
 }
 
 void TableControl::SetValue(ktformula::TableCell& cell, double value, std::u16string_view pattern,
                             std::u16string_view unit_name) {
   NotebookCell& own = BeginWrite(cell);
-  CellContent& content = own.MutableContent();
+  CellContent content;
   Ref<ktformula::Unit> unit;
   if (!unit_name.empty()) unit = DisplayUnit(*own.Property(), unit_name, form_.Units());
   content.text = FormatNumber(unit ? unit->FromBase(value) : value, pattern);
-  content.unit = unit ? unit->UnitText() : std::u16string();
-  if (unit) content.text += u" " + content.unit;
+  if (unit) {
+    content.unit = unit->UnitText();
+    content.text += u" " + content.unit;
+  }
   content.SetNumbers(value, value);
+  own.SetContent(std::move(content));
 }
 
 void TableControl::FinishCell(ktformula::TableCell& cell) {

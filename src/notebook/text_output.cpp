@@ -38,13 +38,14 @@ std::u16string TokenText(const ktformula::FormulaToken& token) {
 void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"[";
   bool is_first = true;
-  for (const ktformula::LayerItem& item : layer.items) {
+  for (std::size_t i = 0; i < layer.Count(); ++i) {
     if (!is_first) text += u", ";
     is_first = false;
-    if (item.token != nullptr) {
-      text += TokenText(*item.token);
+    const ktformula::LayerItem item = layer.Item(i);
+    if (item.IsLayer()) {
+      AppendLayer(text, item.Layer());
     } else {
-      AppendLayer(text, *item.layer);
+      text += TokenText(item.Token());
     }
   }
   text += u"]";
@@ -77,14 +78,11 @@ std::string Heading(std::u16string_view text, char rule) {
 }
 
 // The place of a cell among the form's fields, rows and columns.
-using CellPlace = std::tuple<std::size_t, int, std::size_t>;
+using CellPlace = std::tuple<int, int, std::size_t>;
 
 CellPlace PlaceOf(const NotebookCell& cell) {
-  const NotebookTable& table = cell.OwningRow().Parent();
-  const auto tables = table.Parent().Tables();
-  const auto position = std::find(tables.begin(), tables.end(), &table) - tables.begin();
-  return {static_cast<std::size_t>(position), cell.OwningRow().Position(),
-          cell.OwningColumn().Index()};
+  const NotebookRow& row = cell.OwningRow();
+  return {row.Parent().OwnField().Position(), row.Position(), cell.OwningColumn().Index()};
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "values/plain_value.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
+#include "values/text.h"
 
 namespace ktformula {
 
@@ -116,15 +117,23 @@ void CellValue::Modulus(Operand src) {
 
 void CellValue::Concatenate(Operand src) {
   if (type_ == kCellValueTypeError) return;
-  if (const CellValue* other = src.AsCellValue()) {
-    if (other->type_ == kCellValueTypeError) {
-      SetError(other->error_number_, other->error_source_, other->error_description_);
-    } else {
-      SetString(text_ + other->text_);
-    }
-    return;
+  const CellValue* const other = src.AsCellValue();
+  if (other == nullptr) {
+    Append(PlainText(*src.AsPlainValue()));
+  } else if (other->type_ == kCellValueTypeError) {
+    SetError(other->error_number_, other->error_source_, other->error_description_);
+  } else {
+    Append(other->text_);
   }
-  SetString(text_ + PlainText(*src.AsPlainValue()));
+}
+
+void CellValue::Append(const std::u16string& text) {
+  if (text.size() > kMaximumTextLength || text_.size() > kMaximumTextLength - text.size()) {
+    Raise(u"CellValue.Concatenate",
+          u"the text is longer than " + ToDecimalText(kMaximumTextLength) + u" characters");
+  }
+  text_ += text;
+  type_ = kCellValueTypeString;
 }
 
 }  // namespace ktformula

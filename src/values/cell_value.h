@@ -4,6 +4,7 @@
 // stores an error value (kind kCellValueTypeError) where it says that.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -52,6 +53,10 @@ class Operand {
   const CellValue* cell_value_ = nullptr;
   const PlainValue* plain_value_ = nullptr;
 };
+
+// Code units of a joined text: 16 MiB of ASCII characters. Formulas that double a text would use up
+// all memory within a few columns.
+inline constexpr std::size_t kMaximumTextLength = std::size_t{16} * 1024 * 1024;
 
 // A value of one of seven kinds. Every field keeps its last content when the kind changes: a
 // setter writes only the fields named for it, and operations read what was left over. Operators
@@ -114,7 +119,8 @@ class CellValue : private LeakCounted<CellValue> {
   void GreaterThanEquals(Operand src);
   void LessThanEquals(Operand src);
 
-  // Joins the Text fields, whatever the kinds.
+  // Joins the Text fields, whatever the kinds. Raises kComponentError, and joins nothing, where
+  // that would be longer than kMaximumTextLength.
   void Concatenate(Operand src);
 
   // No check of the order of the bounds; Text stays.
@@ -156,6 +162,7 @@ class CellValue : private LeakCounted<CellValue> {
   static const OrderRule& RuleOf(Order order) noexcept;
 
   bool TakeErrorOrConvert(Operand src);
+  void Append(const std::u16string& text);
   void SetMisfit(std::u16string_view source, std::u16string_view description);
   template <typename Operation>
   void Calculate(Operand src, std::u16string_view source, Operation operation);

@@ -19,7 +19,7 @@ KtLeakCheck::KtLeakCheck(std::string_view class_name)
 std::vector<KtLeakCheck::Count> KtLeakCheck::Counts() {
   std::vector<Count> counts;
   for (const KtLeakCheck* counter = FirstCounter(); counter != nullptr; counter = counter->next_) {
-    counts.push_back({counter->label_, counter->alive_});
+    counts.push_back({counter->label_, counter->alive_.load(std::memory_order_relaxed)});
   }
   return counts;
 }

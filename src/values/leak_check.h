@@ -1,6 +1,8 @@
 // KtLeakCheck: how many objects of each class are alive.
 #pragma once
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,7 +11,7 @@
 namespace ktformula {
 
 // One counter per class, reachable by its label ("KtFormula9.CellValue"). Counters live as long
-// as the program; counting costs one increment.
+// as the program and count the objects of all threads; counting costs one increment.
 class KtLeakCheck {
  public:
   explicit KtLeakCheck(std::string_view class_name);
@@ -25,13 +27,35 @@ class KtLeakCheck {
   // The classes with living objects as "label: count" lines; "" when nothing is alive.
   static std::string Report();
 
-  void Created() noexcept { ++alive_; }
-  void Destroyed() noexcept { --alive_; }
+  void Created(std::int64_t count = 1) noexcept {
+    alive_.fetch_add(count, std::memory_order_relaxed);
+  }
+  void Destroyed(std::int64_t count = 1) noexcept {
+    alive_.fetch_sub(count, std::memory_order_relaxed);
+  }
 
  private:
   std::string label_;
-  std::int64_t alive_ = 0;
+  std::atomic<std::int64_t> alive_ = 0;
   KtLeakCheck* next_;
+};
+
+// Counts objects that are made and dropped together, for as long as it lives.
+class LeakCountOf {
+ public:
+  explicit LeakCountOf(KtLeakCheck& counter) noexcept : counter_(counter) {}
+  LeakCountOf(const LeakCountOf&) = delete;
+  LeakCountOf& operator=(const LeakCountOf&) = delete;
+  ~LeakCountOf() { counter_.Destroyed(count_); }
+
+  void Add(std::size_t count) noexcept {
+    counter_.Created(static_cast<std::int64_t>(count));
+    count_ += static_cast<std::int64_t>(count);
+  }
+
+ private:
+  KtLeakCheck& counter_;
+  std::int64_t count_ = 0;
 };
 
 // Base of a counted class; `T::kClassName` is the class's name.

@@ -1,6 +1,7 @@
 #include "values/platform.h"
 
 #include <array>
+#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cmath>
@@ -14,7 +15,7 @@ namespace ktformula {
 
 namespace {
 
-Locale user_locale;
+std::atomic<Locale> user_locale = Locale{};
 
 constexpr int kSignificantDigits = 15;
 
@@ -108,7 +109,7 @@ class NumeralReader {
   }
 
   std::u16string_view text_;
-  const Locale& locale_;
+  Locale locale_;
   std::size_t position_ = 0;
   std::string ascii_;
   bool has_digits_ = false;
@@ -180,10 +181,20 @@ void AppendPadded(std::u16string& text, std::int64_t number, std::size_t width) 
   text.append(digits);
 }
 
+std::tm LocalTime(std::time_t time) {
+  std::tm local{};
+#ifdef _WIN32
+  localtime_s(&local, &time);
+#else
+  localtime_r(&time, &local);
+#endif
+  return local;
+}
+
 // Local time minus universal time, in seconds, at the given minute since 1970.
 std::int64_t LocalOffset(std::time_t minute) {
   const std::time_t time = minute * 60;
-  const std::tm local = *std::localtime(&time);  // NOLINT(concurrency-mt-unsafe)
+  const std::tm local = LocalTime(time);
   const std::chrono::sys_days day{std::chrono::year{local.tm_year + 1900} / (local.tm_mon + 1) /
                                   local.tm_mday};
   const std::chrono::seconds seconds = day.time_since_epoch() + std::chrono::hours(local.tm_hour) +
@@ -194,34 +205,36 @@ std::int64_t LocalOffset(std::time_t minute) {
 
 }  // namespace
 
-const Locale& UserLocale() noexcept {
-  return user_locale;
+Locale UserLocale() noexcept {
+  return user_locale.load(std::memory_order_relaxed);
 }
 void SetUserLocale(const Locale& locale) noexcept {
-  user_locale = locale;
+  user_locale.store(locale, std::memory_order_relaxed);
 }
 
 std::optional<double> NumericValue(std::u16string_view text) {
-  return NumeralReader(TrimWhitespace(text), user_locale).Read();
+  return NumeralReader(TrimWhitespace(text), UserLocale()).Read();
 }
 
-std::size_t NumeralLength(std::u16string_view text) {
+std::size_t NumeralLength(std::u16string_view text, const Locale& locale) {
   if (text.empty()) return 0;
   // Thousands separators, exponents and signs never get in: the prefix that ends with one is not
   // numeric. What is left is digits around one decimal separator, inside a double's range.
-  bool has_separator = text[0] == user_locale.decimal_separator;
+  const char16_t separator = locale.decimal_separator;
+  bool has_separator = text[0] == separator;
   if (!has_separator && !IsDigit(text[0])) return 1;
   std::size_t integer_digits = text[0] >= u'1' && text[0] <= u'9' ? 1 : 0;
   std::size_t length = 1;
   for (; length < text.size(); ++length) {
     const char16_t next = text[length];
-    if (next == user_locale.decimal_separator && !has_separator) {
+    if (next == separator && !has_separator) {
       has_separator = true;
       continue;
     }
     if (!IsDigit(next)) break;
     if (has_separator || (integer_digits == 0 && next == u'0')) continue;
-    if (++integer_digits > kMaximumIntegerDigits && !IsNumericText(text.substr(0, length + 1))) {
+    if (++integer_digits > kMaximumIntegerDigits &&
+        !NumeralReader(text.substr(0, length + 1), locale).Read()) {
       break;
     }
   }
@@ -261,7 +274,7 @@ std::u16string NumberToText(double value) {
   std::u16string text = Widen({buffer.data(), static_cast<std::size_t>(end - buffer.data())});
   for (char16_t& unit : text) {
     if (unit == u'e') unit = u'E';
-    if (unit == u'.') unit = user_locale.decimal_separator;
+    if (unit == u'.') unit = UserLocale().decimal_separator;
   }
   return text;
 }
@@ -319,8 +332,8 @@ double CurrentDateTime() {
       std::chrono::duration<double>(system_clock::now().time_since_epoch()).count();
   // Clocks change on full minutes, so the offset is asked for once a minute: this runs for every
   // evaluated layer.
-  static std::time_t known_minute = -1;
-  static std::int64_t offset = 0;
+  thread_local std::time_t known_minute = -1;
+  thread_local std::int64_t offset = 0;
   const auto minute = static_cast<std::time_t>(seconds / 60);
   if (minute != known_minute) {
     offset = LocalOffset(minute);

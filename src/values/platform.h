@@ -16,8 +16,8 @@ struct Locale {
   char16_t thousands_separator = u',';
 };
 
-// The locale of the user who runs the process; set once at start.
-const Locale& UserLocale() noexcept;
+// The locale of the user who runs the process, one for all its threads; usually set at start.
+Locale UserLocale() noexcept;
 void SetUserLocale(const Locale& locale) noexcept;
 
 // The number that the text reads as: blanks around, one leading sign, digits with at most one
@@ -32,7 +32,7 @@ inline bool IsNumericText(std::u16string_view text) {
 // How far a numeral at the start of the text reaches when it is read character by character up to
 // a blank and every prefix after the first character has to be numeric in itself. The first
 // character, a digit or ".", always belongs to it. At least 1 for a non-empty text.
-std::size_t NumeralLength(std::u16string_view text);
+std::size_t NumeralLength(std::u16string_view text, const Locale& locale = UserLocale());
 
 // NumericValue, raising error 13 when the text is not numeric.
 double TextToNumber(std::u16string_view text);

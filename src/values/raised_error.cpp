@@ -23,6 +23,8 @@ std::u16string_view DescriptionOf(RuntimeError error) noexcept {
     case RuntimeError::kDivisionByZero: return u"Division by zero";
     case RuntimeError::kTypeMismatch: return u"Type mismatch";
     case RuntimeError::kObjectNotSet: return u"Object variable not set";
+    case RuntimeError::kKeyInUse:
+      return u"This key is already associated with an element of this collection";
   }
   return u"";
 }

@@ -41,6 +41,7 @@ enum class RuntimeError : std::int32_t {
   kDivisionByZero = 11,
   kTypeMismatch = 13,
   kObjectNotSet = 91,
+  kKeyInUse = 457,
 };
 
 std::u16string_view DescriptionOf(RuntimeError error) noexcept;

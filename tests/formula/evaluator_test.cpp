@@ -50,12 +50,12 @@ class EvaluatorTest : public ::testing::Test {
   EvaluatorTest() {
     Register(u"ARGS", [](const TokenLayer* args, NotebookObject*, CellValue& target) {
       std::u16string shape = args == nullptr ? u"none" : u"";
-      for (std::size_t i = 0; args != nullptr && i < args->items.size(); ++i)
-        shape += args->items[i].layer ? u"L" : u"t";
+      for (std::size_t i = 0; args != nullptr && i < args->Count(); ++i)
+        shape += args->Item(i).IsLayer() ? u"L" : u"t";
       target.SetString(shape);
     });
     Register(u"ARG", [this](const TokenLayer* args, NotebookObject*, CellValue& target) {
-      EvaluateArgument(target, args->items.at(0), context);
+      EvaluateArgument(target, args->Item(0), context);
     });
     Register(u"FAIL", [](auto&&...) { throw RaisedError(99, u"FAIL", u"failed"); });
     Register(u"ERR", [](const TokenLayer*, NotebookObject*, CellValue& target) {
@@ -74,7 +74,7 @@ class EvaluatorTest : public ::testing::Test {
   std::string Evaluate(std::u16string_view formula) {
     CellValue value;
     std::string description = Raised(
-        [&] { EvaluateTokenTreeLayer(value, MakeTokenTree(formula, registry)->top, context); });
+        [&] { EvaluateTokenTreeLayer(value, MakeTokenTree(formula, registry)->Top(), context); });
     if (description.empty()) description = Describe(value);
     for (const auto& [message, abbreviation] : kAbbreviations) {
       const std::size_t found = description.find(message);

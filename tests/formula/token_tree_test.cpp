@@ -12,9 +12,10 @@ namespace {
 
 std::string Dump(const TokenLayer& layer) {
   std::string dump = "[";
-  for (const LayerItem& item : layer.items) {
-    if (dump.size() > 1) dump += ", ";
-    dump += item.layer ? Dump(*item.layer) : Narrow(item.token->TokenText);
+  for (std::size_t i = 0; i < layer.Count(); ++i) {
+    if (i > 0) dump += ", ";
+    const LayerItem item = layer.Item(i);
+    dump += item.IsLayer() ? Dump(item.Layer()) : Narrow(item.TokenText());
   }
   return dump + "]";
 }
@@ -24,7 +25,7 @@ std::string Tree(const std::string& formula) {
   registry.Register(u"SUM", std::make_shared<FakeFunction>());
   std::string tree;
   const std::string raised =
-      Raised([&] { tree = Dump(MakeTokenTree(Widen(formula), registry)->top); });
+      Raised([&] { tree = Dump(MakeTokenTree(Widen(formula), registry)->Top()); });
   return raised + tree;
 }
 

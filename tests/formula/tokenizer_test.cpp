@@ -132,7 +132,8 @@ TEST(FunctionRegistryTest, FindsFunctionsInAnyLetterCase) {
             "raised -2147220991 FormulaListener.FormulaFunction: the function \"Foo\" is not "
             "recognized; ");
   EXPECT_EQ(Raised([&] { registry.Register(u"SUM", sum); }),
-            "raised 5 KtFormula9: Invalid procedure call or argument; ");
+            "raised 457 KtFormula9: This key is already associated with an element of this "
+            "collection; ");
   registry.Terminate();
   EXPECT_EQ(ended, "SUM AVG ");
   EXPECT_EQ(registry.Find(u"SUM"), nullptr);

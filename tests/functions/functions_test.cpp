@@ -49,7 +49,7 @@ class FunctionsTest : public ::testing::Test {
     CellValue value;
     const auto tree = listener->MakeTokenTree(Widen(formula));
     const EvaluationContext context{nullptr, object, object, listener.get()};
-    std::string text = Raised([&] { EvaluateTokenTreeLayer(value, tree->top, context); });
+    std::string text = Raised([&] { EvaluateTokenTreeLayer(value, tree->Top(), context); });
     text = text.empty() ? Describe(value) : text.substr(0, text.size() - 2);
     text = Replace(Replace(text, "raised -2147220991 ", "!"), "E-2147220991 ", "E ");
     return Replace(text, "Function.IKtFormulaFunction_ComputeValue:", "*");
@@ -98,13 +98,31 @@ TEST_F(FunctionsTest, AggregatesFoldRows) {
       SUM([S]) -> !CellValue.Add: the value "a" is not a number | MIN([V])&"!" -> '3 +/- 1!
       MIN([P]) -> 5 | MAX([P]) -> 7 | MIN([Z]) -> 0 | MAX([U:V]) -> 0 | MIN([V]) -> 2
       MAX([N]) -> nan..nan | MIN([N],[T]) -> nan..nan | MAX(1,[U]) -> 0 | MAX("5",[T]) -> 0
-      SUM([V],[T]) -> 6.5..8.5 | MIN([V],[T]) -> 2 | MAX([V],[T]) -> 4 | SUM(35/[P],[T]) -> 12
-      MIN(35/[P],[T]) -> 5 | MAX(0-35/[P],[T]) -> -5 | COUNT([U:V]) -> 0
+      SUM([V],[T]) -> 6.5..8.5 | MIN([V],[T]) -> 2 | MAX([V],[T]) -> 4 | SUM(35/[P],[T]) -> inf..0
+      MIN(35/[P],[T]) -> 5 | MAX(0-35/[P],[T]) -> 0 | COUNT([U:V]) -> 0
       SUM(35/[P],[T],1=1) -> raised 11 KtFormula9: Division by zero | COUNT([T],1 +/- 1) -> 0
       SUM(1 +/- 1,[T]) -> E CellValue.EvaluateTokenTreeLayer: the symbol "+/-" is not a valid token
       MIN(35/[P],[T],[P]>0) -> 5 | SUM(1,[T],1=2) -> 0 | SUM([P],[T],35/[P]>6) -> 5
       MAX([P],[T],1 +/- 1) -> 0 | SUM(2,[T],[S]) -> 2 | MIN([V],[T],[S]) -> 2 | COUNT([T]) -> 3
       MAX([V],[T],[P]) -> 2.5 | COUNT([T],[S]) -> 1 | COUNT([T],1/0) -> 0 | COUNT([T:V],[P]>5) -> 1)");
+}
+
+// Without a condition every step is followed by the next: what a failing expression left in its
+// value counts like any other, and an error of the accumulation is dropped.
+TEST_F(FunctionsTest, AggregatesWithoutConditionGoOnAfterErrors) {
+  ExpectRows(
+      {
+          "SUM(5+nosuch,[T]) -> 15",
+          "MIN(5+nosuch,[T]) -> 5",
+          "MAX(5+nosuch,[T]) -> 5",
+          "SUM(2*(1/0),[T]) -> 6",
+          "SUM(([Misspelt]),[T]) -> E CellValue.ResolveReference: the reference \"Misspelt\" is "
+          "not recognized",
+          "MIN(([Misspelt]),[T]) -> 0",
+          "SUM(1/0,[T]) -> inf..0",
+          "SUM([S],[T]) -> 0",
+      },
+      [this](const std::string& row) { return Show(row, &T->Rows()[0]->CellAt(0)); });
 }
 
 TEST_F(FunctionsTest, ConditionalsChoose) {

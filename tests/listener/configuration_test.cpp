@@ -335,13 +335,27 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   EXPECT_EQ(ended, "SUM AVG ");
   EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Entries().size(), 0U);
 
-  // Two classes under one name: Initialize fails, and what was registered is ended all the same.
+  // A second Initialize finds the names in use; the listener keeps what it has.
+  ended.clear();
+  owner_of_functions->Initialize(framework, owner, nullptr);
+  const auto before = owner_of_functions->FormulaFunction(u"SUM");
+  const std::string in_use =
+      "raised 457 FormulaListener.IKtFieldListener_Initialize/KtFormula9: This key is already "
+      "associated with an element of this collection; ";
+  EXPECT_EQ(Raised([&] { owner_of_functions->Initialize(nullptr, nullptr, nullptr); }), in_use);
+  EXPECT_EQ(owner_of_functions->FormulaFunction(u"SUM"), before);
+  EXPECT_EQ(Narrow(owner_of_functions->Description(0)),
+            "Field Listener \"\" of table \"T\" of form \"F\"");
+  EXPECT_EQ(ended, "");
+  owner_of_functions->Terminate();
+
+  // Two classes under one name: what was registered before is ended.
   ended.clear();
   const std::vector<FunctionClass> twice = {function_class(u"SUM"), function_class(u"SUM")};
-  EXPECT_EQ(Raised([&] { MakeRef<FormulaListener>(twice)->Initialize(framework, owner, nullptr); }),
-            "raised 5 FormulaListener.IKtFieldListener_Initialize/KtFormula9: Invalid procedure "
-            "call or argument; ");
+  const auto never_ready = MakeRef<FormulaListener>(twice);
+  EXPECT_EQ(Raised([&] { never_ready->Initialize(framework, owner, nullptr); }), in_use);
   EXPECT_EQ(ended, "SUM ");
+  EXPECT_TRUE(never_ready->FormulaFunctions().Find(u"SUM") == nullptr);
 }
 
 }  // namespace

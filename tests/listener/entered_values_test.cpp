@@ -63,8 +63,10 @@ TEST(EnteredValuesTest, SmallestNumberOfDigitsAndFirstUnits) {
           "0.0250 g|12 mg -> 2 mass=g volume=ml molality=mmol/g moles=mmol",
           "12 K||1.5 °C|0.1 m -> 1 temperature=K length=m",
           "5 K||6 s -> 1 temperature=K time=s",
-          // A unit is what stands behind the numeral; digits in its name are not the number's.
-          "1.50m3 -> 3 volume=m3",
+          // A unit is what stands behind the numeral; digits in its name count like the others.
+          "1.50m3 -> 4 volume=m3",
+          "1.2 kg/m3 -> 3 density=kg/m3",
+          "1.50 m4 -> 4",
           "12.5   K -> 3 temperature=K",
           ".5 K -> 1 temperature=K",
           "12 parsecs -> 2",

@@ -233,8 +233,8 @@ TEST(ErrorMessageBox, ShowsAndLogs) {
   for (const auto& [title, error, title_shown, message] : rows) {
     const auto framework = MakeRef<FakeFramework>();
     Log log;
-    ShowErrorMessageBox(*framework, title, error, &log);
-    ShowErrorMessageBox(*framework, title, error);
+    ShowErrorMessageBox(framework.get(), title, error, &log);
+    ShowErrorMessageBox(framework.get(), title, error);
     const bool shows = !message.empty();
     EXPECT_EQ(framework->calls,
               std::vector<std::string>(shows ? 2 : 0, "warn: " + title_shown + ": " + message));
@@ -243,6 +243,17 @@ TEST(ErrorMessageBox, ShowsAndLogs) {
                                      "/Message: " + message + "/Source: " + Narrow(error.Source()) +
                                      "/Number: " + std::to_string(error.Number()) + "/");
   }
+}
+
+// Before there is a host, the process has a place for what went wrong.
+TEST(ErrorMessageBox, IsShownWithoutHost) {
+  static std::string shown;
+  shown.clear();
+  UseWarningBox([](std::u16string_view title, std::u16string_view text) {
+    shown += Narrow(title) + ": " + Narrow(text);
+  });
+  MakeRef<FormulaListener>(std::span<const FunctionClass>())->EditProperties();
+  EXPECT_EQ(shown, "Error Setting Field Listener Properties: Sorry, Object variable not set.");
 }
 
 // From a notebook in a database through the dialog and back into the database.

@@ -74,7 +74,7 @@ TEST_F(CsvTest, WhatIsWrittenReadsBack) {
   const std::tuple<std::string, Arguments, std::string> cases[] = {
       {"\xEF\xBB\xBF\xC2\xB5,\"b \"\"q\"\"\"\n 1 ,\"x,\r\ny\"\n,\"\n\"",
        {},
-       "\xC2\xB5,\"b \"\"q\"\"\"\r\n 1 ,\"x,\r\ny\"\r\n,\"\n\"\r\n"},
+       "\xC2\xB5,\"b \"\"q\"\"\"\r\n1,\"x,\r\ny\"\r\n,\"\n\"\r\n"},
       {"a\r\n1\r\n\"\"\r\n3", {}, "a\r\n1\r\n\"\"\r\n3\r\n"},
       // What was typed stays as it is; what is computed stands in the header's unit.
       {"Mass (g),Half (g)\n1 g,\n5,7 mg\n",

@@ -138,7 +138,7 @@ TEST(NotebookFile, DeepNestingIsRefusedEarly) {
 
 TEST(NotebookFile, KeepsWhatItHolds) {
   const Notebook notebook = ReadNotebook(kExample, "n.xml");
-  const NotebookTable& table = *notebook.FindForm(u"Amide coupling")->FindTable(u"Reactants");
+  const NotebookTable& table = *notebook.forms[0]->FindTable(u"Reactants");
   const NotebookRow& first = *table.Rows()[0];
   const NotebookRow& second = *table.Rows()[1];
   EXPECT_EQ(first.Tag(u"Lot") + u"|" + first.Tag(u"ID") + u"|" + first.Tag(u"lot"), u"B-17|A|");
@@ -178,17 +178,30 @@ TEST(NotebookFile, KeepsWhatItHolds) {
 }
 
 TEST(NotebookFile, AComputedNumberWithoutAUnitIsInBaseUnits) {
-  const Notebook notebook = ReadNotebook(
-      "<notebook><form name='F'><table name='T' key='1'>"
-      "<property key='1' name='M' type='number' unit='g'/>"
-      "<row id='A'><cell property='M'>2</cell></row>"
-      "<row id='B'><cell property='M' state='entered'>2</cell></row>"
-      "<fieldListener progID='KtFormula9.FormulaListener'>"
-      "<propertyFormula name='M'>1+1</propertyFormula></fieldListener></table></form></notebook>",
-      "n.xml");
-  const NotebookTable& table = *notebook.forms[0]->FindTable(u"T");
-  EXPECT_EQ(table.Rows()[0]->CellAt(0).MinNumber(), 2.0);
-  EXPECT_EQ(table.Rows()[1]->CellAt(0).MinNumber(), 0.002);
+  const struct {
+    std::string formula;
+    std::string cell;
+    double number;
+    std::u16string_view unit;
+  } cases[] = {
+      {"1+1", "<cell property='M'>2</cell>", 2, u""},
+      {"1+1", "<cell property='M' state='entered'>2</cell>", 0.002, u""},
+      // An entry without a formula computes nothing: the cell says what its text says.
+      {"", "<cell property='M'>2</cell>", 0.002, u""},
+      {"", "<cell property='M'>2 mg</cell>", 2e-6, u"mg"},
+  };
+  for (const auto& row : cases) {
+    const Notebook notebook = ReadNotebook(
+        "<notebook><form name='F'><table name='T' key='1'>"
+        "<property key='1' name='M' type='number' unit='g'/><row id='A'>" +
+            row.cell +
+            "</row><fieldListener progID='KtFormula9.FormulaListener'><propertyFormula name='M'>" +
+            row.formula + "</propertyFormula></fieldListener></table></form></notebook>",
+        "n.xml");
+    const NotebookCell& cell = notebook.forms[0]->FindTable(u"T")->Rows()[0]->CellAt(0);
+    EXPECT_EQ(cell.MinNumber(), row.number) << row.formula << row.cell;
+    EXPECT_EQ(cell.Content().unit, row.unit) << row.formula << row.cell;
+  }
 }
 
 // A notebook in which the text stands in every place that takes one.
@@ -204,7 +217,7 @@ Notebook Everywhere(const std::u16string& text) {
   NotebookColumn& column = *table.AddColumn({2, text + u"c", DataType::kString, nullptr, false});
   NotebookRow& row = *table.AddRow(text + u"r");
   row.AddTag(text + u"t", text);
-  row.CellAt(column.Index()).Enter(text);
+  row.CellAt(column.Index()).TakeTypedText(text);
   auto& listener = dynamic_cast<ktformula::FormulaListener&>(*table.Listeners()[0]);
   listener.SetName(text);
   listener.SetPropertyFormula(1, text + u"+1", text);

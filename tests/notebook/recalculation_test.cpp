@@ -117,7 +117,7 @@ std::string FromScratch(const Notebook& notebook) {
     for (const Ref<NotebookRow>& row : table->Rows()) {
       for (const Ref<NotebookColumn>& column : table->Columns()) {
         NotebookCell& cell = row->CellAt(column->Index());
-        if (table->HasFormula(*column) && cell.State().empty()) cell.MutableContent() = {};
+        if (table->HasFormula(*column) && cell.State().empty()) cell.SetContent({});
       }
     }
   }

@@ -136,6 +136,7 @@ TEST_F(ReferencesTest, TypingSetsNumbersUnitStateAndTag) {
   const double nan = std::nan("");
   const struct {
     std::size_t column;
+    std::u16string_view typed;
     std::u16string_view text;
     double min;
     double max;
@@ -143,24 +144,25 @@ TEST_F(ReferencesTest, TypingSetsNumbersUnitStateAndTag) {
     std::u16string_view state;
     std::u16string_view unit_name;
   } cases[] = {
-      {0, u"1 g", 0, 0, u"", u"noted", u""},
-      {0, u"", 0, 0, u"", u"", u""},
-      {1, u"12 mg", 12e-6, 12e-6, u"mg", u"entered", u"mg"},
-      {1, u"12", 0.012, 0.012, u"", u"entered", u"g"},
-      {1, u"5 \u00B1 1 mg", 4e-6, 6e-6, u"mg", u"entered", u"mg"},
-      {1, u"n.d.", nan, nan, u"", u"entered", u"g"},
-      {1, u"1 ml", nan, nan, u"", u"entered", u"g"},
-      {1, u"4 .. 2 g", nan, nan, u"", u"entered", u"g"},
-      {1, u" ", nan, nan, u"", u"entered", u"g"},
-      {1, u"", 0, 0, u"", u"", u"g"},
-      {2, u"soon", 0, 0, u"", u"noted", u""},
+      {0, u"1 g", u"1 g", 0, 0, u"", u"noted", u""},
+      {0, u"  two\t words \t", u"two\t words", 0, 0, u"", u"noted", u""},
+      {0, u"", u"", 0, 0, u"", u"", u""},
+      {1, u"12 mg", u"12 mg", 12e-6, 12e-6, u"mg", u"entered", u"mg"},
+      {1, u"\t 0.012 ", u"0.012", 12e-6, 12e-6, u"", u"entered", u"g"},
+      {1, u"5 \u00B1 1 mg", u"5 \u00B1 1 mg", 4e-6, 6e-6, u"mg", u"entered", u"mg"},
+      {1, u"n.d.", u"n.d.", nan, nan, u"", u"entered", u"g"},
+      {1, u"1 ml", u"1 ml", nan, nan, u"", u"entered", u"g"},
+      {1, u"4 .. 2 g", u"4 .. 2 g", nan, nan, u"", u"entered", u"g"},
+      {1, u"", u"", 0, 0, u"", u"", u"g"},
+      {2, u"soon", u"soon", 0, 0, u"", u"noted", u""},
+      {2, u" \t ", u"", 0, 0, u"", u"", u""},
       // A column with a formula: what is typed must not be computed over.
-      {3, u"true", 0, 0, u"", u"entered", u""},
-      {3, u"", 0, 0, u"", u"", u""},
+      {3, u"true", u"true", 0, 0, u"", u"entered", u""},
+      {3, u"", u"", 0, 0, u"", u"", u""},
   };
   for (const auto& row : cases) {
     NotebookCell& cell = Table(u"Reactants").Rows()[1]->CellAt(row.column);
-    cell.Enter(row.text);
+    cell.Enter(row.typed);
     const CellContent expected{std::u16string(row.text), row.min, row.max,
                                std::u16string(row.unit)};
     const CellContent& found = cell.Content();
@@ -169,6 +171,21 @@ TEST_F(ReferencesTest, TypingSetsNumbersUnitStateAndTag) {
     EXPECT_EQ(cell.StateText(), row.state) << ToUtf8(row.text);
     EXPECT_EQ(cell.Tag(), row.text.empty() ? u"" : u"entered") << ToUtf8(row.text);
     EXPECT_EQ(cell.UnitName(), row.unit_name) << ToUtf8(row.text);
+  }
+}
+
+TEST_F(ReferencesTest, DatesAndBooleansTakeWhatReadsAsOne) {
+  const struct {
+    std::size_t column;
+    std::u16string_view typed;
+    bool is_accepted;
+  } cases[] = {
+      {2, u"\t2024-02-29 ", true}, {2, u" \t ", true}, {2, u"soon", false},
+      {3, u"\tyes ", true},        {3, u" \t ", true}, {3, u"maybe", false},
+  };
+  for (const auto& row : cases) {
+    const NotebookCell& cell = Table(u"Reactants").Rows()[0]->CellAt(row.column);
+    EXPECT_EQ(cell.Accepts(row.typed), row.is_accepted) << ToUtf8(row.typed);
   }
 }
 

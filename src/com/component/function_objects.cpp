@@ -179,10 +179,8 @@ ComPtr<IDispatch> ToFunctionObject(const FunctionPointer& function) {
   return object;
 }
 
-bool ScriptedFunctions::Add(std::u16string_view key, FunctionPointer function) {
-  if (functions_.Exists(key)) return false;
+void ScriptedFunctions::Add(std::u16string_view key, FunctionPointer function) {
   functions_.Add(key, Variant(ToFunctionObject(function).Get()));
-  return true;
 }
 
 FunctionPointer ScriptedFunctions::Find(std::u16string_view key) const {

@@ -26,10 +26,11 @@ class ScriptedFunctions final : public ktformula::FunctionDictionary {
  public:
   explicit ScriptedFunctions(ScriptingDictionary functions) : functions_(std::move(functions)) {}
 
-  bool Add(std::u16string_view key,
+  void Add(std::u16string_view key,
            std::shared_ptr<ktformula::IKtFormulaFunction> function) override;
   std::shared_ptr<ktformula::IKtFormulaFunction> Find(std::u16string_view key) const override;
   std::vector<std::shared_ptr<ktformula::IKtFormulaFunction>> Items() const override;
+  void Remove(std::u16string_view key) override { functions_.Remove(key); }
   void Clear() override { functions_.RemoveAll(); }
 
  private:

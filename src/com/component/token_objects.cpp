@@ -1,6 +1,7 @@
 #include "com/component/token_objects.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "com/base/shells.h"
@@ -9,7 +10,6 @@
 
 namespace ktcom {
 
-using ktformula::FormulaToken;
 using ktformula::LayerItem;
 using ktformula::TokenLayer;
 
@@ -29,26 +29,26 @@ class FormulaTokenObject final : public Object<FormulaTokenObject, IKtFormulaTok
   FormulaTokenObject(const LayerItem& item, Lease lease) : item_(item), lease_(std::move(lease)) {}
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
-    return type == typeid(LayerItem) && !lease_->ended ? const_cast<LayerItem*>(&item_) : nullptr;
+    return type == typeid(LayerItem) && !lease_->ended ? &item_ : nullptr;
   }
 
   HRESULT STDMETHODCALLTYPE get_TokenType(FormulaTokenTypeEnum* value) noexcept override {
-    return Give(value, [&] { return static_cast<FormulaTokenTypeEnum>(Token().TokenType); });
+    return Give(value, [&] { return static_cast<FormulaTokenTypeEnum>(Item().TokenType()); });
   }
   HRESULT STDMETHODCALLTYPE get_TokenText(BSTR* value) noexcept override {
-    return Give(value, [&] { return Token().TokenText; });
+    return Give(value, [&] { return Item().TokenText(); });
   }
   HRESULT STDMETHODCALLTYPE get_TokenFunction(IDispatch** value) noexcept override {
-    return Give(value, [&] { return ToFunctionObject(Token().TokenFunction); });
+    return Give(value, [&] { return ToFunctionObject(Item().Token().TokenFunction); });
   }
 
  private:
-  const FormulaToken& Token() const {
+  const LayerItem& Item() const {
     CheckLease(lease_);
-    return *item_.token;
+    return item_;
   }
 
-  const LayerItem& item_;
+  LayerItem item_;
   Lease lease_;
 };
 
@@ -65,9 +65,9 @@ class LayerEnumerator final : public PlainObject<LayerEnumerator, IEnumVARIANT> 
     ULONG given = 0;
     const HRESULT code = Answer(this, IID_IEnumVARIANT, [&] {
       CheckLease(lease_);
-      for (; given < count && position_ < layer_.items.size(); ++given, ++position_) {
+      for (; given < count && position_ < layer_.Count(); ++given, ++position_) {
         VariantInit(&items[given]);
-        items[given].pdispVal = MakeItemObject(layer_.items[position_], lease_).Detach();
+        items[given].pdispVal = MakeItemObject(layer_.Item(position_), lease_).Detach();
         items[given].vt = VT_DISPATCH;
       }
     });
@@ -79,7 +79,7 @@ class LayerEnumerator final : public PlainObject<LayerEnumerator, IEnumVARIANT> 
     std::size_t left = 0;
     const HRESULT code = Answer(this, IID_IEnumVARIANT, [&] {
       CheckLease(lease_);
-      left = layer_.items.size() - position_;
+      left = layer_.Count() - position_;
       position_ += std::min<std::size_t>(count, left);
     });
     if (FAILED(code)) return code;
@@ -97,7 +97,7 @@ class LayerEnumerator final : public PlainObject<LayerEnumerator, IEnumVARIANT> 
   }
 
  private:
-  const TokenLayer& layer_;
+  TokenLayer layer_;
   Lease lease_;
   std::size_t position_;
 };
@@ -106,8 +106,8 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
  public:
   static constexpr const GUID& kClassIdentifier = CLSID_TokenLayer;
 
-  // `item` is what holds the layer; nullptr for one that no other layer holds.
-  TokenLayerObject(const TokenLayer& layer, const LayerItem* item, Lease lease)
+  // `item` is what holds the layer, if another layer does.
+  TokenLayerObject(const TokenLayer& layer, std::optional<LayerItem> item, Lease lease)
       : layer_(layer), item_(item), lease_(std::move(lease)) {
     if (IsTree()) AddShell(lease_->tree.get(), this);
   }
@@ -118,20 +118,20 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
     if (lease_->ended) return nullptr;
     if (type == typeid(Tree)) return IsTree() ? const_cast<Tree*>(&lease_->tree) : nullptr;
-    if (type == typeid(TokenLayer)) return const_cast<TokenLayer*>(&layer_);
-    return type == typeid(LayerItem) ? const_cast<LayerItem*>(item_) : nullptr;
+    if (type == typeid(TokenLayer)) return &layer_;
+    return type == typeid(LayerItem) && item_ ? &*item_ : nullptr;
   }
 
   HRESULT STDMETHODCALLTYPE get_Count(LONG* value) noexcept override {
-    return Give(value, [&] { return static_cast<LONG>(Layer().items.size()); });
+    return Give(value, [&] { return static_cast<LONG>(Layer().Count()); });
   }
   HRESULT STDMETHODCALLTYPE get_Item(LONG index, IDispatch** value) noexcept override {
     return Give(value, [&] {
-      const auto& items = Layer().items;
-      if (index < 1 || static_cast<std::size_t>(index) > items.size()) {
+      const TokenLayer& layer = Layer();
+      if (index < 1 || static_cast<std::size_t>(index) > layer.Count()) {
         ktformula::Raise(ktformula::RuntimeError::kInvalidIndex);
       }
-      return MakeItemObject(items[static_cast<std::size_t>(index) - 1], lease_);
+      return MakeItemObject(layer.Item(static_cast<std::size_t>(index) - 1), lease_);
     });
   }
   HRESULT STDMETHODCALLTYPE get__NewEnum(IUnknown** value) noexcept override {
@@ -145,16 +145,16 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
     return layer_;
   }
   // Whether this is all of a formula.
-  bool IsTree() const noexcept { return item_ == nullptr && lease_->tree != nullptr; }
+  bool IsTree() const noexcept { return !item_ && lease_->tree != nullptr; }
 
-  const TokenLayer& layer_;
-  const LayerItem* item_;
+  TokenLayer layer_;
+  std::optional<LayerItem> item_;
   Lease lease_;
 };
 
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease) {
-  if (item.token != nullptr) return MakeObject<FormulaTokenObject>(item, lease);
-  return MakeObject<TokenLayerObject>(*item.layer, &item, lease);
+  if (!item.IsLayer()) return MakeObject<FormulaTokenObject>(item, lease);
+  return MakeObject<TokenLayerObject>(item.Layer(), item, lease);
 }
 
 template <typename T>
@@ -170,7 +170,7 @@ ComPtr<IKtTokenLayer> ToTreeObject(const Tree& tree) {
   if (tree == nullptr) return nullptr;
   const ComPtr<IDispatch> known = FindShell(tree.get());
   if (known != nullptr) return static_cast<IKtTokenLayer*>(known.Get());
-  return MakeObject<TokenLayerObject>(tree->top, nullptr,
+  return MakeObject<TokenLayerObject>(tree->Top(), std::nullopt,
                                       std::make_shared<const TokenLease>(TokenLease{tree}));
 }
 
@@ -180,7 +180,7 @@ Tree TreeArgument(IDispatch* object) {
 
 ComPtr<IKtTokenLayer> MakeArgumentsObject(const TokenLayer* layer, Lease lease) {
   if (layer == nullptr) return nullptr;
-  return MakeObject<TokenLayerObject>(*layer, nullptr, std::move(lease));
+  return MakeObject<TokenLayerObject>(*layer, std::nullopt, std::move(lease));
 }
 
 const TokenLayer* LayerArgument(IDispatch* object) {
