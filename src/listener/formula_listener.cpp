@@ -200,7 +200,8 @@ std::u16string FormulaListener::PropertyKeyOfName(std::u16string_view name) cons
 
 std::u16string FormulaListener::PropertyNameOfKey(std::u16string_view key) const {
   const Ref<ELNProperties> properties = Owner().WatchedProperties();
-  for (int i = 1; i <= properties->Count(); ++i) {
+  const int count = properties->Count();
+  for (int i = 1; i <= count; ++i) {
     const Ref<ELNProperty> property = properties->Item(i);
     if (ToDecimalText(property->Key()) == key) return property->Name();
   }

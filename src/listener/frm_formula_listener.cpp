@@ -46,7 +46,8 @@ void frmFormulaListener::Load(PropertyFormulas& property_formulas, PropertyFormu
   DialogComboBox& list = form_->mSourcePropertyComboBox();
   list.Clear();
   list.AddItem(kDefinitionsEntry, kDefinitionsData);
-  for (int i = 1; i <= properties.Count(); ++i) {
+  const int count = properties.Count();
+  for (int i = 1; i <= count; ++i) {
     const Ref<ELNProperty> property = properties.Item(i);
     list.AddItem(property->Name(), property->Key());
   }
