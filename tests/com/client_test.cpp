@@ -10,9 +10,11 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <latch>
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -107,6 +109,28 @@ VARIANT ObjectVariant(IDispatch* object) {
   value.vt = VT_DISPATCH;
   value.pdispVal = object;
   return value;
+}
+VARIANT TextVariant(BSTR text) {
+  VARIANT value;
+  value.vt = VT_BSTR;
+  value.bstrVal = text;
+  return value;
+}
+VARIANT NumberVariant(LONG number) {
+  VARIANT value;
+  value.vt = VT_I4;
+  value.lVal = number;
+  return value;
+}
+void AddEntry(IDispatch& dictionary, const VARIANT& key, const VARIANT& item) {
+  DISPID add = 0;
+  LPOLESTR member = const_cast<LPOLESTR>(L"Add");
+  ASSERT_EQ(dictionary.GetIDsOfNames(GUID_NULL, &member, 1, 0, &add), S_OK);
+  VARIANT arguments[2] = {item, key};
+  DISPPARAMS parameters{arguments, nullptr, 2, 0};
+  EXPECT_EQ(
+      dictionary.Invoke(add, GUID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr, nullptr),
+      S_OK);
 }
 
 // A host
@@ -1012,17 +1036,8 @@ struct EchoFunction final : Fake<IKtFormulaFunction> {
 void AddFunction(IKtFormulaListener& listener, const wchar_t* name, IDispatch* function) {
   ComPtr<IDispatch> dictionary;
   ASSERT_EQ(listener.get_FormulaFunctions(dictionary.GetAddressOf()), S_OK);
-  DISPID add = 0;
-  LPOLESTR member = const_cast<LPOLESTR>(L"Add");
-  ASSERT_EQ(dictionary->GetIDsOfNames(GUID_NULL, &member, 1, 0, &add), S_OK);
   const Text key(name);
-  VARIANT arguments[2] = {ObjectVariant(function), {}};
-  arguments[1].vt = VT_BSTR;
-  arguments[1].bstrVal = key;
-  DISPPARAMS parameters{arguments, nullptr, 2, 0};
-  EXPECT_EQ(dictionary->Invoke(add, GUID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, nullptr,
-                               nullptr),
-            S_OK);
+  AddEntry(*dictionary.Get(), TextVariant(key), ObjectVariant(function));
 }
 
 // XML
@@ -1111,6 +1126,108 @@ TEST(Xml, IsReadAndWritten) {
                                     element.ReleaseAndGetAddressOf())),
             L"80040201 FormulaListener.IKtObject_Execute: the command \"sort\" is not recognized "
             L"for this table");
+}
+
+// Formulas
+
+TEST(Formulas, AreTheirHosts) {
+  Host host;
+  const auto listener = host.Listener(L"1");
+  const auto formula = Create<IKtPropertyFormula2>(CLSID_PropertyFormula);
+  const auto face = As<IKtPropertyFormula>(formula.Get());
+  EXPECT_EQ(formula->put_Formula(Text(L"[own]")), S_OK);
+  EXPECT_EQ(formula->put_StringFormat(Text(L"0.0")), S_OK);
+  Text text;
+  Text format;
+  EXPECT_EQ(face->get_Formula(&text), S_OK);
+  EXPECT_EQ(face->get_StringFormat(&format), S_OK);
+  EXPECT_EQ(text.Get() + format.Get(), L"[own]0.0");
+
+  // One tree is one object, however it was put there.
+  ComPtr<IKtTokenLayer> tree;
+  ComPtr<IKtTokenLayer> given;
+  ASSERT_EQ(listener->MakeTokenTree(Text(L"6"), tree.GetAddressOf()), S_OK);
+  EXPECT_EQ(formula->put_TokenTree(ObjectVariant(tree.Get())), S_OK);
+  EXPECT_EQ(face->get_TokenTree(given.GetAddressOf()), S_OK);
+  EXPECT_EQ(given.Get(), tree.Get());
+  for (const HRESULT code :
+       {formula->put_TokenTree(NumberVariant(5)), formula->put_TokenTree(VARIANT{}),
+        formula->putref_TokenTree(listener.Get())})
+    EXPECT_EQ(code, static_cast<HRESULT>(0x800A000D));
+  EXPECT_EQ(formula->putref_TokenTree(nullptr), S_OK);
+  EXPECT_EQ(face->get_TokenTree(given.ReleaseAndGetAddressOf()), S_OK);
+  EXPECT_EQ(given.Get(), nullptr);
+
+  // What is no formula under a text, or under no column's key, is not exported.
+  ComPtr<IDispatch> formulas;
+  ComPtr<IDispatch> definitions;
+  ASSERT_EQ(listener->get_PropertyFormulas(formulas.GetAddressOf()), S_OK);
+  ASSERT_EQ(listener->get_Definitions(definitions.GetAddressOf()), S_OK);
+  const Text own(L"own");
+  const Text odd(L"odd");
+  AddEntry(*definitions.Get(), TextVariant(own), ObjectVariant(formula.Get()));
+  AddEntry(*definitions.Get(), TextVariant(odd), TextVariant(odd));
+  AddEntry(*definitions.Get(), NumberVariant(7), ObjectVariant(formula.Get()));
+  AddEntry(*formulas.Get(), TextVariant(odd), ObjectVariant(formula.Get()));
+  AddEntry(*formulas.Get(), NumberVariant(11), ObjectVariant(formula.Get()));
+  AddEntry(*formulas.Get(), ObjectVariant(&host.owner), ObjectVariant(formula.Get()));
+  const auto document = Document(L"<all/>");
+  EXPECT_EQ(
+      Outcome(As<IKtObject>(listener.Get())->Export(Root(*document.Get()).Get(), Text(L"export"))),
+      L"");
+  EXPECT_EQ(XmlOf(*Root(*document.Get()).Get()),
+            L"<all><fieldListener progID=\"\" name=\"\" position=\"0\"><propertyFormula "
+            L"format=\"\" name=\"Yield\"><![CDATA[1]]></propertyFormula><definition "
+            L"name=\"own\"><![CDATA[[own]]]></definition></fieldListener></all>");
+  As<IKtFieldListener>(listener.Get())->Terminate();
+}
+
+// Apartments
+
+// What a listener does for one host, over and over; the first thing that went wrong.
+std::wstring Work(int rounds) {
+  for (int i = 0; i < rounds; ++i) {
+    Host host;
+    const auto listener = host.Listener(L"IF([d] = 1, SUM([x]), 'no ' & COUNT(1)) & [d]");
+    listener->SetDefinition(Text(L"d"), Text(L"1 * (2 - 1)"));
+    if (const auto outcome = Outcome(listener->Recalculate(&host.source, nullptr)); outcome != L"")
+      return outcome;
+    const std::wstring texts = host.Texts();
+    if (texts.find(L"#Error: ") != 0) return texts;
+    const auto value = Create<IKtCellValue>(CLSID_CellValue);
+    value->SetString(Text(L"a"));
+    const std::wstring outcome = Outcome(value->Add(NumberVariant(1)));
+    if (outcome != L"80040201 CellValue.Add: the value \"a\" is not a number") return outcome;
+    LPOLESTR name = const_cast<LPOLESTR>(L"MinNumber");
+    DISPID member = 0;
+    value->GetIDsOfNames(GUID_NULL, &name, 1, 0, &member);
+    if (member != 3) return L"MinNumber is " + std::to_wstring(member);
+    const auto document = Document(L"<all/>");
+    As<IKtObject>(listener.Get())->Export(Root(*document.Get()).Get(), Text(L""));
+    if (XmlOf(*document.Get()).find(L"[d] = 1") == std::wstring::npos) return L"export";
+    As<IKtFieldListener>(listener.Get())->Terminate();
+    if (host.References() != 0) return L"the host is still held";
+  }
+  return L"";
+}
+
+TEST(Apartments, DoNotDisturbEachOther) {
+  std::latch begin(4);
+  std::wstring outcomes[4];
+  std::vector<std::thread> threads;
+  for (std::wstring& outcome : outcomes) {
+    threads.emplace_back([&begin, &outcome] {
+      CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+      begin.arrive_and_wait();
+      outcome = Work(500);
+      CoUninitialize();
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  for (const std::wstring& outcome : outcomes)
+    EXPECT_EQ(outcome, L"");
+  EXPECT_EQ(LivingObjects(), L"");
 }
 
 // Registration

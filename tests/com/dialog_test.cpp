@@ -1,20 +1,30 @@
 // The properties dialog as a window, driven by the messages that a user's input makes. Runs on
 // Windows; run-dialog-test runs it elsewhere.
+//
+//   dialog_test DLL
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 #include <windows.h>
 
+#include "KtFormula9.h"
+#include "KtFramework9.h"
 #include "host_fakes.h"
+#include "script_object.h"
 
+#include "com/base/errors.h"
+#include "com/base/module.h"
 #include "com/dialog/message_box.h"
 #include "com/dialog/win32_dialog_form.h"
+#include "com/dialog/window_class.h"
 #include "listener/frm_formula_listener.h"
 
 namespace ktcom {
@@ -25,6 +35,8 @@ using ktformula::PropertyFormulas;
 using ktformula::Ref;
 using Step = std::function<void()>;
 using Steps = std::vector<Step>;
+
+HMODULE component = nullptr;
 
 HWND Dialog() {
   return FindWindowW(kDialogWindowClass, nullptr);
@@ -410,20 +422,68 @@ TEST_F(DialogTest, LeavesNothingBehind) {
   EXPECT_FALSE(GetClassInfoExW(GetModuleHandleW(nullptr), kDialogWindowClass, &description));
 }
 
-TEST(MessageBoxes, ShowTextAndTitle) {
-  const auto title = [] {
-    std::array<wchar_t, 100> text{};
-    GetWindowTextW(GetActiveWindow(), text.data(), 100);
-    return std::wstring(text.data());
+// Two threads that come and go at different times: each has the class as long as it needs it.
+TEST(WindowClasses, AreSharedByThreads) {
+  constexpr const wchar_t* kName = L"KtFormula9.Test";
+  std::atomic<int> failures = 0;
+  const auto show_windows = [&] {
+    for (int round = 0; round < 300; ++round) {
+      const WindowClass own(kName, DefWindowProcW);
+      Sleep(0);
+      const HWND window = CreateWindowExW(0, kName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                          OwnModule(), nullptr);
+      if (window == nullptr) ++failures;
+      DestroyWindow(window);
+    }
   };
-  std::vector<std::wstring> seen;
-  const Step note = [&] {
-    std::array<wchar_t, 100> text{};
-    GetDlgItemTextW(GetActiveWindow(), 0xFFFF, text.data(), 100);
-    seen.push_back(title() + L": " + text.data());
+  std::thread other(show_windows);
+  show_windows();
+  other.join();
+  EXPECT_EQ(failures, 0);
+}
+
+// Notes a message box's title and text, and closes it.
+Step NoteBox(std::vector<std::wstring>& seen) {
+  return [&seen] {
+    std::array<wchar_t, 100> title{};
+    std::array<wchar_t, 200> text{};
+    GetWindowTextW(GetActiveWindow(), title.data(), static_cast<int>(title.size()));
+    GetDlgItemTextW(GetActiveWindow(), 0xFFFF, text.data(), static_cast<int>(text.size()));
+    seen.push_back(std::wstring(title.data()) + L": " + text.data());
     PostMessageW(GetActiveWindow(), WM_COMMAND, IDOK, 0);
   };
-  const User user({note, note});
+}
+
+ComPtr<::IKtFieldListener> CreateListener() {
+  using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+  const auto get = reinterpret_cast<GetClassObject>(
+      reinterpret_cast<void*>(GetProcAddress(component, "DllGetClassObject")));
+  ComPtr<IClassFactory> factory;
+  ComPtr<::IKtFieldListener> listener;
+  Check(get(CLSID_FormulaListener, IID_PPV_ARGS(factory.GetAddressOf())));
+  Check(factory->CreateInstance(nullptr, IID_IKtFieldListener,
+                                reinterpret_cast<void**>(listener.GetAddressOf())));
+  return listener;
+}
+
+TEST(MessageBoxes, ShowWhyPropertiesCanNotBeEdited) {
+  std::vector<std::wstring> seen;
+  const User user({NoteBox(seen), NoteBox(seen)});
+  const ComPtr<::IKtFieldListener> listener = CreateListener();
+  EXPECT_EQ(listener->EditProperties(), S_OK);
+  const ComPtr<IDispatch> host = ScriptObject::Make({});
+  EXPECT_EQ(listener->Initialize(host.Get(), host.Get(), nullptr), S_OK);
+  EXPECT_EQ(listener->EditProperties(), S_OK);
+  const std::wstring title = L"Error Setting Field Listener Properties: Sorry, ";
+  EXPECT_EQ(seen, (std::vector<std::wstring>{
+                      title + L"Object variable not set.",
+                      title + L"the host's object of type \"Object\" has no member "
+                              L"\"WatchedProperties\"."}));
+}
+
+TEST(MessageBoxes, ShowTextAndTitle) {
+  std::vector<std::wstring> seen;
+  const User user({NoteBox(seen), NoteBox(seen)});
   ShowMessage(u"Über µ");
   ShowWarning(u"Error", u"Sorry, 物.");
   EXPECT_EQ(seen, (std::vector<std::wstring>{L"KtFormula9: Über µ", L"Error: Sorry, 物."}));
@@ -450,5 +510,9 @@ TEST_F(DialogTest, Picture) {
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
+  if (argc == 2) ktcom::component = LoadLibraryA(argv[1]);
+  CoInitialize(nullptr);
+  const int result = RUN_ALL_TESTS();
+  CoUninitialize();
+  return result;
 }

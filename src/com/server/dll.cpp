@@ -6,9 +6,11 @@
 #include "com/base/module.h"
 #include "com/base/text.h"
 #include "com/base/windows_headers.h"
+#include "com/dialog/message_box.h"
 #include "com/host/user_locale.h"
 #include "com/server/class_factory.h"
 #include "com/server/registration.h"
+#include "listener/error_message_box.h"
 #include "values/leak_check.h"
 
 namespace {
@@ -37,6 +39,7 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID interface_id, void** object) 
   *object = nullptr;
   return Guarded([&]() -> HRESULT {
     ktcom::UseSystemLocale();
+    ktformula::UseWarningBox(&ktcom::ShowWarning);
     const auto factory = ktcom::ClassFactoryOf(class_id);
     if (factory == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
     return factory->QueryInterface(interface_id, object);
