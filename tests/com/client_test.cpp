@@ -1025,12 +1025,15 @@ struct EchoFunction final : Fake<IKtFormulaFunction> {
   HRESULT STDMETHODCALLTYPE ComputeValue(IDispatch* args, IDispatch* sco,
                                          IDispatch* target) override {
     ComPtr<IDispatch> item;
+    if (keeps) kept = args;
     const HRESULT code = As<IKtTokenLayer>(args)->get_Item(1, item.GetAddressOf());
     if (FAILED(code)) return code;
     return listener->EvaluateArgument(target, item.Get(), nullptr, sco, sco);
   }
   HRESULT STDMETHODCALLTYPE Terminate() override { return S_OK; }
   IKtFormulaListener* listener = nullptr;
+  bool keeps = false;
+  ComPtr<IDispatch> kept;
 };
 
 void AddFunction(IKtFormulaListener& listener, const wchar_t* name, IDispatch* function) {
@@ -1038,6 +1041,35 @@ void AddFunction(IKtFormulaListener& listener, const wchar_t* name, IDispatch* f
   ASSERT_EQ(listener.get_FormulaFunctions(dictionary.GetAddressOf()), S_OK);
   const Text key(name);
   AddEntry(*dictionary.Get(), TextVariant(key), ObjectVariant(function));
+}
+
+TEST(Objects, AreCounted) {
+  for (const ClassRow& row : Classes()) {
+    const auto object = Create<IUnknown>(row.identifier);
+    EXPECT_EQ(LivingObjects(), std::wstring(L"KtFormula9.") + row.name + L": 1\n");
+  }
+  Host host;
+  ComPtr<IKtTokenLayer> tree;
+  auto listener = host.Listener(L"ECHO(2)");
+  const auto counts = [](const wchar_t* line) {
+    return LivingObjects().find(line) != std::wstring::npos;
+  };
+  ASSERT_EQ(listener->MakeTokenTree(Text(L"1+2"), tree.GetAddressOf()), S_OK);
+  EXPECT_TRUE(counts(L"KtFormula9.FormulaToken: 3\n"));
+  EXPECT_TRUE(counts(L"KtFormula9.TokenLayer: 1\n"));
+  EXPECT_TRUE(counts(L"KtFormula9.PropertyFormula: 1\n"));
+  EXPECT_TRUE(counts(L"KtFormula9.SumFunction: 1\n"));
+  tree = nullptr;
+
+  // What a host keeps of a call.
+  EchoFunction echo;
+  echo.listener = listener.Get();
+  echo.keeps = true;
+  AddFunction(*listener.Get(), L"ECHO", &echo);
+  EXPECT_EQ(listener->Recalculate(&host.source, nullptr), S_OK);
+  EXPECT_EQ(host.Texts(), L"2|2");
+  listener = nullptr;
+  EXPECT_EQ(LivingObjects(), L"KtFormula9.TokenLayer: 1\n");
 }
 
 // XML

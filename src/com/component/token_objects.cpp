@@ -6,6 +6,7 @@
 
 #include "com/base/shells.h"
 #include "com/component/function_objects.h"
+#include "values/leak_check.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -17,6 +18,20 @@ namespace {
 
 using Lease = std::shared_ptr<const TokenLease>;
 using Tree = std::shared_ptr<const ktformula::TokenTree>;
+
+// Objects that outlive their call's tokens, which are counted themselves as long as they live.
+ktformula::KtLeakCheck lent_token_counter{"FormulaToken"};
+ktformula::KtLeakCheck lent_layer_counter{"TokenLayer"};
+
+class LentCount {
+ public:
+  LentCount(ktformula::KtLeakCheck& counter, const TokenLease& lease) : count_(counter) {
+    if (lease.tree == nullptr) count_.Add(1);
+  }
+
+ private:
+  ktformula::LeakCountOf count_;
+};
 
 void CheckLease(const Lease& lease) {
   if (lease->ended) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
@@ -50,6 +65,7 @@ class FormulaTokenObject final : public Object<FormulaTokenObject, IKtFormulaTok
 
   LayerItem item_;
   Lease lease_;
+  LentCount count_{lent_token_counter, *lease_};
 };
 
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease);
@@ -150,6 +166,7 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
   TokenLayer layer_;
   std::optional<LayerItem> item_;
   Lease lease_;
+  LentCount count_{lent_layer_counter, *lease_};
 };
 
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease) {
