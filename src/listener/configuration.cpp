@@ -1,10 +1,43 @@
 #include "listener/configuration.h"
 
-#include <utility>
+#include <list>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace ktformula {
 
 namespace {
+
+class OwnFormulaDictionary final : public FormulaDictionary {
+ public:
+  Formula Find(std::u16string_view key) const override {
+    const auto found = places_.find(key);
+    return found != places_.end() ? found->second->formula : nullptr;
+  }
+  std::vector<Entry> Entries() const override { return {entries_.begin(), entries_.end()}; }
+  void Put(std::u16string_view key, Formula formula) override {
+    Remove(key);
+    const auto added = entries_.insert(entries_.end(), {std::u16string(key), std::move(formula)});
+    places_.emplace(added->key, added);
+  }
+  void Remove(std::u16string_view key) override {
+    const auto found = places_.find(key);
+    if (found == places_.end()) return;
+    const auto place = found->second;
+    places_.erase(found);
+    entries_.erase(place);
+  }
+  void Clear() override {
+    places_.clear();
+    // What goes may call back.
+    const std::list<Entry> gone = std::exchange(entries_, {});
+  }
+
+ private:
+  std::list<Entry> entries_;
+  // By the entries' own keys.
+  std::unordered_map<std::u16string_view, std::list<Entry>::iterator> places_;
+};
 
 bool Holds(const PropertyFormula& entry, std::u16string_view formula, std::u16string_view format) {
   return entry.Formula == formula && entry.StringFormat == format;
@@ -12,32 +45,38 @@ bool Holds(const PropertyFormula& entry, std::u16string_view formula, std::u16st
 
 }  // namespace
 
-bool PutFormula(PropertyFormulas& formulas, std::u16string_view key, std::u16string_view formula,
-                std::u16string_view format) {
-  const auto* known = formulas.Find(key);
-  if (known != nullptr && Holds(**known, formula, format)) return false;
-  auto entry = std::make_shared<PropertyFormula>(formula, format);
-  formulas.Remove(key);
-  return formulas.Add(key, std::move(entry));
-}
+PropertyFormulas::PropertyFormulas() : formulas_(std::make_unique<OwnFormulaDictionary>()) {}
 
-bool PutOrRemoveFormula(PropertyFormulas& formulas, std::u16string_view key,
-                        std::u16string_view formula, std::u16string_view format) {
-  if (!formula.empty()) return PutFormula(formulas, key, formula, format);
-  const auto* known = formulas.Find(key);
-  if (known == nullptr || Holds(**known, formula, format)) return false;
-  formulas.Remove(key);
+bool PropertyFormulas::Put(std::u16string_view key, std::u16string_view formula,
+                           std::u16string_view format) {
+  const std::shared_ptr<PropertyFormula> known = Find(key);
+  if (known != nullptr && Holds(*known, formula, format)) return false;
+  formulas_->Put(key, std::make_shared<PropertyFormula>(formula, format));
   return true;
 }
 
-bool RemoveAllBut(PropertyFormulas& formulas, const KeySet& kept) {
-  PropertyFormulas remaining;
-  for (const auto& [key, formula] : formulas) {
-    if (kept.contains(key)) remaining.Add(key, formula);
+bool PropertyFormulas::PutOrRemove(std::u16string_view key, std::u16string_view formula,
+                                   std::u16string_view format) {
+  if (!formula.empty()) return Put(key, formula, format);
+  const std::shared_ptr<PropertyFormula> known = Find(key);
+  if (known == nullptr || Holds(*known, formula, format)) return false;
+  formulas_->Remove(key);
+  return true;
+}
+
+bool PropertyFormulas::PutAll(const std::vector<FormulaText>& formulas) {
+  bool changes = false;
+  std::unordered_set<std::u16string_view> kept;
+  for (const FormulaText& one : formulas) {
+    changes |= Put(one.key, one.formula, one.string_format);
+    kept.insert(one.key);
   }
-  const bool removes = remaining.Size() < formulas.Size();
-  formulas = std::move(remaining);
-  return removes;
+  for (const FormulaDictionary::Entry& entry : Entries()) {
+    if (kept.contains(entry.key)) continue;
+    formulas_->Remove(entry.key);
+    changes = true;
+  }
+  return changes;
 }
 
 }  // namespace ktformula

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "formula/token_tree.h"
-#include "values/dictionary.h"
 #include "values/leak_check.h"
 
 namespace ktformula {
@@ -16,6 +16,7 @@ namespace ktformula {
 struct PropertyFormula : private LeakCounted<PropertyFormula> {
   static constexpr std::string_view kClassName = "PropertyFormula";
 
+  PropertyFormula() = default;
   PropertyFormula(std::u16string_view formula, std::u16string_view string_format)
       : Formula(formula), StringFormat(string_format) {}
 
@@ -26,20 +27,66 @@ struct PropertyFormula : private LeakCounted<PropertyFormula> {
   std::shared_ptr<const ktformula::TokenTree> TokenTree;
 };
 
-using PropertyFormulas = Dictionary<std::shared_ptr<PropertyFormula>>;
-using KeySet = std::unordered_set<std::u16string, TextHash, std::equal_to<>>;
+// The table behind PropertyFormulas: formulas by text, in the order of their being added. A host
+// may keep it, and change it at any time; what it puts in that is no formula under a text is passed
+// over.
+class FormulaDictionary {
+ public:
+  using Formula = std::shared_ptr<PropertyFormula>;
+  struct Entry {
+    std::u16string key;
+    Formula formula;
+  };
 
-// The three ways in which a configuration changes. Each tells whether anything did.
+  FormulaDictionary() = default;
+  FormulaDictionary(const FormulaDictionary&) = delete;
+  FormulaDictionary& operator=(const FormulaDictionary&) = delete;
+  virtual ~FormulaDictionary() = default;
 
-// Gives the entry this formula and format. One that has both already is kept, parsed formula
-// included; any other is replaced by a new entry at the end.
-bool PutFormula(PropertyFormulas& formulas, std::u16string_view key, std::u16string_view formula,
-                std::u16string_view format);
-// The same, except that an empty formula removes the entry.
-bool PutOrRemoveFormula(PropertyFormulas& formulas, std::u16string_view key,
-                        std::u16string_view formula, std::u16string_view format);
-// Removes the entries that are not among `kept`; the others keep their order.
-bool RemoveAllBut(PropertyFormulas& formulas, const KeySet& kept);
+  // Keys compare exactly. Empty when there is no formula under the key.
+  virtual Formula Find(std::u16string_view key) const = 0;
+  virtual std::vector<Entry> Entries() const = 0;
+  // Adds the formula at the end, in place of whatever stands under the key.
+  virtual void Put(std::u16string_view key, Formula formula) = 0;
+  virtual void Remove(std::u16string_view key) = 0;
+  virtual void Clear() = 0;
+};
+
+// A formula as it is stored and shown.
+struct FormulaText {
+  std::u16string key;
+  std::u16string formula;
+  std::u16string string_format;
+};
+
+// Formulas by key. Whatever changes them keeps a formula that stays the same in text and format,
+// parsed formula and place included, and puts any other at the end as a new one.
+class PropertyFormulas {
+ public:
+  // With a hashed table of its own.
+  PropertyFormulas();
+  explicit PropertyFormulas(std::unique_ptr<FormulaDictionary> formulas)
+      : formulas_(std::move(formulas)) {}
+
+  // Empty when there is none.
+  std::shared_ptr<PropertyFormula> Find(std::u16string_view key) const {
+    return formulas_->Find(key);
+  }
+  std::vector<FormulaDictionary::Entry> Entries() const { return formulas_->Entries(); }
+  void Clear() { formulas_->Clear(); }
+
+  // These tell whether they changed anything.
+  bool Put(std::u16string_view key, std::u16string_view formula, std::u16string_view format);
+  // The same, except that an empty formula removes the entry.
+  bool PutOrRemove(std::u16string_view key, std::u16string_view formula,
+                   std::u16string_view format);
+  // Puts all of these, of which the last one counts for its key, and removes what is not among
+  // them.
+  bool PutAll(const std::vector<FormulaText>& formulas);
+
+ private:
+  std::unique_ptr<FormulaDictionary> formulas_;
+};
 
 struct FormulaConfiguration {
   // By property key, as decimal text.

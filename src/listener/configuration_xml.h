@@ -11,6 +11,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/xml.h"
 #include "listener/configuration.h"
@@ -22,13 +23,16 @@ using ColumnNameOfKey = std::function<std::u16string(std::u16string_view key)>;
 // The column's key for a name.
 using ColumnKeyOfName = std::function<std::u16string(std::u16string_view name)>;
 
-// Appends the configuration's elements to `root`. With `name_of_key` columns are written by name.
+// Appends the configuration's elements to `root`. With `name_of_key` columns are written by name,
+// and formulas under what can not be a column's key are left out.
 void WriteConfigurationXml(const FormulaConfiguration& configuration, XmlElement& root,
                            const ColumnNameOfKey& name_of_key);
 
-// The configuration that `root` holds. Entries of `previous` that are the same in text are taken
-// over as they are, parsed formula included, and keep their place. Other elements are ignored.
-FormulaConfiguration ReadConfigurationXml(XmlElement& root, const FormulaConfiguration& previous,
-                                          const ColumnKeyOfName& key_of_name);
+// What a configuration's elements say; other elements are ignored.
+struct ConfigurationTexts {
+  std::vector<FormulaText> property_formulas;
+  std::vector<FormulaText> definitions;
+};
+ConfigurationTexts ReadConfigurationXml(XmlElement& root, const ColumnKeyOfName& key_of_name);
 
 }  // namespace ktformula

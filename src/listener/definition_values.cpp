@@ -62,17 +62,17 @@ std::shared_ptr<CellValue> DefinitionValues::Get(const PropertyFormulas& definit
   if (const auto found = entries_.find(name); found != entries_.end()) {
     return ValueOf(found->second);
   }
-  const auto* known = definitions.Find(name);
-  if (known == nullptr) return nullptr;
+  const std::shared_ptr<PropertyFormula> formula = definitions.Find(name);
+  if (formula == nullptr) return nullptr;
   const bool is_nested = run_ != nullptr && run_->IsInReach();
   if (is_nested && !MayNest()) {
-    Begin(name, *known);
+    Begin(name, formula);
     throw EvaluateMissingFirst();
   }
   std::optional<Run> run;
   if (!is_nested) run.emplace(*this, begun_.size());
   const std::u16string own_name(name);
-  Begin(own_name, *known);
+  Begin(own_name, formula);
   if (run) {
     run->Finish();
   } else {

@@ -12,6 +12,7 @@
 
 #include "listener/configuration.h"
 #include "values/cell_value.h"
+#include "values/dictionary.h"
 #include "values/raised_error.h"
 
 namespace ktformula {

@@ -35,7 +35,7 @@ std::u16string FromBoxText(std::u16string_view text) {
 
 std::u16string DefinitionsText(const PropertyFormulas& definitions) {
   std::u16string text;
-  for (const auto& [name, definition] : definitions) {
+  for (const auto& [name, definition] : definitions.Entries()) {
     if (!text.empty()) text += kLineBreak;
     text += name + u" = " + ToBoxText(definition->Formula) + u";";
   }
@@ -43,17 +43,14 @@ std::u16string DefinitionsText(const PropertyFormulas& definitions) {
 }
 
 bool StoreDefinitionsText(std::u16string_view text, PropertyFormulas& definitions) {
-  bool changes = false;
-  KeySet names;
+  std::vector<FormulaText> formulas;
   for (const std::u16string_view piece : Split(text, u';')) {
     const std::size_t equals = piece.find(u'=');
     if (equals == std::u16string_view::npos) continue;
-    const std::u16string name(TrimWhiteSpace(piece.substr(0, equals)));
-    const std::u16string formula = FromBoxText(TrimWhiteSpace(piece.substr(equals + 1)));
-    changes |= PutFormula(definitions, name, formula, u"");
-    names.insert(name);
+    formulas.push_back({std::u16string(TrimWhiteSpace(piece.substr(0, equals))),
+                        FromBoxText(TrimWhiteSpace(piece.substr(equals + 1))), u""});
   }
-  return RemoveAllBut(definitions, names) || changes;
+  return definitions.PutAll(formulas);
 }
 
 }  // namespace ktformula

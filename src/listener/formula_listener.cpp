@@ -20,9 +20,17 @@ namespace {
 constexpr std::u16string_view kEditErrorTitle = u"Error Setting Field Listener Properties";
 
 std::optional<FormulaEntry> EntryOf(const PropertyFormulas& formulas, std::u16string_view key) {
-  const auto* known = formulas.Find(key);
+  const std::shared_ptr<PropertyFormula> known = formulas.Find(key);
   if (known == nullptr) return std::nullopt;
-  return FormulaEntry{(*known)->Formula, (*known)->StringFormat};
+  return FormulaEntry{known->Formula, known->StringFormat};
+}
+
+// At a listener's end, which a host's table can not stop.
+void Forget(PropertyFormulas& formulas) noexcept {
+  try {
+    formulas.Clear();
+  } catch (const RaisedError&) {  // NOLINT(bugprone-empty-catch)
+  }
 }
 
 }  // namespace
@@ -49,10 +57,11 @@ class FormulaListener::PassUnderWay {
 };
 
 FormulaListener::FormulaListener(std::span<const FunctionClass> functions,
-                                 std::unique_ptr<FunctionDictionary> dictionary)
-    : FieldListener(u"FormulaListener"), function_classes_(functions) {
-  if (dictionary != nullptr) registry_ = FunctionRegistry(std::move(dictionary));
-}
+                                 FunctionRegistry registry, FormulaConfiguration configuration)
+    : FieldListener(u"FormulaListener"),
+      function_classes_(functions),
+      registry_(std::move(registry)),
+      configuration_(std::move(configuration)) {}
 
 void FormulaListener::OnInitialize() {
   registry_.RegisterAll(function_classes_, *this);
@@ -60,7 +69,8 @@ void FormulaListener::OnInitialize() {
 
 void FormulaListener::OnTerminate() {
   registry_.Terminate();
-  configuration_ = {};
+  Forget(configuration_.property_formulas);
+  Forget(configuration_.definitions);
 }
 
 void FormulaListener::EditProperties() {
@@ -151,12 +161,11 @@ std::optional<FormulaEntry> FormulaListener::DefinitionOf(std::u16string_view na
 
 void FormulaListener::SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
                                          std::u16string_view string_format) {
-  PutOrRemoveFormula(configuration_.property_formulas, ToDecimalText(property_key), formula,
-                     string_format);
+  configuration_.property_formulas.PutOrRemove(ToDecimalText(property_key), formula, string_format);
 }
 
 void FormulaListener::SetDefinition(std::u16string_view name, std::u16string_view formula) {
-  PutOrRemoveFormula(configuration_.definitions, name, formula, u"");
+  configuration_.definitions.PutOrRemove(name, formula, u"");
 }
 
 void FormulaListener::WriteConfiguration(XmlElement& root, ColumnReference columns) const {
@@ -168,10 +177,15 @@ void FormulaListener::WriteConfiguration(XmlElement& root, ColumnReference colum
 }
 
 void FormulaListener::ReadConfiguration(XmlElement& root, ReadMode mode) {
-  const FormulaConfiguration nothing;
-  configuration_ =
-      ReadConfigurationXml(root, mode == ReadMode::kUpdate ? configuration_ : nothing,
-                           [this](std::u16string_view name) { return PropertyKeyOfName(name); });
+  // What may fail comes first.
+  const ConfigurationTexts texts = ReadConfigurationXml(
+      root, [this](std::u16string_view name) { return PropertyKeyOfName(name); });
+  if (mode == ReadMode::kReplace) {
+    configuration_.property_formulas.Clear();
+    configuration_.definitions.Clear();
+  }
+  configuration_.property_formulas.PutAll(texts.property_formulas);
+  configuration_.definitions.PutAll(texts.definitions);
 }
 
 std::u16string FormulaListener::PropertyKeyOfName(std::u16string_view name) const {
@@ -186,7 +200,8 @@ std::u16string FormulaListener::PropertyKeyOfName(std::u16string_view name) cons
 
 std::u16string FormulaListener::PropertyNameOfKey(std::u16string_view key) const {
   const Ref<ELNProperties> properties = Owner().WatchedProperties();
-  for (int i = 1; i <= properties->Count(); ++i) {
+  const int count = properties->Count();
+  for (int i = 1; i <= count; ++i) {
     const Ref<ELNProperty> property = properties->Item(i);
     if (ToDecimalText(property->Key()) == key) return property->Name();
   }

@@ -34,9 +34,9 @@ class FormulaListener final : public FieldListener,
   static constexpr std::string_view kClassName = "FormulaListener";
 
   // `functions` are the function classes that Initialize creates; it outlives the listener. They
-  // are kept in `dictionary` when the host has one, else in a table of the listener's own.
-  explicit FormulaListener(std::span<const FunctionClass> functions,
-                           std::unique_ptr<FunctionDictionary> dictionary = nullptr);
+  // are kept in `registry`, formulas in `configuration`, whose tables may be the host's.
+  explicit FormulaListener(std::span<const FunctionClass> functions, FunctionRegistry registry = {},
+                           FormulaConfiguration configuration = {});
   ~FormulaListener() override {
     ending_ = true;
     Terminate();

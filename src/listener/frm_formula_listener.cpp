@@ -46,7 +46,8 @@ void frmFormulaListener::Load(PropertyFormulas& property_formulas, PropertyFormu
   DialogComboBox& list = form_->mSourcePropertyComboBox();
   list.Clear();
   list.AddItem(kDefinitionsEntry, kDefinitionsData);
-  for (int i = 1; i <= properties.Count(); ++i) {
+  const int count = properties.Count();
+  for (int i = 1; i <= count; ++i) {
     const Ref<ELNProperty> property = properties.Item(i);
     list.AddItem(property->Name(), property->Key());
   }
@@ -91,9 +92,9 @@ void frmFormulaListener::mFormulaTextBox_LostFocus() {
 
 frmFormulaListener::BoxTexts frmFormulaListener::TextsOf(std::u16string_view key) const {
   if (key == kDefinitionsKey) return {DefinitionsText(*definitions_), u""};
-  const auto* known = property_formulas_->Find(key);
+  const std::shared_ptr<PropertyFormula> known = property_formulas_->Find(key);
   if (known == nullptr) return {};
-  return {ToBoxText((*known)->Formula), (*known)->StringFormat};
+  return {ToBoxText(known->Formula), known->StringFormat};
 }
 
 frmFormulaListener::BoxTexts frmFormulaListener::ReadBoxes() const {
@@ -115,8 +116,8 @@ void frmFormulaListener::StoreShownEntry() {
   const BoxTexts before = std::exchange(shown_texts_, texts);
   if (texts == before) return;
   if (shown_key_ != kDefinitionsKey) {
-    changed_ |= PutOrRemoveFormula(*property_formulas_, shown_key_, FromBoxText(texts.formula),
-                                   FromBoxText(texts.format));
+    changed_ |= property_formulas_->PutOrRemove(shown_key_, FromBoxText(texts.formula),
+                                                FromBoxText(texts.format));
   } else if (texts.formula != before.formula) {
     changed_ |= StoreDefinitionsText(texts.formula, *definitions_);
   }

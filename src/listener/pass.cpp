@@ -37,10 +37,10 @@ void Pass::Evaluate(const TokenTree& tree, ELNProperty* property, NotebookObject
 
 void Pass::RecalculateColumn(const TableProperty& column, ResultWriter& writer) {
   const Ref<ELNProperty> property = column.Property();
-  const auto* known = configuration_.property_formulas.Find(ToDecimalText(property->Key()));
-  if (known == nullptr || (*known)->Formula.empty()) return;
   // The host may take the entry away from within a call.
-  const std::shared_ptr<PropertyFormula> formula = *known;
+  const std::shared_ptr<PropertyFormula> formula =
+      configuration_.property_formulas.Find(ToDecimalText(property->Key()));
+  if (formula == nullptr || formula->Formula.empty()) return;
   const bool number_formatting = property->NumberFormatting();
   std::optional<ParsedFormula> parsed;
   const int cells = column.CellCount();

@@ -1,31 +1,42 @@
 // The properties dialog as a window, driven by the messages that a user's input makes. Runs on
 // Windows; run-dialog-test runs it elsewhere.
+//
+//   dialog_test DLL
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 #include <windows.h>
 
+#include "KtFormula9.h"
+#include "KtFramework9.h"
 #include "host_fakes.h"
+#include "script_object.h"
 
+#include "com/base/errors.h"
+#include "com/base/module.h"
 #include "com/dialog/message_box.h"
 #include "com/dialog/win32_dialog_form.h"
+#include "com/dialog/window_class.h"
 #include "listener/frm_formula_listener.h"
 
 namespace ktcom {
 namespace {
 
 using ktformula::DialogForm;
-using ktformula::PropertyFormula;
 using ktformula::PropertyFormulas;
 using ktformula::Ref;
 using Step = std::function<void()>;
 using Steps = std::vector<Step>;
+
+HMODULE component = nullptr;
 
 HWND Dialog() {
   return FindWindowW(kDialogWindowClass, nullptr);
@@ -137,12 +148,16 @@ class DialogTest : public ::testing::Test {
     owner = CreateWindowExW(0, L"STATIC", L"Notebook", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 40, 40,
                             700, 500, nullptr, nullptr, nullptr, nullptr);
     SetForegroundWindow(owner);
-    formulas.Add(u"12", std::make_shared<PropertyFormula>(u"[Mass] /\n[Molar mass]", u"0.00"));
-    definitions.Add(u"limit", std::make_shared<PropertyFormula>(u"MIN([Amount])", u""));
+    Reset();
   }
   ~DialogTest() override {
     EXPECT_EQ(Dialog(), nullptr);
     DestroyWindow(owner);
+  }
+
+  void Reset() {
+    formulas.PutAll({{u"12", u"[Mass] /\n[Molar mass]", u"0.00"}});
+    definitions.PutAll({{u"limit", u"MIN([Amount])", u""}});
   }
 
   // The entries after a dialog in which the user did this.
@@ -157,7 +172,7 @@ class DialogTest : public ::testing::Test {
     EXPECT_FALSE(IsWindowVisible(Dialog()));
     std::u16string result = dialog.Changed() ? u"changed" : u"same";
     for (const PropertyFormulas* entries : {&formulas, &definitions}) {
-      for (const auto& [key, entry] : *entries)
+      for (const auto& [key, entry] : entries->Entries())
         result += u" " + key + u":" + entry->Formula + u"|" + entry->StringFormat;
     }
     return result;
@@ -200,11 +215,8 @@ TEST_F(DialogTest, KeepsWhatTheUserDid) {
   };
   for (std::size_t i = 0; i < rows.size(); ++i) {
     SCOPED_TRACE(i);
-    const PropertyFormulas formulas_before = formulas;
-    const PropertyFormulas definitions_before = definitions;
     EXPECT_EQ(Edit(rows[i].first), rows[i].second);
-    formulas = formulas_before;
-    definitions = definitions_before;
+    Reset();
   }
 }
 
@@ -410,20 +422,68 @@ TEST_F(DialogTest, LeavesNothingBehind) {
   EXPECT_FALSE(GetClassInfoExW(GetModuleHandleW(nullptr), kDialogWindowClass, &description));
 }
 
-TEST(MessageBoxes, ShowTextAndTitle) {
-  const auto title = [] {
-    std::array<wchar_t, 100> text{};
-    GetWindowTextW(GetActiveWindow(), text.data(), 100);
-    return std::wstring(text.data());
+// Two threads that come and go at different times: each has the class as long as it needs it.
+TEST(WindowClasses, AreSharedByThreads) {
+  constexpr const wchar_t* kName = L"KtFormula9.Test";
+  std::atomic<int> failures = 0;
+  const auto show_windows = [&] {
+    for (int round = 0; round < 300; ++round) {
+      const WindowClass own(kName, DefWindowProcW);
+      Sleep(0);
+      const HWND window = CreateWindowExW(0, kName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                          OwnModule(), nullptr);
+      if (window == nullptr) ++failures;
+      DestroyWindow(window);
+    }
   };
-  std::vector<std::wstring> seen;
-  const Step note = [&] {
-    std::array<wchar_t, 100> text{};
-    GetDlgItemTextW(GetActiveWindow(), 0xFFFF, text.data(), 100);
-    seen.push_back(title() + L": " + text.data());
+  std::thread other(show_windows);
+  show_windows();
+  other.join();
+  EXPECT_EQ(failures, 0);
+}
+
+// Notes a message box's title and text, and closes it.
+Step NoteBox(std::vector<std::wstring>& seen) {
+  return [&seen] {
+    std::array<wchar_t, 100> title{};
+    std::array<wchar_t, 200> text{};
+    GetWindowTextW(GetActiveWindow(), title.data(), static_cast<int>(title.size()));
+    GetDlgItemTextW(GetActiveWindow(), 0xFFFF, text.data(), static_cast<int>(text.size()));
+    seen.push_back(std::wstring(title.data()) + L": " + text.data());
     PostMessageW(GetActiveWindow(), WM_COMMAND, IDOK, 0);
   };
-  const User user({note, note});
+}
+
+ComPtr<::IKtFieldListener> CreateListener() {
+  using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+  const auto get = reinterpret_cast<GetClassObject>(
+      reinterpret_cast<void*>(GetProcAddress(component, "DllGetClassObject")));
+  ComPtr<IClassFactory> factory;
+  ComPtr<::IKtFieldListener> listener;
+  Check(get(CLSID_FormulaListener, IID_PPV_ARGS(factory.GetAddressOf())));
+  Check(factory->CreateInstance(nullptr, IID_IKtFieldListener,
+                                reinterpret_cast<void**>(listener.GetAddressOf())));
+  return listener;
+}
+
+TEST(MessageBoxes, ShowWhyPropertiesCanNotBeEdited) {
+  std::vector<std::wstring> seen;
+  const User user({NoteBox(seen), NoteBox(seen)});
+  const ComPtr<::IKtFieldListener> listener = CreateListener();
+  EXPECT_EQ(listener->EditProperties(), S_OK);
+  const ComPtr<IDispatch> host = ScriptObject::Make({});
+  EXPECT_EQ(listener->Initialize(host.Get(), host.Get(), nullptr), S_OK);
+  EXPECT_EQ(listener->EditProperties(), S_OK);
+  const std::wstring title = L"Error Setting Field Listener Properties: Sorry, ";
+  EXPECT_EQ(seen, (std::vector<std::wstring>{
+                      title + L"Object variable not set.",
+                      title + L"the host's object of type \"Object\" has no member "
+                              L"\"WatchedProperties\"."}));
+}
+
+TEST(MessageBoxes, ShowTextAndTitle) {
+  std::vector<std::wstring> seen;
+  const User user({NoteBox(seen), NoteBox(seen)});
   ShowMessage(u"Über µ");
   ShowWarning(u"Error", u"Sorry, 物.");
   EXPECT_EQ(seen, (std::vector<std::wstring>{L"KtFormula9: Über µ", L"Error: Sorry, 物."}));
@@ -433,12 +493,11 @@ TEST(MessageBoxes, ShowTextAndTitle) {
 TEST_F(DialogTest, Picture) {
   const char* seconds = std::getenv("KT_SHOW_SECONDS");
   if (seconds == nullptr) GTEST_SKIP();
-  definitions.Add(u"excess", std::make_shared<PropertyFormula>(u"1.2", u""));
-  formulas.Clear();
-  formulas.Add(u"12", std::make_shared<PropertyFormula>(
-                          u"IF([Role] = 'product',\n   [limit] * [Equivalents] * [Yield],\n"
-                          u"   [Mass] / [Molar mass])",
-                          u"0.000"));
+  definitions.Put(u"excess", u"1.2", u"");
+  formulas.Put(u"12",
+               u"IF([Role] = 'product',\n   [limit] * [Equivalents] * [Yield],\n"
+               u"   [Mass] / [Molar mass])",
+               u"0.000");
   Steps steps{Pick(2)};
   if (std::getenv("KT_SHOW_FORMULA") != nullptr) steps.push_back(kTab);
   steps.insert(steps.end(), std::size_t{20} * std::strtoul(seconds, nullptr, 10),
@@ -451,5 +510,9 @@ TEST_F(DialogTest, Picture) {
 
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
+  if (argc == 2) ktcom::component = LoadLibraryA(argv[1]);
+  CoInitialize(nullptr);
+  const int result = RUN_ALL_TESTS();
+  CoUninitialize();
+  return result;
 }

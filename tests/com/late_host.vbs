@@ -1,6 +1,16 @@
 ' A host whose objects are all a script's: one table of a notebook, what stands around it, and what
 ' a listener makes of it.
 
+' What the host was asked for, in order.
+Dim trace
+Sub Note(what)
+  trace = trace & " " & what
+End Sub
+Function Traced()
+  Traced = Trim(trace)
+  trace = ""
+End Function
+
 Class Unit
   Public QuantityName
   Public UnitText
@@ -103,10 +113,12 @@ Class Column
   Public ELNProperty
   Public Kind
   Public Property Get CellCount
-    CellCount = Table.RowCount
+    Note "cells"
+    CellCount = Table.Rows.Count
   End Property
   Public Function Cell(index)
-    Set Cell = Table.Row(index).Cell(Me)
+    Note "cell" & index
+    Set Cell = Table.Rows.Item(index).Cell(Me)
   End Function
 End Class
 
@@ -115,17 +127,21 @@ Class Table
   Public Rows
   Public Kind
   Public Property Get ColumnCount
+    Note "columns"
     ColumnCount = Columns.Count
   End Property
   Public Property Get RowCount
+    Note "rows"
     RowCount = Rows.Count
   End Property
   Public Function Column(index)
     Dim all
+    Note "column" & index
     all = Columns.Items
     Set Column = all(index - 1)
   End Function
   Public Function Row(index)
+    Note "row" & index
     Set Row = Rows.Item(index)
   End Function
   Public Property Get ResolvesRelativeReferences
@@ -188,13 +204,13 @@ Class Table
   Public Function Texts(name)
     Dim index
     Texts = Row(1).Cells.Item(name).Text
-    For index = 2 To RowCount
+    For index = 2 To Rows.Count
       Texts = Texts & "|" & Row(index).Cells.Item(name).Text
     Next
   End Function
   Public Sub Dismantle()
     Dim index
-    For index = 1 To RowCount
+    For index = 1 To Rows.Count
       Rows.Item(index).Cells.RemoveAll
     Next
     Rows.RemoveAll
@@ -234,6 +250,9 @@ Class Grid
       Case "terminate" listener.Terminate
       Case "release" Set listener = Nothing
       Case "forget" listener.SetPropertyFormula kResult, "", ""
+      Case "reword" Reword listener.PropertyFormulas.Item("15"), "'s'"
+      Case "misword" Reword listener.PropertyFormulas.Item("15"), "("
+      Case "replace" Exchange listener.PropertyFormulas, "15", NewFormula("'s'")
     End Select
   End Sub
 End Class
@@ -241,35 +260,49 @@ End Class
 Class Field
   Public Key
   Public Description
-  Public Table
+  Public OwnTable
+  Public Property Get Table
+    Note "table"
+    Set Table = OwnTable
+  End Property
 End Class
 
 ' The form with its one section, the section's one field, and what stands on the form for it.
 Class Notebook
   Public Field
-  Public Object
+  Public Grid
+  Public Property Get Object
+    Note "grid"
+    Set Object = Grid
+  End Property
   Public Property Get Count
+    Note "fields"
     Count = 1
   End Property
   Public Function Item(index)
+    Note "field" & index
     Set Item = Field
   End Function
   Public Property Get WatchedField
+    Note "watched"
     Set WatchedField = Field
   End Property
   Public Property Get WatchedProperties
     Set WatchedProperties = New Definitions
   End Property
   Public Property Get ELNProperties
+    Note "properties"
     Set ELNProperties = New Definitions
   End Property
   Public Function Description(flag)
     Description = "the section"
   End Function
   Public Property Get FormObject
+    Note "form"
     Set FormObject = Me
   End Property
   Public Function HolderOf(watched)
+    Note "holder"
     Expect "the watched field", True, watched Is Field
     Set HolderOf = Me
   End Function
@@ -277,10 +310,12 @@ End Class
 
 Class Definitions
   Public Property Get Count
-    Count = reactants.ColumnCount
+    Count = reactants.Columns.Count
   End Property
   Public Function Item(index)
-    Set Item = reactants.Column(index).ELNProperty
+    Dim all
+    all = reactants.Columns.Items
+    Set Item = all(index - 1).ELNProperty
   End Function
   Public Function Find(name)
     Set Find = Nothing
@@ -306,6 +341,7 @@ Class Framework
   End Sub
 End Class
 Function MakeObject(name)
+  Note "create"
   Set MakeObject = Nothing
   If name = "Script.Format" Then Set MakeObject = New Format
   If Left(name, 11) = "KtFormula9." Then Set MakeObject = CreateObject(name)
@@ -315,6 +351,7 @@ End Function
 Class Format
   Private owner_
   Public Sub Initialize(framework, owner, service)
+    Note "initialize"
     Set owner_ = owner
   End Sub
   Public Sub SetGridCellValue(control, cell, value, pattern, digits, units)
@@ -414,8 +451,8 @@ Set book = New Notebook
 Set book.Field = New Field
 book.Field.Key = 5
 book.Field.Description = "table Reactants"
-Set book.Field.Table = reactants
-Set book.Object = grid
+Set book.Field.OwnTable = reactants
+Set book.Grid = grid
 
 Sub NewListener
   Set listener = CreateObject("KtFormula9.FormulaListener")
@@ -561,9 +598,140 @@ On Error GoTo 0
 Expect "what failed to load changed nothing", "Mass 15", _
        listener.Name & " " & JoinKeys(listener.PropertyFormulas)
 
+' The order in which a pass asks for things, and that it asks for a count once.
+NewListener
+listener.SetPropertyFormula kResult, "'r'", ""
+listener.ResultFormat = "Script.Format"
+trace = ""
+listener.TableNotification book, Nothing
+Expect "a pass", "create initialize form watched holder properties table grid columns " & _
+       "column1 column2 column3 column4 column5 cells cell1 cell2 cell3", Traced()
+Set book.Field.OwnTable = Nothing
+listener.TableNotification book, Nothing
+Expect "a pass without a table", "create initialize form watched holder properties table", Traced()
+Set book.Field.OwnTable = reactants
+For Each row In Array("SUM([MW])~rows row1 row2 row3", _
+    "COUNT([Reactants], 1 = 1)~rows row1 row2 row3", "SELECT(1, [Reactants], 1 = 1)~rows row1")
+  parts = Split(row, "~")
+  trace = ""
+  listener.EvaluateInCell parts(0), reactants.Rows.Item(1).Cells.Item("Mass"), value
+  Expect parts(0), "watched table " & parts(1), Traced()
+Next
+
+' Formulas that the host makes and changes.
+Function NewFormula(text)
+  Set NewFormula = CreateObject("KtFormula9.PropertyFormula")
+  NewFormula.Formula = text
+End Function
+Sub Reword(formula, text)
+  formula.Formula = text
+  Set formula.TokenTree = Nothing
+End Sub
+Sub Exchange(formulas, key, formula)
+  formulas.Remove key
+  formulas.Add key, formula
+End Sub
+Function Recalculated()
+  Dim index
+  For Each index In Array(1, 2, 3)
+    reactants.Clear index, "Result"
+  Next
+  listener.TableNotification book, Nothing
+  Recalculated = reactants.Texts("Result")
+End Function
+
+Dim own, named
+NewListener
+Set own = NewFormula("'a' & [d]")
+Set named = listener.Definitions
+listener.PropertyFormulas.Add "15", own
+named.Add "d", NewFormula("'1'")
+Expect "added formulas", Thrice("a1"), Recalculated()
+own.Formula = "'b' & [d]"
+Expect "a changed formula with its old tree", Thrice("a1"), Recalculated()
+Set own.TokenTree = Nothing
+Expect "a changed formula", Thrice("b1"), Recalculated()
+Reword named.Item("d"), "'2'"
+Expect "a changed definition", Thrice("b2"), Recalculated()
+Exchange named, "d", NewFormula("'3'")
+Expect "another definition", Thrice("b3"), Recalculated()
+Set own.TokenTree = listener.MakeTokenTree("'tree'")
+Expect "another tree", Thrice("tree"), Recalculated()
+named.Key("d") = "e"
+Reword own, "[e] & [d]"
+Expect "a renamed definition", Thrice("#Error: the object of type ""Nothing"" can not be " & _
+       "converted into a value"), Recalculated()
+listener.PropertyFormulas.Remove "15"
+Expect "a removed formula", "||", Recalculated()
+
+' Whatever else stands in a dictionary is passed over.
+Const kSaved = "<fieldListener><definition name=""d""><![CDATA[1]]></definition></fieldListener>"
+Dim odd, oddity
+oddity = 0
+store.IsEmpty = False
+For Each odd In Array("text", 5, Empty, Null, Nothing, book, NewValue(), listener, _
+                      listener.MakeTokenTree("1"), Array(own))
+  oddity = oddity + 1
+  NewListener
+  listener.Definitions.RemoveAll
+  listener.SetDefinition "d", "1"
+  listener.PropertyFormulas.Add "15", odd
+  listener.PropertyFormulas.Add 15, own
+  listener.PropertyFormulas.Add book, own
+  listener.Definitions.Add "odd", odd
+  listener.Definitions.Add 7, own
+  Expect "odd entry " & oddity, "||", Recalculated()
+  listener.Save store
+  Expect "odd entry " & oddity & " is not saved", kSaved, _
+         Replace(Replace(store.Values.Item("config_xml"), vbCrLf, ""), vbTab, "")
+  listener.SetDefinition "odd", "8"
+  listener.SetPropertyFormula kResult, "[odd]", ""
+  Expect "odd entry " & oddity & " is replaced", Thrice("8 (value)"), Recalculated()
+Next
+
+' Loading changes the same dictionaries, all or nothing.
+Set named = listener.Definitions
+store.Values.Item("config_xml") = "<fieldListener><propertyFormula name='Result'>[d]" & _
+    "</propertyFormula><definition name='d'>9</definition></fieldListener>"
+listener.SetData "", store.OpenRecordset("")
+Expect "loaded formulas", Thrice("9 (value)") & " 15 d True", Recalculated() & " " & _
+       JoinKeys(listener.PropertyFormulas) & " " & JoinKeys(named) & " " & _
+       (named Is listener.Definitions)
+store.Values.Item("config_xml") = "<fieldListener><definition name='other'>1</definition>" & _
+    "<propertyFormula name='Nowhere'>1</propertyFormula></fieldListener>"
+On Error Resume Next
+listener.SetData "", store.OpenRecordset("")
+Expect "an unknown column", "80040201 FormulaListener.SetData: the property name ""Nowhere"" is " & _
+       "not recognized in the table Reactants", TakeError()
+On Error GoTo 0
+Expect "what was not loaded", "15 d", JoinKeys(listener.PropertyFormulas) & " " & _
+       JoinKeys(named)
+
+' A definition's value is one object in a pass, and whoever changes it changes it for all.
+Class Probe
+  Public Sub ComputeValue(args, sco, TargetCellValue)
+    Dim total
+    Set total = listener.DefinedValue("total")
+    Dim same
+    same = total Is listener.DefinedValue("total")
+    TargetCellValue.SetString same & " " & total.MinNumber
+    total.Add 1
+  End Sub
+  Public Sub Terminate
+  End Sub
+End Class
+NewListener
+listener.FormulaFunctions.Add "PROBE", New Probe
+listener.SetPropertyFormula kResult, "PROBE() & IF([total] > 2, ' more', ' less')", ""
+Expect "a definition's value", "True 0.86212 less|True 1.86212 more|True 2.86212 more", _
+       Recalculated()
+
+Const kUnbalanced = "#Error: the specified formula has an unbalanced left parenthesis"
 ' What a host may do while the listener writes into its table: after it, a new pass works.
 For Each row In Array( _
     "fail~1234~|| 0", "recalculate~0~r|r|r 6", "forget~0~r|r|r 3", "terminate~0~r|r|r 3", _
+    "reword~0~r|s|s 3", "replace~0~r|r|r 3", _
+    "misword~0~r|" & kUnbalanced & "|" & kUnbalanced & " 3", _
     "release~0~r|r|r 3")
   parts = Split(row, "~")
   NewListener

@@ -32,7 +32,7 @@ Class DoubleFunction
 End Class
 
 Dim name, created
-For Each name In Split("CellValue FormulaListener DefaultFormulaFormat MinDigitFormulaFormat " & _
+For Each name In Split("CellValue FormulaListener PropertyFormula DefaultFormulaFormat MinDigitFormulaFormat " & _
     "CountFunction IfFunction IsEnteredFunction MaxFunction MinFunction OnErrorFunction " & _
     "RowTagFunction SelectFunction SumFunction TagFunction")
   On Error Resume Next
@@ -40,7 +40,7 @@ For Each name In Split("CellValue FormulaListener DefaultFormulaFormat MinDigitF
   Expect name, "", TakeError()
   On Error GoTo 0
 Next
-For Each name In Split("FormulaToken TokenLayer PropertyFormula Recordset")
+For Each name In Split("FormulaToken TokenLayer Recordset")
   On Error Resume Next
   Set created = CreateObject("KtFormula9." & name)
   Expect name & " is not creatable", True, Err.Number <> 0
@@ -152,6 +152,40 @@ Expect "items end", 9, Err.Number
 Err.Clear
 On Error GoTo 0
 
+' What a host may do with a formula of its own.
+Dim formula, odd
+Set formula = CreateObject("KtFormula9.PropertyFormula")
+Expect "a new formula", "|| True", formula.Formula & "|" & formula.StringFormat & "| " & _
+       (formula.TokenTree Is Nothing)
+formula.Formula = "1 + 2"
+formula.StringFormat = "0.0"
+Set formula.TokenTree = tree
+Expect "a formula's members", "1 + 2|0.0| True", formula.Formula & "|" & formula.StringFormat & _
+       "| " & (formula.TokenTree Is tree)
+For Each odd In Array(tree.Item(2), tree.Item(1), functions, formula, New Owner)
+  On Error Resume Next
+  Set formula.TokenTree = odd
+  Expect TypeName(odd) & " for a tree", 13, Err.Number
+  Err.Clear
+  On Error GoTo 0
+Next
+For Each odd In Array("1 + 2", 5, Empty, Null)
+  On Error Resume Next
+  formula.TokenTree = odd
+  Expect TypeName(odd) & " for a tree", 13, Err.Number
+  Err.Clear
+  On Error GoTo 0
+Next
+Expect "the tree that was not replaced", True, formula.TokenTree Is tree
+Set formula.TokenTree = Nothing
+Expect "no tree", True, formula.TokenTree Is Nothing
+Expect "one dictionary of formulas", True, listener.PropertyFormulas Is listener.PropertyFormulas
+Expect "one dictionary of definitions", True, listener.Definitions Is listener.Definitions
+listener.Definitions.Add "d", formula
+listener.SetDefinition "e", "1"
+Expect "an entry that others changed", "d e", JoinKeys(listener.Definitions)
+Expect "a host's definition stays as it is", True, listener.Definitions.Item("d") Is formula
+
 ' A formula's value outside any table.
 Function Evaluated(formula)
   Set Evaluated = NewValue()
@@ -223,6 +257,7 @@ listener.Notification16 Nothing, Nothing
 
 listener.Terminate
 Expect "functions after Terminate", "0 1", functions.Count & " " & double.terminated
+Expect "definitions after Terminate", 0, listener.Definitions.Count
 listener.Terminate
 Set double = Nothing
 

@@ -107,7 +107,7 @@ TEST_F(ConfigurationTest, UnchangedFormulasKeepTheirTrees) {
     const auto tree = listener->MakeTokenTree(u"1");
     for (const auto* formulas :
          {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
-      for (const auto& [key, formula] : *formulas)
+      for (const auto& [key, formula] : formulas->Entries())
         formula->TokenTree = tree;
     }
   };
@@ -116,7 +116,7 @@ TEST_F(ConfigurationTest, UnchangedFormulasKeepTheirTrees) {
     std::string all;
     for (const auto* formulas :
          {&listener->Configuration().property_formulas, &listener->Configuration().definitions}) {
-      for (const auto& [key, formula] : *formulas)
+      for (const auto& [key, formula] : formulas->Entries())
         all += Narrow(key) + (formula->TokenTree ? "* " : " ");
     }
     return all;
@@ -361,7 +361,7 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   owner_of_functions->Terminate();
   owner_of_functions->Terminate();
   EXPECT_EQ(ended, "SUM AVG ");
-  EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Size(), 0U);
+  EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Entries().size(), 0U);
 
   // The host's objects go first.
   struct LeavingFramework final : TestFramework {

@@ -70,9 +70,9 @@ class DialogTest : public ::testing::Test {
   template <typename Visit>
   void ForEach(Visit visit) {
     const FormulaConfiguration& configuration = listener->Configuration();
-    for (const auto& [key, formula] : configuration.property_formulas)
+    for (const auto& [key, formula] : configuration.property_formulas.Entries())
       visit(key, *formula);
-    for (const auto& [name, formula] : configuration.definitions)
+    for (const auto& [name, formula] : configuration.definitions.Entries())
       visit(name, *formula);
   }
 };

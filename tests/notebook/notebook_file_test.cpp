@@ -309,13 +309,13 @@ TEST(NotebookFile, AnyTextComesBackFromEveryPlace) {
     const auto& formulas = listener.Configuration();
     for (const std::u16string& found :
          {row.Tag(text + u"t"), row.CellAt(1).Text(), listener.Name(), listener.ResultFormat(),
-          formulas.property_formulas.Find(u"1")->get()->StringFormat,
+          formulas.property_formulas.Find(u"1")->StringFormat,
           form.FindField(text + u"s")->Structure()->Data(),
           form.FindField(text + u"f")->TextField()->Text()}) {
       EXPECT_EQ(found, text) << file;
     }
-    EXPECT_EQ(formulas.property_formulas.Find(u"1")->get()->Formula, text + u"+1");
-    EXPECT_EQ(formulas.definitions.Find(text + u"d")->get()->Formula, text + u"+1");
+    EXPECT_EQ(formulas.property_formulas.Find(u"1")->Formula, text + u"+1");
+    EXPECT_EQ(formulas.definitions.Find(text + u"d")->Formula, text + u"+1");
     EXPECT_EQ(row.ID() + table.Columns()[1]->Definition().name, text + u"r" + text + u"c");
   }
 }

@@ -21,11 +21,13 @@ Variant ScriptingDictionary::Item(std::u16string_view key) const {
   return InvokeByName(*dictionary_.Get(), u"Item", Variants(key));
 }
 
-std::vector<std::u16string> ScriptingDictionary::Keys() const {
-  std::vector<std::u16string> texts;
-  for (const Variant& key : ListOf(u"Keys"))
-    texts.push_back(key.Text());
-  return texts;
+std::vector<std::pair<Variant, Variant>> ScriptingDictionary::Entries() const {
+  std::vector<Variant> keys = ListOf(u"Keys");
+  std::vector<Variant> items = ListOf(u"Items");
+  std::vector<std::pair<Variant, Variant>> entries;
+  for (std::size_t i = 0; i < keys.size() && i < items.size(); ++i)
+    entries.emplace_back(std::move(keys[i]), std::move(items[i]));
+  return entries;
 }
 
 std::vector<Variant> ScriptingDictionary::Items() const {

@@ -24,8 +24,8 @@ class ScriptingDictionary {
   bool Exists(std::u16string_view key) const;
   // For a key that exists.
   Variant Item(std::u16string_view key) const;
-  // In the order of their being added.
-  std::vector<std::u16string> Keys() const;
+  // In the order of their being added. A host may use any value for a key.
+  std::vector<std::pair<Variant, Variant>> Entries() const;
   std::vector<Variant> Items() const;
   // For a key that exists.
   void Remove(std::u16string_view key);

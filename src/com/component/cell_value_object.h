@@ -1,6 +1,9 @@
 // CellValue as a COM class.
 #pragma once
 
+#include <memory>
+#include <utility>
+
 #include "KtFormula9.h"
 
 #include "com/component/arguments.h"
@@ -12,13 +15,20 @@ class CellValueObject final : public Object<CellValueObject, IKtCellValue> {
  public:
   static constexpr const GUID& kClassIdentifier = CLSID_CellValue;
 
-  CellValueObject() = default;
-  explicit CellValueObject(ktformula::CellValue value) : value_(std::move(value)) {}
+  using Value = std::shared_ptr<ktformula::CellValue>;
+  struct IsShell {};
 
-  ktformula::CellValue& Value() noexcept { return value_; }
+  explicit CellValueObject(ktformula::CellValue value = {})
+      : value_(std::make_shared<ktformula::CellValue>(std::move(value))) {}
+  // Stands for a value that others keep; see ToValueObject.
+  CellValueObject(Value kept, IsShell);
+  ~CellValueObject();
+
+  ktformula::CellValue& Content() noexcept { return *value_; }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
-    return type == typeid(ktformula::CellValue) ? &value_ : nullptr;
+    if (type == typeid(Value)) return &value_;
+    return type == typeid(ktformula::CellValue) ? value_.get() : nullptr;
   }
 
   HRESULT STDMETHODCALLTYPE get_CellValueType(CellValueTypeEnum* value) noexcept override;
@@ -70,7 +80,11 @@ class CellValueObject final : public Object<CellValueObject, IKtCellValue> {
   using Operation = void (ktformula::CellValue::*)(ktformula::Operand);
   HRESULT Operate(const VARIANT& source, Operation operation) noexcept;
 
-  ktformula::CellValue value_;
+  Value value_;
+  bool is_shell_ = false;
 };
+
+// The one COM object that stands for a value which others keep; empty for nullptr.
+ComPtr<IKtCellValue> ToValueObject(const std::shared_ptr<ktformula::CellValue>& value);
 
 }  // namespace ktcom

@@ -6,6 +6,7 @@
 #include "com/component/format_objects.h"
 #include "com/component/formula_listener_object.h"
 #include "com/component/function_objects.h"
+#include "com/component/property_formula_object.h"
 #include "formats/default_formula_format.h"
 #include "formats/min_digit_formula_format.h"
 #include "functions/conditional_functions.h"
@@ -30,13 +31,14 @@ ComPtr<IUnknown> CreateFunction() {
 
 }  // namespace
 
-std::span<const ComponentClass> ComponentClasses() {
+std::span<const ComponentClass, kComponentClassCount> ComponentClasses() {
   using DefaultFormat = FormatObject<ktformula::DefaultFormulaFormat, CLSID_DefaultFormulaFormat>;
   using MinDigitFormat =
       FormatObject<ktformula::MinDigitFormulaFormat, CLSID_MinDigitFormulaFormat>;
-  static const std::array<ComponentClass, 14> classes{{
+  static const std::array<ComponentClass, kComponentClassCount> classes{{
       {CLSID_CellValue, u"CellValue", &Create<CellValueObject>},
       {CLSID_FormulaListener, u"FormulaListener", &Create<FormulaListenerObject>},
+      {CLSID_PropertyFormula, u"PropertyFormula", &Create<PropertyFormulaObject>},
       {CLSID_DefaultFormulaFormat, u"DefaultFormulaFormat", &Create<DefaultFormat>},
       {CLSID_MinDigitFormulaFormat, u"MinDigitFormulaFormat", &Create<MinDigitFormat>},
       {CLSID_CountFunction, u"CountFunction", &CreateFunction<ktformula::CountFunction>},

@@ -3,6 +3,7 @@
 // This room holds the engine's objects as COM objects, a file for each kind.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string_view>
 
@@ -17,6 +18,7 @@ struct ComponentClass {
   ComPtr<IUnknown> (*create)();
 };
 
-std::span<const ComponentClass> ComponentClasses();
+inline constexpr std::size_t kComponentClassCount = 15;
+std::span<const ComponentClass, kComponentClassCount> ComponentClasses();
 
 }  // namespace ktcom

@@ -8,8 +8,8 @@ ktformula::ExaminedUnitsMap ToExaminedUnits(IDispatch* dictionary) {
   ktformula::ExaminedUnitsMap units;
   if (dictionary == nullptr) return units;
   const ScriptingDictionary entries{ComPtr<IDispatch>(dictionary)};
-  for (const std::u16string& key : entries.Keys())
-    units.Add(key, entries.Item(key).Text());
+  for (const auto& [key, unit] : entries.Entries())
+    units.Add(key.Text(), unit.Text());
   return units;
 }
 

@@ -5,6 +5,7 @@
 #include "com/component/arguments.h"
 #include "com/component/cell_value_object.h"
 #include "com/component/evaluation_stack.h"
+#include "com/component/property_formula_object.h"
 #include "com/component/token_objects.h"
 #include "formula/evaluator.h"
 #include "functions/standard_functions.h"
@@ -14,46 +15,16 @@ namespace ktcom {
 using ktformula::FormulaListener;
 using ktformula::Ref;
 
-namespace {
-
-class PropertyFormulaObject final : public Object<PropertyFormulaObject, IKtPropertyFormula> {
- public:
-  static constexpr const GUID& kClassIdentifier = CLSID_PropertyFormula;
-
-  explicit PropertyFormulaObject(std::shared_ptr<const ktformula::PropertyFormula> formula)
-      : formula_(std::move(formula)) {}
-
-  HRESULT STDMETHODCALLTYPE get_Formula(BSTR* value) noexcept override {
-    return Give(value, [&] { return formula_->Formula; });
-  }
-  HRESULT STDMETHODCALLTYPE get_StringFormat(BSTR* value) noexcept override {
-    return Give(value, [&] { return formula_->StringFormat; });
-  }
-  HRESULT STDMETHODCALLTYPE get_TokenTree(IKtTokenLayer** value) noexcept override {
-    return Give(value, [&] {
-      return formula_->TokenTree != nullptr ? MakeTreeObject(formula_->TokenTree) : nullptr;
-    });
-  }
-
- private:
-  std::shared_ptr<const ktformula::PropertyFormula> formula_;
-};
-
-ComPtr<IDispatch> ToDictionary(const ktformula::PropertyFormulas& formulas) {
-  ScriptingDictionary dictionary;
-  for (const auto& [key, formula] : formulas) {
-    const auto object = MakeObject<PropertyFormulaObject>(formula);
-    dictionary.Add(key, Variant(static_cast<IDispatch*>(object.Get())));
-  }
-  return dictionary.Dispatch();
-}
-
-}  // namespace
-
-FormulaListenerObject::FormulaListenerObject(ScriptingDictionary functions)
+FormulaListenerObject::FormulaListenerObject(Dictionaries dictionaries)
     : ListenerFaces(ktformula::MakeRef<FormulaListener>(
-          ktformula::StandardFunctions(), std::make_unique<ScriptedFunctions>(functions))),
-      functions_(std::move(functions)) {}
+          ktformula::StandardFunctions(),
+          ktformula::FunctionRegistry(std::make_unique<ScriptedFunctions>(dictionaries.functions)),
+          ktformula::FormulaConfiguration{
+              ktformula::PropertyFormulas(
+                  std::make_unique<ScriptedFormulas>(dictionaries.property_formulas)),
+              ktformula::PropertyFormulas(
+                  std::make_unique<ScriptedFormulas>(dictionaries.definitions))})),
+      dictionaries_(std::move(dictionaries)) {}
 
 void* FormulaListenerObject::Native(const std::type_info& type) noexcept {
   if (type == typeid(FormulaListener)) return &Engine();
@@ -83,13 +54,12 @@ HRESULT FormulaListenerObject::SigDigFormat(double gNumberToFormat, SHORT NumSig
 HRESULT FormulaListenerObject::DefinedValue(BSTR Name, IKtCellValue** value) noexcept {
   return Give(value, [&] {
     const EvaluationCall call;
-    const std::shared_ptr<ktformula::CellValue> defined = Engine().DefinedValue(View(Name));
-    return defined != nullptr ? MakeObject<CellValueObject>(*defined) : nullptr;
+    return ToValueObject(Engine().DefinedValue(View(Name)));
   });
 }
 
 HRESULT FormulaListenerObject::MakeTokenTree(BSTR formula, IKtTokenLayer** tree) noexcept {
-  return Give(tree, [&] { return MakeTreeObject(Engine().MakeTokenTree(View(formula))); });
+  return Give(tree, [&] { return ToTreeObject(Engine().MakeTokenTree(View(formula))); });
 }
 
 HRESULT FormulaListenerObject::FormulaFunction(BSTR Name, IDispatch** function) noexcept {
@@ -97,7 +67,7 @@ HRESULT FormulaListenerObject::FormulaFunction(BSTR Name, IDispatch** function) 
 }
 
 HRESULT FormulaListenerObject::get_FormulaFunctions(IDispatch** value) noexcept {
-  return Give(value, [&] { return functions_.Dispatch(); });
+  return Give(value, [&] { return dictionaries_.functions.Dispatch(); });
 }
 
 HRESULT FormulaListenerObject::EvaluateArgument(IDispatch* TargetCellValue, IDispatch* item,
@@ -133,11 +103,11 @@ HRESULT FormulaListenerObject::SetDefinition(BSTR name, BSTR formula) noexcept {
 }
 
 HRESULT FormulaListenerObject::get_PropertyFormulas(IDispatch** value) noexcept {
-  return Give(value, [&] { return ToDictionary(Engine().Configuration().property_formulas); });
+  return Give(value, [&] { return dictionaries_.property_formulas.Dispatch(); });
 }
 
 HRESULT FormulaListenerObject::get_Definitions(IDispatch** value) noexcept {
-  return Give(value, [&] { return ToDictionary(Engine().Configuration().definitions); });
+  return Give(value, [&] { return dictionaries_.definitions.Dispatch(); });
 }
 
 HRESULT FormulaListenerObject::get_ResultFormat(BSTR* value) noexcept {

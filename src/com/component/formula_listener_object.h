@@ -12,7 +12,7 @@ class FormulaListenerObject final
  public:
   static constexpr const GUID& kClassIdentifier = CLSID_FormulaListener;
 
-  FormulaListenerObject() : FormulaListenerObject(ScriptingDictionary()) {}
+  FormulaListenerObject() : FormulaListenerObject(Dictionaries()) {}
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override;
 
@@ -37,10 +37,16 @@ class FormulaListenerObject final
   HRESULT STDMETHODCALLTYPE put_ResultFormat(BSTR value) noexcept override;
 
  private:
-  explicit FormulaListenerObject(ScriptingDictionary functions);
+  // Shared by the listener and its host.
+  struct Dictionaries {
+    ScriptingDictionary functions;
+    ScriptingDictionary property_formulas;
+    ScriptingDictionary definitions;
+  };
 
-  // Shared with the listener.
-  ScriptingDictionary functions_;
+  explicit FormulaListenerObject(Dictionaries dictionaries);
+
+  Dictionaries dictionaries_;
 };
 
 }  // namespace ktcom

@@ -115,7 +115,7 @@ class LentValue {
       : value_(value), object_(MakeObject<CellValueObject>(std::move(value))) {}
   LentValue(const LentValue&) = delete;
   LentValue& operator=(const LentValue&) = delete;
-  ~LentValue() { value_ = std::move(object_->Value()); }
+  ~LentValue() { value_ = std::move(object_->Content()); }
 
   IDispatch* Get() const noexcept { return object_.Get(); }
 

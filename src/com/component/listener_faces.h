@@ -175,7 +175,10 @@ class ListenerFaces : public Object<Derived, Default, IKtFieldListener, IKtObjec
 
   // IKtConfigurationObject
   HRESULT STDMETHODCALLTYPE Store(IDispatch* target) noexcept final {
-    return this->Answer([&] { Engine().Store(*AdaptRequired<ForeignOtherObject>(target)); });
+    return this->Answer([&] {
+      // Only whoever stores needs the target.
+      if (!Engine().IsSaved()) Engine().Store(*AdaptRequired<ForeignOtherObject>(target));
+    });
   }
   HRESULT STDMETHODCALLTYPE MarkStored(IDispatch* target) noexcept final {
     return this->Answer([&] { Engine().MarkStored(AnyObject(target).get()); });

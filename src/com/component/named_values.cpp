@@ -1,6 +1,7 @@
 #include "com/component/named_values.h"
 
-#include "com/component/arguments.h"
+#include "com/base/object.h"
+#include "values/raised_error.h"
 
 namespace ktcom {
 
@@ -21,7 +22,9 @@ std::shared_ptr<ktformula::CellValue> NamedValuesArgument::DefinedValue(std::u16
                           .Call<HostPointer<IKtCellValue>, &IKtFormulaListener::DefinedValue>(
                               u"DefinedValue", Name);
   if (!answer) return nullptr;
-  return std::make_shared<ktformula::CellValue>(CellValueArgument(answer.Dispatch()));
+  const auto* value = NativeOf<std::shared_ptr<ktformula::CellValue>>(answer.Dispatch());
+  if (value == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
+  return *value;
 }
 
 }  // namespace ktcom

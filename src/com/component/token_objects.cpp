@@ -4,7 +4,9 @@
 #include <optional>
 #include <utility>
 
+#include "com/base/shells.h"
 #include "com/component/function_objects.h"
+#include "values/leak_check.h"
 #include "values/raised_error.h"
 
 namespace ktcom {
@@ -15,6 +17,21 @@ using ktformula::TokenLayer;
 namespace {
 
 using Lease = std::shared_ptr<const TokenLease>;
+using Tree = std::shared_ptr<const ktformula::TokenTree>;
+
+// Objects that outlive their call's tokens, which are counted themselves as long as they live.
+ktformula::KtLeakCheck lent_token_counter{"FormulaToken"};
+ktformula::KtLeakCheck lent_layer_counter{"TokenLayer"};
+
+class LentCount {
+ public:
+  LentCount(ktformula::KtLeakCheck& counter, const TokenLease& lease) : count_(counter) {
+    if (lease.tree == nullptr) count_.Add(1);
+  }
+
+ private:
+  ktformula::LeakCountOf count_;
+};
 
 void CheckLease(const Lease& lease) {
   if (lease->ended) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
@@ -48,6 +65,7 @@ class FormulaTokenObject final : public Object<FormulaTokenObject, IKtFormulaTok
 
   LayerItem item_;
   Lease lease_;
+  LentCount count_{lent_token_counter, *lease_};
 };
 
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease);
@@ -106,10 +124,16 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
 
   // `item` is what holds the layer, if another layer does.
   TokenLayerObject(const TokenLayer& layer, std::optional<LayerItem> item, Lease lease)
-      : layer_(layer), item_(item), lease_(std::move(lease)) {}
+      : layer_(layer), item_(item), lease_(std::move(lease)) {
+    if (IsTree()) AddShell(lease_->tree.get(), this);
+  }
+  ~TokenLayerObject() {
+    if (IsTree()) RemoveShell(lease_->tree.get());
+  }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
     if (lease_->ended) return nullptr;
+    if (type == typeid(Tree)) return IsTree() ? const_cast<Tree*>(&lease_->tree) : nullptr;
     if (type == typeid(TokenLayer)) return &layer_;
     return type == typeid(LayerItem) && item_ ? &*item_ : nullptr;
   }
@@ -136,10 +160,13 @@ class TokenLayerObject final : public Object<TokenLayerObject, IKtTokenLayer> {
     CheckLease(lease_);
     return layer_;
   }
+  // Whether this is all of a formula.
+  bool IsTree() const noexcept { return !item_ && lease_->tree != nullptr; }
 
   TokenLayer layer_;
   std::optional<LayerItem> item_;
   Lease lease_;
+  LentCount count_{lent_layer_counter, *lease_};
 };
 
 ComPtr<IDispatch> MakeItemObject(const LayerItem& item, const Lease& lease) {
@@ -156,10 +183,16 @@ T* LivingArgument(IDispatch* object) {
 
 }  // namespace
 
-ComPtr<IKtTokenLayer> MakeTreeObject(std::shared_ptr<const ktformula::TokenTree> tree) {
-  const TokenLayer top = tree->Top();
-  return MakeObject<TokenLayerObject>(
-      top, std::nullopt, std::make_shared<const TokenLease>(TokenLease{std::move(tree)}));
+ComPtr<IKtTokenLayer> ToTreeObject(const Tree& tree) {
+  if (tree == nullptr) return nullptr;
+  const ComPtr<IDispatch> known = FindShell(tree.get());
+  if (known != nullptr) return static_cast<IKtTokenLayer*>(known.Get());
+  return MakeObject<TokenLayerObject>(tree->Top(), std::nullopt,
+                                      std::make_shared<const TokenLease>(TokenLease{tree}));
+}
+
+Tree TreeArgument(IDispatch* object) {
+  return object == nullptr ? nullptr : *LivingArgument<Tree>(object);
 }
 
 ComPtr<IKtTokenLayer> MakeArgumentsObject(const TokenLayer* layer, Lease lease) {

@@ -17,8 +17,10 @@ struct TokenLease {
   bool ended = false;
 };
 
-// The layer that a formula's tree consists of.
-ComPtr<IKtTokenLayer> MakeTreeObject(std::shared_ptr<const ktformula::TokenTree> tree);
+// The one layer that stands for a formula's tree; empty for nullptr.
+ComPtr<IKtTokenLayer> ToTreeObject(const std::shared_ptr<const ktformula::TokenTree>& tree);
+// The tree behind such a layer, empty for Nothing. Raises error 13 for anything else.
+std::shared_ptr<const ktformula::TokenTree> TreeArgument(IDispatch* object);
 
 // The argument layer of a call. It can be used until the lease ends, and raises error 91 from then
 // on. Empty for nullptr.

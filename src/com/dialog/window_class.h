@@ -1,21 +1,20 @@
 // Window classes of this module.
 #pragma once
 
-#include "com/base/module.h"
 #include "com/base/windows_headers.h"
 
 namespace ktcom {
 
 // Registers a window class of this module and takes it away again, so that a DLL can be unloaded.
-// Several of one name may live at a time: the last one takes the class away, because Windows keeps
-// a class that still has windows.
+// Several of one name may live at a time, in any threads: the first one registers the class, the
+// last one takes it away.
 class WindowClass {
  public:
   // The name is a literal. Raises an error when Windows refuses.
   WindowClass(const wchar_t* name, WNDPROC procedure);
   WindowClass(const WindowClass&) = delete;
   WindowClass& operator=(const WindowClass&) = delete;
-  ~WindowClass() { UnregisterClassW(name_, OwnModule()); }
+  ~WindowClass();
 
  private:
   const wchar_t* name_;

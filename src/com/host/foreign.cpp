@@ -1,12 +1,14 @@
 #include "com/host/foreign.h"
 
+#include <atomic>
+
 #include "com/base/shells.h"
 
 namespace ktcom {
 
 namespace {
 
-ObjectMaker own_maker = nullptr;
+std::atomic<ObjectMaker> own_maker = nullptr;
 
 }  // namespace
 
@@ -19,8 +21,8 @@ ComPtr<IDispatch> ToDispatch(const ktformula::HostObject* object) {
   if (const auto* foreign = dynamic_cast<const Foreign*>(object)) return foreign->Dispatch();
   ComPtr<IDispatch> shell = FindShell(object->Identity());
   // The COM object keeps its native one, though it was given for reading only.
-  if (shell == nullptr && own_maker != nullptr) {
-    shell = own_maker(const_cast<ktformula::HostObject&>(*object));
+  if (const ObjectMaker maker = own_maker; shell == nullptr && maker != nullptr) {
+    shell = maker(const_cast<ktformula::HostObject&>(*object));
   }
   if (shell == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
   return shell;

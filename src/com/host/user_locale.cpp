@@ -46,11 +46,15 @@ void UseLocaleOf(IDispatch* framework) {
   // even answer.
   if (HostPointer<IKtFramework>(framework).IsTyped() && !teller.IsTyped()) return;
   if (!teller || !teller.Has(kDecimal) || !teller.Has(kThousands)) return;
+  const auto decimal = teller.Call<std::u16string, &IKtUserLocale::get_DecimalSeparator>(kDecimal);
+  const auto thousands =
+      teller.Call<std::u16string, &IKtUserLocale::get_ThousandsSeparator>(kThousands);
+  // Applications in several threads may tell at once.
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
   ktformula::Locale locale = ktformula::UserLocale();
-  TakeCharacter(teller.Call<std::u16string, &IKtUserLocale::get_DecimalSeparator>(kDecimal),
-                locale.decimal_separator);
-  TakeCharacter(teller.Call<std::u16string, &IKtUserLocale::get_ThousandsSeparator>(kThousands),
-                locale.thousands_separator);
+  TakeCharacter(decimal, locale.decimal_separator);
+  TakeCharacter(thousands, locale.thousands_separator);
   ktformula::SetUserLocale(locale);
 }
 

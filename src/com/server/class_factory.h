@@ -3,10 +3,10 @@
 
 #include "com/base/variant.h"
 #include "com/base/windows_headers.h"
-#include "com/component/classes.h"
 
 namespace ktcom {
 
-ComPtr<IClassFactory> MakeClassFactory(const ComponentClass& component_class);
+// The factory of a class; empty for a class that is none of the component's.
+ComPtr<IClassFactory> ClassFactoryOf(REFCLSID class_id);
 
 }  // namespace ktcom

@@ -1,5 +1,4 @@
 // The server's entry points.
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -7,13 +6,12 @@
 #include "com/base/module.h"
 #include "com/base/text.h"
 #include "com/base/windows_headers.h"
-#include "com/component/classes.h"
+#include "com/dialog/message_box.h"
 #include "com/host/user_locale.h"
 #include "com/server/class_factory.h"
 #include "com/server/registration.h"
+#include "listener/error_message_box.h"
 #include "values/leak_check.h"
-
-using ktcom::ComponentClass;
 
 namespace {
 
@@ -41,12 +39,10 @@ STDAPI DllGetClassObject(REFCLSID class_id, REFIID interface_id, void** object) 
   *object = nullptr;
   return Guarded([&]() -> HRESULT {
     ktcom::UseSystemLocale();
-    const auto classes = ktcom::ComponentClasses();
-    const auto found = std::find_if(classes.begin(), classes.end(), [&](const ComponentClass& one) {
-      return IsEqualGUID(one.identifier, class_id);
-    });
-    if (found == classes.end()) return CLASS_E_CLASSNOTAVAILABLE;
-    return ktcom::MakeClassFactory(*found)->QueryInterface(interface_id, object);
+    ktformula::UseWarningBox(&ktcom::ShowWarning);
+    const auto factory = ktcom::ClassFactoryOf(class_id);
+    if (factory == nullptr) return CLASS_E_CLASSNOTAVAILABLE;
+    return factory->QueryInterface(interface_id, object);
   });
 }
 
