@@ -25,7 +25,8 @@ const std::map<std::string, Folders> kAllowed{
     {"com/component",
      {"host", "values", "formula", "functions", "formats", "listener", "com/base", "com/host",
       "com/component"}},
-    {"com/server", {"com/base", "com/host", "com/component", "com/server", "values"}},
+    {"com/server",
+     {"values", "listener", "com/base", "com/dialog", "com/host", "com/component", "com/server"}},
     {"com/notebook",
      {"host", "values", "listener", "notebook", "com/base", "com/host", "com/notebook"}},
 };

@@ -422,7 +422,7 @@ TEST_F(ConfigurationTest, KeepsFunctionsInTheHostsDictionary) {
   const std::vector<FunctionClass> classes = {
       {u"SUM", [] { return std::make_unique<FakeFunction>(); }}};
   const auto owner_of_functions =
-      MakeRef<FormulaListener>(classes, std::make_unique<HostDictionary>(log));
+      MakeRef<FormulaListener>(classes, FunctionRegistry(std::make_unique<HostDictionary>(log)));
   owner_of_functions->Initialize(framework, owner, nullptr);
   EXPECT_NE(owner_of_functions->FormulaFunction(u"whatever"), nullptr);
   owner_of_functions->Terminate();
