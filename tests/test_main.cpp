@@ -1,6 +1,5 @@
 // Runs the tests of one program, then asserts that no counted object is left alive.
 #include <gtest/gtest.h>
-
 #include <iostream>
 
 #include "values/leak_check.h"

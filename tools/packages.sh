@@ -3,6 +3,9 @@
 kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
   libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
 kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
+kt_format_packages="clang-format"
+# For the presets "coverage" and "fuzz", on top of the build packages.
+kt_clang_packages="clang llvm libclang-rt-14-dev jq"
 # For the Windows presets, on top of the build packages; the last line is for their tests.
 kt_windows_packages="g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix dpkg-dev tcl
   wine wine64 wine64-tools libwine-dev googletest xvfb xauth xdotool imagemagick fonts-wine

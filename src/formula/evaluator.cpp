@@ -39,11 +39,12 @@ std::u16string Quoted(std::u16string_view before, const LayerItem& token,
   RaiseQuoted(source, u"the string", token, u"is not recognized");
 }
 
-// How deep the evaluation on this thread is, and how deep it may reach into the stack.
+// How deep the evaluation on this thread is, how deep it may reach into the stack, and what it met.
 struct EvaluationDepth {
   int layers = 0;
   std::uintptr_t stack_end = 0;
   std::uint64_t refusals = 0;
+  std::uint64_t host_function_calls = 0;
   int foreign_calls = 0;
 };
 thread_local EvaluationDepth depth;
@@ -103,6 +104,12 @@ LayerItem ItemAt(const TokenLayer& layer, std::size_t position) {
   target.SetBoolean(word == FormulaWord::kTrue);
 }
 
+void Compute(IKtFormulaFunction& function, const TokenLayer* args, CellValue& target,
+             const EvaluationContext& context) {
+  if (!function.IsPure()) ++depth.host_function_calls;
+  function.ComputeValue(args, context.context, target);
+}
+
 // Calls the function at `position` with the layer behind it, if there is one.
 void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& position,
                   const EvaluationContext& context) {
@@ -111,9 +118,9 @@ void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& posit
   if (position < layer.Count() && layer.Item(position).IsLayer()) {
     const TokenLayer args = layer.Item(position).Layer();
     ++position;
-    function.ComputeValue(&args, context.context, target);
+    Compute(function, &args, target, context);
   } else {
-    function.ComputeValue(nullptr, context.context, target);
+    Compute(function, nullptr, target, context);
   }
 }
 
@@ -268,6 +275,10 @@ std::uint64_t EvaluationRefusals() noexcept {
   return depth.refusals;
 }
 
+std::uint64_t HostFunctionCalls() noexcept {
+  return depth.host_function_calls;
+}
+
 ForeignCall::ForeignCall() noexcept {
   ++depth.foreign_calls;
 }
@@ -322,9 +333,7 @@ void EvaluateArgument(CellValue& target, const LayerItem& item, const Evaluation
     case kFormulaTokenTypeName: EvaluateTruthName(target, item, kArgumentSource); break;
     case kFormulaTokenTypeSymbol:
       RaiseQuoted(kArgumentSource, u"the symbol", item, u"can not be evaluated in isolation");
-    case kFormulaTokenTypeFunction:
-      item.Function()->ComputeValue(nullptr, context.context, target);
-      break;
+    case kFormulaTokenTypeFunction: Compute(*item.Function(), nullptr, target, context); break;
     default: EvaluateLiteral(target, item, context); break;
   }
 }

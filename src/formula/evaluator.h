@@ -45,6 +45,9 @@ bool EvaluationHasRoom() noexcept;
 // evaluation under way and nothing about the formula.
 std::uint64_t EvaluationRefusals() noexcept;
 
+// How often functions of hosts were called so far: each call may have changed the notebook.
+std::uint64_t HostFunctionCalls() noexcept;
+
 // Stands for a call that has come in from foreign code, such as a host's function: no exception but
 // RaisedError finds its way out through it.
 class ForeignCall {

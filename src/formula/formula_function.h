@@ -24,6 +24,10 @@ class IKtFormulaFunction {
   virtual void ComputeValue(const TokenLayer* args, NotebookObject* sco,
                             CellValue& TargetCellValue) = 0;
 
+  // Whether the value follows from the arguments and the notebook's data alone and computing it
+  // changes nothing. So it is with the language's own functions; of a host's nothing is known.
+  virtual bool IsPure() const noexcept { return false; }
+
   // Called once, when the listener shuts down.
   virtual void Terminate() = 0;
 };

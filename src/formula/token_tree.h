@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -61,7 +62,9 @@ class TokenLayer {
   // Positions count from 0.
   LayerItem Item(std::size_t position) const noexcept;
 
+  // Of one tree and place in it.
   bool operator==(const TokenLayer&) const = default;
+  std::size_t Hash() const noexcept { return std::hash<const TokenTree*>{}(tree_)*31 + index_; }
 
  private:
   friend class LayerItem;

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "functions/row_folds.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -54,14 +55,19 @@ void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* sco,
   const Ref<Table> table = ReferredTable(*reference, sco, target);
   if (!table) Raise(messages_.source, messages_.second_not_a_table);
 
+  FoldRows(args, *table, target, [&] { AccumulateRows(args, *table, sco, target); });
+}
+
+void AggregateFunction::AccumulateRows(const TokenLayer& args, const Table& table,
+                                       NotebookObject* sco, CellValue& target) const {
   std::optional<LayerItem> condition;
   if (args.Count() == 3) condition = args.Item(2);
   const LayerItem expression = args.Item(0);
   target.SetNumber(0, 0);
-  const int rows = table->RowCount();
+  const int rows = table.RowCount();
   bool is_first = true;
   for (int r = 1; r <= rows; ++r) {
-    const Ref<TableRow> row = table->Row(r);
+    const Ref<TableRow> row = table.Row(r);
     if (condition && !Holds(*condition, nullptr, row.get(), sco)) continue;
     CellValue value;
     const auto evaluate = [&] { Evaluate(value, expression, nullptr, row.get(), sco); };

@@ -37,6 +37,8 @@ class AggregateFunction : public FunctionBase {
 
  private:
   void ComputeRows(const TokenLayer& args, NotebookObject* sco, CellValue& target) const;
+  void AccumulateRows(const TokenLayer& args, const Table& table, NotebookObject* sco,
+                      CellValue& target) const;
   Ref<TableProperty> ColumnArgument(const LayerItem& argument, NotebookObject* sco,
                                     CellValue& target) const;
 

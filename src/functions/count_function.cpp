@@ -1,5 +1,6 @@
 #include "functions/count_function.h"
 
+#include "functions/row_folds.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -34,15 +35,16 @@ void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
                                 u") is not 1 or 2"));
   }
   const Ref<Table> table = CountedTable(args->Item(0), sco, TargetCellValue);
-  int count = table->RowCount();
-  if (arguments == 2) {
-    const int rows = count;
-    count = 0;
+  const auto set_count = [&](int count) { TargetCellValue.SetNumber(count, count); };
+  if (arguments == 1) return set_count(table->RowCount());
+  FoldRows(*args, *table, TargetCellValue, [&] {
+    const int rows = table->RowCount();
+    int count = 0;
     for (int r = 1; r <= rows; ++r) {
       if (Holds(args->Item(1), nullptr, table->Row(r).get(), sco)) ++count;
     }
-  }
-  TargetCellValue.SetNumber(count, count);
+    set_count(count);
+  });
 }
 
 }  // namespace ktformula

@@ -16,6 +16,7 @@ class FunctionBase : public IKtFormulaFunction {
  public:
   void Initialize(NamedValues& listener) final { listener_ = &listener; }
   void Terminate() final { listener_ = nullptr; }
+  bool IsPure() const noexcept final { return true; }
 
  protected:
   // Evaluates one argument. `context` is the row, or other object, that references start from;

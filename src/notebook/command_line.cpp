@@ -54,6 +54,19 @@ void Unshield(std::optional<std::string>& argument) {
   if (argument) Unshield(*argument);
 }
 
+// A message of the parser about arguments, which it repeats with their shields.
+std::string WithoutShields(const std::string& message) {
+  constexpr std::string_view kShielded = {"-[\x01", 3};
+  std::string plain;
+  for (std::size_t i = 0; i < message.size(); ++i) {
+    const bool is_shield = message[i] == kShield && i + 1 < message.size() &&
+                           kShielded.find(message[i + 1]) != std::string_view::npos;
+    if (is_shield) ++i;
+    plain.push_back(message[i]);
+  }
+  return plain;
+}
+
 // What is wrong with the setting of a column; empty when nothing is.
 std::string CheckSetting(std::string setting) {
   Unshield(setting);
@@ -65,7 +78,7 @@ std::string CheckSetting(std::string setting) {
 // All options of all commands, and the command that was chosen.
 class CommandLine {
  public:
-  explicit CommandLine(const Console& console) : console_(console) {
+  explicit CommandLine(Console& console) : console_(console) {
     app_.require_subcommand(1);
     // A slash begins a path or a formula's text on every system.
     app_.allow_windows_style_options(false);
@@ -73,7 +86,7 @@ class CommandLine {
     AddLocale(app_);
     AddRecalculate();
     AddEvaluate();
-    AddParsed("tokens", "show what the tokenizer makes of a formula", &ShowTokens);
+    AddAll(AddParsed("tokens", "show what the tokenizer makes of a formula", &ShowTokens));
     AddParsed("tree", "show what the tree builder makes of a formula", &ShowTree);
     AddFunctions();
     AddStore();
@@ -82,8 +95,12 @@ class CommandLine {
   int Run(const std::vector<std::string>& arguments) {
     try {
       app_.parse(ShieldArguments(arguments));
+    } catch (const CLI::Success& help) {
+      return app_.exit(help, console_.out, console_.err);
     } catch (const CLI::ParseError& error) {
-      return app_.exit(error, console_.out, console_.err) == 0 ? kExitDone : kExitWrongUsage;
+      console_.Say(WithoutShields(error.what()));
+      console_.Say("Run with --help for more information.");
+      return kExitWrongUsage;
     }
     UnshieldOptions();
     ktformula::SetUserLocale(*FindLocale(locale_));
@@ -91,7 +108,7 @@ class CommandLine {
   }
 
  private:
-  using StoreCommand = int (*)(const StoreOptions&, const Console&);
+  using StoreCommand = int (*)(const StoreOptions&, Console&);
 
   void UnshieldOptions() {
     for (std::vector<std::string>* options :
@@ -118,6 +135,12 @@ class CommandLine {
         });
   }
 
+  // For commands that print tables.
+  CLI::App* AddAll(CLI::App* command) {
+    command->add_flag("--all", console_.style.all_rows, "print all rows of long tables");
+    return command;
+  }
+
   CLI::App* AddCommand(const std::string& name, const std::string& help, std::function<int()> run) {
     CLI::App* command = app_.add_subcommand(name, help);
     command->set_version_flag("--version", kVersion);
@@ -140,6 +163,7 @@ class CommandLine {
     command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
         ->capture_default_str()
         ->check(CLI::Range(1, 1'000'000));
+    AddAll(command);
     command->add_flag("--strict", recalculate_.strict, "exit with 3 when a cell shows an error");
     const std::string csv = "for CSV files: ";
     const auto add_setting = [&](const std::string& name, std::vector<std::string>& values,
@@ -174,11 +198,12 @@ class CommandLine {
     cell->needs(file);
   }
 
-  void AddParsed(const std::string& name, const std::string& help,
-                 int (*run)(const FormulaOptions&, const Console&)) {
+  CLI::App* AddParsed(const std::string& name, const std::string& help,
+                      int (*run)(const FormulaOptions&, Console&)) {
     CLI::App* command = AddCommand(name, help, [this, run] { return run(formula_, console_); });
     command->add_option("FORMULA", formula_.formula, "the formula")->required();
     command->add_flag("--json", formula_.json, "print JSON");
+    return command;
   }
 
   void AddFunctions() {
@@ -203,23 +228,24 @@ class CommandLine {
     AddStoreCommand("export", "print a form as a notebook file", "FORM", &Export)
         ->add_option("-o,--output", store_.output, "write the notebook file here");
     AddStoreCommand("list", "list the forms in the database", "", &List);
-    AddStoreCommand("show", "print a form's tables", "FORM", &Show);
-    AddStoreCommand("set", "type a text into a cell, recalculate, and print what changed",
-                    "FORM/TABLE:COLUMN:ROW", &SetCell)
+    AddAll(AddStoreCommand("show", "print a form's tables", "FORM", &Show));
+    AddAll(AddStoreCommand("set", "type a text into a cell, recalculate, and print what changed",
+                           "FORM/TABLE:COLUMN:ROW", &SetCell))
         ->add_option("TEXT", store_.value, "what the cell holds from now on; '' empties it")
         ->required();
-    CLI::App* formula = AddStoreCommand(
+    CLI::App* formula = AddAll(AddStoreCommand(
         "formula", "show a column's formula, or change it, recalculate, and print what changed",
-        "FORM/TABLE:COLUMN", &EditFormula);
+        "FORM/TABLE:COLUMN", &EditFormula));
     formula->add_option("FORMULA", store_.value, "the new formula; '' removes it");
     formula->add_option("--format", store_.format, "number pattern, \"%\" for a percentage");
-    AddStoreCommand("definition",
-                    "show a named definition, or change it, recalculate, and print what changed",
-                    "FORM/TABLE:NAME", &EditDefinition)
+    AddAll(AddStoreCommand(
+               "definition",
+               "show a named definition, or change it, recalculate, and print what changed",
+               "FORM/TABLE:NAME", &EditDefinition))
         ->add_option("FORMULA", store_.value, "the new formula; '' removes it");
   }
 
-  const Console& console_;
+  Console& console_;
   CLI::App app_{"Notebooks whose tables calculate themselves.", "ktnotebook"};
   std::string locale_ = "C";
   RecalculateOptions recalculate_;
@@ -230,6 +256,21 @@ class CommandLine {
   std::function<int()> chosen_;
 };
 
+// Why the work failed; nothing when it did not.
+std::optional<std::string> FailureOf(const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const ktformula::RaisedError& error) {
+    return ToUtf8(error.Description()) + " (error " + std::to_string(error.Number()) + " from " +
+           ToUtf8(error.Source()) + ")";
+  } catch (const std::bad_alloc&) {
+    return "out of memory";
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::u16string ArgumentText(const std::string& argument) {
@@ -239,22 +280,18 @@ std::u16string ArgumentText(const std::string& argument) {
 }
 
 int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
-  try {
-    const int status = CommandLine(console).Run(arguments);
-    console.out.flush();
-    if (console.out) return status;
-    console.err << "ktnotebook: the output can not be written\n";
-  } catch (const NotebookError& error) {
-    console.err << "ktnotebook: " << error.what() << '\n';
-  } catch (const ktformula::RaisedError& error) {
-    console.err << "ktnotebook: " << ToUtf8(error.Description()) << " (error " << error.Number()
-                << " from " << ToUtf8(error.Source()) << ")\n";
-  } catch (const std::bad_alloc&) {
-    console.err << "ktnotebook: out of memory\n";
-  } catch (const std::exception& error) {
-    console.err << "ktnotebook: " << error.what() << '\n';
-  }
-  return kExitFailed;
+  Console own = console;
+  int status = kExitDone;
+  const std::optional<std::string> failure = FailureOf([&] {
+    status = CommandLine(own).Run(arguments);
+    own.out.flush();
+    if (!own.out) throw NotebookError("the output can not be written");
+  });
+  if (!failure) return status;
+  own.Say("ktnotebook: " + *failure);
+  if (own.done.empty()) return kExitFailed;
+  own.Say("note: " + own.done + " all the same");
+  return status;
 }
 
 }  // namespace ktnotebook

@@ -1,21 +1,12 @@
 // The command line of ktnotebook.
 #pragma once
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-namespace ktnotebook {
+#include "notebook/console.h"
 
-// Where a command reads and writes: data on `out`, messages on `err`.
-struct Console {
-  std::istream& in;
-  std::ostream& out;
-  std::ostream& err;
-  // Whether `out` shows colours, and `err` the progress of long work.
-  bool coloured = false;
-  bool shows_progress = false;
-};
+namespace ktnotebook {
 
 // The program's exit statuses.
 enum ExitStatus : int {
@@ -27,7 +18,8 @@ enum ExitStatus : int {
   kExitErrorsShown = 3,
 };
 
-// Runs one command; `arguments` are the program's, without its name. Returns the exit status.
+// Runs one command; `arguments` are the program's, without its name. Returns the exit status. What
+// was done for good is told on `err` when the report about it fails, and the work counts as done.
 int RunCommandLine(const std::vector<std::string>& arguments, const Console& console);
 
 }  // namespace ktnotebook

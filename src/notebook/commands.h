@@ -25,10 +25,10 @@ struct RecalculateOptions {
   std::vector<std::string> units;
   std::vector<std::string> types;
 };
-int Recalculate(const RecalculateOptions& options, const Console& console);
+int Recalculate(const RecalculateOptions& options, Console& console);
 
 // Prints the help on one function, or on all when no name is given.
-int ShowFunctions(const std::string& name, const Console& console);
+int ShowFunctions(const std::string& name, Console& console);
 
 struct EvaluateOptions {
   std::vector<std::string> formulas;
@@ -36,14 +36,14 @@ struct EvaluateOptions {
   std::string cell;
   bool json = false;
 };
-int Evaluate(const EvaluateOptions& options, const Console& console);
+int Evaluate(const EvaluateOptions& options, Console& console);
 
 struct FormulaOptions {
   std::string formula;
   bool json = false;
 };
-int ShowTokens(const FormulaOptions& options, const Console& console);
-int ShowTree(const FormulaOptions& options, const Console& console);
+int ShowTokens(const FormulaOptions& options, Console& console);
+int ShowTree(const FormulaOptions& options, Console& console);
 
 struct StoreOptions {
   std::string database = "notebook.db";
@@ -54,12 +54,12 @@ struct StoreOptions {
   std::optional<std::string> format;
   std::string output;
 };
-int Import(const StoreOptions& options, const Console& console);
-int Export(const StoreOptions& options, const Console& console);
-int List(const StoreOptions& options, const Console& console);
-int Show(const StoreOptions& options, const Console& console);
-int SetCell(const StoreOptions& options, const Console& console);
-int EditFormula(const StoreOptions& options, const Console& console);
-int EditDefinition(const StoreOptions& options, const Console& console);
+int Import(const StoreOptions& options, Console& console);
+int Export(const StoreOptions& options, Console& console);
+int List(const StoreOptions& options, Console& console);
+int Show(const StoreOptions& options, Console& console);
+int SetCell(const StoreOptions& options, Console& console);
+int EditFormula(const StoreOptions& options, Console& console);
+int EditDefinition(const StoreOptions& options, Console& console);
 
 }  // namespace ktnotebook

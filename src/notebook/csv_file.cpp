@@ -52,7 +52,7 @@ class CsvReader {
   CsvReader(const Records& records, const std::string& source, const CsvOptions& options)
       : records_(records), source_(source), options_(options) {}
 
-  CsvNotebook Read(std::u16string_view name) {
+  Notebook Read(std::u16string_view name) {
     CheckShape();
     notebook_.framework = ktformula::MakeRef<NotebookFramework>();
     notebook_.forms.push_back(
@@ -65,7 +65,7 @@ class CsvReader {
     CheckSettings();
     AddListener();
     AddRows();
-    return {std::move(notebook_), std::move(notes_)};
+    return std::move(notebook_);
   }
 
  private:
@@ -106,9 +106,9 @@ class CsvReader {
     if (FindSetting(options_.types, records_.front()[index]) != nullptr) return false;
     if (FindSetting(options_.types, header.name) != nullptr) return true;
     if (AreNumbers(index, header.unit)) return true;
-    notes_.push_back("the column " + Quoted(records_.front()[index]) +
-                     " holds texts that are no numbers and is taken as text; --type '" +
-                     ToUtf8(header.name) + "=number' takes it as numbers");
+    notebook_.notes.push_back("the column " + Quoted(records_.front()[index]) +
+                              " holds texts that are no numbers and is taken as text; --type '" +
+                              ToUtf8(header.name) + "=number' takes it as numbers");
     return false;
   }
 
@@ -222,12 +222,13 @@ class CsvReader {
   const CsvOptions& options_;
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
-  std::vector<std::string> notes_;
 };
 
 std::string CsvField(std::u16string_view text) {
   std::string field = ToUtf8(text);
-  if (field.find_first_of(",\"\r\n") == std::string::npos) return field;
+  // A byte order mark is a field's own only in quotes.
+  const bool is_plain = field.find_first_of(",\"\r\n") == std::string::npos;
+  if (is_plain && !field.starts_with(kByteOrderMark)) return field;
   std::string quoted = "\"";
   for (const char character : field) {
     if (character == '"') quoted.push_back('"');
@@ -268,8 +269,8 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
 
 }  // namespace
 
-CsvNotebook ReadCsvNotebook(std::string_view utf8, const std::string& source,
-                            std::u16string_view name, const CsvOptions& options) {
+Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+                         const CsvOptions& options) {
   const Records records = ParseCsv(utf8, source);
   return CsvReader(records, source, options).Read(name);
 }

@@ -23,19 +23,13 @@ struct CsvOptions {
   ColumnSettings types;
 };
 
-struct CsvNotebook {
-  Notebook notebook;
-  // What the user should know about how the file was taken.
-  std::vector<std::string> notes;
-};
-
 // The text as a form and a table of this name. A column's type is found from its values: number,
 // Boolean or date when all its texts are, else string; the header "Mass (g)" of a column of numbers
 // is the column Mass in g. Rows are numbered from 1. New formula columns stand on the right; a
 // formula for a column of the file fills its empty cells. Throws NotebookError with "SOURCE: ..."
 // for text that is no such CSV and for options that do not fit.
-CsvNotebook ReadCsvNotebook(std::string_view utf8, const std::string& source,
-                            std::u16string_view name, const CsvOptions& options);
+Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+                         const CsvOptions& options);
 
 // The table as CSV text with CRLF line ends. Numbers in a column's own unit stand without it.
 std::string WriteCsv(const NotebookTable& table);

@@ -42,7 +42,6 @@ int IsSkippedSpace(unsigned char) {
 
 std::vector<std::vector<std::u16string>> ParseCsv(std::string_view utf8,
                                                   const std::string& source) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   if (utf8.starts_with(kByteOrderMark)) utf8.remove_prefix(kByteOrderMark.size());
   csv_parser parser{};
   if (csv_init(&parser, CSV_STRICT | CSV_STRICT_FINI) != 0) throw std::bad_alloc();
@@ -54,6 +53,7 @@ std::vector<std::vector<std::u16string>> ParseCsv(std::string_view utf8,
     throw NotebookError(source + ": record " + std::to_string(collected.records.size() + 1) + ": " +
                         reason);
   };
+  if (utf8.starts_with(kByteOrderMark)) fail(std::string(kSecondMark));
   const bool is_complete =
       csv_parse(&parser, utf8.data(), utf8.size(), OnField, OnRecord, &collected) == utf8.size() &&
       csv_fini(&parser, OnField, OnRecord, &collected) == 0;

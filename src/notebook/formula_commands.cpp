@@ -78,7 +78,7 @@ class FormulaEvaluation {
   IKtFormulaListener* listener_ = nullptr;
 };
 
-void PrintJson(FormulaEvaluation& evaluation, std::u16string_view formula, const Console& console) {
+void PrintJson(FormulaEvaluation& evaluation, std::u16string_view formula, Console& console) {
   ktformula::CellValue value;
   std::string json;
   try {
@@ -90,7 +90,7 @@ void PrintJson(FormulaEvaluation& evaluation, std::u16string_view formula, const
   console.out << json << '\n';
 }
 
-void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, const Console& console) {
+void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, Console& console) {
   ktformula::CellValue value;
   try {
     evaluation.Evaluate(formula, value);
@@ -100,8 +100,8 @@ void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, const
   console.out << ToUtf8(Printable(ValueText(value))) << '\n';
   if (value.CellValueType() == ktformula::kCellValueTypeError) {
     console.out.flush();
-    console.err << "error " << value.ErrorNumber() << " from " << ToUtf8(value.ErrorSource())
-                << '\n';
+    console.Say("error " + std::to_string(value.ErrorNumber()) + " from " +
+                ToUtf8(value.ErrorSource()));
   }
 }
 
@@ -118,14 +118,14 @@ std::optional<std::u16string> NextFormula(std::istream& in, int number) {
 }
 
 // One JSON string a line in, one JSON line out for each.
-void EvaluateLines(FormulaEvaluation& evaluation, const Console& console) {
+void EvaluateLines(FormulaEvaluation& evaluation, Console& console) {
   for (int number = 1; const auto formula = NextFormula(console.in, number); ++number)
     PrintJson(evaluation, *formula, console);
 }
 
 // Prints what `body` makes of the formula; a raised error in the same form as `eval` does.
 template <typename Body>
-int PrintParsed(const FormulaOptions& options, const Console& console, Body body) {
+int PrintParsed(const FormulaOptions& options, Console& console, Body body) {
   const std::u16string formula = ArgumentText(options.formula);
   try {
     const BareLanguage language;
@@ -139,7 +139,7 @@ int PrintParsed(const FormulaOptions& options, const Console& console, Body body
 
 }  // namespace
 
-int Evaluate(const EvaluateOptions& options, const Console& console) {
+int Evaluate(const EvaluateOptions& options, Console& console) {
   FormulaEvaluation evaluation(options);
   for (const std::string& formula : options.formulas) {
     if (formula == "-") {
@@ -153,22 +153,22 @@ int Evaluate(const EvaluateOptions& options, const Console& console) {
   return kExitDone;
 }
 
-int ShowFunctions(const std::string& name, const Console& console) {
+int ShowFunctions(const std::string& name, Console& console) {
   const std::string text = FunctionHelpText(name);
   if (text.empty()) throw NotebookError("there is no function \"" + name + "\"");
   console.out << text;
   return kExitDone;
 }
 
-int ShowTokens(const FormulaOptions& options, const Console& console) {
-  return PrintParsed(options, console,
-                     [&](std::u16string_view formula, const FunctionRegistry& functions) {
-                       const auto tokens = ktformula::Tokenize(formula, functions);
-                       return options.json ? TokensJson(tokens) + "\n" : TokensText(tokens);
-                     });
+int ShowTokens(const FormulaOptions& options, Console& console) {
+  return PrintParsed(
+      options, console, [&](std::u16string_view formula, const FunctionRegistry& functions) {
+        const auto tokens = ktformula::Tokenize(formula, functions);
+        return options.json ? TokensJson(tokens) + "\n" : TokensText(tokens, console.style);
+      });
 }
 
-int ShowTree(const FormulaOptions& options, const Console& console) {
+int ShowTree(const FormulaOptions& options, Console& console) {
   return PrintParsed(options, console,
                      [&](std::u16string_view formula, const FunctionRegistry& functions) {
                        const auto tree = ktformula::MakeTokenTree(formula, functions);

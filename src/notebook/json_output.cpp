@@ -15,6 +15,19 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+// JSON may stand in a terminal: active characters, which occur in its strings alone, are escaped.
+std::string Dump(const Json& json) {
+  std::u16string escaped;
+  for (const char16_t unit : FromStoredUtf8(json.dump())) {
+    if (IsActive(unit)) {
+      escaped += Escape(unit);
+    } else {
+      escaped.push_back(unit);
+    }
+  }
+  return ToUtf8(escaped);
+}
+
 Json ErrorJson(std::int32_t number, std::u16string_view source, std::u16string_view description) {
   return {{"number", number}, {"source", ToUtf8(source)}, {"description", ToUtf8(description)}};
 }
@@ -33,7 +46,7 @@ Json LayerJson(const ktformula::TokenLayer& layer) {
 }
 
 std::string Quoted(std::u16string_view text) {
-  return Json(ToUtf8(text)).dump();
+  return Dump(Json(ToUtf8(text)));
 }
 
 // The shortest decimals that read back to the number; the library's own are not always.
@@ -78,7 +91,7 @@ void WriteTable(const NotebookTable& table, std::ostream& out) {
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     columns.push_back(ToUtf8(column->Definition().name));
   }
-  out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << columns.dump() << ",\"rows\":[";
+  out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << Dump(columns) << ",\"rows\":[";
   const char* separator = "";
   for (const Ref<NotebookRow>& row : table.Rows()) {
     out << separator;
@@ -124,22 +137,22 @@ std::string ValueJson(const ktformula::CellValue& value) {
       break;
     default: json = {{"kind", "unknown"}};
   }
-  return json.dump();
+  return Dump(json);
 }
 
 std::string RaisedJson(const ktformula::RaisedError& error) {
-  return Json{{"raised", ErrorJson(error.Number(), error.Source(), error.Description())}}.dump();
+  return Dump({{"raised", ErrorJson(error.Number(), error.Source(), error.Description())}});
 }
 
 std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens) {
   Json json = Json::array();
   for (const ktformula::FormulaToken& token : tokens)
     json.push_back(TokenJson(token));
-  return json.dump();
+  return Dump(json);
 }
 
 std::string TreeJson(const ktformula::TokenLayer& layer) {
-  return LayerJson(layer).dump();
+  return Dump(LayerJson(layer));
 }
 
 void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out) {

@@ -24,8 +24,12 @@ namespace {
 
 using ktformula::IKtFormulaListener;
 
+std::string Quoted(std::u16string_view text) {
+  return "\"" + ToUtf8(text) + "\"";
+}
+
 // Recalculates and says on the message side what the user has to know.
-RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const Console& console,
+RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, Console& console,
                                          const NotebookTable* first = nullptr) {
   RecalculationResult result;
   {
@@ -33,8 +37,8 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, const C
     result = RecalculateForm(form, rounds, first);
   }
   if (!result.settled) {
-    console.err << "warning: form \"" << ToUtf8(form.Name()) << "\" has not settled after "
-                << result.rounds << (result.rounds == 1 ? " round\n" : " rounds\n");
+    console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
+                std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));
   }
   return result;
 }
@@ -57,17 +61,12 @@ ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   return settings;
 }
 
-Notebook ReadInput(const RecalculateOptions& options, const Console& console) {
+Notebook ReadInput(const RecalculateOptions& options) {
   const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
                        ParseSettings(options.units), ParseSettings(options.types)};
   if (IsCsvName(options.file)) {
     const std::string name = PathText(PathOf(options.file).stem());
-    CsvNotebook read =
-        ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
-    for (const std::string& note : read.notes) {
-      console.err << "note: " << note << '\n';
-    }
-    return std::move(read.notebook);
+    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
   }
   if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
     throw NotebookError(options.file +
@@ -88,20 +87,27 @@ std::size_t CountErrors(const NotebookForm& form) {
   return count;
 }
 
-void PrintForms(const std::vector<Ref<NotebookForm>>& forms, const Console& console) {
+void PrintForms(const std::vector<Ref<NotebookForm>>& forms, Console& console) {
   const char* separator = "";
   for (const Ref<NotebookForm>& form : forms) {
-    console.out << separator << FormText(*form, console.coloured);
+    console.out << separator << FormText(*form, console.style);
     separator = "\n";
   }
 }
 
+// To be said where a file's content is kept elsewhere.
+void SayDropped(const Notebook& notebook, const std::string& file, Console& console) {
+  if (!notebook.dropped.empty())
+    console.Say("note: " + file + ": " + notebook.dropped + " left out");
+}
+
 // Writes the text, or prints it when no file is named; "-" is the standard output.
-void WriteOrPrint(const std::string& path, const std::string& text, const Console& console) {
+void WriteOrPrint(const std::string& path, const std::string& text, Console& console) {
   if (path.empty() || path == "-") {
     console.out << text;
   } else {
     WriteWholeFile(path, text);
+    console.SetDone(path + " is written");
   }
 }
 
@@ -116,7 +122,7 @@ Notebook LoadForm(const StoreOptions& options) {
 // until the change to one of them is committed.
 class FormChange {
  public:
-  FormChange(const StoreOptions& options, const Console& console, TransactionKind kind)
+  FormChange(const StoreOptions& options, Console& console, TransactionKind kind)
       : console_(console),
         store_(OpenDatabase(options.database, false), false),
         transaction_(store_.Connection(), kind),
@@ -144,25 +150,29 @@ class FormChange {
     changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
     store_.SaveCells(changed);
     transaction_.Commit();
-    if (!changed.empty()) console_.out << CellsText(changed, console_.coloured);
+    console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
+    if (!changed.empty()) console_.out << CellsText(changed, console_.style);
   }
 
  private:
-  const Console& console_;
+  Console& console_;
   NotebookStore store_;
   Transaction transaction_;
   Notebook notebook_;
 };
 
 // Prints a formula that was asked for.
-void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, const Console& console) {
+void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, Console& console) {
   if (!known) {
-    console.err << "there is no formula\n";
+    console.Say("there is no formula");
     return;
   }
-  console.out << ToUtf8(known->formula) << '\n';
+  // Its lines stay lines, so that what is printed can be typed in again.
+  for (const std::u16string_view line : ktformula::Split(known->formula, u'\n')) {
+    console.out << ToUtf8(Printable(line)) << '\n';
+  }
   if (!known->string_format.empty()) {
-    console.out << "format " << ToUtf8(known->string_format) << '\n';
+    console.out << "format " << ToUtf8(Printable(known->string_format)) << '\n';
   }
 }
 
@@ -184,12 +194,14 @@ TransactionKind KindOf(const StoreOptions& options) {
 
 }  // namespace
 
-int Recalculate(const RecalculateOptions& options, const Console& console) {
+int Recalculate(const RecalculateOptions& options, Console& console) {
   const bool is_csv = IsCsvName(options.file);
   if (!is_csv && IsCsvName(options.output)) {
     throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
   }
-  const Notebook notebook = ReadInput(options, console);
+  const Notebook notebook = ReadInput(options);
+  for (const std::string& note : notebook.notes)
+    console.Say("note: " + note);
   std::vector<RecalculatedForm> recalculated;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
@@ -197,6 +209,7 @@ int Recalculate(const RecalculateOptions& options, const Console& console) {
     errors += CountErrors(*form);
   }
   if (!options.output.empty()) {
+    SayDropped(notebook, options.file, console);
     WriteOrPrint(options.output,
                  IsCsvName(options.output) ? WriteCsv(*notebook.forms.front()->Tables().front())
                                            : WriteNotebook(notebook.forms),
@@ -209,13 +222,15 @@ int Recalculate(const RecalculateOptions& options, const Console& console) {
   }
   if (errors > 0) {
     console.out.flush();
-    console.err << errors << (errors == 1 ? " cell shows" : " cells show") << " an error\n";
+    console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
+                " an error");
   }
   return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
 }
 
-int Import(const StoreOptions& options, const Console& console) {
+int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
+  SayDropped(notebook, options.target, console);
   for (const Ref<NotebookForm>& form : notebook.forms) {
     RecalculateAndReport(*form, kDefaultMaximumRounds, console);
   }
@@ -224,18 +239,21 @@ int Import(const StoreOptions& options, const Console& console) {
   for (const Ref<NotebookForm>& form : notebook.forms)
     store.Add(notebook, *form);
   transaction.Commit();
+  std::string imported;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    console.out << "imported \"" << ToUtf8(form->Name()) << "\"\n";
+    imported += "imported \"" + ToUtf8(Printable(form->Name())) + "\"\n";
   }
+  console.SetDone(options.target + " is imported");
+  console.out << imported;
   return kExitDone;
 }
 
-int Export(const StoreOptions& options, const Console& console) {
+int Export(const StoreOptions& options, Console& console) {
   WriteOrPrint(options.output, WriteNotebook(LoadForm(options).forms), console);
   return kExitDone;
 }
 
-int List(const StoreOptions& options, const Console& console) {
+int List(const StoreOptions& options, Console& console) {
   const NotebookStore store(OpenDatabase(options.database, false), false);
   for (const std::u16string& name : store.FormNames()) {
     console.out << ToUtf8(Printable(name)) << '\n';
@@ -243,26 +261,25 @@ int List(const StoreOptions& options, const Console& console) {
   return kExitDone;
 }
 
-int Show(const StoreOptions& options, const Console& console) {
+int Show(const StoreOptions& options, Console& console) {
   PrintForms(LoadForm(options).forms, console);
   return kExitDone;
 }
 
-int SetCell(const StoreOptions& options, const Console& console) {
+int SetCell(const StoreOptions& options, Console& console) {
   FormChange change(options, console, TransactionKind::kWriting);
   NotebookCell& cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
   if (!cell.Accepts(text)) {
-    throw NotebookError("\"" + ToUtf8(text) + "\" is no " +
-                        ToUtf8(DataTypeText(cell.Definition().type)) + " for \"" +
-                        ToUtf8(cell.Definition().name) + "\"");
+    throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
+                        " for " + Quoted(cell.Definition().name));
   }
   cell.Enter(text);
   change.Finish(cell.OwningRow().Parent(), {&cell});
   return kExitDone;
 }
 
-int EditFormula(const StoreOptions& options, const Console& console) {
+int EditFormula(const StoreOptions& options, Console& console) {
   FormChange change(options, console, KindOf(options));
   const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
   const std::int32_t key = column.Definition().key;
@@ -287,7 +304,7 @@ int EditFormula(const StoreOptions& options, const Console& console) {
   return kExitDone;
 }
 
-int EditDefinition(const StoreOptions& options, const Console& console) {
+int EditDefinition(const StoreOptions& options, Console& console) {
   FormChange change(options, console, KindOf(options));
   const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
   IKtFormulaListener& listener = change.Framework().FormulaListenerOf(

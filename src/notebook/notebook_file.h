@@ -1,4 +1,4 @@
-// The notebook file: UTF-8 XML that holds forms with their tables, listeners included.
+// The notebook file: XML that holds forms with their tables, listeners included.
 #pragma once
 
 #include <string>
@@ -14,11 +14,16 @@ namespace ktnotebook {
 struct Notebook {
   Ref<NotebookFramework> framework;
   std::vector<Ref<NotebookForm>> forms;
+  // What the user should know about how a file was taken.
+  std::vector<std::string> notes;
+  // What a file has that is not written again, such as "2 comments"; "" for nothing.
+  std::string dropped;
 };
 
-// Reads a notebook. Throws NotebookError with "NAME:LINE: reason" for anything that is not exactly
-// a notebook: malformed XML, unknown elements or attributes, keys, names or ids used twice.
-Notebook ReadNotebook(std::string_view utf8, const std::string& name);
+// Reads a notebook, in UTF-8 or the encoding that it declares. Throws NotebookError with
+// "NAME:LINE: reason" for anything that is not exactly a notebook: malformed XML, unknown elements
+// or attributes, keys, names or ids used twice.
+Notebook ReadNotebook(std::string_view bytes, const std::string& name);
 
 // The same for a file, which may also be unreadable.
 Notebook ReadNotebookFile(const std::string& path);

@@ -11,6 +11,7 @@
 #include "notebook/notebook_file.h"
 #include "notebook/utf.h"
 #include "notebook/xml_document.h"
+#include "notebook/xml_encoding.h"
 #include "values/raised_error.h"
 
 namespace ktnotebook {
@@ -50,15 +51,28 @@ bool Contains(Names names, std::string_view name) {
   return !name.empty() && std::find(names.begin(), names.end(), name) != names.end();
 }
 
+// "1 comment", "2 comments"; "" for none.
+std::string Counted(std::size_t count, const std::string& noun) {
+  if (count == 0) return "";
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string RemarksText(const XmlRemarks& remarks) {
+  const std::string comments = Counted(remarks.comments, "comment");
+  const std::string instructions = Counted(remarks.instructions, "processing instruction");
+  return comments + (comments.empty() || instructions.empty() ? "" : " and ") + instructions;
+}
+
 class NotebookReader {
  public:
-  NotebookReader(std::string_view utf8, const std::string& name) : utf8_(utf8), name_(name) {
+  explicit NotebookReader(const std::string& name) : name_(name) {
     notebook_.framework = ktformula::MakeRef<NotebookFramework>();
   }
 
-  Notebook Read() {
+  Notebook Read(std::string_view bytes) {
     try {
-      document_->LoadUtf8(utf8_);
+      utf8_ = XmlToUtf8(bytes);
+      notebook_.dropped = RemarksText(document_->LoadUtf8(utf8_));
     } catch (const XmlError& error) {
       RefuseLine(error.Line(), error.what());
     }
@@ -299,7 +313,7 @@ class NotebookReader {
     }
   }
 
-  std::string_view utf8_;
+  std::string utf8_;
   const std::string& name_;
   Ref<NotebookXmlDocument> document_ = ktformula::MakeRef<NotebookXmlDocument>();
   Notebook notebook_;
@@ -314,8 +328,8 @@ std::u16string_view DefaultTag(std::u16string_view state) noexcept {
   return state == u"entered" || state == u"noted" ? u"entered" : u"";
 }
 
-Notebook ReadNotebook(std::string_view utf8, const std::string& name) {
-  return NotebookReader(utf8, name).Read();
+Notebook ReadNotebook(std::string_view bytes, const std::string& name) {
+  return NotebookReader(name).Read(bytes);
 }
 
 Notebook ReadNotebookFile(const std::string& path) {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <tuple>
+#include <utility>
 
-#include "notebook/text_table.h"
+#include "notebook/cell_text.h"
 #include "notebook/utf.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
@@ -51,30 +51,51 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"]";
 }
 
-std::string TableLayout(const NotebookTable& table, bool coloured) {
+std::vector<TableText> RowTexts(const NotebookRow& row) {
+  std::vector<TableText> texts{{row.ID(), false}};
+  for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
+    const NotebookCell& cell = row.CellAt(column->Index());
+    texts.push_back({ShownText(cell), ShowsError(cell)});
+  }
+  return texts;
+}
+
+std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
   std::vector<TableColumn> columns{{u"ID", Alignment::kLeft}};
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     const bool is_number = column->Definition().type == DataType::kNumber;
     columns.push_back(
         {column->Definition().name, is_number ? Alignment::kRight : Alignment::kLeft});
   }
-  TextTable layout(columns);
-  std::vector<TableText> texts;
-  for (const Ref<NotebookRow>& row : table.Rows()) {
-    texts.assign(1, {row->ID(), false});
-    for (const Ref<NotebookColumn>& column : table.Columns()) {
-      const NotebookCell& cell = row->CellAt(column->Index());
-      texts.push_back({cell.Content().text, ShowsError(cell)});
-    }
-    layout.AddRow(texts);
-  }
-  return layout.Render(coloured);
+  TextTable layout(columns, style);
+  layout.AddRows(table.Rows().size(),
+                 [&table](std::size_t i) { return RowTexts(*table.Rows()[i]); });
+  return layout.Render();
 }
 
-std::string Heading(std::u16string_view text, char rule) {
-  const std::u16string printable = Printable(text);
-  return ToUtf8(printable) + "\n" +
-         std::string(static_cast<std::size_t>(std::max(DisplayWidth(printable), 1)), rule) + "\n";
+// A line of a heading, as long as a cell of a table at most.
+std::u16string HeadingText(std::u16string_view text, const TableStyle& style) {
+  return CutToWidth(Printable(text), style.width > 0 ? style.width : kWidestText);
+}
+
+std::string Heading(std::u16string_view text, char rule, const TableStyle& style) {
+  const std::u16string shown = HeadingText(text, style);
+  return ToUtf8(shown) + "\n" +
+         std::string(static_cast<std::size_t>(std::max(DisplayWidth(shown), 1)), rule) + "\n";
+}
+
+// The unit that the number of the cell is written in when its text names none; "" when the text
+// names one or is no number.
+std::u16string UnwrittenUnit(const NotebookCell& cell) {
+  const CellContent& content = cell.Content();
+  const NotebookUnit* unit = cell.Definition().unit;
+  const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
+                       !content.text.ends_with(u'%') && !std::isnan(content.min);
+  if (!is_bare) return {};
+  const auto typed =
+      ParseNumberText(content.text, unit, cell.OwningRow().Parent().Parent().Units());
+  const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
+  return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
 }
 
 // The place of a cell among the form's fields, rows and columns.
@@ -102,17 +123,19 @@ std::u16string ValueText(const ktformula::CellValue& value) {
   }
 }
 
-std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens) {
-  TextTable layout({{u"type", Alignment::kRight}, {u"kind"}, {u"text"}});
-  for (const ktformula::FormulaToken& token : tokens) {
+std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens,
+                       const TableStyle& style) {
+  TextTable layout({{u"type", Alignment::kRight}, {u"kind"}, {u"text"}}, style);
+  layout.AddRows(tokens.size(), [&tokens](std::size_t i) -> std::vector<TableText> {
+    const ktformula::FormulaToken& token = tokens[i];
     const auto type = static_cast<std::size_t>(token.TokenType);
     const std::string_view kind = kTokenKinds[type];
     // Quotes, so that blanks can be seen.
-    layout.AddRow({{ktformula::NumberToText(static_cast<double>(type)), false},
-                   {std::u16string(kind.begin(), kind.end()), false},
-                   {u"'" + token.TokenText + u"'", false}});
-  }
-  return layout.Render(false);
+    return {{ktformula::NumberToText(static_cast<double>(type)), false},
+            {std::u16string(kind.begin(), kind.end()), false},
+            {u"'" + token.TokenText + u"'", false}};
+  });
+  return layout.Render();
 }
 
 std::string TreeText(const ktformula::TokenLayer& layer) {
@@ -125,12 +148,18 @@ bool ShowsError(const NotebookCell& cell) {
   return cell.Content().text.starts_with(kErrorPrefix);
 }
 
-std::string FormText(const NotebookForm& form, bool coloured) {
-  std::string text = Heading(form.Name(), '=');
+std::u16string ShownText(const NotebookCell& cell) {
+  const std::u16string unit = UnwrittenUnit(cell);
+  return unit.empty() ? cell.Content().text : cell.Content().text + u" " + unit;
+}
+
+std::string FormText(const NotebookForm& form, const TableStyle& style) {
+  std::string text = Heading(form.Name(), '=', style);
   for (const Ref<NotebookField>& field : form.Fields()) {
     text += "\n";
     if (field->OwnTable()) {
-      text += ToUtf8(Printable(field->Name())) + "\n" + TableLayout(*field->OwnTable(), coloured);
+      text +=
+          ToUtf8(HeadingText(field->Name(), style)) + "\n" + TableLayout(*field->OwnTable(), style);
     } else {
       const std::u16string content =
           field->Structure() ? field->Structure()->Data() : field->TextField()->Text();
@@ -146,15 +175,18 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(const std::vector<NotebookCell*>& cells, bool coloured) {
-  std::map<CellPlace, const NotebookCell*> ordered;
+std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style) {
+  std::vector<std::pair<CellPlace, const NotebookCell*>> ordered;
+  ordered.reserve(cells.size());
   for (const NotebookCell* cell : cells)
-    ordered.emplace(PlaceOf(*cell), cell);
-  TextTable layout({{u"cell"}, {u"shows"}});
-  for (const auto& [place, cell] : ordered) {
-    layout.AddRow({{AddressOf(*cell), false}, {cell->Content().text, ShowsError(*cell)}});
-  }
-  return layout.Render(coloured);
+    ordered.emplace_back(PlaceOf(*cell), cell);
+  std::sort(ordered.begin(), ordered.end());
+  TextTable layout({{u"cell"}, {u"shows"}}, style);
+  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
+    const NotebookCell& cell = *ordered[i].second;
+    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell)}};
+  });
+  return layout.Render();
 }
 
 }  // namespace ktnotebook

@@ -6,6 +6,7 @@
 
 #include "formula/token_tree.h"
 #include "notebook/model.h"
+#include "notebook/text_table.h"
 #include "values/cell_value.h"
 
 namespace ktnotebook {
@@ -13,8 +14,8 @@ namespace ktnotebook {
 // What a cell would show for the value; a number that is a range as "1 .. 2".
 std::u16string ValueText(const ktformula::CellValue& value);
 
-// One line for each token: kind and text.
-std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens);
+// A table with one row for each token: kind and text.
+std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens, const TableStyle& style);
 
 // Layers in brackets, strings in quotes, references in angle brackets: [1, +, [2, *, <Mass>]].
 std::string TreeText(const ktformula::TokenLayer& layer);
@@ -22,13 +23,17 @@ std::string TreeText(const ktformula::TokenLayer& layer);
 // Whether the cell shows an error.
 bool ShowsError(const NotebookCell& cell);
 
-// The form's fields, tables laid out in columns; error cells are red with `coloured`.
-std::string FormText(const NotebookForm& form, bool coloured);
+// What tables show for the cell: its text, and the unit of a number that is written without one:
+// the column's where it was typed, the base unit where it was computed.
+std::u16string ShownText(const NotebookCell& cell);
+
+// The form's fields, tables laid out in columns.
+std::string FormText(const NotebookForm& form, const TableStyle& style);
 
 // "FORM/TABLE:COLUMN:ROW".
 std::u16string AddressOf(const NotebookCell& cell);
 
 // The cells with their addresses, in the order in which the form has them.
-std::string CellsText(const std::vector<NotebookCell*>& cells, bool coloured);
+std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style);
 
 }  // namespace ktnotebook

@@ -173,6 +173,14 @@ std::u16string_view QuantityText(Quantity quantity) noexcept {
   return kQuantityTexts[static_cast<std::size_t>(quantity)];
 }
 
+std::u16string_view BaseUnitText(Quantity quantity) noexcept {
+  const auto* const found =
+      std::find_if(std::begin(kUnits), std::end(kUnits), [quantity](const UnitDefinition& unit) {
+        return unit.quantity == quantity && unit.numerator == unit.denominator && unit.offset == 0;
+      });
+  return found->name;
+}
+
 std::span<const UnitDefinition> UnitDefinitions() noexcept {
   return kUnits;
 }

@@ -31,6 +31,9 @@ enum class Quantity {
 // "mass", "molar mass", ...
 std::u16string_view QuantityText(Quantity quantity) noexcept;
 
+// "kg", "kg/mol", ...: the unit in which numbers of the quantity are kept.
+std::u16string_view BaseUnitText(Quantity quantity) noexcept;
+
 // One unit is numerator / denominator base units. Both are exact and at least one of them is 1,
 // so that a conversion rounds once. A value of 0 in the unit is `offset` base units.
 struct UnitDefinition {

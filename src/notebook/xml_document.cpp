@@ -19,8 +19,9 @@ namespace {
 
 struct CheckState {
   XML_Parser parser;
+  XmlRemarks remarks = {};
   int depth = 0;
-  std::string refusal;
+  std::string refusal = {};
 
   void Refuse(std::string_view reason) {
     if (!refusal.empty()) return;
@@ -42,6 +43,14 @@ void XMLCALL OnEndElement(void* data, const XML_Char*) {
 
 void XMLCALL OnDoctype(void* data, const XML_Char*, const XML_Char*, const XML_Char*, int) {
   static_cast<CheckState*>(data)->Refuse("a document type declaration is not allowed");
+}
+
+void XMLCALL OnComment(void* data, const XML_Char*) {
+  ++static_cast<CheckState*>(data)->remarks.comments;
+}
+
+void XMLCALL OnInstruction(void* data, const XML_Char*, const XML_Char*) {
+  ++static_cast<CheckState*>(data)->remarks.instructions;
 }
 
 // Character references and escapes are resolved, blanks between elements are kept.
@@ -105,15 +114,15 @@ class NotebookXmlElement final : public ktformula::XmlElement {
 
 }  // namespace
 
-void CheckWellFormed(std::string_view utf8) {
-  if (utf8.starts_with("\xFF\xFE") || utf8.starts_with("\xFE\xFF")) {
-    throw XmlError(1, "the text is UTF-16, not UTF-8");
-  }
+XmlRemarks CheckWellFormed(std::string_view utf8) {
+  if (utf8.starts_with(kByteOrderMark)) throw XmlError(1, std::string(kSecondMark));
   const std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)> parser(
       XML_ParserCreate("UTF-8"), &XML_ParserFree);
-  CheckState state{parser.get(), 0, {}};
+  CheckState state{parser.get()};
   XML_SetUserData(parser.get(), &state);
   XML_SetElementHandler(parser.get(), OnStartElement, OnEndElement);
+  XML_SetCommentHandler(parser.get(), OnComment);
+  XML_SetProcessingInstructionHandler(parser.get(), OnInstruction);
   XML_SetStartDoctypeDeclHandler(parser.get(), OnDoctype);
   constexpr std::size_t kChunk = std::size_t{1} << 20U;
   for (std::size_t start = 0; start <= utf8.size(); start += kChunk) {
@@ -127,6 +136,7 @@ void CheckWellFormed(std::string_view utf8) {
         state.refusal.empty() ? XML_ErrorString(XML_GetErrorCode(parser.get())) : state.refusal;
     throw XmlError(XML_GetCurrentLineNumber(parser.get()), reason);
   }
+  return state.remarks;
 }
 
 std::uint64_t LineOf(const pugi::xml_node& node, std::string_view utf8) {
@@ -148,6 +158,8 @@ void NotebookXmlDocument::SetRoot(ktformula::XmlElement& root) {
 }
 
 void NotebookXmlDocument::LoadText(std::u16string_view text) {
+  constexpr char16_t kMark = u'\uFEFF';
+  if (text.starts_with(kMark)) text.remove_prefix(1);
   try {
     LoadUtf8(ToStoredUtf8(text));
   } catch (const XmlError& error) {
@@ -155,13 +167,14 @@ void NotebookXmlDocument::LoadText(std::u16string_view text) {
   }
 }
 
-void NotebookXmlDocument::LoadUtf8(std::string_view utf8) {
-  CheckWellFormed(utf8);
+XmlRemarks NotebookXmlDocument::LoadUtf8(std::string_view utf8) {
+  const XmlRemarks remarks = CheckWellFormed(utf8);
   const pugi::xml_parse_result result =
       document_.load_buffer(utf8.data(), utf8.size(), kParseOptions, pugi::encoding_utf8);
   if (!result) throw XmlError(1, result.description());
   root_ = document_.document_element();
   loose_ = document_.append_child("loose");
+  return remarks;
 }
 
 Ref<ktformula::XmlElement> NotebookXmlDocument::Root() {

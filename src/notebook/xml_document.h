@@ -28,9 +28,16 @@ class XmlError : public NotebookError {
   std::uint64_t line_;
 };
 
-// Throws XmlError unless the text is well-formed UTF-8 XML without a document type and nests at
-// most kMaximumXmlDepth elements. External entities are never read.
-void CheckWellFormed(std::string_view utf8);
+// What a text has that the document model does not keep.
+struct XmlRemarks {
+  std::size_t comments = 0;
+  std::size_t instructions = 0;
+};
+
+// Throws XmlError unless the text is well-formed UTF-8 XML without a byte order mark and a document
+// type and nests at most kMaximumXmlDepth elements. External entities are never read, and what a
+// declaration says about the encoding means nothing.
+XmlRemarks CheckWellFormed(std::string_view utf8);
 
 // The line, counted from 1, of a node of a document that was parsed from `utf8`.
 std::uint64_t LineOf(const pugi::xml_node& node, std::string_view utf8);
@@ -46,8 +53,8 @@ class NotebookXmlDocument final : public ktformula::XmlDocument {
   void LoadText(std::u16string_view text) override;
   ktformula::Ref<ktformula::XmlElement> Root() override;
 
-  // The same for UTF-8 text; throws XmlError.
-  void LoadUtf8(std::string_view utf8);
+  // The same for text that passes CheckWellFormed; throws XmlError for any other.
+  XmlRemarks LoadUtf8(std::string_view utf8);
   pugi::xml_node RootNode() const noexcept { return root_; }
   // The element of one of this document's nodes.
   ktformula::Ref<ktformula::XmlElement> Wrap(pugi::xml_node node);

@@ -6,45 +6,12 @@
 #include "host_fakes.h"
 
 #include "formats/display_pattern.h"
-#include "formats/fake_framework.h"
-#include "notebook/utf.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 
 namespace ktformula {
 namespace {
-
-using ktnotebook::ToUtf8;
-
-class UnitProperty : public FakeProperty {
- public:
-  explicit UnitProperty(Ref<Unit> unit) : FakeProperty(u"number"), unit_(std::move(unit)) {}
-  bool HasUnits() const override { return static_cast<bool>(unit_); }
-  Ref<Unit> DefaultUnit() const override { return unit_; }
-
- private:
-  Ref<Unit> unit_;
-};
-
-class UnitCell : public FakeCell {
- public:
-  std::u16string key;
-  std::u16string unit_name;
-  std::u16string Key() const override { return key; }
-  std::u16string UnitName() const override { return unit_name; }
-};
-
-class RecordingGrid : public GridControl {
- public:
-  std::string log;
-  std::u16string TypeName() const override { return u"Grid"; }
-  void WriteText(TableCell&, std::u16string_view, bool) override { log += "text"; }
-  void ClearNumber(TableCell&) override { log += "clear"; }
-  void SetValue(TableCell&, double value, std::u16string_view pattern,
-                std::u16string_view unit_name) override {
-    log += Range(value, value) + "|" + ToUtf8(pattern) + "|" + ToUtf8(unit_name);
-  }
-  void FinishCell(TableCell&) override { log += "finish"; }
-};
 
 class DefaultFormulaFormatTest : public ::testing::Test {
  protected:
@@ -52,11 +19,13 @@ class DefaultFormulaFormatTest : public ::testing::Test {
   ~DefaultFormulaFormatTest() override { format->Terminate(); }
 
   // A property with this default unit; "" for none.
-  Ref<UnitProperty> Property(std::u16string_view unit) const {
-    return MakeRef<UnitProperty>(framework->Units()->Find(unit));
+  static Ref<TestProperty> Property(std::u16string_view unit) {
+    auto property = MakeRef<TestProperty>();
+    property->unit = MakeRef<TestUnits>()->FindUnit(unit);
+    return property;
   }
 
-  Ref<FakeFramework> framework = MakeRef<FakeFramework>();
+  Ref<TestFramework> framework = MakeRef<TestFramework>();
   Ref<DefaultFormulaFormat> format = MakeRef<DefaultFormulaFormat>();
 };
 
@@ -108,35 +77,39 @@ TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
   struct Row {
     double value;
     std::u16string_view format;
-    std::u16string_view default_unit;
-    // Of the cell; the examined units are mass in mg.
-    std::u16string_view key;
-    std::u16string_view unit_name;
-    std::string written;
+    // Of the column's unit and the cell's own; the examined units are mass in mg.
+    std::string unit;
+    std::string text;
+    std::string shown;
   };
   const Row rows[] = {
-      {0.5, u"", u"", u"", u"", "0.5|0.000|"},
-      {0.5, u"%", u"", u"", u"", "0.5|00.0%|"},
-      {0.5, u"0.0", u"", u"", u"", "0.5|0.0|"},
-      {0.0000123, u"", u"g", u"mass", u"g", "1.23e-05|00.0|mg"},
-      {0.0000123, u"0.##", u"g", u"mass", u"g", "1.23e-05|0.##|mg"},
-      {0.0000123, u"", u"g", u"Mass", u"g", "1.23e-05|0.0000|g"},
-      {0.0000123, u"", u"g", u"volume", u"", "1.23e-05|0.0000|"},
+      {0.5, u"", "", "1", "0.5 as 0.000"},
+      {0.5, u"%", "", "1", "0.5 as 00.0%"},
+      {0.5, u"0.0", "", "1", "0.5 as 0.0"},
+      {0.0000123, u"", "g", "1 g", "1.23E-05 as 00.0 in mg"},
+      {0.0000123, u"0.##", "g", "1 g", "1.23E-05 as 0.## in mg"},
+      {0.0000123, u"", "m3", "1 l", "1.23E-05 as 0.0000 in l"},
+      {0.0000123, u"", "m3", "1", "1.23E-05 as 0.0000000 in m3"},
       // A percentage is shown without a unit, whatever was entered.
-      {0.0000123, u"%", u"g", u"mass", u"mg", "1.23e-05|0.0000|"},
+      {0.0000123, u"%", "kg", "1 mg", "1.23E-05 as 0.0000000"},
   };
   ExaminedUnitsMap units;
   units.Add(u"mass", u"mg");
   for (const Row& row : rows) {
-    const Ref<UnitProperty> property = Property(row.default_unit);
-    const Ref<UnitCell> cell = MakeRef<UnitCell>();
-    cell->property = property.get();
-    cell->key = row.key;
-    cell->unit_name = row.unit_name;
-    const Ref<RecordingGrid> grid = MakeRef<RecordingGrid>();
-    format->SetGridCellValue(*grid, *cell, row.value, row.format, 3, units);
-    EXPECT_EQ(grid->log, row.written);
+    const auto form =
+        MakeRef<TestForm>("table T\n 1 X number " + row.unit + "\n noted " + row.text);
+    TestCell& cell = form->TableOf(u"T").CellAt(u"X", 1);
+    format->SetGridCellValue(*form->grid, cell, row.value, row.format, 3, units);
+    EXPECT_EQ(form->grid->shown, row.shown);
   }
+}
+
+TEST_F(DefaultFormulaFormatTest, NeedsWhatItIsInitializedWithAndAProperty) {
+  const auto form = MakeRef<TestForm>("");
+  const std::string not_set = "raised 91 KtFormula9: Object variable not set; ";
+  const auto cell = MakeRef<FakeCell>();
+  EXPECT_EQ(Raised([&] { format->SetGridCellValue(*form->grid, *cell, 1, u"", 3, {}); }), not_set);
+  EXPECT_EQ(Raised([&] { MakeRef<DefaultFormulaFormat>()->RequestSave(); }), not_set);
 }
 
 TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
@@ -151,6 +124,10 @@ TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
             "name=\"Digits\" position=\"2\"/></r>");
   format->EditProperties();
   EXPECT_EQ(framework->calls.back(), "show: The field listener \"Digits\" has no properties");
+  EXPECT_EQ(Raised([&] { format->ResolveType(u"Unit", nullptr); }),
+            "raised -2147220991 FormulaListener.IKtObject_ResolveType: the type \"Unit\" cannot be "
+            "resolved from Field Listener \"Digits\"; ");
+  EXPECT_EQ(Raised([&] { format->Refresh(); }), "raised 91 KtFormula9: Object variable not set; ");
   // Its failures are reported under the one name that all field listeners share.
   EXPECT_EQ(Raised([&] { format->SetData(u"", nullptr); }),
             "raised 91 FormulaListener.SetData/KtFormula9: Object variable not set; ");

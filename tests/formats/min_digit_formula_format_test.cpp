@@ -2,57 +2,86 @@
 #include "formats/min_digit_formula_format.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
 
-#include "notebook/notebook_file.h"
-#include "notebook/table_control.h"
-#include "notebook/utf.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
+#include "values/text.h"
 
 namespace ktformula {
 namespace {
 
-// What the value makes a typed cell with this text show, in a column with this unit ("" for none).
+// How the value is shown in a typed cell with this text, in a column with this unit ("" for none):
+// "VALUE as PATTERN in UNIT".
 std::string Shown(double value, const std::string& unit, const std::string& text,
                   std::u16string_view requested = u"", const ExaminedUnitsMap& examined = {}) {
-  std::string xml = "<notebook><form name='F'><table name='T' key='1'><property key='1' name='X' ";
-  xml += "type='number'" + (unit.empty() ? unit : " unit='" + unit + "'") + "/><row id='1'><cell ";
-  xml += "property='X' state='noted'>" + text + "</cell></row></table></form></notebook>";
-  const auto notebook = ktnotebook::ReadNotebook(xml, "n.xml");
+  const auto form = MakeRef<TestForm>("table T\n 1 X number " + unit + "\n noted " + text + "|");
   const auto format = MakeRef<MinDigitFormulaFormat>();
-  format->Initialize(notebook.framework, nullptr, nullptr);
-  const auto* table = notebook.forms[0]->Tables()[0];
-  auto& cell = table->Rows()[0]->CellAt(0);
-  format->SetGridCellValue(*table->Control(), cell, value, requested, 3, examined);
-  return ktnotebook::ToUtf8(cell.Text());
+  format->Initialize(MakeRef<TestFramework>(), nullptr, nullptr);
+  TestCell& cell = form->TableOf(u"T").CellAt(u"X", 1);
+  format->SetGridCellValue(*form->grid, cell, value, requested, 3, examined);
+  return form->grid->shown;
 }
 
 TEST(MinDigitFormulaFormat, ChoosesPatternByMagnitude) {
-  std::istringstream rows(
-      "0 0.00 0.000109 1.09E-04 0.00011 0.00011 0.0011 0.0011 0.0109 0.0109 0.011 0.011 2.5 2.500 "
-      "2.51 2.51 25.1 25.1 -74.9 -74.9 75.2 75 10000 10000 10000.5 1.00E+04 -0.5 -0.500");
-  for (std::string value, shown; rows >> value >> shown;) {
-    EXPECT_EQ(Shown(std::stod(value), "", ""), shown);
-  }
+  const std::pair<double, std::string> rows[] = {
+      {0, "0 as 0.00"},
+      {0.000109, "0.000109 as 0.00E+00"},
+      {0.00011, "0.00011 as 0.00000"},
+      {0.00109, "0.00109 as 0.00000"},
+      {0.0011, "0.0011 as 0.0000"},
+      {0.0109, "0.0109 as 0.0000"},
+      {0.011, "0.011 as 0.000"},
+      {2.5, "2.5 as 0.000"},
+      {2.51, "2.51 as 0.00"},
+      {25, "25 as 0.00"},
+      {25.1, "25.1 as 00.0"},
+      {-74.9, "-74.9 as 00.0"},
+      {75, "75 as 0"},
+      {10000, "10000 as 0"},
+      {10000.5, "10000.5 as 0.00E+00"},
+      {-0.5, "-0.5 as 0.000"},
+  };
+  for (const auto& [value, shown] : rows)
+    EXPECT_EQ(Shown(value, "", "1"), shown);
 }
 
-TEST(MinDigitFormulaFormat, StepsToSmallerUnits) {
+TEST(MinDigitFormulaFormat, ChoosesUnit) {
   ExaminedUnitsMap examined;
   examined.Add(u"mass", u"g");
   examined.Add(u"", u"%");
-  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5.00 µg");
-  EXPECT_EQ(Shown(-1e-3, "g", "1 g"), "-1.00E+06 µg");
-  EXPECT_EQ(Shown(0.011, "g", "1 kg"), "0.011 kg");
-  EXPECT_EQ(Shown(0.0109, "g", "1 kg"), "10.90 g");
-  EXPECT_EQ(Shown(2, "g", "1 mg", u"", examined), "2000 g");
-  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.3 mg");
-  EXPECT_EQ(Shown(0.5, "", "", u"", examined), "00.5");  // The pattern of 50.
-  // Zero goes to the end of every chain.
-  std::istringstream chains(
-      "kg/mol g/mol kD D g/ml µg/l g/mL µg/L kg/l µg/l kg/L µg/L kg/m3 µg/l m nm cm nm kg µg mol "
-      "µmol mol/g µmol/kg µmol/g µmol/kg mol/kg µmol/kg molar µmolar mol/l µM mol/L µM M µM N µN "
-      "bar mbar hr µs m3 µl L µL ng ng");
-  for (std::string unit, smallest; chains >> unit >> smallest;) {
-    EXPECT_EQ(Shown(0, unit, "1 " + unit), "0.00 " + smallest);
+  EXPECT_EQ(Shown(5e-9, "g", "1 g"), "5E-09 as 0.00 in µg");
+  // A negative number is smaller than any.
+  EXPECT_EQ(Shown(-1e-3, "g", "1 g"), "-0.001 as 0.00E+00 in µg");
+  EXPECT_EQ(Shown(0.011, "g", "1 kg"), "0.011 as 0.000 in kg");
+  EXPECT_EQ(Shown(0.0109, "g", "1 kg"), "0.0109 as 0.00 in g");
+  EXPECT_EQ(Shown(2, "g", "1 mg", u"", examined), "2 as 0 in g");
+  EXPECT_EQ(Shown(5.25e-6, "g", "1 kg", u"0.#", examined), "5.25E-06 as 0.# in mg");
+  // A unit that is no one's next is the end, and so is one that nobody knows.
+  EXPECT_EQ(Shown(0, "ng", "1 ng"), "0 as 0.00 in ng");
+  // The pattern of 50.
+  EXPECT_EQ(Shown(0.5, "", "1", u"", examined), "0.5 as 00.0 in %");
+}
+
+TEST(MinDigitFormulaFormat, StepsToTheNextSmallerUnit) {
+  const std::pair<std::string, std::string> steps[] = {
+      {"kg/mol", "g/mol"},   {"kD", "D"},           {"g/ml", "mg/ml"},    {"mg/ml", "µg/ml"},
+      {"µg/ml", "µg/l"},     {"g/mL", "mg/mL"},     {"mg/mL", "µg/mL"},   {"µg/mL", "µg/L"},
+      {"kg/l", "g/l"},       {"g/l", "mg/l"},       {"mg/l", "µg/l"},     {"kg/L", "g/L"},
+      {"g/L", "mg/L"},       {"mg/L", "µg/L"},      {"kg/m3", "mg/l"},    {"m", "mm"},
+      {"cm", "mm"},          {"mm", "µm"},          {"µm", "nm"},         {"kg", "g"},
+      {"g", "mg"},           {"mg", "µg"},          {"mol", "mmol"},      {"mmol", "µmol"},
+      {"mol/g", "mmol/g"},   {"mol/kg", "mmol/kg"}, {"mmol/g", "µmol/g"}, {"mmol/kg", "µmol/kg"},
+      {"µmol/g", "µmol/kg"}, {"molar", "mmolar"},   {"mmolar", "µmolar"}, {"mol/l", "mM"},
+      {"mol/L", "mM"},       {"M", "mM"},           {"mM", "µM"},         {"N", "mN"},
+      {"mN", "µN"},          {"bar", "mbar"},       {"hr", "min"},        {"min", "s"},
+      {"s", "ms"},           {"ms", "µs"},          {"m3", "l"},          {"l", "ml"},
+      {"ml", "µl"},          {"L", "mL"},           {"mL", "µL"},
+  };
+  const auto units = MakeRef<TestUnits>();
+  for (const auto& [unit, smaller] : steps) {
+    const std::string shown =
+        Shown(units->FindUnit(FromUtf8(unit))->ToBase(0.0109), unit, "1 " + unit);
+    EXPECT_EQ(shown.substr(shown.rfind(' ') + 1), smaller) << unit;
   }
 }
 

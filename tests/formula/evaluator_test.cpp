@@ -31,20 +31,6 @@ class FakeNames : public NamedValues {
   int asked = 0;
 };
 
-// Long messages, and how the rows below write them.
-const std::pair<std::string, std::string> kAbbreviations[] = {
-    {"raised 9 KtFormula9: Subscript out of range; ", "no item!"},
-    {"raised 13 KtFormula9: Type mismatch; ", "mismatch!"},
-    {"raised -2147220991 FormulaPListener.EvaluateTokenTreeLayer: ", "head! "},
-    {"raised -2147220991 CellValue.EvaluateTokenTreeLayer: ", "loop! "},
-    {"raised -2147220991 CellValue.EvaluateNextToken: ", "operand! "},
-    {"raised -2147220991 CellValue.EvaluateArgument: ", "argument! "},
-    {"E-2147220991 CellValue.EvaluateTokenTreeLayer: ", "Eloop "},
-    {"E-2147220991 CellValue.EvaluateNextToken: ", "Eoperand "},
-    {"raised 13 CellValue.BooleanValue: an argument does not evaluate to a Boolean value; ",
-     "no boolean!"},
-    {" is not recognized", " unknown"}};
-
 class EvaluatorTest : public ::testing::Test {
  protected:
   EvaluatorTest() {
@@ -73,14 +59,9 @@ class EvaluatorTest : public ::testing::Test {
 
   std::string Evaluate(std::u16string_view formula) {
     CellValue value;
-    std::string description = Raised(
+    const std::string raised = Raised(
         [&] { EvaluateTokenTreeLayer(value, MakeTokenTree(formula, registry)->Top(), context); });
-    if (description.empty()) description = Describe(value);
-    for (const auto& [message, abbreviation] : kAbbreviations) {
-      const std::size_t found = description.find(message);
-      if (found != std::string::npos) description.replace(found, message.size(), abbreviation);
-    }
-    return description;
+    return Spelled(raised.empty() ? Describe(value) : raised);
   }
 
   void ExpectFormulas(const std::vector<std::string>& rows) {
@@ -113,87 +94,107 @@ TEST_F(EvaluatorTest, AppliesOperatorsFromLeftToRight) {
       "1=1 XOR 1=1 OR 1=1 -> true",
       // "!" evaluates its operand and drops it.
       "1 ! 2 -> 1",
-      "1 ! x -> operand! the string \"x\" unknown; ",
-      "1/0 -> raised 11 KtFormula9: Division by zero; ",
+      "1 ! x -> raised CellValue.EvaluateNextToken: the string \"x\" is not recognized",
+      "1/0 -> raised 11 KtFormula9: Division by zero",
   });
 }
 
 TEST_F(EvaluatorTest, EvaluatesHeadOfLayer) {
   ExpectFormulas({
-      " -> no item!",
-      "() -> no item!",
+      " -> raised 9 KtFormula9: Subscript out of range",
+      "() -> raised 9 KtFormula9: Subscript out of range",
       "5 -> 5",
       ".5 -> 0.5",
-      ". -> mismatch!",
+      ". -> raised 13 KtFormula9: Type mismatch",
       "'abc -> 'abc",
       "TRUE -> true",
       "false AND [b] -> false",
-      "x + 1 -> head! the string \"x\" unknown; ",
-      "AND -> head! the string \"AND\" unknown; ",
-      "FOO(1) -> head! the string \"FOO\" unknown; ",
+      "x + 1 -> raised FormulaPListener.EvaluateTokenTreeLayer: the string \"x\" is not recognized",
+      "AND -> raised FormulaPListener.EvaluateTokenTreeLayer: the string \"AND\" is not recognized",
+      "FOO(1) -> raised FormulaPListener.EvaluateTokenTreeLayer: the string \"FOO\" is not "
+      "recognized",
       // A leading "=" means nothing, and only before a single token.
       "=5 -> 5",
-      "=x -> head! the string \"x\" unknown; ",
-      "= -> no item!",
-      "==5 -> head! the symbol \"=\" is not a prefix symbol; ",
-      "=1+2 -> mismatch!",
-      "=(1) -> mismatch!",
+      "=x -> raised FormulaPListener.EvaluateTokenTreeLayer: the string \"x\" is not recognized",
+      "= -> raised 9 KtFormula9: Subscript out of range",
+      "==5 -> raised FormulaPListener.EvaluateTokenTreeLayer: the symbol \"=\" is not a prefix "
+      "symbol",
+      "=1+2 -> raised 13 KtFormula9: Type mismatch",
+      "=(1) -> raised 13 KtFormula9: Type mismatch",
       // Prefixes stand between a neutral left side and their operand.
       "-5 -> -5",
+      "+5 -> 5",
       "-[n] -> -2..-3",
-      "--5 -> operand! the symbol \"-\" can not follow another symbol; ",
-      "*5 -> head! the symbol \"*\" is not a prefix symbol; ",
-      "! 5 -> head! the symbol \"!\" is not a prefix symbol; ",
+      "--5 -> raised CellValue.EvaluateNextToken: the symbol \"-\" can not follow another symbol",
+      "*5 -> raised FormulaPListener.EvaluateTokenTreeLayer: the symbol \"*\" is not a prefix "
+      "symbol",
+      "! 5 -> raised FormulaPListener.EvaluateTokenTreeLayer: the symbol \"!\" is not a prefix "
+      "symbol",
       "NOT [b] -> false",
       "not [b] -> false",
       "NOT 0 -> true",
       "NOT [yes] -> false",
-      "NOT [e] -> no boolean!",
+      "NOT [e] -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a Boolean "
+      "value",
   });
 }
 
 TEST_F(EvaluatorTest, EvaluatesOperandsBehindOperators) {
   ExpectFormulas({
-      "1+ -> no item!",
-      "1 + NOT 5 -> no item!",
-      "2*-3 -> no item!",
-      "1 + x -> operand! the string \"x\" unknown; ",
-      "1=1 AND TRUE -> operand! the string \"TRUE\" unknown; ",
+      "1+ -> raised 9 KtFormula9: Subscript out of range",
+      "1 + NOT 5 -> raised 9 KtFormula9: Subscript out of range",
+      "2*-3 -> raised 9 KtFormula9: Subscript out of range",
+      "1 + x -> raised CellValue.EvaluateNextToken: the string \"x\" is not recognized",
+      "1=1 AND TRUE -> raised CellValue.EvaluateNextToken: the string \"TRUE\" is not recognized",
       "1=1 AND (TRUE) -> true",
       // NOT behind an operator: in capitals only, and for Booleans only.
-      "NOT TRUE -> operand! the string \"TRUE\" unknown; ",
-      "TRUE AND NOT FALSE -> operand! the string \"FALSE\" unknown; ",
+      "NOT TRUE -> raised CellValue.EvaluateNextToken: the string \"TRUE\" is not recognized",
+      "TRUE AND NOT FALSE -> raised CellValue.EvaluateNextToken: the string \"FALSE\" is not "
+      "recognized",
       "[b] AND NOT [b] -> false",
       "NOT NOT [b] -> true",
+      "NOT NOT NOT [e] -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a "
+      "Boolean value",
       "not NOT [b] -> true",
-      "not not [b] -> operand! the symbol \"not\" can not follow another symbol; ",
-      "NOT NOT TRUE -> operand! the string \"TRUE\" unknown; ",
-      "NOT NOT 5 -> no boolean!",
-      "1 ! NOT [b] -> no item!",
+      "not not [b] -> raised CellValue.EvaluateNextToken: the symbol \"not\" can not follow "
+      "another symbol",
+      "NOT NOT TRUE -> raised CellValue.EvaluateNextToken: the string \"TRUE\" is not recognized",
+      "NOT NOT 5 -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a Boolean "
+      "value",
+      "1 ! NOT [b] -> raised 9 KtFormula9: Subscript out of range",
       // What stands where an operator belongs.
-      "(1)(2) -> loop! the syntax for the formula is not valid; an operator is missing; ",
-      "1 2 -> loop! the syntax for the formula token \"2\" is not valid; ",
-      "1 [a] -> loop! the syntax for the formula token \"a\" is not valid; ",
-      "1 ARGS -> loop! the syntax for the formula token \"ARGS\" is not valid; ",
-      "1 foo 2 -> Eloop the string \"foo\" unknown",
-      "1 true 2 -> Eloop the string \"true\" unknown",
-      "2 +/- 0.1 -> Eloop the symbol \"+/-\" is not a valid token",
-      "+/-1 -> Eloop the symbol \"+/-\" is not a valid token",
-      "2 +/- x -> operand! the string \"x\" unknown; ",
+      "(1)(2) -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula is not valid; "
+      "an operator is missing",
+      "1 2 -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula token \"2\" is "
+      "not valid",
+      "1 [a] -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula token \"a\" is "
+      "not valid",
+      "1 ARGS -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula token "
+      "\"ARGS\" is not valid",
+      "1 foo 2 -> error value CellValue.EvaluateTokenTreeLayer: the string \"foo\" is not "
+      "recognized",
+      "1 true 2 -> error value CellValue.EvaluateTokenTreeLayer: the string \"true\" is not "
+      "recognized",
+      "2 +/- 0.1 -> error value CellValue.EvaluateTokenTreeLayer: the symbol \"+/-\" is not a "
+      "valid token",
+      "+/-1 -> error value CellValue.EvaluateTokenTreeLayer: the symbol \"+/-\" is not a valid "
+      "token",
+      "2 +/- x -> raised CellValue.EvaluateNextToken: the string \"x\" is not recognized",
   });
 }
 
 TEST_F(EvaluatorTest, ErrorValueEndsItsLayerAndTravelsUp) {
-  const std::string error = "E7 Source: description";
+  const std::string error = "error value 7 Source: description";
   EXPECT_EQ(Evaluate(u"[e]"), error);
   EXPECT_EQ(Evaluate(u"[e] + x 2"), error);
   EXPECT_EQ(Evaluate(u"(([e] * x) + x) = x"), error);
   EXPECT_EQ(Evaluate(u"1 + [e] + x"), error);
   EXPECT_EQ(Evaluate(u"1 + ([e] x)"), error);
-  EXPECT_EQ(Evaluate(u"ERR() + FAIL()"), "E98 ERR: value");
-  EXPECT_EQ(Evaluate(u"1 + FAIL()"), "raised 99 FAIL: failed; ");
+  EXPECT_EQ(Evaluate(u"ERR() + FAIL()"), "error value 98 ERR: value");
+  EXPECT_EQ(Evaluate(u"1 + FAIL()"), "raised 99 FAIL: failed");
   EXPECT_EQ(Evaluate(u"1 = 2 2 AND FAIL"),
-            "loop! the syntax for the formula token \"2\" is not valid; ");
+            "raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula token \"2\" is "
+            "not valid");
 }
 
 TEST_F(EvaluatorTest, CallsFunctionsWithUnevaluatedArguments) {
@@ -204,8 +205,10 @@ TEST_F(EvaluatorTest, CallsFunctionsWithUnevaluatedArguments) {
       "ARGS(x, 1+y, (z), ) -> 'tLL",
       "'<'&ARGS&ARGS() -> '<none",
       "ARGS&'>' -> 'none>",
-      "ARGS(1)(2) -> loop! the syntax for the formula is not valid; an operator is missing; ",
-      "ARGS 1 -> loop! the syntax for the formula token \"1\" is not valid; ",
+      "ARGS(1)(2) -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula is not "
+      "valid; an operator is missing",
+      "ARGS 1 -> raised CellValue.EvaluateTokenTreeLayer: the syntax for the formula token \"1\" "
+      "is not valid",
       // One argument: a token by itself or a layer.
       "ARG(5) -> 5",
       "ARG('a') -> 'a",
@@ -214,9 +217,11 @@ TEST_F(EvaluatorTest, CallsFunctionsWithUnevaluatedArguments) {
       "ARG(ARGS) -> 'none",
       "ARG(ARGS()) -> '",
       "ARG(1+2) -> 3",
-      "ARG(x) -> argument! the string \"x\" unknown; ",
-      "ARG(+) -> argument! the symbol \"+\" can not be evaluated in isolation; ",
-      "ARG(NOT) -> argument! the symbol \"NOT\" can not be evaluated in isolation; ",
+      "ARG(x) -> raised CellValue.EvaluateArgument: the string \"x\" is not recognized",
+      "ARG(+) -> raised CellValue.EvaluateArgument: the symbol \"+\" can not be evaluated in "
+      "isolation",
+      "ARG(NOT) -> raised CellValue.EvaluateArgument: the symbol \"NOT\" can not be evaluated in "
+      "isolation",
       // The value handed over is of the property's kind at the head, and fresh behind operators.
       "SAME -> 0",
       "ARG(SAME) -> 0",
@@ -250,6 +255,49 @@ TEST_F(EvaluatorTest, DeepestFormulaFitsEvaluationLimit) {
     formula = u"1=2 OR [b] AND NOT 1=2+1*1!(" + formula + u")";
   }
   EXPECT_EQ(Evaluate(formula), "true");
+}
+
+// A formula that evaluates itself without end.
+class EvaluationDepthTest : public EvaluatorTest {
+ protected:
+  EvaluationDepthTest() {
+    Register(u"AGAIN", [this](const TokenLayer*, NotebookObject*, CellValue& target) {
+      ++calls;
+      EvaluateTokenTreeLayer(target, tree->Top(), context);
+    });
+    tree = MakeTokenTree(u"AGAIN", registry);
+  }
+  ~EvaluationDepthTest() override { SetEvaluationStackEnd(nullptr); }
+  std::string EvaluateTree() {
+    CellValue value;
+    calls = 0;
+    return Raised([&] { EvaluateTokenTreeLayer(value, tree->Top(), context); });
+  }
+
+  const std::string refusal =
+      "raised -2147220991 CellValue.EvaluateTokenTreeLayer: the formula is nested too deeply; ";
+  std::shared_ptr<const TokenTree> tree;
+  int calls = 0;
+};
+
+TEST_F(EvaluationDepthTest, IsLimited) {
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
+  // Nothing stays counted.
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
+}
+
+TEST_F(EvaluationDepthTest, EndsWhereTheHostSaysThatTheStackEnds) {
+  const char here = 0;
+  constexpr std::ptrdiff_t kRoom = 100'000;
+  SetEvaluationStackEnd(&here - kRoom);
+  EXPECT_EQ(EvaluateTree(), refusal);
+  EXPECT_GT(calls, 10);
+  EXPECT_LT(calls, kMaximumEvaluationDepth);
+  SetEvaluationStackEnd(nullptr);
+  EvaluateTree();
+  EXPECT_EQ(calls, kMaximumEvaluationDepth);
 }
 
 }  // namespace

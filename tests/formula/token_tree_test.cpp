@@ -75,20 +75,25 @@ TEST(TokenTreeTest, GroupsByParenthesesAndPrecedence) {
 }
 
 TEST(TokenTreeTest, RefusesUnbalancedFormulas) {
-  ExpectRows({"(1 -> an unbalanced left parenthesis", "((1) -> an unbalanced left parenthesis",
-              "1) -> an unbalanced right parenthesis", "(1)) -> an unbalanced right parenthesis",
-              ") -> an unbalanced right parenthesis",
-              "(,1) -> an unexpected comma following a left parenthesis",
-              ",1 -> an unexpected comma following a left parenthesis",
-              "(1,,2) -> an unexpected comma following a comma",
-              "1+1,, -> an unexpected comma following a comma"},
-             [](const std::string& formula) {
-               const std::string raised = Tree(formula);
-               const std::string prefix = "raised -2147220991 FormulaListener.MakeTokenTreeLayer: ";
-               EXPECT_TRUE(raised.starts_with(prefix)) << raised;
-               const std::size_t message = raised.find(" an un") + 1;
-               return raised.substr(message, raised.size() - message - 2);
-             });
+  ExpectRows(
+      {
+          "(1 -> an unbalanced left parenthesis",
+          "((1) -> an unbalanced left parenthesis",
+          "1) -> an unbalanced right parenthesis",
+          "(1)) -> an unbalanced right parenthesis",
+          ") -> an unbalanced right parenthesis",
+          "(,1) -> an unexpected comma following a left parenthesis",
+          ",1 -> an unexpected comma following a left parenthesis",
+          "(1,,2) -> an unexpected comma following a comma",
+          "1+1,, -> an unexpected comma following a comma",
+      },
+      [](const std::string& formula) {
+        const std::string raised = Tree(formula);
+        const std::string prefix = "raised -2147220991 FormulaListener.MakeTokenTreeLayer: ";
+        EXPECT_TRUE(raised.starts_with(prefix)) << raised;
+        const std::size_t message = raised.find(" an un") + 1;
+        return raised.substr(message, raised.size() - message - 2);
+      });
 }
 
 TEST(TokenTreeTest, LimitsNesting) {

@@ -11,19 +11,20 @@
 namespace ktformula {
 namespace {
 
-// "n:a _ o:+": the kinds as letters, "_" for whitespace.
+// "name a; blank; symbol +; (".
 std::string Dump(const std::vector<FormulaToken>& tokens) {
-  constexpr std::string_view kKinds = "_nsr#o(),f";
+  constexpr std::string_view kKinds[] = {"blank",  "name", "string", "reference", "number",
+                                         "symbol", "(",    ")",      ",",         "function"};
   std::string dump;
   for (const FormulaToken& token : tokens) {
-    dump += dump.empty() ? "" : " ";
-    dump += kKinds[static_cast<std::size_t>(token.TokenType)];
+    dump += dump.empty() ? "" : "; ";
+    dump += kKinds[token.TokenType];
     switch (token.TokenType) {
       case kFormulaTokenTypeWhitespace:
       case kFormulaTokenTypeLeftParen:
       case kFormulaTokenTypeRightParen:
       case kFormulaTokenTypeComma: break;
-      default: dump += ":" + Narrow(token.TokenText);
+      default: dump += " " + Narrow(token.TokenText);
     }
   }
   return dump;
@@ -48,42 +49,46 @@ TEST_F(TokenizerTest, ReadsEachKindOfToken) {
   ExpectRows(
       {
           " -> ",
-          "a+b -> n:a o:+ n:b",
-          " a \t\r\n+b -> _ n:a _ o:+ n:b",
-          "_x9y Z_ 9x -> n:_x9y _ n:Z_ _ #:9 n:x",
+          "a+b -> name a; symbol +; name b",
+          " a \t\r\n+b -> blank; name a; blank; symbol +; name b",
+          "_x9y Z_ 9x -> name _x9y; blank; name Z_; blank; number 9; name x",
           // NOT is a symbol, the other keywords and names of no function are names.
-          "not x NOT -> o:not _ n:x _ o:NOT",
-          "and OR Xor true ROWTAG -> n:and _ n:OR _ n:Xor _ n:true _ n:ROWTAG",
-          "sum(1,2) -> f:sum ( #:1 , #:2 )",
-          "SUM Sum SUM1 -> f:SUM _ f:Sum _ n:SUM1",
+          "not x NOT -> symbol not; blank; name x; blank; symbol NOT",
+          "and OR Xor true ROWTAG -> name and; blank; name OR; blank; name Xor; blank; name true; "
+          "blank; name ROWTAG",
+          "sum(1,2) -> function sum; (; number 1; ,; number 2; )",
+          "SUM Sum SUM1 -> function SUM; blank; function Sum; blank; name SUM1",
           // Strings: the other quote is text, a doubled one is one, the end of the text closes.
-          "'it''s' -> s:it's",
-          "\"say 'hi'\" -> s:say 'hi'",
-          "'a'\"b\"\"\"'' -> s:a s:b\" s:",
-          "'abc -> s:abc",
-          "' -> s:",
-          "'a'' -> s:a'",
-          "'[a]' -> s:[a]",
+          "'it''s' -> string it's",
+          "\"say 'hi'\" -> string say 'hi'",
+          "'a'\"b\"\"\"'' -> string a; string b\"; string ",
+          "'abc -> string abc",
+          "' -> string ",
+          "'a'' -> string a'",
+          "'[a]' -> string [a]",
           // References: anything up to "]"; one that is not closed loses its last character.
-          "[Yield (g)] -> r:Yield (g)",
-          "[a'b, c: d][] -> r:a'b, c: d r:",
-          "[ab -> r:a",
-          "[a -> r:",
+          "[Yield (g)] -> reference Yield (g)",
+          "[a'b, c: d][] -> reference a'b, c: d; reference ",
+          "[ab -> reference a",
+          "[a -> reference ",
           "[a[b]] -> raised -2147220991 FormulaPListener.StartTokenType: the character \"]\" is "
           "not "
           "recognized as the first character of a formula token; ",
           // Numbers: as far as every prefix is numeric.
-          "1.5 .5 1. . -> #:1.5 _ #:.5 _ #:1. _ #:.",
-          "1.2.3 1..2 -> #:1.2 #:.3 _ #:1. #:.2",
-          "12,5 1,000 -> #:12 , #:5 _ #:1 , #:000",
-          "1e5 2E+3 -> #:1 n:e5 _ #:2 n:E o:+ #:3",
-          "007 1_0 -> #:007 _ #:1 n:_0",
+          "1.5 .5 1. . -> number 1.5; blank; number .5; blank; number 1.; blank; number .",
+          "1.2.3 1..2 -> number 1.2; number .3; blank; number 1.; number .2",
+          "12,5 1,000 -> number 12; ,; number 5; blank; number 1; ,; number 000",
+          "1e5 2E+3 -> number 1; name e5; blank; number 2; name E; symbol +; number 3",
+          "007 1_0 -> number 007; blank; number 1; name _0",
           // Symbols: five long ones and no other pairs.
-          "1+/-2 +/ /- -> #:1 o:+/- #:2 _ o:+ o:/ _ o:/ o:-",
-          "!=<=<>>= -> o:!= o:<= o:<> o:>=",
-          "== => =< >< !< -> o:= o:= _ o:= o:> _ o:= o:< _ o:> o:< _ o:! o:<",
-          "*&%<>!/-+ -> o:* o:& o:% o:<> o:! o:/ o:- o:+",
-          "((,)) -> ( ( , ) )",
+          "1+/-2 +/ /- -> number 1; symbol +/-; number 2; blank; symbol +; symbol /; blank; symbol "
+          "/; symbol -",
+          "!=<=<>>= -> symbol !=; symbol <=; symbol <>; symbol >=",
+          "== => =< >< !< -> symbol =; symbol =; blank; symbol =; symbol >; blank; symbol =; "
+          "symbol <; blank; symbol >; symbol <; blank; symbol !; symbol <",
+          "*&%<>!/-+ -> symbol *; symbol &; symbol %; symbol <>; symbol !; symbol /; symbol -; "
+          "symbol +",
+          "((,)) -> (; (; ,; ); )",
       },
       [&](const std::string& formula) { return Tokens(formula); });
 }
@@ -108,7 +113,8 @@ TEST_F(TokenizerTest, RefusesWhatBeginsNoToken) {
 
 TEST_F(TokenizerTest, TakesDecimalSeparatorFromLocale) {
   SetUserLocale({u',', u'.'});
-  ExpectRows({"1,5 -> #:1 , #:5", "1.5 -> #:1 #:. #:5", "'1,5' -> s:1,5"},
+  ExpectRows({"1,5 -> number 1; ,; number 5", "1.5 -> number 1; number .; number 5",
+              "'1,5' -> string 1,5"},
              [&](const std::string& formula) { return Tokens(formula); });
 }
 
@@ -137,6 +143,36 @@ TEST(FunctionRegistryTest, FindsFunctionsInAnyLetterCase) {
   registry.Terminate();
   EXPECT_EQ(ended, "SUM AVG ");
   EXPECT_EQ(registry.Find(u"SUM"), nullptr);
+}
+
+// A host's dictionary that forgets what it is given, and fails.
+class ForgettingDictionary final : public FunctionDictionary {
+ public:
+  explicit ForgettingDictionary(bool fails) : fails_(fails) {}
+  void Add(std::u16string_view, std::shared_ptr<IKtFormulaFunction>) override {}
+  void Remove(std::u16string_view) override {}
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view) const override { return nullptr; }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override {
+    if (fails_) throw RaisedError(70, u"Host", u"failed");
+    return {};
+  }
+  void Clear() override {
+    if (fails_) throw RaisedError(70, u"Host", u"failed");
+  }
+
+ private:
+  bool fails_;
+};
+
+TEST(FunctionRegistryTest, EndsWhatTheDictionaryHasLost) {
+  for (const bool fails : {false, true}) {
+    FunctionRegistry registry(std::make_unique<ForgettingDictionary>(fails));
+    int ended = 0;
+    registry.Register(u"SUM", std::make_shared<FakeFunction>([](auto&&...) {}, [&] { ++ended; }));
+    registry.Terminate();
+    registry.Terminate();
+    EXPECT_EQ(ended, 1);
+  }
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Includes run one way: each folder may include only what stands below it.
+// Includes run one way: each folder may include only what stands below it; tests too.
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -25,7 +25,8 @@ const std::map<std::string, Folders> kAllowed{
     {"com/component",
      {"host", "values", "formula", "functions", "formats", "listener", "com/base", "com/host",
       "com/component"}},
-    {"com/server", {"com/base", "com/host", "com/component", "com/server", "values"}},
+    {"com/server",
+     {"values", "listener", "com/base", "com/dialog", "com/host", "com/component", "com/server"}},
     {"com/notebook",
      {"host", "values", "listener", "notebook", "com/base", "com/host", "com/notebook"}},
 };
@@ -39,43 +40,72 @@ bool IsForeign(const std::string& header) {
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
 }
 
-TEST(Layers, IncludesRunOneWay) {
-  const std::filesystem::path root = KT_SOURCE_DIR "/src";
-  const std::regex own(R"re(#include "([^"]+)/[^/"]+")re");
-  const std::regex system(R"re(#include <([^>]+)>)re");
-  int files = 0;
+// Calls `check` with path, folder and header of each line of the tree that includes one; the header
+// is as written, with its quotes or brackets.
+template <typename Check>
+void ForEachInclude(const std::filesystem::path& root, Check&& check) {
+  const std::regex include(R"re(^#include ("[^"]+"|<[^>]+>))re");
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     const std::string extension = entry.path().extension().string();
     if (extension != ".h" && extension != ".cpp") continue;
     const std::string folder = entry.path().parent_path().lexically_relative(root).generic_string();
-    ASSERT_TRUE(kAllowed.contains(folder)) << entry.path();
-    ++files;
     std::ifstream stream(entry.path());
     for (std::string line; std::getline(stream, line);) {
       std::smatch match;
-      if (std::regex_search(line, match, own)) {
-        EXPECT_TRUE(kAllowed.at(folder).contains(match[1])) << entry.path() << ": " << line;
-      } else if (std::regex_search(line, match, system)) {
-        EXPECT_TRUE(!IsForeign(match[1]) || MayIncludeForeign(folder))
-            << entry.path() << ": " << line;
-        EXPECT_TRUE(match[1] != "windows.h" || folder == "com/base")
-            << entry.path() << ": " << line;
-      }
+      if (std::regex_search(line, match, include)) check(entry.path(), folder, match[1].str());
     }
   }
-  EXPECT_GT(files, 50);
+}
+
+// The folder in a quoted header, "" for any other.
+std::string FolderOf(const std::string& header) {
+  const std::size_t slash = header.rfind('/');
+  return header.front() == '"' && slash != header.npos ? header.substr(1, slash - 1) : "";
+}
+
+TEST(Layers, IncludesRunOneWay) {
+  std::set<std::string> seen;
+  ForEachInclude(KT_SOURCE_DIR "/src", [&](const auto& path, const auto& folder, auto header) {
+    ASSERT_TRUE(kAllowed.contains(folder)) << path;
+    seen.insert(path.string());
+    if (header.front() == '"') {
+      // Headers without a folder are made by the build.
+      const std::string included = FolderOf(header);
+      EXPECT_TRUE(included.empty() || kAllowed.at(folder).contains(included))
+          << path << ": " << header;
+      return;
+    }
+    header = header.substr(1, header.size() - 2);
+    EXPECT_TRUE(!IsForeign(header) || MayIncludeForeign(folder)) << path << ": " << header;
+    EXPECT_TRUE(header != "windows.h" || folder == "com/base") << path << ": " << header;
+  });
+  EXPECT_GT(seen.size(), 50U);
+}
+
+// The tests of a room see that room, those below it and the test host, which needs values alone.
+TEST(Layers, TestsOfARoomSeeNoRoomAboveIt) {
+  std::set<std::string> seen;
+  ForEachInclude(KT_SOURCE_DIR "/tests", [&](const auto& path, const auto& folder, auto header) {
+    const bool is_host = folder == "test_host";
+    if (!is_host && (folder.starts_with("com") || !kAllowed.contains(folder))) return;
+    seen.insert(folder);
+    const std::string included = FolderOf(header);
+    EXPECT_TRUE(included.empty() || included == "test_host" ||
+                kAllowed.at(is_host ? "values" : folder).contains(included))
+        << path << ": " << header;
+  });
+  EXPECT_EQ(seen, (Folders{"formats", "formula", "functions", "listener", "notebook", "test_host",
+                           "values"}));
 }
 
 // Listeners may come from another module, so only the place that creates them knows their classes.
 TEST(Layers, NotebookKnowsListenersByTheirInterfaces) {
-  const std::regex classes(R"re(#include "(listener/formula_listener|formats/.*_?listener)\.h")re");
+  const std::regex classes(R"re("(listener/formula_listener|formats/.*_?listener)\.h")re");
   std::set<std::string> knowing;
-  for (const auto& entry : std::filesystem::directory_iterator(KT_SOURCE_DIR "/src/notebook")) {
-    std::ifstream stream(entry.path());
-    for (std::string line; std::getline(stream, line);) {
-      if (std::regex_search(line, classes)) knowing.insert(entry.path().filename().string());
-    }
-  }
+  ForEachInclude(KT_SOURCE_DIR "/src/notebook",
+                 [&](const auto& path, const auto&, const auto& header) {
+                   if (std::regex_match(header, classes)) knowing.insert(path.filename().string());
+                 });
   EXPECT_EQ(knowing, std::set<std::string>{"framework.cpp"});
 }
 

@@ -1,44 +1,16 @@
 // A listener's configuration: reading, writing, storing, and the host's questions about it.
 #include <gtest/gtest.h>
 
-#include "formats/fake_framework.h"
 #include "formula/fake_function.h"
 #include "listener/formula_listener.h"
-#include "notebook/database.h"
-#include "notebook/notebook_file.h"
-#include "notebook/utf.h"
+#include "test_host/database.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 #include "values/text.h"
 
 namespace ktformula {
 namespace {
-
-using ktnotebook::FromUtf8;
-using ktnotebook::ToUtf8;
-
-class FakeHelper : public DatabaseHelper {
- public:
-  std::u16string TypeName() const override { return u"Helper"; }
-  std::u16string KeyColumnFragment(std::u16string_view column) override {
-    return std::u16string(column) + u", ";
-  }
-  std::u16string NextKeyExpression(std::u16string_view sequence) override {
-    return u"next(" + std::u16string(sequence) + u"), ";
-  }
-  std::u16string Quote(std::u16string_view text) override {
-    return u"<" + std::u16string(text) + u">";
-  }
-};
-
-class FakeDatabase : public DatabaseAccess {
- public:
-  std::u16string sql;
-  std::u16string TypeName() const override { return u"Database"; }
-  void Execute(std::u16string_view statement) override { sql = statement; }
-  Ref<RowSet> OpenRow(std::u16string_view) override {
-    throw RaisedError(72, u"Database", u"closed");
-  }
-};
 
 class FakeService : public HostService {
  public:
@@ -59,7 +31,7 @@ class ConfigurationTest : public ::testing::Test {
   ~ConfigurationTest() override { listener->Terminate(); }
 
   std::string Set(std::u16string_view data_type, std::string_view xml) {
-    return Raised([&] { listener->SetData(data_type, ParseXml(*FromUtf8(xml)).get()); });
+    return Raised([&] { listener->SetData(data_type, ParseXml(FromUtf8(xml)).get()); });
   }
 
   // What is inside the element that an export writes, or all of it.
@@ -74,14 +46,9 @@ class ConfigurationTest : public ::testing::Test {
     return xml.substr(begin, xml.rfind("</r>") - begin);
   }
 
-  ktnotebook::Notebook notebook = ktnotebook::ReadNotebook(
-      "<notebook><form name='F'><table name='T' key='5'>"
-      "<property key='11' name='Mass' type='number'/><property key='12' name='Name' type='string'/>"
-      "</table></form></notebook>",
-      "test");
-  ktnotebook::NotebookTable* table = notebook.forms.front()->FindTable(u"T");
-  Ref<OwnerCollection> owner = notebook.forms.front()->OwnerOf(table->OwnField());
-  Ref<FakeFramework> framework = MakeRef<FakeFramework>();
+  Ref<TestForm> form = MakeRef<TestForm>("table T\n 11 Mass number | 12 Name string");
+  Ref<OwnerCollection> owner = form->OwnerOf(u"T");
+  Ref<TestFramework> framework = MakeRef<TestFramework>();
   Ref<FakeService> service = MakeRef<FakeService>();
   Ref<FormulaListener> listener = MakeRef<FormulaListener>(std::span<const FunctionClass>());
 };
@@ -192,9 +159,26 @@ TEST_F(ConfigurationTest, FailingSetDataChangesNothing) {
                 "<propertyFormula name='?'/></fieldListener>"),
             "raised -2147220991 FormulaListener.SetData: the property name \"?\" is not recognized "
             "in the table \"T\"; ");
-  EXPECT_EQ(Raised([&] { listener->SetData(u"xml", table); }),
+  EXPECT_EQ(Raised([&] { listener->SetData(u"xml", form.get()); }),
             "raised 13" + path + "Type mismatch; ");
   EXPECT_EQ(Exported(u""), before);
+}
+
+TEST_F(ConfigurationTest, AnswersAndRemovesFormulas) {
+  EXPECT_FALSE(listener->FormulaOf(11).has_value());
+  EXPECT_FALSE(listener->DefinitionOf(u"d").has_value());
+  listener->SetPropertyFormula(11, u"1", u"0.0");
+  listener->SetDefinition(u"d", u"2");
+  EXPECT_EQ(listener->FormulaOf(11)->string_format, u"0.0");
+  EXPECT_EQ(listener->DefinitionOf(u"d")->formula, u"2");
+  listener->SetPropertyFormula(11, u"", u"");
+  listener->SetDefinition(u"d", u"");
+  EXPECT_FALSE(listener->FormulaOf(11).has_value());
+  EXPECT_FALSE(listener->DefinitionOf(u"d").has_value());
+  // An entry without a formula that was read stays as it is.
+  Set(u"xml", "<fieldListener><propertyFormula key='11'/></fieldListener>");
+  listener->SetPropertyFormula(11, u"", u"");
+  EXPECT_TRUE(listener->FormulaOf(11).has_value());
 }
 
 TEST_F(ConfigurationTest, ExportNamesColumnsByKeyOrName) {
@@ -262,57 +246,101 @@ TEST_F(ConfigurationTest, AnswersHost) {
 }
 
 TEST_F(ConfigurationTest, SendsItsStatementsToDatabase) {
-  framework->database_helper = MakeRef<FakeHelper>();
-  const auto database = MakeRef<FakeDatabase>();
-  listener->Create(table->OwnField(), *database, u"O'Neil", u"Prog.ID", -2);
+  framework->database_helper = MakeRef<TestDatabaseHelper>();
+  const auto database = MakeRef<TestDatabase>();
+  listener->Create(form->FieldOf(u"T"), *database, u"O'Neil", u"Prog.ID", -2);
   EXPECT_EQ(database->sql,
             u"INSERT INTO ELN_field_listeners(field_listener_key, name, prog_ID, field_key, "
-            u"position)VALUES(next(KtS_field_listeners), <O'Neil>, <Prog.ID>, 5, -2)");
+            u"position)VALUES(next(KtS_field_listeners), <O'Neil>, <Prog.ID>, 1, -2)");
   EXPECT_EQ(Raised([&] { listener->Save(*database); }),
             "raised 72 FormulaListener.IKtObject_Save/Database: closed; ");
   EXPECT_FALSE(listener->IsSaved());
 }
 
-TEST_F(ConfigurationTest, SavesIntoRowAndReadsItBack) {
-  const auto database = ktnotebook::OpenDatabase(":memory:", true);
-  database->Run(
-      "CREATE TABLE ELN_field_listeners(field_listener_key INTEGER PRIMARY KEY, Name TEXT, prog_id "
-      "TEXT, field_key INTEGER, Position INTEGER, config_xml TEXT)");
-  const Ref<DatabaseAccess> access = ktnotebook::MakeDatabaseAccess(database);
-  framework->database_helper = database->Helper();
-  listener->Create(table->OwnField(), *access, u"O'Neil", kFormulaListenerIdentifier, 2);
-  const auto load = [&] {
-    listener->SetData(u"", access->OpenRow(u"SELECT * FROM ELN_field_listeners WHERE 1 = 1").get());
-  };
-  load();
+class StoredConfigurationTest : public ConfigurationTest {
+ protected:
+  StoredConfigurationTest() {
+    database->row = row;
+    row->numbers = {{u"field_listener_key", 1}, {u"Position", 2}};
+    row->texts = {{u"Name", u"O'Neil"}, {u"prog_id", kFormulaListenerIdentifier.data()}};
+  }
+  std::string Load(std::u16string_view data_type) {
+    return Raised([&] { listener->SetData(data_type, row.get()); });
+  }
+
+  Ref<TestDatabase> database = MakeRef<TestDatabase>();
+  Ref<TestRowSet> row = MakeRef<TestRowSet>();
+};
+
+TEST_F(StoredConfigurationTest, SavesIntoRowAndReadsItBack) {
+  EXPECT_EQ(Load(u""), "");
   EXPECT_EQ(Exported(u""),
             "<r><fieldListener key=\"1\" progID=\"KtFormula9.FormulaListener\" name=\"O'Neil\" "
             "position=\"2\"/></r>");
   EXPECT_TRUE(listener->IsSaved());
 
-  const auto stored = [&] {
-    return std::get<std::string>(
-        database->Run("SELECT config_xml FROM ELN_field_listeners").rows.front().front());
-  };
-  listener->Save(*access);
-  EXPECT_EQ(stored(), "<fieldListener/>");
+  listener->Save(*database);
+  EXPECT_EQ(ToUtf8(row->texts[u"config_xml"]), "<fieldListener/>");
   listener->SetPosition(4);
   listener->SetPropertyFormula(11, u"'\"<&>µ'", u"0.0");
   listener->SetDefinition(u"d", u"1");
-  listener->Save(*access);
+  listener->Save(*database);
   EXPECT_TRUE(listener->IsSaved());
-  EXPECT_EQ(stored(),
+  EXPECT_EQ(row->updates, 2);
+  EXPECT_EQ(database->sql, u"SELECT * FROM ELN_field_listeners WHERE field_listener_key = 1");
+  EXPECT_EQ(ToUtf8(row->texts[u"config_xml"]),
             "<fieldListener><propertyFormula format=\"0.0\" key=\"11\"><![CDATA['\"<&>µ']]>"
             "</propertyFormula><definition name=\"d\"><![CDATA[1]]></definition></fieldListener>");
   const std::string saved = Exported(u"");
   Set(u"xml", "<fieldListener position='1' name='x'/>");
-  load();
+  EXPECT_EQ(Load(u""), "");
   EXPECT_EQ(Exported(u""), saved);
+}
 
-  // A row that holds no XML leaves the listener as it is.
-  database->Run("UPDATE ELN_field_listeners SET config_xml = '<a', Name = 'y'");
-  EXPECT_TRUE(Raised(load).find(" FormulaListener.SetData/") != std::string::npos);
-  EXPECT_EQ(Exported(u""), saved);
+// A row that fails midway leaves the listener as it is.
+TEST_F(StoredConfigurationTest, FailingRowChangesNothing) {
+  Set(u"", "<fieldListener name='Old'><definition name='old'>1</definition></fieldListener>");
+  const std::string before = Exported(u"");
+  const std::u16string readable = u"<fieldListener><definition name='new'/></fieldListener>";
+  struct Row {
+    std::u16string broken_column;
+    std::int32_t position;
+    std::u16string config_xml;
+    std::string raised;
+  };
+  const Row rows[] = {
+      {u"field_listener_key", 2, readable, "raised 73 FormulaListener.SetData/Recordset: "},
+      {u"Name", 2, readable, "raised 73 FormulaListener.SetData/Recordset: "},
+      {u"prog_id", 2, readable, "raised 73 FormulaListener.SetData/Recordset: "},
+      {u"Position", 2, readable, "raised 73 FormulaListener.SetData/Recordset: "},
+      {u"config_xml", 2, readable, "raised 73 FormulaListener.SetData/Recordset: "},
+      {u"", 32768, readable, "raised 6 FormulaListener.SetData/KtFormula9: "},
+      {u"", -32769, readable, "raised 6 FormulaListener.SetData/KtFormula9: "},
+      {u"", 2, u"<a", "raised -2147220991 FormulaListener.SetData/DOMDocument.LoadText: "},
+      {u"", 2, u"<a><propertyFormula name='?'/></a>",
+       "raised -2147220991 FormulaListener.SetData: the property name \"?\" "},
+  };
+  for (const Row& broken : rows) {
+    row->broken_column = broken.broken_column;
+    row->numbers[u"Position"] = broken.position;
+    row->texts[u"config_xml"] = broken.config_xml;
+    const std::string raised = Load(u"");
+    EXPECT_TRUE(raised.starts_with(broken.raised)) << raised;
+    EXPECT_EQ(Exported(u""), before) << raised;
+    EXPECT_FALSE(listener->IsSaved());
+  }
+}
+
+// These types announce an element, and not every row is one of a record set.
+TEST_F(StoredConfigurationTest, RowUnderAnotherTypeIsRefused) {
+  const std::string before = Exported(u"");
+  for (const std::u16string_view data_type : {u"xml", u"initialize"}) {
+    EXPECT_EQ(Load(data_type), "raised 13 FormulaListener.SetData/KtFormula9: Type mismatch; ");
+    EXPECT_EQ(Exported(u""), before);
+  }
+  row->type_name = u"Rows";
+  EXPECT_EQ(Load(u""), "raised 13 FormulaListener.SetData/KtFormula9: Type mismatch; ");
+  EXPECT_EQ(Exported(u""), before);
 }
 
 TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
@@ -335,6 +363,17 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   EXPECT_EQ(ended, "SUM AVG ");
   EXPECT_EQ(owner_of_functions->Configuration().property_formulas.Entries().size(), 0U);
 
+  // The host's objects go first.
+  struct LeavingFramework final : TestFramework {
+    explicit LeavingFramework(std::string& told) : log(told) {}
+    ~LeavingFramework() override { log += "host "; }
+    std::string& log;
+  };
+  ended.clear();
+  owner_of_functions->Initialize(MakeRef<LeavingFramework>(ended), owner, nullptr);
+  owner_of_functions->Terminate();
+  EXPECT_EQ(ended, "host SUM AVG ");
+
   // A second Initialize finds the names in use; the listener keeps what it has.
   ended.clear();
   owner_of_functions->Initialize(framework, owner, nullptr);
@@ -356,6 +395,57 @@ TEST_F(ConfigurationTest, OwnsFunctionsFromInitializeToTerminate) {
   EXPECT_EQ(Raised([&] { never_ready->Initialize(framework, owner, nullptr); }), in_use);
   EXPECT_EQ(ended, "SUM ");
   EXPECT_TRUE(never_ready->FormulaFunctions().Find(u"SUM") == nullptr);
+}
+
+// A host's dictionary of functions.
+class HostDictionary final : public FunctionDictionary {
+ public:
+  explicit HostDictionary(std::string& log) : log_(log) {}
+  void Add(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) override {
+    log_ += "add " + Narrow(key) + "; ";
+    functions_.push_back(std::move(function));
+  }
+  void Remove(std::u16string_view) override {}
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view) const override {
+    return functions_.front();
+  }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override { return functions_; }
+  void Clear() override { log_ += "clear; "; }
+
+ private:
+  std::string& log_;
+  std::vector<std::shared_ptr<IKtFormulaFunction>> functions_;
+};
+
+TEST_F(ConfigurationTest, KeepsFunctionsInTheHostsDictionary) {
+  std::string log;
+  const std::vector<FunctionClass> classes = {
+      {u"SUM", [] { return std::make_unique<FakeFunction>(); }}};
+  const auto owner_of_functions =
+      MakeRef<FormulaListener>(classes, FunctionRegistry(std::make_unique<HostDictionary>(log)));
+  owner_of_functions->Initialize(framework, owner, nullptr);
+  EXPECT_NE(owner_of_functions->FormulaFunction(u"whatever"), nullptr);
+  owner_of_functions->Terminate();
+  EXPECT_EQ(log, "add SUM; clear; ");
+}
+
+// Nobody can keep a listener that is being destroyed.
+TEST_F(ConfigurationTest, AListenerThatEndsIsKeptByNobody) {
+  std::string kept;
+  FormulaListener* ending = nullptr;
+  const std::vector<FunctionClass> classes = {
+      {u"SUM", [&] {
+         return std::make_unique<FakeFunction>(
+             [](auto&&...) {}, [&] { kept += ending->KeepAlive() ? "kept; " : "gone; "; });
+       }}};
+  for (const bool terminate_first : {true, false}) {
+    auto owner_of_functions = MakeRef<FormulaListener>(classes);
+    ending = owner_of_functions.get();
+    owner_of_functions->Initialize(framework, owner, nullptr);
+    if (terminate_first) owner_of_functions->Terminate();
+    owner_of_functions = nullptr;
+  }
+  EXPECT_EQ(kept, "kept; gone; ");
 }
 
 }  // namespace

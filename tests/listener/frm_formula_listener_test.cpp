@@ -1,7 +1,6 @@
 // The properties dialog and the box that tells of its errors, driven by a scripted user.
 #include "listener/frm_formula_listener.h"
 
-#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <set>
@@ -9,35 +8,24 @@
 #include <utility>
 #include <vector>
 
-#include "formats/fake_framework.h"
 #include "listener/error_message_box.h"
 #include "listener/formula_listener.h"
-#include "listener/scripted_form.h"
-#include "notebook/notebook_file.h"
-#include "notebook/notebook_store.h"
-#include "notebook/recalculation.h"
-#include "notebook/utf.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
+#include "test_host/scripted_form.h"
+#include "values/describe.h"
 
 namespace ktformula {
 namespace {
 
-class DialogHost : public FakeFramework {
+class DialogHost : public TestFramework {
  public:
   std::function<void()> on_save = [] {};
   void RequestSave(IKtObject& object, std::u16string_view text) override {
-    FakeFramework::RequestSave(object, text);
+    TestFramework::RequestSave(object, text);
     on_save();
   }
 };
-
-constexpr std::string_view kNotebook =
-    "<notebook><form name='F'><table name='T' key='1'>"
-    "<property key='11' name='Mass' type='number'/><property key='12' name='Double' type='number'/>"
-    "<row id='1'><cell property='Mass' state='entered'>4</cell></row>"
-    "<fieldListener progID='KtFormula9.FormulaListener' name='Sums' position='1'>"
-    "<propertyFormula format='0' key='12'>[Mass]\n+[a]</propertyFormula>"
-    "<definition name='a'>1</definition><definition name='b'>[a]\n+1</definition>"
-    "</fieldListener></table></form></notebook>";
 
 class DialogTest : public ::testing::Test {
  protected:
@@ -49,7 +37,7 @@ class DialogTest : public ::testing::Test {
     if (listener) listener->Terminate();
     framework->calls.clear();
     listener = MakeRef<FormulaListener>(std::span<const FunctionClass>());
-    listener->Initialize(framework, form().OwnerOf(table().OwnField()), nullptr);
+    listener->Initialize(framework, form->OwnerOf(u"T"), nullptr);
     listener->SetName(u"Sums");
     listener->SetPropertyFormula(12, u"[Mass]\n+[a]", u"0");
     listener->SetDefinition(u"a", u"1");
@@ -59,8 +47,6 @@ class DialogTest : public ::testing::Test {
     });
     framework->dialog_form = dialog = MakeRef<ScriptedForm>();
   }
-  ktnotebook::NotebookForm& form() { return *notebook.forms.front(); }
-  ktnotebook::NotebookTable& table() { return *form().FindTable(u"T"); }
 
   // "saved: " when a save was asked for; then each entry, those that kept their trees with "*".
   std::string Edit(const std::vector<std::string>& actions) {
@@ -68,14 +54,14 @@ class DialogTest : public ::testing::Test {
     listener->EditProperties();
     std::string result = framework->calls.empty() ? "" : "saved: ";
     ForEach([&](std::u16string_view key, const PropertyFormula& formula) {
-      result += Narrow(key) + ":" + Shown(formula.Formula) +
+      result += Narrow(key) + ":" + ToUtf8(formula.Formula) +
                 (formula.StringFormat.empty() ? "" : "|" + Narrow(formula.StringFormat)) +
                 (formula.TokenTree ? "* " : " ");
     });
     return result;
   }
 
-  ktnotebook::Notebook notebook = ktnotebook::ReadNotebook(kNotebook, "test");
+  Ref<TestForm> form = MakeRef<TestForm>("table T\n 11 Mass number | 12 Double number\n 4 |");
   Ref<DialogHost> framework = MakeRef<DialogHost>();
   Ref<FormulaListener> listener;
   Ref<ScriptedForm> dialog;
@@ -92,34 +78,35 @@ class DialogTest : public ::testing::Test {
 };
 
 TEST_F(DialogTest, StoresWhatWasEdited) {
-  const std::string same = "12:[Mass]~+[a]|0* a:1* b:[a]~+1* ";
-  const std::string definitions = "a:1* b:[a]~+1* ";
-  const std::string doubled = "12:[Mass]~+[a]|0* ";
+  const std::string same = "12:[Mass]\n+[a]|0* a:1* b:[a]\n+1* ";
+  const std::string definitions = "a:1* b:[a]\n+1* ";
+  const std::string doubled = "12:[Mass]\n+[a]|0* ";
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{}, same},
-      {{"see a = 1;^~b = [a]^~+1;|", "pick Double", "see [Mass]^~+[a]|0", "pick Mass", "see |",
-        "pick Definitions", "see a = 1;^~b = [a]^~+1;|", "leave"},
+      {{"see a = 1;\r\nb = [a]\r\n+1;|", "pick Double", "see [Mass]\r\n+[a]|0", "pick Mass",
+        "see |", "pick Definitions", "see a = 1;\r\nb = [a]\r\n+1;|", "leave"},
        same},
       // Edits are kept on the way to another entry, on deactivation and by the close box.
-      {{"pick Double", "formula 2^~*3", "format 0.0", "pick Mass", "see |", "pick Double",
-        "see 2^~*3|0.0"},
-       "saved: 12:2~*3|0.0 " + definitions},
-      {{"pick Mass", "formula 7", "leave", "pick Double", "formula [Mass]^^~+[a]"},
+      {{"pick Double", "formula 2\r\n*3", "format 0.0", "pick Mass", "see |", "pick Double",
+        "see 2\r\n*3|0.0"},
+       "saved: 12:2\n*3|0.0 " + definitions},
+      {{"pick Mass", "formula 7", "leave", "pick Double", "formula [Mass]\r\r\n+[a]"},
        "saved: " + doubled + "11:7 " + definitions},
-      {{"pick Double", "format %"}, "saved: 12:[Mass]~+[a]|% " + definitions},
-      {{"pick Double", "formula [Mass]^^~+[a]", "format ^0"}, same},
+      {{"pick Double", "formula 5", "pick"}, "saved: 12:5|0 " + definitions},
+      {{"pick Double", "format %"}, "saved: 12:[Mass]\n+[a]|% " + definitions},
+      {{"pick Double", "formula [Mass]\r\r\n+[a]", "format \r0"}, same},
       // There and back again is a change, too.
       {{"pick Mass", "formula 7", "leave", "formula "}, "saved: " + same},
       {{"pick Double", "formula ", "enter"}, "saved: " + definitions},
       {{"pick Mass", "format 0.0"}, same},
       // Definitions: by name, with any white space around.
       {{"format 0.0"}, same},
-      {{"formula  b=[a]^~+1 ;^~^~ a =1"}, same},
+      {{"formula  b=[a]\r\n+1 ;\r\n\r\n a =1"}, same},
       {{"formula a = 1; b = a + 1;"}, "saved: " + doubled + "a:1* b:a + 1 "},
-      {{"formula x; a = 1;; = ;b = [a]^~+1; y"}, "saved: " + same + ": "},
-      {{"formula c = 2 = 3; a = 1", "pick Double", "pick Definitions", "see a = 1;^~c = 2 = 3;|"},
+      {{"formula x; a = 1;; = ;b = [a]\r\n+1; y"}, "saved: " + same + ": "},
+      {{"formula c = 2 = 3; a = 1", "pick Double", "pick Definitions", "see a = 1;\r\nc = 2 = 3;|"},
        "saved: " + doubled + "a:1* c:2 = 3 "},
-      {{"formula a = 1; a = 2; b = [a]^~+1"}, "saved: " + doubled + "b:[a]~+1* a:2 "},
+      {{"formula a = 1; a = 2; b = [a]\r\n+1"}, "saved: " + doubled + "b:[a]\n+1* a:2 "},
       {{"formula "}, "saved: " + doubled},
       {{"formula no definition"}, "saved: " + doubled},
   };
@@ -135,14 +122,14 @@ TEST_F(DialogTest, LeavesUntouchedTextsAlone) {
   listener->SetDefinition(u"b", u"'x;y'");
   listener->SetPropertyFormula(11, u"1\r+1", u"");
   EXPECT_EQ(Edit({"pick Mass", "pick Definitions", "format 0", "leave"}),
-            "12:[Mass]~+[a]|0* 11:1^+1 a:1* b:'x;y' ");
+            "12:[Mass]\n+[a]|0* 11:1\r+1 a:1* b:'x;y' ");
 }
 
 // Enter presses OK except in the formula box, and no box stays hooked.
 TEST_F(DialogTest, FollowsFocus) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> rows = {
       {{"enter"}, "hide; unload; "},
-      {{"pick Mass", "focus formula", "enter", "see ^~|", "focus format", "enter"},
+      {{"pick Mass", "focus formula", "enter", "see \r\n|", "focus format", "enter"},
        "hook formula; unhook formula; hook format; hide; unhook format; unload; "},
       {{"focus format", "focus list", "focus formula", "focus list", "enter"},
        "hook format; unhook format; hook formula; unhook formula; hide; unload; "},
@@ -231,7 +218,7 @@ TEST(ErrorMessageBox, ShowsAndLogs) {
       {u"", {32755, u"A", u"Cancel was selected."}, "", ""},
   };
   for (const auto& [title, error, title_shown, message] : rows) {
-    const auto framework = MakeRef<FakeFramework>();
+    const auto framework = MakeRef<TestFramework>();
     Log log;
     ShowErrorMessageBox(framework.get(), title, error, &log);
     ShowErrorMessageBox(framework.get(), title, error);
@@ -254,30 +241,6 @@ TEST(ErrorMessageBox, IsShownWithoutHost) {
   });
   MakeRef<FormulaListener>(std::span<const FunctionClass>())->EditProperties();
   EXPECT_EQ(shown, "Error Setting Field Listener Properties: Sorry, Object variable not set.");
-}
-
-// From a notebook in a database through the dialog and back into the database.
-TEST(DialogOverNotebook, SavesAndRecalculates) {
-  ktnotebook::NotebookStore store(ktnotebook::OpenDatabase(":memory:", true), true);
-  ktnotebook::Notebook imported = ktnotebook::ReadNotebook(kNotebook, "test");
-  store.Add(imported, *imported.forms.front());
-  const auto doubled = [](const ktnotebook::Notebook& notebook) {
-    ktnotebook::RecalculateForm(*notebook.forms.front(), 8);
-    return ktnotebook::ToUtf8(
-        notebook.forms.front()->FindTable(u"T")->Rows().front()->CellAt(1).Text());
-  };
-
-  const ktnotebook::Notebook opened = store.Load(u"F");
-  EXPECT_EQ(doubled(opened), "5");
-  const auto dialog = MakeRef<ScriptedForm>();
-  opened.framework->UseDialogs([&] { return dialog; });
-  dialog->actions = {
-      "formula a = 3",      "pick Double",   "formula [Mass]*^~[a]", "pick Mass",    "pick Double",
-      "see [Mass]*^~[a]|0", "focus formula", "formula [Mass]*[a]",   "focus format", "enter"};
-  opened.forms.front()->FindTable(u"T")->Listeners().front()->EditProperties();
-  EXPECT_EQ(doubled(opened), "12");
-  EXPECT_EQ(doubled(store.Load(u"F")), "12");
-  EXPECT_TRUE(std::filesystem::exists(opened.framework->ApplicationPath()));
 }
 
 }  // namespace

@@ -1,151 +1,58 @@
 // Recalculation: what is written into which cell, and what is left alone.
-
 #include <gtest/gtest.h>
 
-#include "formats/fake_framework.h"
 #include "formula/fake_function.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
-#include "notebook/notebook_file.h"
-#include "notebook/table_control.h"
-#include "notebook/utf.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 #include "values/text.h"
 
 namespace ktformula {
 namespace {
 
-using ktnotebook::Notebook;
-using ktnotebook::NotebookForm;
-using ktnotebook::NotebookTable;
-using ktnotebook::ToUtf8;
-
-// Passes every write on and records it.
-class RecordingGrid : public GridControl {
- public:
-  explicit RecordingGrid(Ref<GridControl> grid) : grid_(std::move(grid)) {}
-
-  std::string log;
-  // Runs after each text that is written.
-  std::function<void()> on_write = [] {};
-
-  std::u16string TypeName() const override { return u"Grid"; }
-  void WriteText(TableCell& cell, std::u16string_view text, bool flag) override {
-    log += "write " + ToUtf8(text) + (flag ? " as value; " : "; ");
-    grid_->WriteText(cell, text, flag);
-    on_write();
-  }
-  void ClearNumber(TableCell& cell) override {
-    log += "clear; ";
-    grid_->ClearNumber(cell);
-  }
-  void SetValue(TableCell& cell, double value, std::u16string_view pattern,
-                std::u16string_view unit_name) override {
-    grid_->SetValue(cell, value, pattern, unit_name);
-    log += "show " + ToUtf8(cell.Text()) + "; ";
-  }
-  void FinishCell(TableCell& cell) override {
-    log += "finish. ";
-    grid_->FinishCell(cell);
-  }
-
- private:
-  Ref<GridControl> grid_;
-};
-
-// The notification, the form and the control holder that lead to a recording grid.
-class RecordingHost : public NotificationSource {
- public:
-  explicit RecordingHost(Ref<GridControl> grid) : form_(MakeRef<HostForm>(std::move(grid))) {}
-  std::u16string TypeName() const override { return u"Notification"; }
-  Ref<Form> FormObject() override { return form_; }
-
- private:
-  class Holder : public ControlHolder {
-   public:
-    explicit Holder(Ref<GridControl> grid) : grid_(std::move(grid)) {}
-    std::u16string TypeName() const override { return u"Holder"; }
-    Ref<ELNProperties> Properties() override { return nullptr; }
-    Ref<GridControl> Object() override { return grid_; }
-
-   private:
-    Ref<GridControl> grid_;
-  };
-  class HostForm : public Form {
-   public:
-    explicit HostForm(Ref<GridControl> grid) : holder_(MakeRef<Holder>(std::move(grid))) {}
-    std::u16string TypeName() const override { return u"Form"; }
-    Ref<ControlHolder> HolderOf(const Field&) override { return holder_; }
-
-   private:
-    Ref<Holder> holder_;
-  };
-
-  Ref<HostForm> form_;
-};
-
-// A notebook with the table T, whose listener is made here with the functions of a test.
+// A form with the table T, whose listener is made here with the functions of a test.
 class RecalculationTest : public ::testing::Test {
  protected:
   ~RecalculationTest() override {
     if (listener) listener->Terminate();
   }
 
-  // `table` is what stands inside the table element. The listener sees the table and the form's
-  // other fields; X, key 1, is the column that the helpers below are about.
-  void Load(const std::string& table, const std::string& fields = "") {
+  // `table` is what stands below the table's name. X, key 1, is the column that the tests are
+  // about.
+  void Load(const std::string& table) {
     if (listener) listener->Terminate();
-    notebook = ktnotebook::ReadNotebook("<notebook><form name='F'><table name='T' key='1'>" +
-                                            table + "</table>" + fields + "</form></notebook>",
-                                        "test");
-    form = notebook.forms.front().get();
-    T = form->FindTable(u"T");
+    form = MakeRef<TestForm>("table T\n" + table);
+    T = &form->TableOf(u"T");
+    grid = form->grid.get();
     listener = MakeRef<FormulaListener>(functions);
-    listener->Initialize(framework, form->OwnerOf(T->OwnField()), nullptr);
-    grid = MakeRef<RecordingGrid>(T->Control());
-    host = MakeRef<RecordingHost>(grid);
+    listener->Initialize(framework, form->OwnerOf(u"T"), nullptr);
   }
-  void Notify() { listener->TableNotification(*host, nullptr); }
+  void Notify() { listener->TableNotification(*form->Notification(), nullptr); }
+  std::string Texts(std::u16string_view column) const { return T->Texts(column); }
 
-  // The cells of a column, "a|b".
-  std::string Texts(std::u16string_view column) const {
-    std::string texts;
-    for (const auto& row : T->Rows()) {
-      texts += (row->Position() == 1 ? "" : "|") +
-               ToUtf8(row->CellAt(T->FindColumn(column)->Index()).Text());
-    }
-    return texts;
-  }
-
-  Ref<FakeFramework> framework = MakeRef<FakeFramework>();
+  Ref<TestFramework> framework = MakeRef<TestFramework>();
   std::vector<FunctionClass> functions{StandardFunctions().begin(), StandardFunctions().end()};
-  Notebook notebook;
-  NotebookForm* form = nullptr;
-  NotebookTable* T = nullptr;
+  Ref<TestForm> form;
+  TestTable* T = nullptr;
+  TestGrid* grid = nullptr;
   Ref<FormulaListener> listener;
-  Ref<RecordingGrid> grid;
-  Ref<RecordingHost> host;
 };
 
 TEST_F(RecalculationTest, WritesResultByItsKind) {
-  constexpr std::string_view kSources =
-      "<property key='2' name='Mass' type='number' unit='g'/>"
-      "<property key='3' name='Date' type='date'/><property key='4' name='Mol' type='structure'/>"
-      "<property key='5' name='NaN' type='number'/>";
-  constexpr std::string_view kCells =
-      "<cell property='Mass'>5 mg</cell><cell property='Date'>2024-03-01</cell>"
-      "<cell property='Mol'>CCO</cell><cell property='NaN'>n.d.</cell>";
+  const std::string sources =
+      " | 2 Mass number g | 3 Date date | 4 Mol structure | 5 NaN number\n"
+      "| 5 mg | 2024-03-01 | CCO | n.d.";
+  const std::string number = "1 X number";
+  const std::string formatted = "1 X number formatted";
+  const std::string mass = "1 X number g formatted";
   struct Row {
     std::string x;
     std::string_view formula;
     std::string written;
   };
   const std::string kHuge = "1" + std::string(306, '0');
-  const std::string number = "<property key='1' name='X' type='number'/>";
-  const std::string formatted =
-      "<property key='1' name='X' type='number' numberFormatting='true'/>";
-  const std::string mass =
-      "<property key='1' name='X' type='number' unit='g' numberFormatting='true'/>";
   const Row rows[] = {
       {number, "[Mass]*2", "write 1E-05 as value; "},
       {number, "1/3", "write 0.333333333333333 as value; "},
@@ -170,7 +77,7 @@ TEST_F(RecalculationTest, WritesResultByItsKind) {
       {mass, kHuge, "write #Error: Overflow; "},
   };
   for (const Row& row : rows) {
-    Load(row.x + std::string(kSources) + "<row id='1'>" + std::string(kCells) + "</row>");
+    Load(row.x + sources);
     listener->SetPropertyFormula(1, Widen(row.formula), u"");
     Notify();
     EXPECT_EQ(grid->log, row.written + "finish. ") << row.formula;
@@ -178,29 +85,34 @@ TEST_F(RecalculationTest, WritesResultByItsKind) {
 }
 
 TEST_F(RecalculationTest, ClearsNumberBeforeStringOnly) {
-  Load(
-      "<property key='1' name='X' type='number'/><property key='2' name='S' type='string'/>"
-      "<row id='1'><cell property='X'>7</cell><cell property='S'>seven</cell></row>"
-      "<row id='2'><cell property='X'>n.d.</cell></row><row id='3'/>");
-  listener->SetPropertyFormula(1, u"[S]", u"");
-  Notify();
-  EXPECT_EQ(grid->log, "clear; write seven; finish. clear; write ; finish. write ; finish. ");
-  grid->log.clear();
-  listener->SetPropertyFormula(1, u"8", u"");
-  Notify();
-  EXPECT_EQ(grid->log,
-            "write 8 as value; finish. write 8 as value; finish. write 8 as value; "
-            "finish. ");
+  const std::pair<std::string, std::string> rows[] = {
+      {"7", "clear; write seven; finish. "},
+      {"n.d.", "clear; write seven; finish. "},
+      {"", "write seven; finish. "},
+      // One bound that is not 0 is enough.
+      {"1 +/- 1", "clear; write seven; finish. "},
+      {"-1 +/- 1", "clear; write seven; finish. "},
+  };
+  for (const auto& [text, written] : rows) {
+    Load("1 X number\n" + text + "|");
+    listener->SetPropertyFormula(1, u"'seven'", u"");
+    Notify();
+    EXPECT_EQ(grid->log, written) << text;
+    grid->log.clear();
+    listener->SetPropertyFormula(1, u"8", u"");
+    Notify();
+    EXPECT_EQ(grid->log, "write 8 as value; finish. ");
+  }
 }
 
 TEST_F(RecalculationTest, KeepsEnteredCellsAndForeignColumns) {
-  Load(
-      "<property key='9' name='Bad' type='string'/><property key='1' name='X' type='number'/>"
-      "<property key='3' name='Empty' type='number'/><property key='4' name='None' type='number'/>"
-      "<row id='1'><cell property='X' state='entered'>5</cell><cell property='Empty'>3</cell></row>"
-      "<row id='2'><cell property='X' state='Entered'>5</cell></row>"
-      "<row id='3'><cell property='X' state='noted'>5</cell></row>"
-      "<row id='4'><cell property='None'>4</cell></row>");
+  Load(R"(
+      9 Bad string | 1 X number | 3 Empty number | 4 None number
+                   | entered 5  | 3              |
+                   | 5          |                |
+                   | noted 5    |                |
+                   |            |                | 4)");
+  T->CellAt(u"X", 2).state = u"Entered";
   listener->SetData(u"xml", ParseXml(u"<fieldListener><propertyFormula key='9'>(</propertyFormula>"
                                      u"<propertyFormula key='1'>6</propertyFormula>"
                                      u"<propertyFormula key='3'/></fieldListener>")
@@ -215,15 +127,22 @@ TEST_F(RecalculationTest, KeepsEnteredCellsAndForeignColumns) {
 
 TEST_F(RecalculationTest, ShowsDigitsAndUnitsThatWereEntered) {
   Load(
-      "<property key='1' name='X' type='number' unit='g' numberFormatting='true'/>"
-      "<property key='2' name='M' type='number' unit='kg'/>"
-      "<property key='3' name='V' type='number' unit='ml' numberFormatting='true'/>"
-      "<row id='1'><cell property='M' state='entered'>12.0 mg</cell></row>");
+      "1 X number g formatted | 2 M number kg    | 3 V number ml formatted\n"
+      "                       | entered 12.0 mg  |");
   listener->SetPropertyFormula(1, u"[M]/3", u"");
   listener->SetPropertyFormula(3, u"[M]/3000", u"0.0");
   Notify();
   EXPECT_EQ(Texts(u"X"), "4.00 mg");
   EXPECT_EQ(Texts(u"V"), "4.0 \u00b5l");
+}
+
+TEST_F(RecalculationTest, AFieldThatIsNoTableHasNothingToRecalculate) {
+  form = MakeRef<TestForm>("text Remark = first run");
+  listener = MakeRef<FormulaListener>(functions);
+  listener->Initialize(framework, form->OwnerOf(u"Remark"), nullptr);
+  listener->SetPropertyFormula(1, u"1", u"");
+  Notify();
+  EXPECT_EQ(form->grid->log, "");
 }
 
 // What a definition is worth: evaluated for the table, once in a pass, and never raising.
@@ -238,7 +157,7 @@ TEST_F(RecalculationTest, EvaluatesDefinitionsOncePerPass) {
                         target.SetNumber(calls, calls);
                       });
                 }}};
-  Load("<property key='1' name='X' type='number'/><row id='1'/><row id='2'/>");
+  Load("1 X number\n|\n|");
   const auto shown = [&](std::u16string_view formula) {
     listener->SetPropertyFormula(1, formula, u"");
     Notify();
@@ -249,7 +168,7 @@ TEST_F(RecalculationTest, EvaluatesDefinitionsOncePerPass) {
   EXPECT_EQ(context, T);
   EXPECT_EQ(shown(u"[calls]"), "2|2");
   EXPECT_EQ(shown(u"calls()"), "3|4");
-  EXPECT_EQ(context, &T->Rows()[1]->CellAt(0));
+  EXPECT_EQ(context, &T->CellAt(u"X", 2));
 
   const std::string unknown =
       "#Error: the object of type \"Nothing\" can not be converted into a value";
@@ -261,7 +180,7 @@ TEST_F(RecalculationTest, EvaluatesDefinitionsOncePerPass) {
 }
 
 TEST_F(RecalculationTest, DefinitionsOutsidePassHaveNoTable) {
-  Load("<property key='1' name='X' type='number'/><row id='1'/>");
+  Load("1 X number\n|");
   listener->SetDefinition(u"two", u"1 + [one]");
   listener->SetDefinition(u"one", u"1");
   listener->SetDefinition(u"of table", u"[X]");
@@ -282,7 +201,7 @@ TEST_F(RecalculationTest, DefinitionsOutsidePassHaveNoTable) {
 }
 
 TEST_F(RecalculationTest, DefinitionsInRingsAreErrorValues) {
-  Load("<property key='1' name='X' type='string'/><row id='1'/>");
+  Load("1 X string\n|");
   listener->SetDefinition(u"self", u"1 + [self]");
   listener->SetDefinition(u"a", u"[b]");
   listener->SetDefinition(u"b", u"[c] + 1");
@@ -300,9 +219,7 @@ TEST_F(RecalculationTest, ChainsOfDefinitionsMayBeLong) {
   constexpr int kLength = 10'000;
   for (const auto& [first, second] :
        {std::pair{kLength, 1}, {1, kLength}, {kLength / 2, kLength}}) {
-    Load(
-        "<property key='1' name='X' type='number'/><property key='2' name='Y' type='number'/>"
-        "<row id='1'/>");
+    Load("1 X number | 2 Y number\n|");
     listener->SetDefinition(u"0", u"7");
     for (int i = 1; i <= kLength; ++i)
       listener->SetDefinition(ToDecimalText(i), u"1 + [" + ToDecimalText(i - 1) + u"]");
@@ -317,7 +234,7 @@ TEST_F(RecalculationTest, ChainsOfDefinitionsMayBeLong) {
 // A long ring is the same as a short one, with or without a way out of it.
 TEST_F(RecalculationTest, LongRingsOfDefinitionsAreErrorValues) {
   constexpr int kLength = 1'000;
-  Load("<property key='1' name='X' type='string'/><row id='1'/>");
+  Load("1 X string\n|");
   for (int i = 0; i < kLength; ++i)
     listener->SetDefinition(ToDecimalText(i), u"1 + [" + ToDecimalText((i + 1) % kLength) + u"]");
   listener->SetPropertyFormula(1, u"[300]", u"");
@@ -331,9 +248,7 @@ TEST_F(RecalculationTest, LongRingsOfDefinitionsAreErrorValues) {
 
 // What the depth of one evaluation forbids is another's to have.
 TEST_F(RecalculationTest, RefusedEvaluationLeavesNoValueBehind) {
-  Load(
-      "<property key='1' name='X' type='number'/><property key='2' name='Y' type='number'/>"
-      "<property key='3' name='Z' type='number'/><row id='1'/>");
+  Load("1 X number | 2 Y number | 3 Z number\n| |");
   const auto nested = [](std::u16string formula) {
     for (int depth = 0; depth < 200; ++depth)
       formula = u"1=2 OR 1=1 AND 1=1+1*1!(" + formula + u")";
@@ -365,7 +280,7 @@ class CustomFormat final : public FieldListener, public IKtFormulaFormat {
 };
 
 TEST_F(RecalculationTest, CreatesResultFormatForEachPass) {
-  Load("<property key='1' name='X' type='number' numberFormatting='true'/><row id='1'/>");
+  Load("1 X number formatted\n|");
   listener->SetPropertyFormula(1, u"5", u"");
   framework->create_listener = [&](std::u16string_view name) -> Ref<IKtFieldListener> {
     if (name == u"Custom") return MakeRef<CustomFormat>();
@@ -385,7 +300,7 @@ TEST_F(RecalculationTest, CreatesResultFormatForEachPass) {
 }
 
 TEST_F(RecalculationTest, HostFailureReachesHostAndNextPassWorks) {
-  Load("<property key='1' name='X' type='number' numberFormatting='true'/><row id='1'/>");
+  Load("1 X number formatted\n|");
   framework->create_listener = [](auto) { return MakeRef<CustomFormat>(); };
   listener->SetResultFormat(u"Custom");
   listener->SetDefinition(u"five", u"5");
@@ -405,9 +320,6 @@ TEST_F(RecalculationTest, HostFailureReachesHostAndNextPassWorks) {
 
 // The host may notify, reconfigure or end the listener from within a write.
 TEST_F(RecalculationTest, WritesMayComeBackToListener) {
-  const std::string table =
-      "<property key='1' name='X' type='number'/><property key='2' name='Y' type='number'/>"
-      "<row id='1'/><row id='2'/>";
   const std::vector<std::pair<std::function<void()>, std::string>> reactions = {
       {[&] { Notify(); }, "1|1 2|2"},
       {[&] { listener->SetPropertyFormula(2, u"3", u""); }, "1|1 3|3"},
@@ -416,7 +328,7 @@ TEST_F(RecalculationTest, WritesMayComeBackToListener) {
       {[&] { listener->Terminate(); }, "1|1 |"},
   };
   for (const auto& [reaction, texts] : reactions) {
-    Load(table);
+    Load("1 X number | 2 Y number\n|\n|");
     listener->SetDefinition(u"one", u"1");
     listener->SetPropertyFormula(1, u"[one]", u"");
     listener->SetPropertyFormula(2, u"2", u"");
@@ -426,6 +338,23 @@ TEST_F(RecalculationTest, WritesMayComeBackToListener) {
     Notify();
     EXPECT_EQ(Texts(u"X") + " " + Texts(u"Y"), texts);
   }
+}
+
+// Formulas of a column that read the column itself; every pass but the last one changes it.
+TEST_F(RecalculationTest, ColumnsThatReadThemselvesSettleOrNot) {
+  functions = {StandardFunctions().begin(), StandardFunctions().end()};
+  ExpectRows(
+      {"SUM(1,[T],1/[X]) -> 0|0", "IF(MAX([X])<3,MAX([X])+1,3) -> 3|3", "SUM([X])+1 -> never"},
+      [this](const std::string& formula) {
+        Load("1 X number\n|\n|");
+        listener->SetPropertyFormula(1, Widen(formula), u"");
+        for (int pass = 0; pass < 8; ++pass) {
+          const std::string before = Texts(u"X");
+          Notify();
+          if (Texts(u"X") == before) return before;
+        }
+        return std::string("never");
+      });
 }
 
 }  // namespace

@@ -62,7 +62,8 @@ TEST_F(CellTextTest, ReadsNumbersInBaseUnits) {
       {u"1.5..2.5ml", u"l", 1.5e-6, 2.5e-6, u"ml"},
       {u"-2..-1", u"", -2, -1, u""},
       {u"0...5", u"", 0, 0.5, u""},
-      {u"3 .. 3 h", u"min", 10800, 10800, u"h"}};
+      {u"3 .. 3 h", u"min", 10800, 10800, u"h"},
+  };
   for (const Row& row : rows) {
     SCOPED_TRACE(ToUtf8(row.text));
     const std::optional<ParsedNumber> number = Parse(row.text, row.default_unit);
@@ -76,42 +77,44 @@ TEST_F(CellTextTest, ReadsNumbersInBaseUnits) {
 }
 
 TEST_F(CellTextTest, RefusesEverythingElse) {
-  const std::pair<std::u16string, std::u16string> rows[] = {{u"", u"g"},
-                                                            {u"  ", u"g"},
-                                                            {u"n.d.", u"g"},
-                                                            {u"mg", u"g"},
-                                                            {u"#Error: x", u""},
-                                                            {u"5 furlong", u"g"},
-                                                            {u"5 ml", u"g"},
-                                                            {u"5 mM", u"N"},
-                                                            {u"5 g", u""},
-                                                            {u"5 %", u"g"},
-                                                            {u"5 %%", u""},
-                                                            {u"5 G", u"g"},
-                                                            {u"5 m g", u"g"},
-                                                            {u"5 g 3", u"g"},
-                                                            {u"5 6", u"g"},
-                                                            {u"5-", u"g"},
-                                                            {u"- 5", u"g"},
-                                                            {u"--5", u"g"},
-                                                            {u".", u"g"},
-                                                            {u"5e", u"g"},
-                                                            {u"1,,2", u""},
-                                                            {u"2 .. 1", u""},
-                                                            {u"1..", u""},
-                                                            {u"..1", u""},
-                                                            {u"1..2..3", u""},
-                                                            {u"1 g .. 2 g", u"g"},
-                                                            {u"5 \u00B1 -1", u""},
-                                                            {u"5 \u00B1", u""},
-                                                            {u"\u00B1 5", u""},
-                                                            {u"5 \u00B1 1 .. 2", u""},
-                                                            {u"1e999", u""},
-                                                            {u"1e308 mol/g", u"mol/kg"},
-                                                            {u"1e308 \u00B1 1.7e308", u""},
-                                                            {u"inf", u""},
-                                                            {u"nan", u""},
-                                                            {u"0x10", u""}};
+  const std::pair<std::u16string, std::u16string> rows[] = {
+      {u"", u"g"},
+      {u"  ", u"g"},
+      {u"n.d.", u"g"},
+      {u"mg", u"g"},
+      {u"#Error: x", u""},
+      {u"5 furlong", u"g"},
+      {u"5 ml", u"g"},
+      {u"5 mM", u"N"},
+      {u"5 g", u""},
+      {u"5 %", u"g"},
+      {u"5 %%", u""},
+      {u"5 G", u"g"},
+      {u"5 m g", u"g"},
+      {u"5 g 3", u"g"},
+      {u"5 6", u"g"},
+      {u"5-", u"g"},
+      {u"- 5", u"g"},
+      {u"--5", u"g"},
+      {u".", u"g"},
+      {u"5e", u"g"},
+      {u"1,,2", u""},
+      {u"2 .. 1", u""},
+      {u"1..", u""},
+      {u"..1", u""},
+      {u"1..2..3", u""},
+      {u"1 g .. 2 g", u"g"},
+      {u"5 \u00B1 -1", u""},
+      {u"5 \u00B1", u""},
+      {u"\u00B1 5", u""},
+      {u"5 \u00B1 1 .. 2", u""},
+      {u"1e999", u""},
+      {u"1e308 mol/g", u"mol/kg"},
+      {u"1e308 \u00B1 1.7e308", u""},
+      {u"inf", u""},
+      {u"nan", u""},
+      {u"0x10", u""},
+  };
   for (const auto& [text, default_unit] : rows) {
     EXPECT_FALSE(Parse(text, default_unit)) << ToUtf8(text);
   }
@@ -119,10 +122,12 @@ TEST_F(CellTextTest, RefusesEverythingElse) {
 
 TEST_F(CellTextTest, ReadsTheUsersSeparators) {
   ktformula::SetUserLocale({u',', u'.'});
-  const Row rows[] = {{u"1.234,5", u"", 1234.5, 1234.5, u""},
-                      {u"1,5..2,5", u"", 1.5, 2.5, u""},
-                      {u"1.000..2.000", u"", 1000, 2000, u""},
-                      {u"0,3 \u00B1 0,1", u"", 0.2, 0.4, u""}};
+  const Row rows[] = {
+      {u"1.234,5", u"", 1234.5, 1234.5, u""},
+      {u"1,5..2,5", u"", 1.5, 2.5, u""},
+      {u"1.000..2.000", u"", 1000, 2000, u""},
+      {u"0,3 \u00B1 0,1", u"", 0.2, 0.4, u""},
+  };
   for (const Row& row : rows) {
     const std::optional<ParsedNumber> number = Parse(row.text, row.default_unit);
     ASSERT_TRUE(number) << ToUtf8(row.text);

@@ -208,6 +208,52 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
   }
 }
 
+TEST_F(CommandLineTest, WhatIsDoneCountsThoughItsReportFails) {
+  const std::string file = folder_ + "n.xml";
+  const std::string db = "--db=" + folder_ + "n.db";
+  const std::string changed = "note: the form \"F\" is changed all the same\n";
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    std::string note;
+  } cases[] = {
+      {{"import", file, db}, 0, "n.xml is imported all the same\n"},
+      {{"set", "F/T:Mass:A", "2 g", db}, 0, changed},
+      {{"formula", "F/T:Half", "[Mass]/4", db}, 0, changed},
+      {{"definition", "F/T:two", "3", db}, 0, changed},
+      {{"export", "F", "-o", folder_ + "e.xml", db}, 0, "e.xml is written all the same\n"},
+      {{"recalculate", file, "--json", "-o", folder_ + "r.xml"},
+       0,
+       "r.xml is written all the same\n"},
+      {{"recalculate", file, "--json", "--strict", "-o", folder_ + "s.xml"}, 3, "all the same\n"},
+      {{"export", "F", db}, 1, ""},
+      {{"recalculate", file, "-o", "-"}, 1, ""},
+      {{"formula", "F/T:Half", db}, 1, ""},
+      {{"show", "F", db}, 1, ""},
+      {{"eval", "1"}, 1, ""},
+      {{"--help"}, 1, ""},
+  };
+  for (const auto& row : cases) {
+    std::istringstream in;
+    std::ostringstream err;
+    std::ostream nowhere(nullptr);
+    EXPECT_EQ(RunCommandLine(row.arguments, {in, nowhere, err}), row.status)
+        << testing::PrintToString(row.arguments);
+    const std::string failure = "ktnotebook: the output can not be written\n";
+    EXPECT_TRUE(err.str().ends_with(row.note.empty() ? failure : row.note)) << err.str();
+    EXPECT_NE(err.str().find(failure), std::string::npos) << err.str();
+  }
+}
+
+TEST_F(CommandLineTest, ARewrittenFileTellsWhatItLost) {
+  const std::string file = folder_ + "c.xml";
+  WriteWholeFile(file, "<!-- a --><notebook><?b?><form name='F'/></notebook>");
+  const std::string note = "note: " + file + ": 1 comment and 1 processing instruction left out\n";
+  EXPECT_EQ(RunProgram({"recalculate", file, "-o", "-"}).err, note);
+  EXPECT_EQ(RunProgram({"import", file, "--db", folder_ + "n.db"}).err, note);
+  EXPECT_EQ(RunProgram({"recalculate", file}).err, "");
+}
+
 TEST_F(CommandLineTest, HelpAndVersionEverywhere) {
   EXPECT_NE(RunProgram({"--help"}).out.find("definition"), std::string::npos);
   for (const std::string command : {"recalculate", "eval", "tokens", "tree", "import", "export",

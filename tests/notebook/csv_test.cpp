@@ -76,6 +76,7 @@ TEST_F(CsvTest, WhatIsWrittenReadsBack) {
        {},
        "\xC2\xB5,\"b \"\"q\"\"\"\r\n1,\"x,\r\ny\"\r\n,\"\n\"\r\n"},
       {"a\r\n1\r\n\"\"\r\n3", {}, "a\r\n1\r\n\"\"\r\n3\r\n"},
+      {"\"\xEF\xBB\xBFx\"\n1\n", {}, "\"\xEF\xBB\xBFx\"\r\n1\r\n"},
       // What was typed stays as it is; what is computed stands in the header's unit.
       {"Mass (g),Half (g)\n1 g,\n5,7 mg\n",
        {"--formula=Half=[Mass]/2", "--format=Half=0.00"},
@@ -101,6 +102,7 @@ TEST_F(CsvTest, WhatDoesNotFitIsRefusedWithItsPlace) {
       {"a,b\n1,2\n1,2,3\n", {}, 1, "t.csv: record 3 has 3 fields, the header has 2"},
       {"a,\n1,2\n", {}, 1, "t.csv: column 2 has no name"},
       {"a (g),a\n1,2\n", {}, 1, "t.csv: the column name \"a\" is used twice"},
+      {"\xEF\xBB\xBF\xEF\xBB\xBF\n", {}, 1, "t.csv: record 1: a second byte order mark"},
       {"a\n1\n\xE4\n", {}, 1, "t.csv: record 3: not UTF-8 text"},
       {"a,b\n1,x\"y\"\n", {}, 1, "t.csv: record 2: " + misplaced},
       {"a\n1\n\"2\n", {}, 1, "t.csv: record 3: " + misplaced},

@@ -60,6 +60,16 @@ std::string WithListener(const std::string& content) {
                    "</fieldListener>");
 }
 
+// Little-endian.
+std::string Utf16(std::u16string_view text) {
+  std::string bytes;
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<char>(unit & 0xFFU));
+    bytes.push_back(static_cast<char>(unit >> 8U));
+  }
+  return bytes;
+}
+
 TEST(NotebookFile, RefusesWithFileLineAndReason) {
   const struct {
     std::string text;
@@ -73,7 +83,21 @@ TEST(NotebookFile, RefusesWithFileLineAndReason) {
       {"<notebook>\n\x01</notebook>", "n.xml:2: not well-formed"},
       {std::string("<notebook>\n\0</notebook>", 23), "n.xml:2: not well-formed"},
       {"<notebook>\n\xED\xA0\x80</notebook>", "n.xml:2: not well-formed"},
-      {"\xFF\xFE<", "n.xml:1: the text is UTF-16"},
+      {"\xFF\xFE<", "n.xml:1: the text ends within a character of UTF-16"},
+      {"<?xml version='1.0' encoding='windows-1252'?>\n<notebook/>",
+       "n.xml:1: the encoding \"windows-1252\" is not known"},
+      {"<?xml version='1.0' encoding='UTF-16'?><notebook/>",
+       "n.xml:1: the text is not in \"UTF-16\""},
+      {"\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?><notebook/>",
+       "n.xml:1: the text is not in \"ISO-8859-1\""},
+      {"<?xml version='1.0' encoding='us-ascii'?>\n<notebook>\xC3\xA9</notebook>",
+       "n.xml:2: a character is not US-ASCII"},
+      {"\xEF\xBB\xBF\xEF\xBB\xBF<notebook/>", "n.xml:1: a second byte order mark"},
+      {Utf16(u"\uFEFF\uFEFF<notebook/>"), "n.xml:1: a second byte order mark"},
+      {Utf16(u"\uFEFF<?xml version='1.0' encoding='UTF-8'?><notebook/>"),
+       "n.xml:1: the text is not in"},
+      {Utf16(u"\uFEFF<notebook>\n" + std::u16string(1, u'\xD800') + u"</notebook>"),
+       "n.xml:2: not well-formed"},
       {"\n<!DOCTYPE notebook [<!ENTITY e SYSTEM 'file:///etc/passwd'>]><notebook>&e;</notebook>",
        "n.xml:2: a document type declaration is not allowed"},
       {"<notebook>text</notebook>", "n.xml:1: <notebook> holds no text of its own"},
@@ -119,7 +143,48 @@ TEST(NotebookFile, RefusesWithFileLineAndReason) {
     EXPECT_NE(refusal.find(row.refusal), std::string::npos) << row.text << '\n' << refusal;
   }
   EXPECT_EQ(Refusal(WithTable("<!-- a remark --><?a pi?>")), "");
-  EXPECT_EQ(Refusal("\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8'?>\n<notebook/>"), "");
+  // Behind a mark, too, lines are counted from the first.
+  EXPECT_EQ(Refusal("\xEF\xBB\xBF\n<notebook>\n<a/></notebook>"),
+            "n.xml:3: <a> is not allowed in <notebook>");
+}
+
+TEST(NotebookFile, IsReadInTheEncodingThatItDeclares) {
+  const std::string body =
+      "<notebook><form name='F'><field name='N'>\xC2\xB5 \xC3\xA9</field></form></notebook>";
+  const std::string latin1 =
+      "<notebook><form name='F'><field name='N'>\xB5 \xE9</field></form></notebook>";
+  const std::u16string wide =
+      u"<notebook><form name='F'><field name='N'>\u00B5 \u00E9</field></form></notebook>";
+  std::string big_endian = Utf16(u"\uFEFF" + wide);
+  for (std::size_t i = 0; i < big_endian.size(); i += 2)
+    std::swap(big_endian[i], big_endian[i + 1]);
+  for (const std::string& text :
+       {body, "\xEF\xBB\xBF<?xml version='1.0' encoding='UTF-8'?>" + body,
+        "<?xml version='1.0' encoding='ISO-8859-1'?>" + latin1,
+        "<?xml version='1.0' encoding='iso-8859-1' standalone='yes'?>" + latin1,
+        Utf16(u"\uFEFF" + wide), big_endian,
+        Utf16(u"<?xml version='1.0' encoding='UTF-16'?>" + wide),
+        std::string("<?xml version='1.0' encoding='US-ASCII'?><notebook><form name='F'>"
+                    "<field name='N'>&#181; &#xE9;</field></form></notebook>")}) {
+    ASSERT_EQ(Refusal(text), "") << text;
+    const Notebook notebook = ReadNotebook(text, "n.xml");
+    EXPECT_EQ(notebook.forms[0]->FindField(u"N")->TextField()->Text(), u"\u00B5 \u00E9") << text;
+  }
+}
+
+TEST(NotebookFile, TellsWhatItDrops) {
+  const struct {
+    std::string text;
+    std::string dropped;
+  } cases[] = {
+      {"<?xml version='1.0'?><notebook/>", ""},
+      {"<!-- a --><notebook/>", "1 comment"},
+      {"<notebook><?a?><?b?></notebook>", "2 processing instructions"},
+      {WithListener("<definition name='d'>1<!-- a -->+<!-- b --><?c?>1</definition>"),
+       "2 comments and 1 processing instruction"},
+  };
+  for (const auto& row : cases)
+    EXPECT_EQ(ReadNotebook(row.text, "n.xml").dropped, row.dropped) << row.text;
 }
 
 TEST(NotebookFile, AFileCutAnywhereIsRefused) {

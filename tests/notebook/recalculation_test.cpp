@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "formats/field_listener.h"
 #include "notebook/database.h"
 #include "notebook/json_output.h"
 #include "notebook/notebook_file.h"
@@ -101,6 +102,43 @@ TEST(Recalculation, ATypedCellStaysAndABadFormulaDisturbsNothing) {
   const std::string error = "#Error: the specified formula has an unbalanced left parenthesis|";
   EXPECT_EQ(texts, error + "2000000 mg|2000000 mg!|" + error + "0.0250 g|0.0250 g!|" +
                        "12 mg|2000000 mg|mine|");
+}
+
+// Gives its table a listener in front of all others when it is notified first.
+class AddingListener final : public ktformula::FieldListener {
+ public:
+  AddingListener(NotebookTable& table, Ref<ktformula::IKtFieldListener> added)
+      : FieldListener(u"AddingListener"), table_(table), added_(std::move(added)) {}
+  ~AddingListener() override { Terminate(); }
+
+  int notified = 0;
+
+  std::u16string TypeName() const override { return u"AddingListener"; }
+  void EditProperties() override {}
+  void TableNotification(ktformula::NotificationSource&, ktformula::HostObject*) override {
+    if (++notified == 1) table_.AddListener(added_);
+  }
+
+ private:
+  NotebookTable& table_;
+  Ref<ktformula::IKtFieldListener> added_;
+};
+
+// It is notified from the next round on, and the others are not notified twice.
+TEST(Recalculation, AListenerMayBeAddedWhileOthersAreNotified) {
+  const Notebook notebook = TwoTables({{"C", "1"}}, {});
+  NotebookTable& table = *notebook.forms[0]->FindTable(u"T");
+  const Ref<ktformula::IKtFieldListener> added =
+      notebook.framework->NeedListener(ktformula::kFormulaListenerIdentifier);
+  added->Initialize(notebook.framework, notebook.forms[0]->OwnerOf(table.OwnField()), nullptr);
+  added->SetPosition(-2);
+  dynamic_cast<ktformula::IKtFormulaListener&>(*added).SetPropertyFormula(10, u"[C]*2", u"0");
+  const auto adding = ktformula::MakeRef<AddingListener>(table, added);
+  adding->SetPosition(-1);
+  table.AddListener(adding);
+  EXPECT_EQ(RecalculateForm(*notebook.forms[0], 8).rounds, 3);
+  EXPECT_EQ(ToUtf8(Cell(notebook, u"T", u"A").Text()), "2000 g");
+  EXPECT_EQ(adding->notified, 3);
 }
 
 // The cells as JSON, without the count of rounds.

@@ -79,18 +79,38 @@ TEST(Utf, WidthsAreThoseOfATerminal) {
     EXPECT_EQ(DisplayWidth(row.text), row.width) << ToUtf8(row.text);
 }
 
-TEST(Utf, PrintableTextHasNoControls) {
+TEST(Utf, PrintableTextHasNoActiveCharacters) {
   const struct {
     std::u16string text;
     std::u16string printable;
-  } rows[] = {{u"plain \u00B5\u6C34", u"plain \u00B5\u6C34"},
-              {u"\x1B[31m", u"\u241B[31m"},
-              {u"a\tb\0c\x7F"s, u"a\u2409b\u2400c\u2421"},
+  } rows[] = {{u"plain \u00B5\u6C34 \\u001b", u"plain \u00B5\u6C34 \\u001b"},
+              {u"\x1B[31m", u"\\u001b[31m"},
+              {u"a\tb\0c\x7F"s, u"a\\u0009b\\u0000c\\u007f"},
               {u"a\r\nb\nc\rd\u2028e\u0085", u"a\u23CEb\u23CEc\u23CEd\u23CEe\u23CE"},
-              {u"\u009B1m", u"\uFFFD1m"},
-              {u"\u202Etxt\u202C\u2066\u2069", u"\uFFFDtxt\uFFFD\uFFFD\uFFFD"}};
+              {u"\u009B1m", u"\\u009b1m"},
+              {u"\u202Etxt\u202C\u2066\u2069", u"\\u202etxt\\u202c\\u2066\\u2069"},
+              {u"\u061C\u200E\u200F\u200D", u"\\u061c\\u200e\\u200f\u200D"}};
   for (const auto& row : rows)
     EXPECT_EQ(Printable(row.text), row.printable);
+}
+
+TEST(Utf, CutTextsFitWithTheirEllipsis) {
+  const struct {
+    std::u16string text;
+    int width;
+    std::u16string cut;
+  } rows[] = {{u"abcd", 4, u"abcd"},
+              {u"abcde", 4, u"abc\u2026"},
+              {u"abcde", 1, u"\u2026"},
+              {u"", 1, u""},
+              {u"\u6C34\u6C34", 4, u"\u6C34\u6C34"},
+              {u"\u6C34\u6C34", 3, u"\u6C34\u2026"},
+              {u"\u6C34\u6C34", 2, u"\u2026"},
+              {u"ae\u0301e\u0301\u0301", 3, u"ae\u0301e\u0301\u0301"},
+              {u"ae\u0301e\u0301", 2, u"a\u2026"},
+              {u"\U0001F9EAbcd", 4, u"\U0001F9EAb\u2026"}};
+  for (const auto& row : rows)
+    EXPECT_EQ(CutToWidth(row.text, row.width), row.cut) << ToUtf8(row.text);
 }
 
 }  // namespace

@@ -14,18 +14,19 @@
 namespace ktformula {
 namespace {
 
-// Long messages, and how the rows below write them.
+// Long messages, and how the rows below write them: what was raised stands before "!" and the value
+// that is left.
 const std::pair<std::string, std::string> kAbbreviations[] = {
-    {"raised 6 KtFormula9: Overflow; ", "overflow! "},
-    {"raised 11 KtFormula9: Division by zero; ", "zero! "},
-    {"raised 13 KtFormula9: Type mismatch; ", "mismatch! "},
+    {"raised 6 KtFormula9: Overflow; ", "Overflow! "},
+    {"raised 11 KtFormula9: Division by zero; ", "Division by zero! "},
+    {"raised 13 KtFormula9: Type mismatch; ", "Type mismatch! "},
     {"raised 13 CellValue.BooleanValue: an argument does not evaluate to a Boolean value; ",
-     "no boolean! "},
+     "no Boolean! "},
     {"E-2147220991 CellValue.ConvertToNumber: a value could not be converted into a number",
-     "Eno number"},
+     "error value: no number"},
     {"raised -2147220991 CellValue.", "raised "},
-    {"E-2147220991 CellValue.Equals: a test for ", "E"},
-    {"E-2147220991 CellValue.", "E"},
+    {"E-2147220991 CellValue.Equals: a test for ", "error value: "},
+    {"E-2147220991 CellValue.", "error value: "},
     {" can not be performed on an operand of the resulting type", " misfit"},
     {" Source: description", ""}};
 
@@ -44,6 +45,10 @@ CellValue Value(const std::string& notation) {
   std::istringstream contents(notation);
   for (std::string content; std::getline(contents, content, '&');) {
     const std::u16string rest = Widen(content.substr(1));
+    if (content == "now") {
+      value.InitializeFromELNProperty(MakeRef<FakeProperty>(u"date").get());
+      continue;
+    }
     switch (content[0]) {
       case '?': break;
       case '\'': value.SetString(rest); break;
@@ -52,7 +57,6 @@ CellValue Value(const std::string& notation) {
       case 't':
       case 'f': value.SetBoolean(content == "true"); break;
       case 'D': value.SetTypeFromProperty(MakeRef<FakeProperty>(u"date").get()); break;
-      case 'n': value.InitializeFromELNProperty(MakeRef<FakeProperty>(u"date").get()); break;
       default: {
         const std::size_t dots = content.find("..");
         const double min = std::stod(content.substr(0, dots));
@@ -155,17 +159,27 @@ TEST(CellValue, SettersWriteOnlyTheirFields) {
 }
 
 TEST(CellValue, TakesItsKindFromTheProperty) {
-  ExpectRows({"numeric number -> 3", "numeric date -> 3", "number -> 2", "structure -> 6",
-              "date -> 4", "Boolean -> 5", "boolean -> 2", "Structure -> 2", "Date -> 2", " -> 2"},
-             [](const std::string& text) {
-               const bool numeric = text.starts_with("numeric ");
-               const auto property =
-                   MakeRef<FakeProperty>(Widen(text.substr(numeric ? 8 : 0)), numeric);
-               CellValue value;
-               value.SetTypeFromProperty(property.get());
-               EXPECT_EQ(value.ELNProperty().get(), property.get());
-               return std::to_string(value.CellValueType());
-             });
+  ExpectRows(
+      {
+          "numeric number -> 3",
+          "numeric date -> 3",
+          "number -> 2",
+          "structure -> 6",
+          "date -> 4",
+          "Boolean -> 5",
+          "boolean -> 2",
+          "Structure -> 2",
+          "Date -> 2",
+          " -> 2",
+      },
+      [](const std::string& text) {
+        const bool numeric = text.starts_with("numeric ");
+        const auto property = MakeRef<FakeProperty>(Widen(text.substr(numeric ? 8 : 0)), numeric);
+        CellValue value;
+        value.SetTypeFromProperty(property.get());
+        EXPECT_EQ(value.ELNProperty().get(), property.get());
+        return std::to_string(value.CellValueType());
+      });
 }
 
 TEST(CellValue, IsInitialisedFromHostObjects) {
@@ -199,38 +213,62 @@ TEST(CellValue, IsInitialisedFromHostObjects) {
 }
 
 TEST(CellValue, ReadsAsBoolean) {
-  ExpectRows({"true -> true", "false&'&false -> false", "0..7 -> false", "-0.5..0 -> true",
-              "'tRuE -> true", "'FALSE -> false", "'0.0 -> false", "'1e3 -> true",
-              "' -> mismatch! ", "'yes -> mismatch! ", "? -> no boolean! ",
-              "true&<mvr -> no boolean! ", "D -> no boolean! ", "true&E5 -> no boolean! "},
-             [](const std::string& notation) {
-               const CellValue value = Value(notation);
-               std::string read;
-               const std::string raised =
-                   Raised([&] { read = value.BooleanValue() ? "true" : "false"; });
-               EXPECT_EQ(value.IsBoolean(), raised.empty()) << notation;
-               return read + Abbreviate(raised);
-             });
+  ExpectRows(
+      {
+          "true -> true",
+          "false&'&false -> false",
+          "0..7 -> false",
+          "-0.5..0 -> true",
+          "'tRuE -> true",
+          "'FALSE -> false",
+          "'0.0 -> false",
+          "'1e3 -> true",
+          "' -> Type mismatch! ",
+          "'yes -> Type mismatch! ",
+          "? -> no Boolean! ",
+          "true&<mvr -> no Boolean! ",
+          "D -> no Boolean! ",
+          "true&E5 -> no Boolean! ",
+      },
+      [](const std::string& notation) {
+        const CellValue value = Value(notation);
+        std::string read;
+        const std::string raised = Raised([&] { read = value.BooleanValue() ? "true" : "false"; });
+        EXPECT_EQ(value.IsBoolean(), raised.empty()) << notation;
+        return read + Abbreviate(raised);
+      });
 }
 
 TEST(CellValue, CopiesWhatBelongsToTheKind) {
-  ExpectRows({"'new&E5 -> error=5 Source: description kind=1 property= ",
-              "false -> boolean=false dates=0 kind=5 mvr= numbers=0 property= text=false ",
-              // The boolean is what the number reads as, not what the field still holds.
-              "true&'new&0..7 -> boolean=false dates=0 mvr= numbers=0..7 property= text=new ",
-              "<new&'abc -> dates=0 kind=2 numbers=0 property= text=abc mismatch! ",
-              "<new -> dates=0 kind=6 numbers=0 property= text= no boolean! "},
-             [](const std::string& other) {
-               return Changes([&](CellValue& value) { value.CopyFrom(Value(other)); });
-             });
+  ExpectRows(
+      {
+          "'new&E5 -> error=5 Source: description kind=1 property= ",
+          "false -> boolean=false dates=0 kind=5 mvr= numbers=0 property= text=false ",
+          // The boolean is what the number reads as, not what the field still holds.
+          "true&'new&0..7 -> boolean=false dates=0 mvr= numbers=0..7 property= text=new ",
+          "<new&'abc -> dates=0 kind=2 numbers=0 property= text=abc Type mismatch! ",
+          "<new -> dates=0 kind=6 numbers=0 property= text= no Boolean! ",
+      },
+      [](const std::string& other) {
+        return Changes([&](CellValue& value) { value.CopyFrom(Value(other)); });
+      });
   EXPECT_EQ(Changes([](CellValue& value) { value = value.Duplicate(); }), "error=0 :  ");
-  EXPECT_EQ(Abbreviate(Raised([] { Value("D").Duplicate(); })), "no boolean! ");
+  EXPECT_EQ(Abbreviate(Raised([] { Value("D").Duplicate(); })), "no Boolean! ");
 }
 
 TEST(CellValue, ConvertsToNumber) {
   ExpectRows(
-      {"7&' -> 0", "'1e3 -> 1000", "2..1 -> 2..1", "E5 -> E5", "'abc -> Eno number",
-       "true -> Eno number", "'5&D -> Eno number", "? -> Eno number", "'5&<mvr -> Eno number"},
+      {
+          "7&' -> 0",
+          "'1e3 -> 1000",
+          "2..1 -> 2..1",
+          "E5 -> E5",
+          "'abc -> error value: no number",
+          "true -> error value: no number",
+          "'5&D -> error value: no number",
+          "? -> error value: no number",
+          "'5&<mvr -> error value: no number",
+      },
       [](const std::string& notation) {
         CellValue value = Value(notation);
         value.ConvertToNumber();
@@ -240,20 +278,41 @@ TEST(CellValue, ConvertsToNumber) {
 }
 
 TEST(Arithmetic, WorksBoundByBound) {
-  ExpectRows({"1..2 + 10..20 -> 11..22", "1..2 - 10..20 -> -9..-18", "1..2 * ~-3 -> -3..-6",
-              "1..8 / 2..4 -> 0.5..2", "1..8 / ~'2e0 -> 0.5..4", "1 + ~true -> 0", "1 + ~'abc -> 1",
-              "1 + ~' -> 1", "1 * ~D3 -> 1", "1 / ~? -> 1", "7 mod ~'abc -> 7",
-              // A text on the left is read, one on the right is not.
-              "'5 + 1 -> 6", "1 + '5 -> 1", "1 + 10..20&'abc -> 11..21", "' + 1 -> 1",
-              "'abc + 1 -> Eno number", "true - 1 -> Eno number", "D mod 1 -> Eno number",
-              "'5 + '1 -> raised Add: the value \"5\" is not a number; '5",
-              "'5 + ~1 -> raised Add: the value \"5\" is not a number; '5",
-              "'a - ~'b -> raised Subtract: the value \"a\" is not a number; 'a",
-              "true * ~1 -> raised Multiply: the value \"true\" is not a number; true",
-              "? / <mvr -> raised Divide: the value \"\" is not a number; ?",
-              "'a mod ~1 -> raised Divide: the value \"a\" is not a number; 'a", "E1 + E2 -> E1",
-              "1 - E2 -> E2", "? * E2 -> E2", "E1 / ~0 -> E1", "E1 mod 0 -> E1"},
-             Result);
+  ExpectRows(
+      {
+          "1..2 + 10..20 -> 11..22",
+          "1..2 - 10..20 -> -9..-18",
+          "1..2 * ~-3 -> -3..-6",
+          "1..8 / 2..4 -> 0.5..2",
+          "1..8 / ~'2e0 -> 0.5..4",
+          "1 + ~true -> 0",
+          "1 + ~false -> 1",
+          "1 + ~'abc -> 1",
+          "1 + ~' -> 1",
+          "1 * ~D3 -> 1",
+          "1 / ~? -> 1",
+          "7 mod ~'abc -> 7",
+          // A text on the left is read, one on the right is not.
+          "'5 + 1 -> 6",
+          "1 + '5 -> 1",
+          "1 + 10..20&'abc -> 11..21",
+          "' + 1 -> 1",
+          "'abc + 1 -> error value: no number",
+          "true - 1 -> error value: no number",
+          "D mod 1 -> error value: no number",
+          "'5 + '1 -> raised Add: the value \"5\" is not a number; '5",
+          "'5 + ~1 -> raised Add: the value \"5\" is not a number; '5",
+          "'a - ~'b -> raised Subtract: the value \"a\" is not a number; 'a",
+          "true * ~1 -> raised Multiply: the value \"true\" is not a number; true",
+          "? / <mvr -> raised Divide: the value \"\" is not a number; ?",
+          "'a mod ~1 -> raised Divide: the value \"a\" is not a number; 'a",
+          "E1 + E2 -> E1",
+          "1 - E2 -> E2",
+          "? * E2 -> E2",
+          "E1 / ~0 -> E1",
+          "E1 mod 0 -> E1",
+      },
+      Result);
   CellValue twice = Value("2..3");
   twice.Add(twice);
   twice.Multiply(twice);
@@ -262,55 +321,109 @@ TEST(Arithmetic, WorksBoundByBound) {
 
 TEST(Arithmetic, StoresABoundBeforeItChecksIt) {
   ExpectRows(
-      {"1..2 / 0..4 -> zero! inf..2", "1..2 / 4..0 -> zero! 0.25..inf",
-       "-1..2 / ~0 -> zero! -inf..2", "inf..1 / ~0 -> zero! inf..1", "0..2 / 0 -> overflow! nan..2",
-       "1e308..2 / ~0.1 -> overflow! inf..2", "1e308..1 + 1e308..1 -> overflow! inf..1",
-       "inf..1 + ~1 -> overflow! inf..1", "1..-1e308 - 1..1e308 -> overflow! 0..-inf",
-       "1e200 * ~-1e200 -> overflow! -inf..1e+200", "1e-200..2 * ~1e-200 -> 0..2e-200",
-       "1 / ~inf -> 0", "8..9 mod 0.4..2 -> zero! 8..9", "8..9 mod 3..0.5 -> zero! 2..9",
-       "8..9 mod ~-0.4 -> zero! inf..9", "9e9 mod 0 -> overflow! 9e+09",
-       "8..9 mod 2..1e300 -> overflow! 0..9", "8..inf mod ~2 -> overflow! 4..inf"},
+      {
+          "1..2 / 0..4 -> Division by zero! inf..2",
+          "1..2 / 4..0 -> Division by zero! 0.25..inf",
+          "-1..2 / ~0 -> Division by zero! -inf..2",
+          "inf..1 / ~0 -> Division by zero! inf..1",
+          "0..2 / 0 -> Overflow! nan..2",
+          "nan..2 / 0 -> Overflow! nan..2",
+          "1e308..2 / ~0.1 -> Overflow! inf..2",
+          "1e308..1 + 1e308..1 -> Overflow! inf..1",
+          "inf..1 + ~1 -> Overflow! inf..1",
+          "1..-1e308 - 1..1e308 -> Overflow! 0..-inf",
+          "1e200 * ~-1e200 -> Overflow! -inf..1e+200",
+          "1e-200..2 * ~1e-200 -> 0..2e-200",
+          "1 / ~inf -> 0",
+          "8..9 mod 0.4..2 -> Division by zero! 8..9",
+          "8..9 mod 3..0.5 -> Division by zero! 2..9",
+          "8..9 mod ~-0.4 -> Division by zero! inf..9",
+          "9e9 mod 0 -> Overflow! 9e+09",
+          "8..9 mod 2..1e300 -> Overflow! 0..9",
+          "8..inf mod ~2 -> Overflow! 4..inf",
+      },
       Result);
 }
 
 TEST(Arithmetic, ModulusDependsOnTheOperand) {
-  ExpectRows({"7.5..9 mod 2..4 -> 0..1", "7.5..9 mod ~2 -> 4..4.5", "-7..7 mod 3..-3 -> -1..1",
-              "2.5..3.5 mod ~'1.5 -> 1..2", "-2147483648 mod -1 -> 0", "'7 mod 4 -> 3",
-              "-2147483648 mod ~-1 -> 2147483648"},
-             Result);
+  ExpectRows(
+      {
+          "7.5..9 mod 2..4 -> 0..1",
+          "7.5..9 mod ~2 -> 4..4.5",
+          "-7..7 mod 3..-3 -> -1..1",
+          "2.5..3.5 mod ~'1.5 -> 1..2",
+          "-2147483648 mod -1 -> 0",
+          "'7 mod 4 -> 3",
+          "-2147483648 mod ~-1 -> 2147483648",
+      },
+      Result);
 }
 
 TEST(Concatenate, JoinsTextsWhateverTheKinds) {
-  ExpectRows({"true join 's -> 'trues", "'a join 5 -> 'a", "'5g&5 join 's&6 -> '5gs",
-              "? join <mvr -> '", "'a join ~-0.5 -> 'a-0.5", "'a join ~'b -> 'ab",
-              "'a join ~true -> 'aTrue", "'a join ~D25569 -> 'a1970-01-01", "'a join ~? -> 'a",
-              "E1 join E2 -> E1", "'a join E2 -> E2"},
-             Result);
+  ExpectRows(
+      {
+          "true join 's -> 'trues",
+          "'a join 5 -> 'a",
+          "'5g&5 join 's&6 -> '5gs",
+          "? join <mvr -> '",
+          "'a join ~-0.5 -> 'a-0.5",
+          "'a join ~'b -> 'ab",
+          "'a join ~true -> 'aTrue",
+          "'a join ~false -> 'aFalse",
+          "'a join ~D25569 -> 'a1970-01-01",
+          "'a join ~? -> 'a",
+          "E1 join E2 -> E1",
+          "'a join E2 -> E2",
+      },
+      Result);
+}
+
+TEST(Concatenate, HasALimit) {
+  CellValue longest;
+  longest.SetString(std::u16string(kMaximumTextLength - 1, u'x'));
+  CellValue one;
+  one.SetString(u"y");
+  longest.Concatenate(one);
+  EXPECT_EQ(longest.Text().size(), kMaximumTextLength);
+  EXPECT_EQ(
+      Raised([&] { longest.Concatenate(one); }),
+      "raised -2147220991 CellValue.Concatenate: the text is longer than 16777216 characters; ");
+  EXPECT_EQ(longest.Text().size(), kMaximumTextLength);
+  longest.Concatenate(CellValue());
 }
 
 TEST(Comparison, UsesItsOwnBounds) {
-  // For = <> > < >= <=: "t" or "f".
-  ExpectRows({"1..5 ? 1..5 -> tffftt",  "1..5 ? 2..4 -> fttttt", "2..4 ? 1..5 -> ftfftt",
-              "3 ? 3..9 -> ftfftt",     "3 ? 0..3 -> ftfftt",    "1..2 ? 3..4 -> ftftft",
-              "3..4 ? 1..2 -> fttftf",  "1..5 ? ~1 -> fttftt",   "1..5 ? ~5 -> ftfttt",
-              "2 ? ~'2.0 -> tffftt",    "-1 ? ~true -> tffftt",  "1..5 ? 1..5&'abc -> tffftt",
-              "'10 ? 9 -> fttftf",      "'abc ? 'ABC -> fttftf", "'10 ? '9 -> ftftft",
-              "'abc ? ~'abc -> tffftt", "' ? <mvr -> tffftt",    "D ? now -> ftftft",
-              "now ? D -> fttftf",      "D ? ~D0 -> tffftt",     "D ? ~'1899-12-31 -> ftftft"},
-             [](const std::string& operands) {
-               std::string truths;
-               for (const char* name : {"=", "<>", ">", "<", ">=", "<="}) {
-                 std::string operation = operands;
-                 const std::string result =
-                     Result(operation.replace(operation.find(" ? ") + 1, 1, name));
-                 truths += result == "true" ? "t" : result == "false" ? "f" : result;
-               }
-               return truths;
-             });
-  ExpectRows({"true = true -> true", "true = '0 -> false", "true <> ~'fALSE -> true",
-              "true = 1 -> Eno number", "true = <mvr -> no boolean! true",
-              "true <> 'yes -> mismatch! true"},
-             Result);
+  // The operators between the two operands that are true.
+  ExpectRows(
+      {
+          "1..5 ? 1..5 -> = >= <=",  "1..5 ? 2..4 -> <> > < >= <=", "2..4 ? 1..5 -> <> >= <=",
+          "3 ? 3..9 -> <> >= <=",    "3 ? 0..3 -> <> >= <=",        "1..2 ? 3..4 -> <> < <=",
+          "3..4 ? 1..2 -> <> > >=",  "1..5 ? ~1 -> <> > >= <=",     "1..5 ? ~5 -> <> < >= <=",
+          "2 ? ~'2.0 -> = >= <=",    "-1 ? ~true -> = >= <=",       "1..5 ? 1..5&'abc -> = >= <=",
+          "'10 ? 9 -> <> > >=",      "'abc ? 'ABC -> <> > >=",      "'10 ? '9 -> <> < <=",
+          "'abc ? ~'abc -> = >= <=", "' ? <mvr -> = >= <=",         "D ? now -> <> < <=",
+          "now ? D -> <> > >=",      "D ? ~D0 -> = >= <=",          "D ? ~'1899-12-31 -> <> < <=",
+      },
+      [](const std::string& operands) {
+        std::string holding;
+        for (const char* name : {"=", "<>", ">", "<", ">=", "<="}) {
+          std::string operation = operands;
+          const std::string result = Result(operation.replace(operation.find(" ? ") + 1, 1, name));
+          if (result != "false") holding += (holding.empty() ? "" : " ") + std::string(name);
+          EXPECT_TRUE(result == "true" || result == "false") << operation << ": " << result;
+        }
+        return holding;
+      });
+  ExpectRows(
+      {
+          "true = true -> true",
+          "true = '0 -> false",
+          "true <> ~'fALSE -> true",
+          "true = 1 -> error value: no number",
+          "true = <mvr -> no Boolean! true",
+          "true <> 'yes -> Type mismatch! true",
+      },
+      Result);
   // By code units: a surrogate sorts before the last characters of the basic plane.
   CellValue emoji;
   emoji.SetString(u"\U0001F600");
@@ -320,26 +433,30 @@ TEST(Comparison, UsesItsOwnBounds) {
 
 TEST(Comparison, WordsItsMisfitsAndKeepsErrors) {
   // With a plain operand that does not fit: number, string, date, boolean.
-  ExpectRows({"= -> Enumeric equality, Estring equality, Edate equality, Eboolean equality",
-              "<> -> Enumeric equality, Estring equality, Edate equality, Eboolean equality",
-              "> -> Enumeric greater than, Estring greater than, Edate equality, Eequality",
-              "< -> Enumeric less than, Estring less than, Edate equality, Eequality",
-              ">= -> Enumeric greater than, Estring greater than, Edate equality, Eequality",
-              "<= -> Enumeric greater than, Estring greater than, Edate equality, Eequality"},
-             [](const std::string& name) {
-               const auto misfit = [&](const std::string& left, const std::string& right) {
-                 const std::string result = Result(left + " " + name + " " + right);
-                 EXPECT_TRUE(result.ends_with(" misfit")) << result;
-                 return result.substr(0, result.find(" misfit"));
-               };
-               EXPECT_EQ(misfit("1", "~D1"), misfit("1", "~'abc"));
-               EXPECT_EQ(misfit("D", "~'today"), misfit("D", "~0"));
-               EXPECT_EQ(misfit("true", "~true"), misfit("true", "~'yes"));
-               EXPECT_EQ(misfit("<mvr", "'x") + misfit("?", "~1"), "EequalityEequality");
-               EXPECT_EQ(Result("E1 " + name + " E2") + Result("? " + name + " E2"), "E1E2");
-               return misfit("1", "~'abc") + ", " + misfit("'1", "~1") + ", " + misfit("D", "~0") +
-                      ", " + misfit("true", "~'yes");
-             });
+  ExpectRows(
+      {
+          "= -> numeric equality, string equality, date equality, boolean equality",
+          "<> -> numeric equality, string equality, date equality, boolean equality",
+          "> -> numeric greater than, string greater than, date equality, equality",
+          "< -> numeric less than, string less than, date equality, equality",
+          ">= -> numeric greater than, string greater than, date equality, equality",
+          "<= -> numeric greater than, string greater than, date equality, equality",
+      },
+      [](const std::string& name) {
+        const auto misfit = [&](const std::string& left, const std::string& right) {
+          const std::string result = Result(left + " " + name + " " + right);
+          const std::string prefix = "error value: ";
+          EXPECT_TRUE(result.starts_with(prefix) && result.ends_with(" misfit")) << result;
+          return result.substr(prefix.size(), result.find(" misfit") - prefix.size());
+        };
+        EXPECT_EQ(misfit("1", "~D1"), misfit("1", "~'abc"));
+        EXPECT_EQ(misfit("D", "~'today"), misfit("D", "~0"));
+        EXPECT_EQ(misfit("true", "~true"), misfit("true", "~'yes"));
+        EXPECT_EQ(misfit("<mvr", "'x") + misfit("?", "~1"), "equalityequality");
+        EXPECT_EQ(Result("E1 " + name + " E2") + Result("? " + name + " E2"), "E1E2");
+        return misfit("1", "~'abc") + ", " + misfit("'1", "~1") + ", " + misfit("D", "~0") + ", " +
+               misfit("true", "~'yes");
+      });
 }
 
 TEST(Logic, CombinesBooleans) {
@@ -359,15 +476,18 @@ TEST(Logic, CombinesBooleans) {
       const std::string result = Result(operation.replace(operation.find('#'), 1, name));
       EXPECT_EQ(result, Result("1 " + name + " true")) << operation;
     }
-    EXPECT_EQ(Result("false " + name + " <mvr"), "no boolean! false");
-    EXPECT_EQ(Result("true " + name + " 'yes"), "mismatch! true");
+    EXPECT_EQ(Result("false " + name + " <mvr"), "no Boolean! false");
+    EXPECT_EQ(Result("true " + name + " 'yes"), "Type mismatch! true");
     EXPECT_EQ(Result("E1 " + name + " E2") + Result("1 " + name + " E2"), "E1E2");
     return results + Result("1 " + name + " true");
   };
-  ExpectRows({"and -> false false false true Eboolean AND misfit",
-              "or -> false true true true EBooleanOr: a test for boolean Or misfit",
-              "xor -> false true true false EBooleanXOr: a test for boolean XOr misfit"},
-             both);
+  ExpectRows(
+      {
+          "and -> false false false true error value: boolean AND misfit",
+          "or -> false true true true error value: BooleanOr: a test for boolean Or misfit",
+          "xor -> false true true false error value: BooleanXOr: a test for boolean XOr misfit",
+      },
+      both);
 }
 
 }  // namespace

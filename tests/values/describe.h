@@ -66,6 +66,16 @@ std::string Raised(Body&& body) {
   return "";
 }
 
+// What Describe and Raised give, for tables: "error value" in front of one, "raised" in front of
+// what was raised, and the component's own errors without their number.
+inline std::string Spelled(std::string description) {
+  if (description.starts_with('E')) description.replace(0, 1, "error value ");
+  if (description.starts_with("raised ")) description.resize(description.size() - 2);
+  const std::string number = "-2147220991 ";
+  const std::size_t found = description.find(number);
+  return found == description.npos ? description : description.erase(found, number.size());
+}
+
 // Checks rows of "INPUT -> OUTPUT" against a function from the one to the other.
 template <typename Function>
 void ExpectRows(const std::vector<std::string>& rows, Function&& function) {

@@ -76,18 +76,34 @@ class ReferenceTest : public ::testing::Test {
 TEST_F(ReferenceTest, ResolvesToObjects) {
   // Text, context, "this" -> the object; "unknown": none, and the receiver is an error value.
   ExpectRows(
-      {"this,cell,row -> row", " THIS ,cell,row -> row", "this,cell,- -> -",
-       " This : Mass ,far cell,row -> mass", "this:Parent,far cell,cell -> row",
-       "Mass,cell,far cell -> mass", "PARENT,cell,- -> row", "parent : Moles,cell,- -> far cell",
-       // Fields of the form, from anchors that have no answer or are not asked.
-       "Reactants,cell,- -> table", "Reactants,remark,- -> table", "this:Remark,-,row -> remark",
-       "Reactants:Moles,cell,- -> moles", "Reactants: Mass :A,cell,- -> cell",
-       "Reactants:Solvent,cell,- -> -", "Product,cell,- -> structure",
-       "Product:Mass,cell,- -> structure", "reactants,cell,- -> unknown",
-       "Mass,remark,- -> unknown", "Mass:A,cell,- -> unknown",
-       " this : No : such ,cell,row -> unknown", "Mass:this,cell,row -> unknown",
-       "parent:Solvent,cell,- -> unknown", ",cell,- -> unknown", "Reactants,-,- -> unknown",
-       "Reactants,far cell,- -> unknown"},
+      {
+          "this,cell,row -> row",
+          " THIS ,cell,row -> row",
+          "this,cell,- -> -",
+          " This : Mass ,far cell,row -> mass",
+          "this:Parent,far cell,cell -> row",
+          "Mass,cell,far cell -> mass",
+          "PARENT,cell,- -> row",
+          "parent : Moles,cell,- -> far cell",
+          // Fields of the form, from anchors that have no answer or are not asked.
+          "Reactants,cell,- -> table",
+          "Reactants,remark,- -> table",
+          "this:Remark,-,row -> remark",
+          "Reactants:Moles,cell,- -> moles",
+          "Reactants: Mass :A,cell,- -> cell",
+          "Reactants:Solvent,cell,- -> -",
+          "Product,cell,- -> structure",
+          "Product:Mass,cell,- -> structure",
+          "reactants,cell,- -> unknown",
+          "Mass,remark,- -> unknown",
+          "Mass:A,cell,- -> unknown",
+          " this : No : such ,cell,row -> unknown",
+          "Mass:this,cell,row -> unknown",
+          "parent:Solvent,cell,- -> unknown",
+          ",cell,- -> unknown",
+          "Reactants,-,- -> unknown",
+          "Reactants,far cell,- -> unknown",
+      },
       [&](const std::string& row_text) {
         std::istringstream row_fields(row_text);
         std::string text, sco, this_object;
@@ -111,29 +127,37 @@ TEST_F(ReferenceTest, TakesValues) {
   const std::string no_cell = "the specified table property can not be resolved to a value for ";
   const std::string no_table =
       no_cell + "a formula being assigned to something other than a table cell";
-  ExpectRows({"cell,- -> 1..2", "structure,- -> <data", "mass,row -> 1..2", "mass,cell -> 1..2",
-              "-,cell -> the object of type \"Nothing" + no_value,
-              "table,cell -> the object of type \"Table" + no_value,
-              "row,cell -> the object of type \"TableRow" + no_value,
-              "remark,cell -> the object of type \"TextField" + no_value,
-              "mass,far row -> " + no_cell + "a table row in a different table",
-              "mass,far cell -> " + no_cell + "a table cell in a different table",
-              "moles,row -> " + no_cell + "this table row", "moles,cell -> Object variable not set",
-              "mass,remark -> " + no_table, "mass,- -> " + no_table},
-             [&](const std::string& row_text) {
-               const std::size_t comma = row_text.find(',');
-               CellValue value;
-               try {
-                 value.ReferenceValue(u"this", objects.at(row_text.substr(comma + 1)),
-                                      objects.at(row_text.substr(0, comma)), nullptr);
-               } catch (const RaisedError& error) {
-                 const bool own = error.Number() == kComponentError;
-                 EXPECT_EQ(error.Number(), own ? kComponentError : 91);
-                 EXPECT_EQ(error.Source(), own ? u"CellValue.ReferenceValue" : u"KtFormula9");
-                 return Narrow(error.Description());
-               }
-               return Describe(value);
-             });
+  ExpectRows(
+      {
+          "cell,- -> 1..2",
+          "structure,- -> <data",
+          "mass,row -> 1..2",
+          "mass,cell -> 1..2",
+          "-,cell -> the object of type \"Nothing" + no_value,
+          "table,cell -> the object of type \"Table" + no_value,
+          "row,cell -> the object of type \"TableRow" + no_value,
+          "remark,cell -> the object of type \"TextField" + no_value,
+          "mass,far row -> " + no_cell + "a table row in a different table",
+          "mass,far cell -> " + no_cell + "a table cell in a different table",
+          "moles,row -> " + no_cell + "this table row",
+          "moles,cell -> Object variable not set",
+          "mass,remark -> " + no_table,
+          "mass,- -> " + no_table,
+      },
+      [&](const std::string& row_text) {
+        const std::size_t comma = row_text.find(',');
+        CellValue value;
+        try {
+          value.ReferenceValue(u"this", objects.at(row_text.substr(comma + 1)),
+                               objects.at(row_text.substr(0, comma)), nullptr);
+        } catch (const RaisedError& error) {
+          const bool own = error.Number() == kComponentError;
+          EXPECT_EQ(error.Number(), own ? kComponentError : 91);
+          EXPECT_EQ(error.Source(), own ? u"CellValue.ReferenceValue" : u"KtFormula9");
+          return Narrow(error.Description());
+        }
+        return Describe(value);
+      });
   CellValue value;
   EXPECT_EQ(Raised([&] { value.ReferenceValue(u"No", row.get(), nullptr, nullptr); }),
             "raised -2147220991 CellValue.ReferenceValue: the object of type \"Nothing" + no_value +
@@ -161,9 +185,14 @@ TEST_F(ReferenceTest, PrefersNamedValues) {
   names.values[u"Drawing"].SetMvrStructure(u"data");
   // Names are the whole text as it stands; copying comes with its own failure.
   ExpectRows(
-      {"Mass -> 7..8", "this -> E5 Source: description", " Mass -> 1..2", "this:Mass -> 1..2",
-       "Drawing -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a "
-       "Boolean value; <"},
+      {
+          "Mass -> 7..8",
+          "this -> E5 Source: description",
+          " Mass -> 1..2",
+          "this:Mass -> 1..2",
+          "Drawing -> raised 13 CellValue.BooleanValue: an argument does not evaluate to a "
+          "Boolean value; <",
+      },
       [&](const std::string& name) {
         CellValue value;
         const std::string raised = Raised(

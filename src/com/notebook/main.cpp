@@ -9,6 +9,7 @@
 #include "com/base/windows_headers.h"
 #include "com/notebook/component_session.h"
 #include "notebook/command_line.h"
+#include "notebook/operating_system.h"
 #include "notebook/utf.h"
 
 // Read by the C library when it starts: arguments stay as they are, "2*3" is no pattern of file
@@ -56,7 +57,8 @@ int wmain(int argument_count, wchar_t** arguments) {
     _setmode(_fileno(stream), _O_BINARY);
   const Utf8Console console;
   const ktcom::ComponentSession component;
+  const bool shows_progress = IsTerminal(STD_ERROR_HANDLE);
+  const ktnotebook::TableStyle style{IsTerminal(STD_OUTPUT_HANDLE), ktnotebook::TerminalWidth()};
   return ktnotebook::RunCommandLine(Utf8Arguments(argument_count, arguments),
-                                    {std::cin, std::cout, std::cerr, IsTerminal(STD_OUTPUT_HANDLE),
-                                     IsTerminal(STD_ERROR_HANDLE)});
+                                    {std::cin, std::cout, std::cerr, style, shows_progress});
 }

@@ -1,4 +1,4 @@
-// A host framework with the notebook's units and XML documents that records what it is asked for.
+// A host framework that records what it is asked for.
 #pragma once
 
 #include <functional>
@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "host/framework.h"
-#include "notebook/unit_catalogue.h"
-#include "notebook/xml_document.h"
-#include "values/describe.h"
+#include "test_host/units.h"
+#include "test_host/utf8.h"
+#include "test_host/xml.h"
 
 namespace ktformula {
 
-class FakeFramework : public HostFramework {
+class TestFramework : public HostFramework {
  public:
   std::vector<std::string> calls;
   // What CreateListener does; gives nothing by default.
@@ -20,23 +20,21 @@ class FakeFramework : public HostFramework {
   Ref<DatabaseHelper> database_helper;
   Ref<DialogForm> dialog_form;
 
-  std::u16string TypeName() const override { return u"FakeFramework"; }
+  std::u16string TypeName() const override { return u"TestFramework"; }
   Ref<UnitCatalogue> Units() override { return units_; }
   Ref<IKtFieldListener> CreateListener(std::u16string_view identifier) override {
-    calls.push_back("create " + Narrow(identifier));
+    calls.push_back("create " + ToUtf8(identifier));
     return create_listener ? create_listener(identifier) : nullptr;
   }
-  Ref<XmlDocument> CreateXmlDocument() override {
-    return MakeRef<ktnotebook::NotebookXmlDocument>();
-  }
+  Ref<XmlDocument> CreateXmlDocument() override { return MakeRef<TestXmlDocument>(); }
   Ref<DatabaseHelper> Database() override { return database_helper; }
   Ref<ConfigurationHelper> Configuration() override { return MakeRef<Helper>(*this); }
   void RequestSave(IKtObject&, std::u16string_view text) override {
-    calls.push_back("save: " + Narrow(text));
+    calls.push_back("save: " + ToUtf8(text));
   }
-  void ShowMessage(std::u16string_view text) override { calls.push_back("show: " + Narrow(text)); }
+  void ShowMessage(std::u16string_view text) override { calls.push_back("show: " + ToUtf8(text)); }
   void ShowWarning(std::u16string_view title, std::u16string_view text) override {
-    calls.push_back("warn: " + Narrow(title) + ": " + Narrow(text));
+    calls.push_back("warn: " + ToUtf8(title) + ": " + ToUtf8(text));
   }
   Ref<DialogForm> CreateDialogForm() override { return dialog_form; }
   std::u16string ApplicationPath() override { return u"/bin/host"; }
@@ -44,24 +42,17 @@ class FakeFramework : public HostFramework {
  private:
   class Helper : public ConfigurationHelper {
    public:
-    explicit Helper(FakeFramework& framework) : framework_(&framework) {}
+    explicit Helper(TestFramework& framework) : framework_(&framework) {}
     std::u16string TypeName() const override { return u"ConfigurationHelper"; }
     void Store(IKtConfigurationObject&, HostObject& target) override {
-      framework_->calls.push_back("store for " + Narrow(target.TypeName()));
+      framework_->calls.push_back("store for " + ToUtf8(target.TypeName()));
     }
 
    private:
-    Ref<FakeFramework> framework_;
+    Ref<TestFramework> framework_;
   };
 
-  Ref<ktnotebook::NotebookUnitCatalogue> units_ = MakeRef<ktnotebook::NotebookUnitCatalogue>();
+  Ref<TestUnits> units_ = MakeRef<TestUnits>();
 };
-
-// The root element of an XML text; it keeps its document alive.
-inline Ref<XmlElement> ParseXml(std::u16string_view text) {
-  const auto document = MakeRef<ktnotebook::NotebookXmlDocument>();
-  document->LoadText(text);
-  return document->Root();
-}
 
 }  // namespace ktformula

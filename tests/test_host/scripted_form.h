@@ -1,7 +1,6 @@
 // A dialog form without a window, driven by a user in text.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
@@ -11,28 +10,13 @@
 #include <vector>
 
 #include "host/dialog.h"
-#include "notebook/utf.h"
-#include "values/describe.h"
+#include "test_host/utf8.h"
 
 namespace ktformula {
 
-// Carriage returns and line feeds are written "^" and "~".
-inline std::string Shown(std::u16string_view text) {
-  std::string shown = Narrow(text);
-  std::replace(shown.begin(), shown.end(), '\r', '^');
-  std::replace(shown.begin(), shown.end(), '\n', '~');
-  return shown;
-}
-inline std::u16string Typed(std::string_view text) {
-  std::u16string typed = *ktnotebook::FromUtf8(text);
-  std::replace(typed.begin(), typed.end(), u'^', u'\r');
-  std::replace(typed.begin(), typed.end(), u'~', u'\n');
-  return typed;
-}
-
 // The user does what `actions` say and then closes the form with its close box:
 //
-//   pick ENTRY      selects the entry of the list
+//   pick ENTRY      selects the entry of the list, or none
 //   formula TEXT    makes this the text of the box; so does format
 //   focus CONTROL   goes to formula, to format, or to the list
 //   jump CONTROL    the same on a form that tells of the new focus before the old one
@@ -62,7 +46,7 @@ class ScriptedForm final : public DialogForm {
   struct ComboBox final : DialogComboBox {
     void Clear() override { items.clear(); }
     void AddItem(std::u16string_view text, std::int32_t item_data) override {
-      items.emplace_back(Narrow(text), item_data);
+      items.emplace_back(ToUtf8(text), item_data);
     }
     std::int32_t ItemData(int i) const override { return items[std::size_t(i)].second; }
     int ListIndex() const override { return index; }
@@ -123,8 +107,8 @@ class ScriptedForm final : public DialogForm {
     const std::string before = focus_;
     if (verb == "pick") return Pick(what);
     if (verb == "see") return Expect(what);
-    if (verb == "formula") return void(formula.text = Typed(what));
-    if (verb == "format") return void(format.text = Typed(what));
+    if (verb == "formula") return void(formula.text = FromUtf8(what));
+    if (verb == "format") return void(format.text = FromUtf8(what));
     if (verb == "leave") return events_->Form_Deactivate();
     if (verb == "jump") return GetFocus(what), LoseFocus(before);
     if (verb == "focus") return LoseFocus(before), GetFocus(what);
@@ -133,12 +117,14 @@ class ScriptedForm final : public DialogForm {
     formula.text += u"\r\n";
   }
   void Pick(const std::string& entry) {
+    list.index = -1;
+    if (entry.empty()) return events_->mSourcePropertyComboBox_Click();
     for (list.index = 0; list.items.at(std::size_t(list.index)).first != entry;)
       ++list.index;
     events_->mSourcePropertyComboBox_Click();
   }
   void Expect(const std::string& texts) const {
-    EXPECT_EQ(Shown(formula.text) + "|" + Shown(format.text), texts);
+    EXPECT_EQ(ToUtf8(formula.text) + "|" + ToUtf8(format.text), texts);
   }
   void LoseFocus(const std::string& box) {
     if (box == "formula") events_->mFormulaTextBox_LostFocus();
