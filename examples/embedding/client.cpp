@@ -440,7 +440,10 @@ class Section final : public HostObject<IKtOwnerCollection, IKtField, IKtControl
   STDMETHODIMP get_Table(IKtTable** value) noexcept override {
     return GiveShared(value, table_.Get());
   }
-  STDMETHODIMP get_ELNProperties(IKtELNProperties**) noexcept override { return E_NOTIMPL; }
+  STDMETHODIMP get_ELNProperties(IKtELNProperties** value) noexcept override {
+    *value = nullptr;
+    return S_OK;
+  }
   STDMETHODIMP get_Object(IKtGridControl** value) noexcept override {
     return GiveNew(value, new GridControl);
   }

@@ -276,6 +276,9 @@ Class Notebook
   Public Function HolderOf(field)
     Set HolderOf = Me
   End Function
+  Public Property Get ELNProperties
+    Set ELNProperties = Nothing
+  End Property
 End Class
 
 ' The application; its catalogue knows no units.

@@ -563,8 +563,13 @@ listener.TableNotification book, Nothing
 Expect "loaded formulas", "0.24424 (value)|0.48 (value)|1 (value)", reactants.Texts("Result")
 Expect "a tree once used", 3, listener.PropertyFormulas.Item("15").TokenTree.Count
 listener.Store book
+listener.Store Nothing
 Expect "saved already", False, IsObject(store.Stored)
 listener.Name = "Mass"
+On Error Resume Next
+listener.Store Nothing
+Expect "no place to store in", "91 KtFormula9: Object variable not set", TakeError()
+On Error GoTo 0
 listener.Store book
 Expect "stored", True, store.Stored Is listener
 listener.Save store

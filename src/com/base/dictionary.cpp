@@ -14,7 +14,8 @@ void ScriptingDictionary::Add(std::u16string_view key, Variant item) {
 }
 
 bool ScriptingDictionary::Exists(std::u16string_view key) const {
-  return InvokeByName(*dictionary_.Get(), u"Exists", Variants(key)).Boolean();
+  if (exists_ == DISPID_UNKNOWN) exists_ = MemberOf(*dictionary_.Get(), u"Exists");
+  return InvokeById(*dictionary_.Get(), exists_, Variants(key)).Boolean();
 }
 
 Variant ScriptingDictionary::Item(std::u16string_view key) const {

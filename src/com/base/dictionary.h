@@ -36,6 +36,8 @@ class ScriptingDictionary {
   std::vector<Variant> ListOf(std::u16string_view member) const;
 
   ComPtr<IDispatch> dictionary_;
+  // Asked for each reference of a formula.
+  mutable DISPID exists_ = DISPID_UNKNOWN;
 };
 
 }  // namespace ktcom

@@ -35,16 +35,6 @@ DISPID FindMember(IDispatch& object, std::u16string_view name) {
   return member;
 }
 
-DISPID MemberOf(IDispatch& object, std::u16string_view name) {
-  const DISPID member = FindMember(object, name);
-  if (member == DISPID_UNKNOWN) {
-    throw ktformula::RaisedError(kNoSuchMember, u"KtFormula9",
-                                 u"the host's object of type \"" + TypeNameOf(&object) +
-                                     u"\" has no member \"" + std::u16string(name) + u"\"");
-  }
-  return member;
-}
-
 void Invoke(IDispatch& object, DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
   EXCEPINFO exception{};
   const ComPtr<IDispatchEx> script_object = AsScriptObject(object);
@@ -75,8 +65,21 @@ ComPtr<ITypeInfo> TypeInformation(IUnknown* object) {
 
 }  // namespace
 
+DISPID MemberOf(IDispatch& object, std::u16string_view name) {
+  const DISPID member = FindMember(object, name);
+  if (member == DISPID_UNKNOWN) {
+    throw ktformula::RaisedError(kNoSuchMember, u"KtFormula9",
+                                 u"the host's object of type \"" + TypeNameOf(&object) +
+                                     u"\" has no member \"" + std::u16string(name) + u"\"");
+  }
+  return member;
+}
+
 Variant InvokeByName(IDispatch& object, std::u16string_view name, std::vector<Variant> arguments) {
-  const DISPID member = MemberOf(object, name);
+  return InvokeById(object, MemberOf(object, name), std::move(arguments));
+}
+
+Variant InvokeById(IDispatch& object, DISPID member, std::vector<Variant> arguments) {
   // Automation counts arguments from the last one.
   std::vector<VARIANT> reversed;
   reversed.reserve(arguments.size());

@@ -213,7 +213,7 @@ void ForeignGridControl::FinishCell(ktformula::TableCell& cell) {
 }
 
 Ref<ktformula::ELNProperties> ForeignControlHolder::Properties() {
-  return WrapRequired<ForeignELNProperties, &IKtControlHolder::get_ELNProperties>(u"ELNProperties");
+  return Wrap<ForeignELNProperties, &IKtControlHolder::get_ELNProperties>(u"ELNProperties");
 }
 Ref<ktformula::GridControl> ForeignControlHolder::Object() {
   return WrapRequired<ForeignGridControl, &IKtControlHolder::get_Object>(u"Object");
