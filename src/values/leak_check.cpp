@@ -1,5 +1,7 @@
 #include "values/leak_check.h"
 
+#include <map>
+
 namespace ktformula {
 
 namespace {
@@ -17,10 +19,13 @@ KtLeakCheck::KtLeakCheck(std::string_view class_name)
 }
 
 std::vector<KtLeakCheck::Count> KtLeakCheck::Counts() {
-  std::vector<Count> counts;
+  std::map<std::string, std::int64_t> alive;
   for (const KtLeakCheck* counter = FirstCounter(); counter != nullptr; counter = counter->next_) {
-    counts.push_back({counter->label_, counter->alive_.load(std::memory_order_relaxed)});
+    alive[counter->label_] += counter->alive_.load(std::memory_order_relaxed);
   }
+  std::vector<Count> counts;
+  for (const auto& [label, count] : alive)
+    counts.push_back({label, count});
   return counts;
 }
 

@@ -10,8 +10,9 @@
 
 namespace ktformula {
 
-// One counter per class, reachable by its label ("KtFormula9.CellValue"). Counters live as long
-// as the program and count the objects of all threads; counting costs one increment.
+// A counter of a class, reachable by its label ("KtFormula9.CellValue"); several of one label count
+// together. Counters live as long as the program and count the objects of all threads; counting
+// costs one increment.
 class KtLeakCheck {
  public:
   explicit KtLeakCheck(std::string_view class_name);
@@ -22,7 +23,7 @@ class KtLeakCheck {
     std::string label;
     std::int64_t alive;
   };
-  // Every class that was ever counted.
+  // Every class that was ever counted, by label.
   static std::vector<Count> Counts();
   // The classes with living objects as "label: count" lines; "" when nothing is alive.
   static std::string Report();
