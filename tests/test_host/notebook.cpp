@@ -55,13 +55,19 @@ struct ColumnProperties final : ELNProperties {
 };
 
 struct TableHolder final : ControlHolder {
-  TableHolder(Ref<TestTable> of, Ref<GridControl> control) : table(of), grid(control) {}
+  TableHolder(TestForm& owner, Ref<TestTable> of) : form(owner), table(of) {}
+  TestForm& form;
   Ref<TestTable> table;
-  Ref<GridControl> grid;
 
   std::u16string TypeName() const override { return u"ControlHolder"; }
-  Ref<ELNProperties> Properties() override { return MakeRef<ColumnProperties>(*table); }
-  Ref<GridControl> Object() override { return table ? grid : nullptr; }
+  Ref<ELNProperties> Properties() override {
+    form.asked += "properties, ";
+    return table ? MakeRef<ColumnProperties>(*table) : nullptr;
+  }
+  Ref<GridControl> Object() override {
+    form.asked += "control, ";
+    return table ? form.control : nullptr;
+  }
 };
 
 struct FieldOwner final : OwnerCollection {
@@ -84,7 +90,10 @@ struct FormNotification final : NotificationSource {
   TestForm& form;
 
   std::u16string TypeName() const override { return u"Notification"; }
-  Ref<Form> FormObject() override { return Ref<Form>(&form); }
+  Ref<Form> FormObject() override {
+    form.asked += "form, ";
+    return Ref<Form>(&form);
+  }
 };
 
 std::optional<double> TakeNumber(std::u16string_view& text) {
@@ -185,6 +194,7 @@ Ref<Table> TestColumn::OwningTable() const {
   return Ref<Table>(&table);
 }
 int TestColumn::CellCount() const {
+  table.form.asked += "cells, ";
   return table.RowCount();
 }
 Ref<TableCell> TestColumn::Cell(int index) const {
@@ -256,6 +266,10 @@ Ref<TestCell> TestRow::CellOf(const TableProperty* of) const {
   return nullptr;
 }
 
+int TestTable::ColumnCount() const {
+  form.asked += "columns, ";
+  return static_cast<int>(columns.size());
+}
 TestColumn* TestTable::FindColumn(std::u16string_view column_name) const {
   for (const auto& column : columns) {
     if (column->property->name == column_name) return column.get();
@@ -323,6 +337,10 @@ void TestGrid::FinishCell(TableCell&) {
   log += "finish. ";
 }
 
+Ref<Table> TestField::AsTable() {
+  if (table) table->form.asked += "table, ";
+  return table;
+}
 std::u16string TestField::Description() const {
   return (table ? u"table \"" : u"field \"") + name + u"\"";
 }
@@ -379,7 +397,8 @@ Ref<NotificationSource> TestForm::Notification() {
   return MakeRef<FormNotification>(*this);
 }
 Ref<ControlHolder> TestForm::HolderOf(const Field& field) {
-  return MakeRef<TableHolder>(static_cast<const TestField&>(field).table, grid);
+  asked += "holder, ";
+  return MakeRef<TableHolder>(*this, static_cast<const TestField&>(field).table);
 }
 
 }  // namespace ktformula

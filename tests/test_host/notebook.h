@@ -135,7 +135,7 @@ struct TestTable final : Table {
   bool ResolvesRelativeReferences() const noexcept override { return true; }
   Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override;
   Ref<PropertyScope> Scope() override;
-  int ColumnCount() const override { return static_cast<int>(columns.size()); }
+  int ColumnCount() const override;
   Ref<TableProperty> Column(int index) const override { return columns.at(std::size_t(index) - 1); }
   int RowCount() const override { return static_cast<int>(rows.size()); }
   Ref<TableRow> Row(int index) const override { return rows.at(std::size_t(index) - 1); }
@@ -184,7 +184,7 @@ struct TestField final : Field {
   std::u16string TypeName() const override { return u"Field"; }
   std::int32_t Key() const override { return key; }
   std::u16string Description() const override;
-  Ref<Table> AsTable() override { return table; }
+  Ref<Table> AsTable() override;
 };
 
 // Also tells the listeners of its tables that something has changed.
@@ -195,6 +195,10 @@ struct TestForm final : Form {
   Ref<TestUnits> units = MakeRef<TestUnits>();
   std::vector<Ref<TestField>> fields;
   Ref<TestGrid> grid = MakeRef<TestGrid>(*units);
+  // What listeners write through; the grid unless a test has another.
+  Ref<GridControl> control = grid;
+  // What a listener asked for on its way to the cells, in order.
+  std::string asked;
   Ref<PropertyScope> scope;
 
   TestTable& TableOf(std::u16string_view name) const;
