@@ -25,8 +25,9 @@ struct EvaluationContext {
   NamedValues* listener = nullptr;
 };
 
-// Evaluation belongs to a thread: how deep it is, where its stack ends and what follows below are
-// each thread's own, so that listeners in several threads know nothing of one another.
+// Evaluation belongs to a thread, like the objects that it evaluates for: how deep it is, where its
+// stack ends and what follows below are each thread's own, so that listeners in several threads
+// know nothing of one another.
 
 // Layers that may be under evaluation at once, definitions and functions included. It is beyond
 // what kMaximumNesting parentheses can make with all six operator levels between each two. What

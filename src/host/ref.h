@@ -9,7 +9,8 @@ namespace ktformula {
 
 // Base of everything that the host hands to the component, and of what the component hands back.
 // Objects count their own references; the last Ref that lets go deletes the object. The count is
-// not atomic: every call arrives on the host's one thread.
+// not atomic: an object belongs to one thread, that of its apartment, and so does everything that
+// refers to it. Objects in several threads share nothing but what the process has once.
 class HostObject {
  public:
   HostObject(const HostObject&) = delete;

@@ -1,5 +1,6 @@
 #include "notebook/json_output.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -17,8 +18,13 @@ using Json = nlohmann::ordered_json;
 
 // JSON may stand in a terminal: active characters, which occur in its strings alone, are escaped.
 std::string Dump(const Json& json) {
+  std::string text = json.dump();
+  // Among the printable characters of ASCII there is nothing active.
+  const bool is_plain =
+      std::all_of(text.begin(), text.end(), [](char byte) { return byte >= ' ' && byte < '\x7F'; });
+  if (is_plain) return text;
   std::u16string escaped;
-  for (const char16_t unit : FromStoredUtf8(json.dump())) {
+  for (const char16_t unit : FromStoredUtf8(text)) {
     if (IsActive(unit)) {
       escaped += Escape(unit);
     } else {

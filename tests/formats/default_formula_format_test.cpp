@@ -105,10 +105,11 @@ TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
 }
 
 TEST_F(DefaultFormulaFormatTest, NeedsWhatItIsInitializedWithAndAProperty) {
-  const auto form = MakeRef<TestForm>("");
+  const auto units = MakeRef<TestUnits>();
+  const auto grid = MakeRef<TestGrid>(*units);
   const std::string not_set = "raised 91 KtFormula9: Object variable not set; ";
   const auto cell = MakeRef<FakeCell>();
-  EXPECT_EQ(Raised([&] { format->SetGridCellValue(*form->grid, *cell, 1, u"", 3, {}); }), not_set);
+  EXPECT_EQ(Raised([&] { format->SetGridCellValue(*grid, *cell, 1, u"", 3, {}); }), not_set);
   EXPECT_EQ(Raised([&] { MakeRef<DefaultFormulaFormat>()->RequestSave(); }), not_set);
 }
 

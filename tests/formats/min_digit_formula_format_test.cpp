@@ -5,7 +5,7 @@
 
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
-#include "values/text.h"
+#include "values/describe.h"
 
 namespace ktformula {
 namespace {
@@ -63,26 +63,60 @@ TEST(MinDigitFormulaFormat, ChoosesUnit) {
 }
 
 TEST(MinDigitFormulaFormat, StepsToTheNextSmallerUnit) {
-  const std::pair<std::string, std::string> steps[] = {
-      {"kg/mol", "g/mol"},   {"kD", "D"},           {"g/ml", "mg/ml"},    {"mg/ml", "µg/ml"},
-      {"µg/ml", "µg/l"},     {"g/mL", "mg/mL"},     {"mg/mL", "µg/mL"},   {"µg/mL", "µg/L"},
-      {"kg/l", "g/l"},       {"g/l", "mg/l"},       {"mg/l", "µg/l"},     {"kg/L", "g/L"},
-      {"g/L", "mg/L"},       {"mg/L", "µg/L"},      {"kg/m3", "mg/l"},    {"m", "mm"},
-      {"cm", "mm"},          {"mm", "µm"},          {"µm", "nm"},         {"kg", "g"},
-      {"g", "mg"},           {"mg", "µg"},          {"mol", "mmol"},      {"mmol", "µmol"},
-      {"mol/g", "mmol/g"},   {"mol/kg", "mmol/kg"}, {"mmol/g", "µmol/g"}, {"mmol/kg", "µmol/kg"},
-      {"µmol/g", "µmol/kg"}, {"molar", "mmolar"},   {"mmolar", "µmolar"}, {"mol/l", "mM"},
-      {"mol/L", "mM"},       {"M", "mM"},           {"mM", "µM"},         {"N", "mN"},
-      {"mN", "µN"},          {"bar", "mbar"},       {"hr", "min"},        {"min", "s"},
-      {"s", "ms"},           {"ms", "µs"},          {"m3", "l"},          {"l", "ml"},
-      {"ml", "µl"},          {"L", "mL"},           {"mL", "µL"},
-  };
   const auto units = MakeRef<TestUnits>();
-  for (const auto& [unit, smaller] : steps) {
-    const std::string shown =
-        Shown(units->FindUnit(FromUtf8(unit))->ToBase(0.0109), unit, "1 " + unit);
-    EXPECT_EQ(shown.substr(shown.rfind(' ') + 1), smaller) << unit;
-  }
+  ExpectLines(R"(
+      kg/mol -> g/mol
+      kD -> D
+      g/ml -> mg/ml
+      mg/ml -> µg/ml
+      µg/ml -> µg/l
+      g/mL -> mg/mL
+      mg/mL -> µg/mL
+      µg/mL -> µg/L
+      kg/l -> g/l
+      g/l -> mg/l
+      mg/l -> µg/l
+      kg/L -> g/L
+      g/L -> mg/L
+      mg/L -> µg/L
+      kg/m3 -> mg/l
+      m -> mm
+      cm -> mm
+      mm -> µm
+      µm -> nm
+      kg -> g
+      g -> mg
+      mg -> µg
+      mol -> mmol
+      mmol -> µmol
+      mol/g -> mmol/g
+      mol/kg -> mmol/kg
+      mmol/g -> µmol/g
+      mmol/kg -> µmol/kg
+      µmol/g -> µmol/kg
+      molar -> mmolar
+      mmolar -> µmolar
+      mol/l -> mM
+      mol/L -> mM
+      M -> mM
+      mM -> µM
+      N -> mN
+      mN -> µN
+      bar -> mbar
+      hr -> min
+      min -> s
+      s -> ms
+      ms -> µs
+      m3 -> l
+      l -> ml
+      ml -> µl
+      L -> mL
+      mL -> µL)",
+              [&](const std::string& unit) {
+                const std::string shown =
+                    Shown(units->FindUnit(FromUtf8(unit))->ToBase(0.0109), unit, "1 " + unit);
+                return shown.substr(shown.rfind(' ') + 1);
+              });
 }
 
 }  // namespace

@@ -113,9 +113,13 @@ TEST_F(TokenizerTest, RefusesWhatBeginsNoToken) {
 
 TEST_F(TokenizerTest, TakesDecimalSeparatorFromLocale) {
   SetUserLocale({u',', u'.'});
-  ExpectRows({"1,5 -> number 1; ,; number 5", "1.5 -> number 1; number .; number 5",
-              "'1,5' -> string 1,5"},
-             [&](const std::string& formula) { return Tokens(formula); });
+  ExpectRows(
+      {
+          "1,5 -> number 1; ,; number 5",
+          "1.5 -> number 1; number .; number 5",
+          "'1,5' -> string 1,5",
+      },
+      [&](const std::string& formula) { return Tokens(formula); });
 }
 
 TEST_F(TokenizerTest, BindsFunctionObjectToItsNames) {

@@ -24,9 +24,9 @@ std::string ExamineForm(const std::string& notation) {
 std::string Examine(const std::string& texts) {
   std::string columns = "1 A string";
   std::string row = "entered ";
-  for (std::size_t begin = 0; begin < texts.size(); ++begin) {
-    if (texts[begin] != ',') {
-      row += texts[begin];
+  for (const char character : texts) {
+    if (character != ',') {
+      row += character;
       continue;
     }
     columns += " | 2 B string";

@@ -344,7 +344,11 @@ TEST_F(RecalculationTest, WritesMayComeBackToListener) {
 TEST_F(RecalculationTest, ColumnsThatReadThemselvesSettleOrNot) {
   functions = {StandardFunctions().begin(), StandardFunctions().end()};
   ExpectRows(
-      {"SUM(1,[T],1/[X]) -> 0|0", "IF(MAX([X])<3,MAX([X])+1,3) -> 3|3", "SUM([X])+1 -> never"},
+      {
+          "SUM(1,[T],1/[X]) -> 0|0",
+          "IF(MAX([X])<3,MAX([X])+1,3) -> 3|3",
+          "SUM([X])+1 -> never",
+      },
       [this](const std::string& formula) {
         Load("1 X number\n|\n|");
         listener->SetPropertyFormula(1, Widen(formula), u"");

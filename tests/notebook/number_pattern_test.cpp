@@ -7,46 +7,46 @@
 
 #include "notebook/locale_names.h"
 #include "notebook/utf.h"
+#include "values/describe.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
 
 namespace ktnotebook {
 namespace {
 
-using ktformula::Locale;
-
-struct Row {
-  double value;
-  std::u16string pattern;
-  std::u16string text;
-};
-
 class NumberPatternTest : public testing::Test {
  protected:
   void TearDown() override { ktformula::SetUserLocale({}); }
 
-  template <std::size_t count>
-  static void ExpectTexts(const Row (&rows)[count]) {
-    for (const Row& row : rows) {
-      EXPECT_EQ(ToUtf8(FormatNumber(row.value, row.pattern)), ToUtf8(row.text))
-          << row.value << " in " << ToUtf8(row.pattern);
-    }
+  // Rows of "VALUE as PATTERN -> TEXT".
+  static void ExpectTexts(const std::vector<std::string>& rows) {
+    ktformula::ExpectRows(rows, [](const std::string& row) {
+      const std::size_t as = row.find(" as ");
+      return ToUtf8(FormatNumber(std::stod(row), *FromUtf8(row.substr(as + 4))));
+    });
   }
 };
 
 TEST_F(NumberPatternTest, RoundsTheDecimalFormHalfAwayFromZero) {
-  const Row rows[] = {
-      {2.675, u"0.00", u"2.68"},   {1.005, u"0.00", u"1.01"},
-      {-2.675, u"0.00", u"-2.68"}, {0.5, u"0", u"1"},
-      {1.5, u"0", u"2"},           {2.5, u"0", u"3"},
-      {0.49999, u"0", u"0"},       {0.05, u"0.0", u"0.1"},
-      {0.049, u"0.0", u"0.0"},     {0.005, u"0.0", u"0.0"},
-      {0.95, u"0.0", u"1.0"},      {9.995, u"0.00", u"10.00"},
-      {999.5, u"0", u"1000"},      {0.1 + 0.2, u"0.00000000000000000", u"0.30000000000000000"},
-      {-0.004, u"0.00", u"0.00"},  {-0.0, u"0.0", u"0.0"},
-      {-0.005, u"0.00", u"-0.01"},
-  };
-  ExpectTexts(rows);
+  ExpectTexts({
+      "2.675 as 0.00 -> 2.68",
+      "1.005 as 0.00 -> 1.01",
+      "-2.675 as 0.00 -> -2.68",
+      "0.5 as 0 -> 1",
+      "1.5 as 0 -> 2",
+      "2.5 as 0 -> 3",
+      "0.49999 as 0 -> 0",
+      "0.05 as 0.0 -> 0.1",
+      "0.049 as 0.0 -> 0.0",
+      "0.005 as 0.0 -> 0.0",
+      "0.95 as 0.0 -> 1.0",
+      "9.995 as 0.00 -> 10.00",
+      "999.5 as 0 -> 1000",
+      "0.30000000000000004 as 0.00000000000000000 -> 0.30000000000000000",
+      "-0.004 as 0.00 -> 0.00",
+      "-0.0 as 0.0 -> 0.0",
+      "-0.005 as 0.00 -> -0.01",
+  });
 }
 
 // n/64 has at most six decimals, so that integers give the rounded value exactly.
@@ -67,58 +67,61 @@ TEST_F(NumberPatternTest, AgreesWithIntegerArithmetic) {
 }
 
 TEST_F(NumberPatternTest, FillsDigitPlaces) {
-  const Row rows[] = {
-      {5, u"0.", u"5."},
-      {5, u"000", u"005"},
-      {12345, u"0", u"12345"},
-      {12345.678, u"00.0", u"12345.7"},
-      {0.5, u"#.##", u".5"},
-      {5, u"0.##", u"5."},
-      {5.25, u"0.0##", u"5.25"},
-      {5, u"0.0##", u"5.0"},
-      {5.1, u"0.##0", u"5.100"},
-      {0, u"#", u""},
-      {5, u"0#", u"05"},
-      {5, u"#0", u"5"},
-      {12.5, u".00", u"12.50"},
-      {0.25, u".00", u".25"},
-      {1234567, u"#,##0", u"1,234,567"},
-      {123, u"#,##0", u"123"},
-      {12, u"0,000", u"0,012"},
-      {1234.5, u"#,##0.00", u"1,234.50"},
-      {1.5, u"", u"1.5"},
-  };
-  ExpectTexts(rows);
+  ExpectTexts({
+      "5 as 0. -> 5.",
+      "5 as 000 -> 005",
+      "12345 as 0 -> 12345",
+      "12345.678 as 00.0 -> 12345.7",
+      "0.5 as #.## -> .5",
+      "5 as 0.## -> 5.",
+      "5.25 as 0.0## -> 5.25",
+      "5 as 0.0## -> 5.0",
+      "5.1 as 0.##0 -> 5.100",
+      "0 as # -> ",
+      "5 as 0# -> 05",
+      "5 as #0 -> 5",
+      "12.5 as .00 -> 12.50",
+      "0.25 as .00 -> .25",
+      "1234567 as #,##0 -> 1,234,567",
+      "123 as #,##0 -> 123",
+      "12 as 0,000 -> 0,012",
+      "1234.5 as #,##0.00 -> 1,234.50",
+      "1.5 as  -> 1.5",
+  });
 }
 
 TEST_F(NumberPatternTest, LiteralsAndPercentSigns) {
-  const Row rows[] = {
-      {0.1234, u"00.0%", u"12.3%"},
-      {0.07, u"0%", u"7%"},
-      {0.285, u"0%", u"29%"},
-      {0.07, u"% 0.0000000000000000", u"% 7.0000000000000000"},
-      {-0.004, u"0%", u"0%"},
-      {-5, u"EUR 0.00 net", u"-EUR 5.00 net"},
-      {5, u"0 m3 (0.0)", u"5 m3 (0.0)"},
-      {5, u"0,", u"5,"},
-      {1.25, u"0.0,0", u"1.3,0"},
-      {5, u"...0", u"..5.0"},
-      {5, u"0E+", u"5E+"},
-      {5, u"-", u"-"},
-  };
-  ExpectTexts(rows);
+  ExpectTexts({
+      "0.1234 as 00.0% -> 12.3%",
+      "0.07 as 0% -> 7%",
+      "0.285 as 0% -> 29%",
+      "0.07 as % 0.0000000000000000 -> % 7.0000000000000000",
+      "-0.004 as 0% -> 0%",
+      "-5 as EUR 0.00 net -> -EUR 5.00 net",
+      "5 as 0 m3 (0.0) -> 5 m3 (0.0)",
+      "5 as 0, -> 5,",
+      "1.25 as 0.0,0 -> 1.3,0",
+      "5 as ...0 -> ..5.0",
+      "5 as 0E+ -> 5E+",
+      "5 as - -> -",
+  });
 }
 
 TEST_F(NumberPatternTest, Exponents) {
-  const Row rows[] = {
-      {12345, u"0.00E+00", u"1.23E+04"},       {0.00012355, u"0.00E+00", u"1.24E-04"},
-      {-9.996e99, u"0.00E+00", u"-1.00E+100"}, {9.996e-10, u"0.00E-0", u"1.00E-9"},
-      {9.996e10, u"0.00E-0", u"1.00E11"},      {0, u"0.00E+00", u"0.00E+00"},
-      {12345, u"00.0E+0", u"12.3E+3"},         {99960, u"00.0E+0", u"10.0E+4"},
-      {12345, u".00E+0", u".12E+5"},           {1000, u"#.##e+000", u"1.e+003"},
-      {1e-300, u"0.0E+00", u"1.0E-300"},       {0.5, u"0E+0%", u"5E+1%"},
-  };
-  ExpectTexts(rows);
+  ExpectTexts({
+      "12345 as 0.00E+00 -> 1.23E+04",
+      "0.00012355 as 0.00E+00 -> 1.24E-04",
+      "-9.996e99 as 0.00E+00 -> -1.00E+100",
+      "9.996e-10 as 0.00E-0 -> 1.00E-9",
+      "9.996e10 as 0.00E-0 -> 1.00E11",
+      "0 as 0.00E+00 -> 0.00E+00",
+      "12345 as 00.0E+0 -> 12.3E+3",
+      "99960 as 00.0E+0 -> 10.0E+4",
+      "12345 as .00E+0 -> .12E+5",
+      "1000 as #.##e+000 -> 1.e+003",
+      "1e-300 as 0.0E+00 -> 1.0E-300",
+      "0.5 as 0E+0% -> 5E+1%",
+  });
 }
 
 TEST_F(NumberPatternTest, LargeNumbersAndLongPatterns) {
@@ -142,21 +145,35 @@ TEST_F(NumberPatternTest, LargeNumbersAndLongPatterns) {
 }
 
 TEST_F(NumberPatternTest, SeparatorsAreThoseOfTheNamedLocale) {
-  const std::pair<std::string, std::u16string> rows[] = {
-      {"C", u"12,345.6"},           {"POSIX", u"12,345.6"},      {"en_US", u"12,345.6"},
-      {"en_GB.UTF-8", u"12,345.6"}, {"de_DE", u"12.345,6"},      {"de", u"12.345,6"},
-      {"de-DE", u"12.345,6"},       {"de_DE@euro", u"12.345,6"}, {"de_XX", u"12.345,6"},
-      {"de_CH", u"12\u2019345.6"},  {"de_AT", u"12\u00A0345,6"}, {"fr_FR.UTF-8", u"12\u202F345,6"},
-      {"sv_SE", u"12\u00A0345,6"},  {"es_ES", u"12.345,6"},      {"es_MX", u"12,345.6"},
-      {"es_419", u"12,345.6"},      {"pt_BR", u"12.345,6"},      {"pt_PT", u"12\u00A0345,6"},
-      {"ja_JP", u"12,345.6"},
+  const auto show = [](const std::string& name) {
+    ktformula::SetUserLocale(FindLocale(name).value());
+    return ToUtf8(FormatNumber(12345.6, u"#,##0.0"));
   };
-  for (const auto& [name, text] : rows) {
-    const std::optional<Locale> locale = FindLocale(name);
-    ASSERT_TRUE(locale) << name;
-    ktformula::SetUserLocale(*locale);
-    EXPECT_EQ(ToUtf8(FormatNumber(12345.6, u"#,##0.0")), ToUtf8(text)) << name;
-  }
+  ktformula::ExpectLines(R"(
+      C -> 12,345.6
+      POSIX -> 12,345.6
+      en_US -> 12,345.6
+      en_GB.UTF-8 -> 12,345.6
+      de_DE -> 12.345,6
+      de -> 12.345,6
+      de-DE -> 12.345,6
+      de_DE@euro -> 12.345,6
+      de_XX -> 12.345,6
+      es_ES -> 12.345,6
+      es_MX -> 12,345.6
+      es_419 -> 12,345.6
+      pt_BR -> 12.345,6
+      ja_JP -> 12,345.6)",
+                         show);
+  ktformula::ExpectRows(
+      {
+          "de_CH -> 12\u2019345.6",
+          "de_AT -> 12\u00A0345,6",
+          "fr_FR.UTF-8 -> 12\u202F345,6",
+          "sv_SE -> 12\u00A0345,6",
+          "pt_PT -> 12\u00A0345,6",
+      },
+      show);
   for (const char* name : {"", "c", "xx_DE", "de_", "DE", "_DE", "de_de", "de_DE_x", "d", "e de"}) {
     EXPECT_FALSE(FindLocale(name)) << name;
   }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "test_host/utf8.h"
 #include "values/platform.h"
@@ -93,6 +94,18 @@ std::optional<double> TakeNumber(std::u16string_view& text) {
   const auto number = NumericValue(text.substr(0, length));
   if (number) text.remove_prefix(length);
   return number;
+}
+
+// NUMBER, or NUMBER +/- NUMBER, taken off the front.
+std::optional<std::pair<double, double>> TakeBounds(std::u16string_view& text) {
+  const auto middle = TakeNumber(text);
+  if (!middle) return std::nullopt;
+  text = TrimBlanks(text);
+  if (!text.starts_with(u"+/-")) return std::pair(*middle, *middle);
+  text.remove_prefix(3);
+  const auto tolerance = TakeNumber(text);
+  if (!tolerance) return std::nullopt;
+  return std::pair(*middle - *tolerance, *middle + *tolerance);
 }
 
 std::string ShowNumber(double value, std::string pattern) {
@@ -186,20 +199,14 @@ void TestCell::Type(std::u16string_view typed) {
   if (column.property->type != u"number" || text.empty()) return;
   min = max = kNotANumber;
   std::u16string_view rest = text;
-  const auto middle = TakeNumber(rest);
-  double tolerance = 0;
-  rest = TrimBlanks(rest);
-  if (rest.starts_with(u"+/-")) {
-    rest.remove_prefix(3);
-    tolerance = TakeNumber(rest).value();
-  }
+  const auto bounds = TakeBounds(rest);
   rest = TrimBlanks(rest);
   const Ref<TestUnit> own_unit =
       rest.empty() ? column.property->unit : row.table.form.units->FindUnit(rest);
-  if (!middle || (!rest.empty() && !own_unit)) return;
-  min = own_unit ? own_unit->ToBase(*middle - tolerance) : *middle - tolerance;
-  max = own_unit ? own_unit->ToBase(*middle + tolerance) : *middle + tolerance;
+  if (!bounds || (!rest.empty() && !own_unit)) return;
   unit = rest;
+  min = own_unit ? own_unit->ToBase(bounds->first) : bounds->first;
+  max = own_unit ? own_unit->ToBase(bounds->second) : bounds->second;
 }
 
 Ref<NotebookObject> TestCell::ResolveRelative(std::span<const std::u16string> parts) {

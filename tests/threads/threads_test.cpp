@@ -72,6 +72,7 @@ TEST(Threads, RecalculateAtTheSameTime) {
   {
     std::latch start(kThreads);
     std::vector<std::jthread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
       threads.emplace_back([&, i] {
         start.arrive_and_wait();

@@ -96,17 +96,19 @@ const std::map<std::string, Operator> kOperators = {{"+", &CellValue::Add},
                                                     {"or", &CellValue::BooleanOr},
                                                     {"xor", &CellValue::BooleanXOr}};
 
-// The left operand after "LEFT OPERATOR RIGHT", behind the error that was raised. A "~" in front
-// of the right operand makes it a plain one.
+// The left operand after "LEFT OPERATOR RIGHT", behind the error that was raised. The word "plain"
+// in front of the right operand makes it a plain one.
 std::string Result(const std::string& operation) {
   std::istringstream words(operation);
   std::string left, name, right;
   words >> left >> name >> right;
+  const bool is_plain = right == "plain";
+  if (is_plain) words >> right;
   CellValue value = Value(left);
   const Operator apply = kOperators.at(name);
   const std::string raised = Raised([&] {
-    if (right[0] == '~') {
-      (value.*apply)(Plain(right.substr(1)));
+    if (is_plain) {
+      (value.*apply)(Plain(right));
     } else {
       (value.*apply)(Value(right));
     }
@@ -282,16 +284,16 @@ TEST(Arithmetic, WorksBoundByBound) {
       {
           "1..2 + 10..20 -> 11..22",
           "1..2 - 10..20 -> -9..-18",
-          "1..2 * ~-3 -> -3..-6",
+          "1..2 * plain -3 -> -3..-6",
           "1..8 / 2..4 -> 0.5..2",
-          "1..8 / ~'2e0 -> 0.5..4",
-          "1 + ~true -> 0",
-          "1 + ~false -> 1",
-          "1 + ~'abc -> 1",
-          "1 + ~' -> 1",
-          "1 * ~D3 -> 1",
-          "1 / ~? -> 1",
-          "7 mod ~'abc -> 7",
+          "1..8 / plain '2e0 -> 0.5..4",
+          "1 + plain true -> 0",
+          "1 + plain false -> 1",
+          "1 + plain 'abc -> 1",
+          "1 + plain ' -> 1",
+          "1 * plain D3 -> 1",
+          "1 / plain ? -> 1",
+          "7 mod plain 'abc -> 7",
           // A text on the left is read, one on the right is not.
           "'5 + 1 -> 6",
           "1 + '5 -> 1",
@@ -301,15 +303,15 @@ TEST(Arithmetic, WorksBoundByBound) {
           "true - 1 -> error value: no number",
           "D mod 1 -> error value: no number",
           "'5 + '1 -> raised Add: the value \"5\" is not a number; '5",
-          "'5 + ~1 -> raised Add: the value \"5\" is not a number; '5",
-          "'a - ~'b -> raised Subtract: the value \"a\" is not a number; 'a",
-          "true * ~1 -> raised Multiply: the value \"true\" is not a number; true",
+          "'5 + plain 1 -> raised Add: the value \"5\" is not a number; '5",
+          "'a - plain 'b -> raised Subtract: the value \"a\" is not a number; 'a",
+          "true * plain 1 -> raised Multiply: the value \"true\" is not a number; true",
           "? / <mvr -> raised Divide: the value \"\" is not a number; ?",
-          "'a mod ~1 -> raised Divide: the value \"a\" is not a number; 'a",
+          "'a mod plain 1 -> raised Divide: the value \"a\" is not a number; 'a",
           "E1 + E2 -> E1",
           "1 - E2 -> E2",
           "? * E2 -> E2",
-          "E1 / ~0 -> E1",
+          "E1 / plain 0 -> E1",
           "E1 mod 0 -> E1",
       },
       Result);
@@ -324,23 +326,23 @@ TEST(Arithmetic, StoresABoundBeforeItChecksIt) {
       {
           "1..2 / 0..4 -> Division by zero! inf..2",
           "1..2 / 4..0 -> Division by zero! 0.25..inf",
-          "-1..2 / ~0 -> Division by zero! -inf..2",
-          "inf..1 / ~0 -> Division by zero! inf..1",
+          "-1..2 / plain 0 -> Division by zero! -inf..2",
+          "inf..1 / plain 0 -> Division by zero! inf..1",
           "0..2 / 0 -> Overflow! nan..2",
           "nan..2 / 0 -> Overflow! nan..2",
-          "1e308..2 / ~0.1 -> Overflow! inf..2",
+          "1e308..2 / plain 0.1 -> Overflow! inf..2",
           "1e308..1 + 1e308..1 -> Overflow! inf..1",
-          "inf..1 + ~1 -> Overflow! inf..1",
+          "inf..1 + plain 1 -> Overflow! inf..1",
           "1..-1e308 - 1..1e308 -> Overflow! 0..-inf",
-          "1e200 * ~-1e200 -> Overflow! -inf..1e+200",
-          "1e-200..2 * ~1e-200 -> 0..2e-200",
-          "1 / ~inf -> 0",
+          "1e200 * plain -1e200 -> Overflow! -inf..1e+200",
+          "1e-200..2 * plain 1e-200 -> 0..2e-200",
+          "1 / plain inf -> 0",
           "8..9 mod 0.4..2 -> Division by zero! 8..9",
           "8..9 mod 3..0.5 -> Division by zero! 2..9",
-          "8..9 mod ~-0.4 -> Division by zero! inf..9",
+          "8..9 mod plain -0.4 -> Division by zero! inf..9",
           "9e9 mod 0 -> Overflow! 9e+09",
           "8..9 mod 2..1e300 -> Overflow! 0..9",
-          "8..inf mod ~2 -> Overflow! 4..inf",
+          "8..inf mod plain 2 -> Overflow! 4..inf",
       },
       Result);
 }
@@ -349,12 +351,12 @@ TEST(Arithmetic, ModulusDependsOnTheOperand) {
   ExpectRows(
       {
           "7.5..9 mod 2..4 -> 0..1",
-          "7.5..9 mod ~2 -> 4..4.5",
+          "7.5..9 mod plain 2 -> 4..4.5",
           "-7..7 mod 3..-3 -> -1..1",
-          "2.5..3.5 mod ~'1.5 -> 1..2",
+          "2.5..3.5 mod plain '1.5 -> 1..2",
           "-2147483648 mod -1 -> 0",
           "'7 mod 4 -> 3",
-          "-2147483648 mod ~-1 -> 2147483648",
+          "-2147483648 mod plain -1 -> 2147483648",
       },
       Result);
 }
@@ -366,12 +368,12 @@ TEST(Concatenate, JoinsTextsWhateverTheKinds) {
           "'a join 5 -> 'a",
           "'5g&5 join 's&6 -> '5gs",
           "? join <mvr -> '",
-          "'a join ~-0.5 -> 'a-0.5",
-          "'a join ~'b -> 'ab",
-          "'a join ~true -> 'aTrue",
-          "'a join ~false -> 'aFalse",
-          "'a join ~D25569 -> 'a1970-01-01",
-          "'a join ~? -> 'a",
+          "'a join plain -0.5 -> 'a-0.5",
+          "'a join plain 'b -> 'ab",
+          "'a join plain true -> 'aTrue",
+          "'a join plain false -> 'aFalse",
+          "'a join plain D25569 -> 'a1970-01-01",
+          "'a join plain ? -> 'a",
           "E1 join E2 -> E1",
           "'a join E2 -> E2",
       },
@@ -396,13 +398,27 @@ TEST(Comparison, UsesItsOwnBounds) {
   // The operators between the two operands that are true.
   ExpectRows(
       {
-          "1..5 ? 1..5 -> = >= <=",  "1..5 ? 2..4 -> <> > < >= <=", "2..4 ? 1..5 -> <> >= <=",
-          "3 ? 3..9 -> <> >= <=",    "3 ? 0..3 -> <> >= <=",        "1..2 ? 3..4 -> <> < <=",
-          "3..4 ? 1..2 -> <> > >=",  "1..5 ? ~1 -> <> > >= <=",     "1..5 ? ~5 -> <> < >= <=",
-          "2 ? ~'2.0 -> = >= <=",    "-1 ? ~true -> = >= <=",       "1..5 ? 1..5&'abc -> = >= <=",
-          "'10 ? 9 -> <> > >=",      "'abc ? 'ABC -> <> > >=",      "'10 ? '9 -> <> < <=",
-          "'abc ? ~'abc -> = >= <=", "' ? <mvr -> = >= <=",         "D ? now -> <> < <=",
-          "now ? D -> <> > >=",      "D ? ~D0 -> = >= <=",          "D ? ~'1899-12-31 -> <> < <=",
+          "1..5 ? 1..5 -> = >= <=",
+          "1..5 ? 2..4 -> <> > < >= <=",
+          "2..4 ? 1..5 -> <> >= <=",
+          "3 ? 3..9 -> <> >= <=",
+          "3 ? 0..3 -> <> >= <=",
+          "1..2 ? 3..4 -> <> < <=",
+          "3..4 ? 1..2 -> <> > >=",
+          "1..5 ? plain 1 -> <> > >= <=",
+          "1..5 ? plain 5 -> <> < >= <=",
+          "2 ? plain '2.0 -> = >= <=",
+          "-1 ? plain true -> = >= <=",
+          "1..5 ? 1..5&'abc -> = >= <=",
+          "'10 ? 9 -> <> > >=",
+          "'abc ? 'ABC -> <> > >=",
+          "'10 ? '9 -> <> < <=",
+          "'abc ? plain 'abc -> = >= <=",
+          "' ? <mvr -> = >= <=",
+          "D ? now -> <> < <=",
+          "now ? D -> <> > >=",
+          "D ? plain D0 -> = >= <=",
+          "D ? plain '1899-12-31 -> <> < <=",
       },
       [](const std::string& operands) {
         std::string holding;
@@ -418,7 +434,7 @@ TEST(Comparison, UsesItsOwnBounds) {
       {
           "true = true -> true",
           "true = '0 -> false",
-          "true <> ~'fALSE -> true",
+          "true <> plain 'fALSE -> true",
           "true = 1 -> error value: no number",
           "true = <mvr -> no Boolean! true",
           "true <> 'yes -> Type mismatch! true",
@@ -449,13 +465,13 @@ TEST(Comparison, WordsItsMisfitsAndKeepsErrors) {
           EXPECT_TRUE(result.starts_with(prefix) && result.ends_with(" misfit")) << result;
           return result.substr(prefix.size(), result.find(" misfit") - prefix.size());
         };
-        EXPECT_EQ(misfit("1", "~D1"), misfit("1", "~'abc"));
-        EXPECT_EQ(misfit("D", "~'today"), misfit("D", "~0"));
-        EXPECT_EQ(misfit("true", "~true"), misfit("true", "~'yes"));
-        EXPECT_EQ(misfit("<mvr", "'x") + misfit("?", "~1"), "equalityequality");
+        EXPECT_EQ(misfit("1", "plain D1"), misfit("1", "plain 'abc"));
+        EXPECT_EQ(misfit("D", "plain 'today"), misfit("D", "plain 0"));
+        EXPECT_EQ(misfit("true", "plain true"), misfit("true", "plain 'yes"));
+        EXPECT_EQ(misfit("<mvr", "'x") + misfit("?", "plain 1"), "equalityequality");
         EXPECT_EQ(Result("E1 " + name + " E2") + Result("? " + name + " E2"), "E1E2");
-        return misfit("1", "~'abc") + ", " + misfit("'1", "~1") + ", " + misfit("D", "~0") + ", " +
-               misfit("true", "~'yes");
+        return misfit("1", "plain 'abc") + ", " + misfit("'1", "plain 1") + ", " +
+               misfit("D", "plain 0") + ", " + misfit("true", "plain 'yes");
       });
 }
 
@@ -465,13 +481,14 @@ TEST(Logic, CombinesBooleans) {
     for (const char* left : {"false ", "true "}) {
       const std::string with_false = Result(left + name + " false");
       const std::string with_true = Result(left + name + " true");
-      for (const char* right : {" 0..9", " 'False", " ~'false"})
+      for (const char* right : {" 0..9", " 'False", " plain 'false"})
         EXPECT_EQ(Result(left + name + right), with_false) << left << name << right;
-      for (const char* right : {" -2..0", " '1", " ~'True"})
+      for (const char* right : {" -2..0", " '1", " plain 'True"})
         EXPECT_EQ(Result(left + name + right), with_true) << left << name << right;
       results += with_false + " " + with_true + " ";
     }
-    for (const char* misfit : {"'true # <mvr", "true # ~'yes", "true # ~true", "1 # true"}) {
+    for (const char* misfit :
+         {"'true # <mvr", "true # plain 'yes", "true # plain true", "1 # true"}) {
       std::string operation = misfit;
       const std::string result = Result(operation.replace(operation.find('#'), 1, name));
       EXPECT_EQ(result, Result("1 " + name + " true")) << operation;

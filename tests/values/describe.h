@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -84,6 +85,14 @@ void ExpectRows(const std::vector<std::string>& rows, Function&& function) {
     ASSERT_NE(arrow, std::string::npos) << row;
     EXPECT_EQ(function(row.substr(0, arrow)), row.substr(arrow + 4)) << row;
   }
+}
+
+// The same for the lines of a text, blanks around them left out.
+template <typename Function>
+void ExpectLines(const std::string& text, Function&& function) {
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines >> std::ws, line);)
+    ExpectRows({line}, function);
 }
 
 }  // namespace ktformula

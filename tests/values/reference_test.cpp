@@ -73,6 +73,14 @@ class ReferenceTest : public ::testing::Test {
                                                     {"remark", remark.get()}};
 };
 
+TEST_F(ReferenceTest, ObjectsAreTheSameByIdentity) {
+  EXPECT_TRUE(IsSameObject(table.get(), same_table.get()));
+  EXPECT_FALSE(IsSameObject(table.get(), far_table.get()));
+  EXPECT_FALSE(IsSameObject(table.get(), nullptr));
+  EXPECT_FALSE(IsSameObject(nullptr, table.get()));
+  EXPECT_TRUE(IsSameObject(nullptr, nullptr));
+}
+
 TEST_F(ReferenceTest, ResolvesToObjects) {
   // Text, context, "this" -> the object; "unknown": none, and the receiver is an error value.
   ExpectRows(

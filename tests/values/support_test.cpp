@@ -2,8 +2,6 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "host_fakes.h"
-
 #include "values/cell_value.h"
 #include "values/describe.h"
 #include "values/dictionary.h"
@@ -104,17 +102,6 @@ TEST(KtLeakCheck, TellsWhatIsAlive) {
   const CellValue value;
   const CellValue copy = value;  // NOLINT(performance-unnecessary-copy-initialization)
   EXPECT_EQ(KtLeakCheck::Report(), "KtFormula9.CellValue: 2\n");
-}
-
-TEST(Ref, ObjectsAreTheSameByIdentity) {
-  const auto table = MakeRef<FakeTable>();
-  const auto wrapper = MakeRef<FakeTable>(table.get());
-  const auto other = MakeRef<FakeTable>();
-  EXPECT_TRUE(IsSameObject(table.get(), wrapper.get()));
-  EXPECT_FALSE(IsSameObject(table.get(), other.get()));
-  EXPECT_FALSE(IsSameObject(table.get(), nullptr));
-  EXPECT_FALSE(IsSameObject(nullptr, table.get()));
-  EXPECT_TRUE(IsSameObject(nullptr, nullptr));
 }
 
 TEST(Text, OnlyTheLettersAToZHaveCases) {
