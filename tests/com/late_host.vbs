@@ -611,6 +611,12 @@ trace = ""
 listener.TableNotification book, Nothing
 Expect "a pass", "create initialize form watched holder properties table grid columns " & _
        "column1 column2 column3 column4 column5 cells cell1 cell2 cell3", Traced()
+listener.SetPropertyFormula kMoles, "2", ""
+listener.TableNotification book, Nothing
+parts = Traced()
+Expect "a pass that looks at entered cells", "1 2 7", UBound(Split(parts, "fields")) & " " & _
+       UBound(Split(parts, "columns")) & " " & UBound(Split(parts, "cells"))
+listener.SetPropertyFormula kMoles, "", ""
 Set book.Field.OwnTable = Nothing
 listener.TableNotification book, Nothing
 Expect "a pass without a table", "create initialize form watched holder properties table", Traced()
