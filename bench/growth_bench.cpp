@@ -162,7 +162,7 @@ BENCHMARK(StoredTables)->Apply([](auto* bench) { Growing(bench, 64, 4096); });
 BENCHMARK(Forms)->Apply([](auto* bench) { Growing(bench, 1024, 65536); });
 BENCHMARK(SumOfOnes)->Apply([](auto* bench) { Growing(bench, 1024, 1048576); });
 BENCHMARK(JoinedTexts)->Apply([](auto* bench) { Growing(bench, 1024, 65536); });
-BENCHMARK(NestedConditions)->Apply([](auto* bench) { Growing(bench, 16, 256); });
+BENCHMARK(NestedConditions)->Apply([](auto* bench) { Growing(bench, 256, 65536); });
 BENCHMARK(DefinitionChain)->Apply([](auto* bench) { Growing(bench, 16, 16384); });
 
 }  // namespace

@@ -28,9 +28,7 @@ class DefinitionValues::Run {
       values_.begun_.pop_back();
     }
     values_.run_ = outer_;
-    if (values_.begun_.empty()) {
-      std::erase_if(values_.entries_, [](const auto& entry) { return entry.second.is_temporary; });
-    }
+    if (values_.begun_.empty()) values_.ForgetTemporary();
   }
 
   void Finish() {
@@ -99,6 +97,11 @@ bool DefinitionValues::MayNest() const {
   return run_->Nested() < kMaximumNestedDefinitions && EvaluationHasRoom();
 }
 
+void DefinitionValues::ForgetTemporary() {
+  if (!std::exchange(has_temporary_, false)) return;
+  std::erase_if(entries_, [](const auto& entry) { return entry.second.is_temporary; });
+}
+
 std::uint64_t DefinitionValues::LimitsMet() const {
   return EvaluationRefusals() + temporary_reads_;
 }
@@ -119,6 +122,7 @@ void DefinitionValues::FinishLast() {
     }
   }
   entry.is_temporary = LimitsMet() != limits;
+  has_temporary_ = has_temporary_ || entry.is_temporary;
   entries_.insert_or_assign(definition.name, std::move(entry));
   begun_.pop_back();
 }

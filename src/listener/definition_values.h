@@ -60,6 +60,7 @@ class DefinitionValues {
   void Begin(std::u16string_view name, std::shared_ptr<PropertyFormula> formula);
   bool MayNest() const;
   void FinishLast();
+  void ForgetTemporary();
   // How often anything came of a limit so far.
   std::uint64_t LimitsMet() const;
 
@@ -71,6 +72,7 @@ class DefinitionValues {
   Run* run_ = nullptr;
   // How often a temporary entry was read. There are such entries only while definitions are begun.
   std::uint64_t temporary_reads_ = 0;
+  bool has_temporary_ = false;
 };
 
 }  // namespace ktformula
