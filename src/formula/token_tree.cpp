@@ -108,7 +108,7 @@ class TokenTreeBuilder {
       ++counts[static_cast<std::size_t>(scan.Next().type)];
     for (const auto dropped :
          {kFormulaTokenTypeWhitespace, kFormulaTokenTypeRightParen, kFormulaTokenTypeComma})
-      counts[dropped] = 0;
+      counts[static_cast<std::size_t>(dropped)] = 0;
     tree_->numbers_.reserve(counts[kFormulaTokenTypeNumber]);
     tree_->strings_.reserve(counts[kFormulaTokenTypeString]);
     open_.reserve(std::accumulate(counts.begin(), counts.end(), std::size_t{0}));

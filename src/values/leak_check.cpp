@@ -24,6 +24,7 @@ std::vector<KtLeakCheck::Count> KtLeakCheck::Counts() {
     alive[counter->label_] += counter->alive_.load(std::memory_order_relaxed);
   }
   std::vector<Count> counts;
+  counts.reserve(alive.size());
   for (const auto& [label, count] : alive)
     counts.push_back({label, count});
   return counts;
