@@ -69,7 +69,8 @@ class EnteredValuesWalk {
   explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
 
   void Visit(const Table& table) {
-    for (int c = 1; c <= table.ColumnCount(); ++c) {
+    const int columns = table.ColumnCount();
+    for (int c = 1; c <= columns; ++c) {
       const Ref<TableProperty> column = table.Column(c);
       const int count = column->CellCount();
       for (int r = 1; r <= count; ++r)
@@ -102,7 +103,8 @@ class EnteredValuesWalk {
 
 EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredValuesWalk walk(units);
-  for (int i = 1; i <= owner.FieldCount(); ++i) {
+  const int fields = owner.FieldCount();
+  for (int i = 1; i <= fields; ++i) {
     if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
   }
   return std::move(walk).Result();

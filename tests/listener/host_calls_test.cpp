@@ -1,11 +1,10 @@
 // What a pass asks of its host, and what becomes of the host's own errors.
 #include <gtest/gtest.h>
 
-#include "test_host/framework.h"
-#include "test_host/notebook.h"
-
 #include "formats/default_formula_format.h"
 #include "listener/formula_listener.h"
+#include "test_host/framework.h"
+#include "test_host/notebook.h"
 #include "values/describe.h"
 #include "values/text.h"
 
@@ -109,11 +108,16 @@ struct LoggedField final : Field {
 };
 
 struct LoggedOwner final : OwnerCollection {
-  explicit LoggedOwner(Ref<Field> own_field) : field(std::move(own_field)) {}
+  LoggedOwner(Ref<Field> own_field, std::string& own_log)
+      : field(std::move(own_field)), log(own_log) {}
   Ref<Field> field;
+  std::string& log;
 
   std::u16string TypeName() const override { return u"Owner"; }
-  int FieldCount() const override { return 1; }
+  int FieldCount() const override {
+    log += "fields, ";
+    return 2;
+  }
   Ref<Field> FieldAt(int) const override { return field; }
   Ref<Field> WatchedField() const override { return field; }
   Ref<ELNProperties> WatchedProperties() const override { return nullptr; }
@@ -158,7 +162,7 @@ class HostCallsTest : public ::testing::Test {
     form = MakeRef<TestForm>("table T\n" + (table.empty() ? "1 X number" : table));
     const Ref<Table> logged =
         table.empty() ? Ref<Table>() : MakeRef<LoggedTable>(Ref<Table>(&form->TableOf(u"T")), log);
-    listener->Initialize(framework, MakeRef<LoggedOwner>(MakeRef<LoggedField>(logged, log)),
+    listener->Initialize(framework, MakeRef<LoggedOwner>(MakeRef<LoggedField>(logged, log), log),
                          nullptr);
     source = MakeRef<LoggedSource>(MakeRef<LoggedForm>(MakeRef<LoggedHolder>(grid, log)));
     listener->SetPropertyFormula(1, kHuge, u"");
@@ -181,6 +185,13 @@ TEST_F(HostCallsTest, ComeInOrderAndAskForCountsOnce) {
   Load("1 X number | 2 Y number\n|\n|\n|", grid);
   EXPECT_EQ(Notify(), "");
   EXPECT_EQ(log, "format, form, holder, properties, table, control, columns, cells, ");
+  log.clear();
+  listener->Terminate();
+  Load("1 X number formatted | 2 Y number\n|\n|", form->grid);
+  EXPECT_EQ(Notify(), "");
+  const std::string examined = "table, columns, cells, cells, ";
+  EXPECT_EQ(log, "format, form, holder, properties, table, control, columns, cells, fields, " +
+                     examined + examined);
   log.clear();
   listener->Terminate();
   Load("", grid);
