@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "values/raised_error.h"
 
@@ -44,8 +45,8 @@ struct EvaluationDepth {
   int layers = 0;
   std::uintptr_t stack_end = 0;
   std::uint64_t refusals = 0;
-  std::uint64_t host_function_calls = 0;
   int foreign_calls = 0;
+  std::uint64_t foreign_call_boundaries = 0;
 };
 thread_local EvaluationDepth depth;
 
@@ -68,7 +69,7 @@ class DepthGuard {
 
  private:
   [[noreturn, gnu::noinline]] static void RaiseTooDeep() {
-    ++depth.refusals;
+    CountEvaluationRefusal();
     Raise(kLoopSource, u"the formula is nested too deeply");
   }
 
@@ -106,7 +107,8 @@ LayerItem ItemAt(const TokenLayer& layer, std::size_t position) {
 
 void Compute(IKtFormulaFunction& function, const TokenLayer* args, CellValue& target,
              const EvaluationContext& context) {
-  if (!function.IsPure()) ++depth.host_function_calls;
+  std::optional<ForeignCall> foreign_call;
+  if (!function.IsPure()) foreign_call.emplace();
   function.ComputeValue(args, context.context, target);
 }
 
@@ -275,19 +277,25 @@ std::uint64_t EvaluationRefusals() noexcept {
   return depth.refusals;
 }
 
-std::uint64_t HostFunctionCalls() noexcept {
-  return depth.host_function_calls;
+void CountEvaluationRefusal() noexcept {
+  ++depth.refusals;
 }
 
 ForeignCall::ForeignCall() noexcept {
   ++depth.foreign_calls;
+  ++depth.foreign_call_boundaries;
 }
 ForeignCall::~ForeignCall() {
   --depth.foreign_calls;
+  ++depth.foreign_call_boundaries;
 }
 
 int ForeignCallsUnderWay() noexcept {
   return depth.foreign_calls;
+}
+
+std::uint64_t ForeignCallBoundaries() noexcept {
+  return depth.foreign_call_boundaries;
 }
 
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,

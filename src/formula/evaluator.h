@@ -46,11 +46,11 @@ bool EvaluationHasRoom() noexcept;
 // evaluation under way and nothing about the formula.
 std::uint64_t EvaluationRefusals() noexcept;
 
-// How often functions of hosts were called so far: each call may have changed the notebook.
-std::uint64_t HostFunctionCalls() noexcept;
+// For whoever hands on what came of a refusal: it counts as one more.
+void CountEvaluationRefusal() noexcept;
 
-// Stands for a call that has come in from foreign code, such as a host's function: no exception but
-// RaisedError finds its way out through it.
+// Stands for a call into foreign code, such as a host's function, or out of it: no exception but
+// RaisedError is sent through it, and the notebook may be another one behind it.
 class ForeignCall {
  public:
   ForeignCall() noexcept;
@@ -60,6 +60,9 @@ class ForeignCall {
 };
 
 int ForeignCallsUnderWay() noexcept;
+
+// How often a foreign call has begun or ended so far.
+std::uint64_t ForeignCallBoundaries() noexcept;
 
 // Evaluates the layer into `target`. Raises kComponentError for what is no formula, error 9 for a
 // missing operand, error 13 for a numeral that can not be converted.

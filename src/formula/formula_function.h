@@ -20,8 +20,7 @@ class IKtFormulaFunction {
   // Computes the function into `TargetCellValue`, which may become an error value; may raise.
   // `args` has one item for each argument, unevaluated; it is nullptr when the function's name
   // stands without parentheses. `sco` is the object that the formula is computed for; may be
-  // nullptr. What an evaluation that it asks for throws has to pass through it, unless that is a
-  // RaisedError.
+  // nullptr.
   virtual void ComputeValue(const TokenLayer* args, NotebookObject* sco,
                             CellValue& TargetCellValue) = 0;
 

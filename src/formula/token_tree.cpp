@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <numeric>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -216,8 +217,8 @@ class TokenTreeBuilder {
             NumericValue(TextBetween(token)).value_or(std::numeric_limits<double>::quiet_NaN()));
         return item(token.type, tree_->numbers_.size() - 1);
       case kFormulaTokenTypeName:
-        if (auto function = functions_.Find(TextBetween(token))) {
-          return item(kFormulaTokenTypeFunction, IndexOfFunction(std::move(function)));
+        if (const auto function = IndexOfFunction(std::u16string(TextBetween(token)))) {
+          return item(kFormulaTokenTypeFunction, *function);
         }
         [[fallthrough]];
       default:
@@ -236,12 +237,15 @@ class TokenTreeBuilder {
     return known->second;
   }
 
-  std::size_t IndexOfFunction(std::shared_ptr<IKtFormulaFunction> function) {
-    auto& functions = tree_->functions_;
-    const auto known = std::find(functions.begin(), functions.end(), function);
-    if (known != functions.end()) return static_cast<std::size_t>(known - functions.begin());
-    functions.push_back(std::move(function));
-    return functions.size() - 1;
+  // Empty when the name is no function's.
+  std::optional<std::size_t> IndexOfFunction(const std::u16string& name) {
+    if (const auto known = function_indices_.find(name); known != function_indices_.end()) {
+      return known->second;
+    }
+    auto function = functions_.Find(name);
+    if (function == nullptr) return std::nullopt;
+    tree_->functions_.push_back(std::move(function));
+    return function_indices_.emplace(name, tree_->functions_.size() - 1).first->second;
   }
 
   std::unique_ptr<TokenTree> tree_;
@@ -249,6 +253,7 @@ class TokenTreeBuilder {
   Tokenizer tokenizer_;
   std::vector<Item> open_;
   std::unordered_map<std::u16string, std::size_t> reference_indices_;
+  std::unordered_map<std::u16string, std::size_t> function_indices_;
 };
 
 std::shared_ptr<const TokenTree> MakeTokenTree(std::u16string_view formula,

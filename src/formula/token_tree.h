@@ -133,7 +133,7 @@ class TokenTree {
   std::uint32_t top_ = 0;
   std::vector<double> numbers_;
   std::vector<std::u16string> strings_;
-  // Equal references and functions stand here once.
+  // Equal references stand here once, and so do functions of one spelling.
   std::vector<ReferencePath> references_;
   std::vector<std::shared_ptr<IKtFormulaFunction>> functions_;
   LeakCountOf counted_tokens_;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 #include "formula/evaluator.h"
 #include "values/raised_error.h"
@@ -37,24 +38,45 @@ struct HashOfLayer {
   std::size_t operator()(const TokenLayer& layer) const noexcept { return layer.Hash(); }
 };
 
-// The folds under way on this thread, and what those within them came to.
-struct Folds {
-  int under_way = 0;
-  // After how many calls of hosts' functions the outcomes were found.
-  std::uint64_t host_calls = 0;
-  std::unordered_map<TokenLayer, Outcome, HashOfLayer> outcomes;
-};
-thread_local Folds folds;
-
-class FoldUnderWay {
+// What the folds within the outermost one came to. A foreign call has a memory of its own: of what
+// is evaluated within it nothing is known before, nor afterwards.
+class Memory {
  public:
-  FoldUnderWay() { ++folds.under_way; }
-  FoldUnderWay(const FoldUnderWay&) = delete;
-  FoldUnderWay& operator=(const FoldUnderWay&) = delete;
-  ~FoldUnderWay() {
-    if (--folds.under_way == 0) folds.outcomes.clear();
+  Memory() : outer_(std::exchange(current, this)) {}
+  Memory(const Memory&) = delete;
+  Memory& operator=(const Memory&) = delete;
+  ~Memory() { current = outer_; }
+
+  // nullptr unless a fold is under way on this thread, on this side of all foreign calls.
+  static Memory* Current() noexcept {
+    return current != nullptr && current->foreign_calls_ == ForeignCallsUnderWay() ? current
+                                                                                   : nullptr;
   }
+
+  const Outcome* Find(const TokenLayer& args, const Table& table) {
+    ForgetWhatMayHaveChanged();
+    const auto known = outcomes_.find(args);
+    return known != outcomes_.end() && known->second.IsOf(table) ? &known->second : nullptr;
+  }
+  void Keep(const TokenLayer& args, Outcome outcome) {
+    outcomes_.insert_or_assign(args, std::move(outcome));
+  }
+
+ private:
+  void ForgetWhatMayHaveChanged() {
+    const std::uint64_t boundaries = ForeignCallBoundaries();
+    if (std::exchange(boundaries_, boundaries) != boundaries) outcomes_.clear();
+  }
+
+  static thread_local Memory* current;
+
+  int foreign_calls_ = ForeignCallsUnderWay();
+  // How many there were when the outcomes were found.
+  std::uint64_t boundaries_ = ForeignCallBoundaries();
+  std::unordered_map<TokenLayer, Outcome, HashOfLayer> outcomes_;
+  Memory* outer_;
 };
+thread_local Memory* Memory::current = nullptr;
 
 // Whether the item speaks of the object that the fold is computed for. Arguments of functions do
 // not: to them "this" is the row of the fold.
@@ -80,22 +102,21 @@ bool AnySpeaksOfThis(const TokenLayer& args) {
   return false;
 }
 
-void ForgetWhatHostsMayHaveChanged() {
-  if (folds.host_calls == HostFunctionCalls()) return;
-  folds.outcomes.clear();
-  folds.host_calls = HostFunctionCalls();
-}
+// What has to be the same behind a fold as in front of it for it to come to the same again.
+struct Circumstances {
+  std::uint64_t refusals = EvaluationRefusals();
+  std::uint64_t boundaries = ForeignCallBoundaries();
+
+  bool operator==(const Circumstances&) const = default;
+};
 
 // Runs the fold and remembers what it came to, if it would come to that again.
-void RunAndRemember(const TokenLayer& args, const Table& table, CellValue& target,
+void RunAndRemember(Memory& memory, const TokenLayer& args, const Table& table, CellValue& target,
                     const std::function<void()>& fold) {
-  const std::uint64_t refusals = EvaluationRefusals();
+  const Circumstances before;
   const auto remember = [&](std::optional<RaisedError> raised) {
-    if (refusals != EvaluationRefusals() || folds.host_calls != HostFunctionCalls() ||
-        AnySpeaksOfThis(args)) {
-      return;
-    }
-    folds.outcomes.insert_or_assign(args, Outcome(table, target, std::move(raised)));
+    if (before != Circumstances() || AnySpeaksOfThis(args)) return;
+    memory.Keep(args, Outcome(table, target, std::move(raised)));
   };
   try {
     fold();
@@ -106,19 +127,21 @@ void RunAndRemember(const TokenLayer& args, const Table& table, CellValue& targe
   remember(std::nullopt);
 }
 
+[[gnu::noinline]] void RunOutermost(const std::function<void()>& fold) {
+  const Memory memory;
+  fold();
+}
+
 }  // namespace
 
 void FoldRows(const TokenLayer& args, const Table& table, CellValue& target,
               const std::function<void()>& fold) {
-  const bool is_outermost = folds.under_way == 0;
-  const FoldUnderWay under_way;
-  if (is_outermost) return fold();
-  ForgetWhatHostsMayHaveChanged();
-  const auto known = folds.outcomes.find(args);
-  if (known != folds.outcomes.end() && known->second.IsOf(table)) {
-    known->second.Repeat(target);
+  Memory* const memory = Memory::Current();
+  if (memory == nullptr) return RunOutermost(fold);
+  if (const Outcome* const known = memory->Find(args, table)) {
+    known->Repeat(target);
   } else {
-    RunAndRemember(args, table, target, fold);
+    RunAndRemember(*memory, args, table, target, fold);
   }
 }
 

@@ -16,7 +16,7 @@ namespace ktformula {
 // Runs `fold`, which goes through the rows of the table, evaluates the arguments for each, and
 // makes `target` a number or an error value, or raises. Within another fold on this thread that is
 // under way, one that would come to the same as before is not run again: `target` becomes what it
-// was then. What a host's function is called for in between is not taken for the same.
+// was then. Nothing is taken for the same across a foreign call, in which the notebook may change.
 void FoldRows(const TokenLayer& args, const Table& table, CellValue& target,
               const std::function<void()>& fold);
 

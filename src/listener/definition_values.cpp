@@ -1,5 +1,6 @@
 #include "listener/definition_values.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "formula/evaluator.h"
@@ -28,7 +29,7 @@ class DefinitionValues::Run {
       values_.begun_.pop_back();
     }
     values_.run_ = outer_;
-    if (values_.begun_.empty()) values_.ForgetTemporary();
+    if (values_.begun_.empty()) values_.ForgetTemporaryEntries();
   }
 
   void Finish() {
@@ -80,7 +81,7 @@ std::shared_ptr<CellValue> DefinitionValues::Get(const PropertyFormulas& definit
 }
 
 std::shared_ptr<CellValue> DefinitionValues::ValueOf(const Entry& entry) {
-  if (entry.is_temporary) ++temporary_reads_;
+  if (entry.is_temporary) CountEvaluationRefusal();
   if (entry.refusal) throw RaisedError(*entry.refusal);
   return entry.value;
 }
@@ -97,34 +98,30 @@ bool DefinitionValues::MayNest() const {
   return run_->Nested() < kMaximumNestedDefinitions && EvaluationHasRoom();
 }
 
-void DefinitionValues::ForgetTemporary() {
-  if (!std::exchange(has_temporary_, false)) return;
-  std::erase_if(entries_, [](const auto& entry) { return entry.second.is_temporary; });
-}
-
-std::uint64_t DefinitionValues::LimitsMet() const {
-  return EvaluationRefusals() + temporary_reads_;
-}
-
 // Evaluates the definition that was begun last.
 void DefinitionValues::FinishLast() {
   // Others may be begun meanwhile, and the host may change the configuration.
   const Begun definition = begun_.back();
-  const std::uint64_t limits = LimitsMet();
+  const std::uint64_t refusals = EvaluationRefusals();
   Entry entry;
   try {
     evaluate_(*definition.formula, *entry.value);
   } catch (const RaisedError& error) {
-    if (LimitsMet() != limits) {
+    if (EvaluationRefusals() != refusals) {
       entry.refusal = error;
     } else {
       entry.value->SetError(error.Number(), error.Source(), error.Description());
     }
   }
-  entry.is_temporary = LimitsMet() != limits;
-  has_temporary_ = has_temporary_ || entry.is_temporary;
+  entry.is_temporary = EvaluationRefusals() != refusals;
+  has_temporary_entries_ |= entry.is_temporary;
   entries_.insert_or_assign(definition.name, std::move(entry));
   begun_.pop_back();
+}
+
+void DefinitionValues::ForgetTemporaryEntries() {
+  if (!std::exchange(has_temporary_entries_, false)) return;
+  std::erase_if(entries_, [](const auto& entry) { return entry.second.is_temporary; });
 }
 
 }  // namespace ktformula

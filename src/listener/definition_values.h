@@ -1,7 +1,7 @@
 // The values of a listener's named definitions during one pass.
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -56,13 +56,11 @@ class DefinitionValues {
   };
   class Run;
 
-  std::shared_ptr<CellValue> ValueOf(const Entry& entry);
+  static std::shared_ptr<CellValue> ValueOf(const Entry& entry);
   void Begin(std::u16string_view name, std::shared_ptr<PropertyFormula> formula);
   bool MayNest() const;
   void FinishLast();
-  void ForgetTemporary();
-  // How often anything came of a limit so far.
-  std::uint64_t LimitsMet() const;
+  void ForgetTemporaryEntries();
 
   Evaluate evaluate_;
   // Until a definition is finished its value is what a reference to itself deserves.
@@ -70,9 +68,8 @@ class DefinitionValues {
   std::vector<Begun> begun_;
   // The run under way; an outer one can not be reached through foreign calls in between.
   Run* run_ = nullptr;
-  // How often a temporary entry was read. There are such entries only while definitions are begun.
-  std::uint64_t temporary_reads_ = 0;
-  bool has_temporary_ = false;
+  // Whether there are temporary entries, which there are only while definitions are begun.
+  bool has_temporary_entries_ = false;
 };
 
 }  // namespace ktformula

@@ -51,6 +51,7 @@ class FormulaListener::PassUnderWay {
 
  private:
   FormulaListener& listener_;
+  ForeignCall foreign_call_;
   Ref<HostObject> keep_alive_;
   Pass pass_;
   Pass* outer_;

@@ -29,6 +29,30 @@ std::string Tree(const std::string& formula) {
   return raised + tree;
 }
 
+// A host's dictionary that makes its function anew whenever it is asked for it.
+class MakingDictionary final : public FunctionDictionary {
+ public:
+  explicit MakingDictionary(int& made) : made_(made) {}
+  void Add(std::u16string_view, std::shared_ptr<IKtFormulaFunction>) override {}
+  void Remove(std::u16string_view) override {}
+  std::shared_ptr<IKtFormulaFunction> Find(std::u16string_view key) const override {
+    return key == u"F" ? (++made_, std::make_shared<FakeFunction>()) : nullptr;
+  }
+  std::vector<std::shared_ptr<IKtFormulaFunction>> Items() const override { return {}; }
+  void Clear() override {}
+
+ private:
+  int& made_;
+};
+
+TEST(TokenTreeTest, AsksOnceForAFunction) {
+  int made = 0;
+  const FunctionRegistry registry(std::make_unique<MakingDictionary>(made));
+  const auto tree = MakeTokenTree(u"F(1) + F(G) + F(F)", registry);
+  EXPECT_EQ(made, 1);
+  EXPECT_EQ(Dump(tree->Top()), "[[F, [1]], +, [F, [G]], +, [F, [F]]]");
+}
+
 TEST(TokenTreeTest, GroupsByParenthesesAndPrecedence) {
   ExpectRows(
       {

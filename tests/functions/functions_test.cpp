@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "formula/evaluator.h"
+#include "formula/fake_function.h"
 #include "functions/function_help.h"
 #include "functions/standard_functions.h"
 #include "functions/tag_functions.h"
@@ -188,6 +189,19 @@ TEST_F(FunctionsTest, AggregatesFoldRowsThatSatisfyACondition) {
       "COUNT([T],1 +/- 1) -> 0",
       "COUNT([T:V],[P]>5) -> 1",
   });
+}
+
+// A host's function changes the notebook between two evaluations of its argument.
+TEST_F(FunctionsTest, AggregatesWithinHostFunctionsAreComputedAnew) {
+  TestCell& cell = form->TableOf(u"T").CellAt(u"P", 2);
+  const auto twice = std::make_shared<FakeFunction>(
+      [&](const TokenLayer* args, NotebookObject* sco, CellValue& target) {
+        EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, &names});
+        cell.min = cell.max = cell.min + 100;
+        EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, &names});
+      });
+  registry.Register(u"TWICE", twice);
+  EXPECT_EQ(Show("MAX(TWICE(MAX([P],[T])),[T])", &cell), "307");
 }
 
 // STEP gives its argument and counts how often; what is known to be pure need not be asked again.

@@ -67,6 +67,13 @@ TEST_F(HostCallsTest, ComeInOrderAndAskForCountsOnce) {
   Load("table T\n 1 X number | 2 Y number\n |\n |\n |", MakeRef<TestFramework>());
   EXPECT_EQ(Notify(), "");
   EXPECT_EQ(form->asked, "format, form, holder, properties, table, control, columns, cells, ");
+  // A formatted number wants a look at the entered cells of all tables.
+  Load("table T\n 1 X number formatted | 2 Y number\n |\n |\n table U\n 3 Z number\n |",
+       MakeRef<TestFramework>());
+  EXPECT_EQ(Notify(), "");
+  EXPECT_EQ(form->asked,
+            "format, form, holder, properties, table, control, columns, cells, fields, table, "
+            "columns, cells, cells, table, columns, cells, ");
   Load("text T = no table", MakeRef<TestFramework>());
   EXPECT_EQ(Notify(), "");
   EXPECT_EQ(form->asked, "format, form, holder, properties, ");

@@ -1,4 +1,5 @@
 // Recalculation: what is written into which cell, and what is left alone.
+#include <chrono>
 #include <gtest/gtest.h>
 
 #include "formula/fake_function.h"
@@ -246,22 +247,112 @@ TEST_F(RecalculationTest, LongRingsOfDefinitionsAreErrorValues) {
   EXPECT_EQ(Texts(u"X"), "6");
 }
 
+// A formula that evaluates the other one so deep that no two of these go within one another, and is
+// false.
+std::u16string Nested(std::u16string formula) {
+  for (int depth = 0; depth < 200; ++depth)
+    formula = u"1=2 OR 1=1 AND 1=1+1*1!(" + formula + u")";
+  return formula;
+}
+
 // What the depth of one evaluation forbids is another's to have.
 TEST_F(RecalculationTest, RefusedEvaluationLeavesNoValueBehind) {
   Load("1 X number | 2 Y number | 3 Z number\n| |");
-  const auto nested = [](std::u16string formula) {
-    for (int depth = 0; depth < 200; ++depth)
-      formula = u"1=2 OR 1=1 AND 1=1+1*1!(" + formula + u")";
-    return formula;
-  };
-  listener->SetDefinition(u"deep", nested(u"5"));
+  listener->SetDefinition(u"deep", Nested(u"5"));
   listener->SetDefinition(u"caught", u"ONERROR([deep], 6)");
-  listener->SetPropertyFormula(1, nested(u"[deep]"), u"");
-  listener->SetPropertyFormula(2, nested(u"[caught]"), u"");
+  listener->SetPropertyFormula(1, Nested(u"[deep]"), u"");
+  listener->SetPropertyFormula(2, Nested(u"[caught]"), u"");
   listener->SetPropertyFormula(3, u"IF([deep] = [caught], 1, 2)", u"");
   Notify();
   EXPECT_EQ(Texts(u"X"), "#Error: the formula is nested too deeply");
   EXPECT_EQ(Texts(u"Z"), "1");
+}
+
+// What a refused definition made of an aggregate is no other evaluation's either.
+TEST_F(RecalculationTest, RefusedEvaluationLeavesNoAggregateBehind) {
+  Load("1 X number\n|\n|");
+  listener->SetDefinition(u"deep", Nested(u"5"));
+  listener->SetDefinition(u"refused",
+                          u"IF(ONERROR([deep], 6) = 6, 0, 0)"
+                          u" + COUNT([T], ONERROR([deep], 6) = 6)");
+  listener->SetPropertyFormula(1, u"SUM(IF(" + Nested(u"[refused]") + u", 1, [refused]), [T])",
+                               u"");
+  Notify();
+  EXPECT_EQ(Texts(u"X"), "0|0");
+}
+
+// Not in proportion to the square of their number, which would take minutes.
+TEST_F(RecalculationTest, ManyDefinitionsTakeNoLongerEach) {
+  constexpr int kCount = 60'000;
+  Load("1 X number\n|");
+  std::u16string formula = u"0";
+  for (int i = 0; i < kCount; ++i) {
+    listener->SetDefinition(ToDecimalText(i), u"1");
+    formula += u"+[" + ToDecimalText(i) + u"]";
+  }
+  listener->SetPropertyFormula(1, formula, u"");
+  const auto begin = std::chrono::steady_clock::now();
+  Notify();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_EQ(Texts(u"X"), std::to_string(kCount));
+}
+
+// A host's functions lead from an aggregate of one listener, or from a definition, into the other
+// listener and back: what is under way in each stays its own.
+class ListenersInEachOtherTest : public RecalculationTest {
+ protected:
+  ~ListenersInEachOtherTest() override {
+    if (other) other->Terminate();
+  }
+  static FunctionClass Function(std::u16string_view name, FakeFunction::Body body) {
+    return {name, [body] { return std::make_unique<FakeFunction>(body); }};
+  }
+  void LoadBoth() {
+    functions.push_back(Function(u"THERE", [this](auto&&...) { there(); }));
+    functions.push_back(
+        Function(u"HERE", [this](const TokenLayer*, NotebookObject*, CellValue& target) {
+          target.CopyFrom(*listener->DefinedValue(u"0"));
+        }));
+    Load("1 X number\n|\n|\ntable U\n3 Sum number\n|\n|");
+    other = MakeRef<FormulaListener>(functions);
+    other->Initialize(framework, form->OwnerOf(u"U"), nullptr);
+  }
+
+  std::function<void()> there;
+  Ref<FormulaListener> other;
+};
+
+TEST_F(ListenersInEachOtherTest, AggregatesSeeWhatTheInnerPassWrites) {
+  LoadBoth();
+  other->SetPropertyFormula(3, u"1 + SUM([Sum], [U], MAX([Sum], [U]) < 9)", u"");
+  const auto sums = [this] { return form->TableOf(u"U").Texts(u"Sum"); };
+  other->TableNotification(*form->Notification(), nullptr);
+  EXPECT_EQ(sums(), "1|2");
+  other->TableNotification(*form->Notification(), nullptr);
+  EXPECT_EQ(sums(), "4|7");
+  for (auto& row : form->TableOf(u"U").rows)
+    row->cells[0]->Type(u"");
+  there = [&, calls = 0]() mutable {
+    if (++calls <= 2) other->TableNotification(*form->Notification(), nullptr);
+  };
+  listener->SetPropertyFormula(1, u"SUM(ONERROR(THERE(), 0), [T])", u"");
+  Notify();
+  EXPECT_EQ(sums(), "4|7");
+}
+
+TEST_F(ListenersInEachOtherTest, LongChainsOfDefinitionsStayInTheirOwn) {
+  LoadBoth();
+  constexpr int kLength = 300;
+  for (int i = 0; i < kLength; ++i)
+    listener->SetDefinition(ToDecimalText(i), u"1 + [" + ToDecimalText(i + 1) + u"]");
+  listener->SetDefinition(ToDecimalText(kLength), u"7");
+  listener->SetDefinition(u"there", u"1 = THERE()");
+  other->SetDefinition(u"here", u"HERE()");
+  std::string found;
+  there = [&] { found = Describe(*other->DefinedValue(u"here")); };
+  listener->SetPropertyFormula(1, u"[there]", u"");
+  Notify();
+  EXPECT_EQ(found, "307");
 }
 
 // A result format that shows every number as "custom".

@@ -76,7 +76,10 @@ struct FieldOwner final : OwnerCollection {
   TestField& field;
 
   std::u16string TypeName() const override { return u"FormSection"; }
-  int FieldCount() const override { return static_cast<int>(form.fields.size()); }
+  int FieldCount() const override {
+    form.asked += "fields, ";
+    return static_cast<int>(form.fields.size());
+  }
   Ref<Field> FieldAt(int index) const override { return form.fields.at(std::size_t(index) - 1); }
   Ref<Field> WatchedField() const override { return Ref<Field>(&field); }
   Ref<ELNProperties> WatchedProperties() const override {
