@@ -117,7 +117,7 @@ TEST(MinDigitFormulaFormat, StepsToTheNextSmallerUnit) {
                     Shown(units->FindUnit(FromUtf8(unit))->ToBase(0.0109), unit, "1 " + unit);
                 return shown.substr(shown.rfind(' ') + 1);
               });
-}
+}  // NOLINT(clang-analyzer-cplusplus.NewDeleteLeaks): counted references are not followed
 
 }  // namespace
 }  // namespace ktformula
