@@ -6,6 +6,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -40,6 +41,12 @@ bool IsForeign(const std::string& header) {
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
 }
 
+// The name by which others include a folder: the engine's rooms go by their own.
+std::string NameOf(const std::string& folder) {
+  constexpr std::string_view kEngine = "engine/";
+  return folder.starts_with(kEngine) ? folder.substr(kEngine.size()) : folder;
+}
+
 // Calls `check` with path, folder and header of each line of the tree that includes one; the header
 // is as written, with its quotes or brackets.
 template <typename Check>
@@ -48,7 +55,8 @@ void ForEachInclude(const std::filesystem::path& root, Check&& check) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     const std::string extension = entry.path().extension().string();
     if (extension != ".h" && extension != ".cpp") continue;
-    const std::string folder = entry.path().parent_path().lexically_relative(root).generic_string();
+    const std::string folder =
+        NameOf(entry.path().parent_path().lexically_relative(root).generic_string());
     std::ifstream stream(entry.path());
     for (std::string line; std::getline(stream, line);) {
       std::smatch match;
