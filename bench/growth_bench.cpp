@@ -3,11 +3,11 @@
 #include <string>
 
 #include "listener/ikt_formula_listener.h"
-#include "notebook/notebook_file.h"
-#include "notebook/notebook_store.h"
-#include "notebook/recalculation.h"
-#include "notebook/text_output.h"
-#include "notebook/utf.h"
+#include "notebook/commands/text_output.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
+#include "notebook/store/notebook_store.h"
+#include "notebook/tables/recalculation.h"
 #include "values/cell_value.h"
 #include "values/raised_error.h"
 

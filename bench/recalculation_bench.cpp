@@ -2,8 +2,8 @@
 // that grows with the table would show here.
 #include <benchmark/benchmark.h>
 
-#include "notebook/framework.h"
-#include "notebook/recalculation.h"
+#include "notebook/files/framework.h"
+#include "notebook/tables/recalculation.h"
 
 namespace {
 

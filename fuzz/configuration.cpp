@@ -4,8 +4,8 @@
 
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
-#include "notebook/utf.h"
-#include "notebook/xml_document.h"
+#include "notebook/files/utf.h"
+#include "notebook/files/xml_document.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "values/raised_error.h"

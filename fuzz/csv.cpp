@@ -2,9 +2,9 @@
 // same.
 #include "fuzz.h"
 
-#include "notebook/csv_file.h"
-#include "notebook/notebook_error.h"
-#include "notebook/recalculation.h"
+#include "notebook/files/csv_file.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/tables/recalculation.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
-#include "notebook/utf.h"
+#include "notebook/files/utf.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "values/raised_error.h"

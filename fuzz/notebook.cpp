@@ -1,9 +1,9 @@
 // Notebook files: what can be read is recalculated and written, and reads back to the same.
 #include "fuzz.h"
 
-#include "notebook/notebook_error.h"
-#include "notebook/notebook_file.h"
-#include "notebook/recalculation.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/tables/recalculation.h"
 
 namespace {
 

@@ -12,30 +12,45 @@ namespace {
 
 using Folders = std::set<std::string>;
 
+// `folders` and those that `more` names.
+Folders With(Folders folders, const Folders& more) {
+  folders.insert(more.begin(), more.end());
+  return folders;
+}
+
+const Folders kEngine{"host", "values", "formula", "functions", "formats", "listener"};
+const Folders kTables = With(kEngine, {"notebook/tables"});
+const Folders kFiles = With(kTables, {"notebook/files"});
+const Folders kStore = With(kFiles, {"notebook/store"});
+const Folders kCommands = With(kStore, {"notebook/commands"});
+
 const std::map<std::string, Folders> kAllowed{
     {"host", {"host"}},
     {"values", {"host", "values"}},
     {"formula", {"host", "values", "formula"}},
     {"functions", {"host", "values", "formula", "functions"}},
     {"formats", {"host", "values", "formula", "formats"}},
-    {"listener", {"host", "values", "formula", "functions", "formats", "listener"}},
-    {"notebook", {"host", "values", "formula", "functions", "formats", "listener", "notebook"}},
+    {"listener", kEngine},
+    {"notebook/tables", kTables},
+    {"notebook/files", kFiles},
+    {"notebook/store", kStore},
+    {"notebook/commands", kCommands},
+    // The tests of all of them.
+    {"notebook", With(kCommands, {"notebook"})},
     {"com/base", {"values", "com/base"}},
     {"com/dialog", {"host", "values", "com/base", "com/dialog"}},
     {"com/host", {"host", "values", "formats", "listener", "com/base", "com/dialog", "com/host"}},
-    {"com/component",
-     {"host", "values", "formula", "functions", "formats", "listener", "com/base", "com/host",
-      "com/component"}},
+    {"com/component", With(kEngine, {"com/base", "com/host", "com/component"})},
     {"com/server",
      {"values", "listener", "com/base", "com/dialog", "com/host", "com/component", "com/server"}},
-    {"com/notebook",
-     {"host", "values", "listener", "notebook", "com/base", "com/host", "com/notebook"}},
+    {"com/notebook", With(kCommands, {"com/base", "com/host", "com/notebook"})},
 };
 
 // Only the notebook may include headers of other libraries and only com/ those of Windows; the
-// engine has the standard library.
+// engine and tables have the standard library.
 bool MayIncludeForeign(const std::string& folder) {
-  return folder == "notebook" || folder.starts_with("com/");
+  return folder.starts_with("com/") ||
+         (folder.starts_with("notebook/") && folder != "notebook/tables");
 }
 bool IsForeign(const std::string& header) {
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
@@ -43,8 +58,8 @@ bool IsForeign(const std::string& header) {
 
 // The name by which others include a folder: the engine's rooms go by their own.
 std::string NameOf(const std::string& folder) {
-  constexpr std::string_view kEngine = "engine/";
-  return folder.starts_with(kEngine) ? folder.substr(kEngine.size()) : folder;
+  constexpr std::string_view kHouse = "engine/";
+  return folder.starts_with(kHouse) ? folder.substr(kHouse.size()) : folder;
 }
 
 // Calls `check` with path, folder and header of each line of the tree that includes one; the header

@@ -1,9 +1,9 @@
-#include "notebook/cell_text.h"
+#include "notebook/tables/cell_text.h"
 
 #include <chrono>
 #include <gtest/gtest.h>
 
-#include "notebook/utf.h"
+#include "notebook/files/utf.h"
 #include "values/platform.h"
 
 namespace ktnotebook {

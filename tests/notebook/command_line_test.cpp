@@ -1,5 +1,5 @@
 // The command line: what each command prints, where, and its exit status.
-#include "notebook/command_line.h"
+#include "notebook/commands/command_line.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -7,8 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "notebook/file.h"
-#include "notebook/notebook_error.h"
+#include "notebook/files/file.h"
+#include "notebook/files/notebook_error.h"
 
 namespace ktnotebook {
 namespace {

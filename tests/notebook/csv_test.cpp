@@ -1,8 +1,8 @@
 // CSV files in and out: measured data, the types that are found, and what is refused.
 #include <gtest/gtest.h>
 
-#include "notebook/csv_file.h"
-#include "notebook/file.h"
+#include "notebook/files/csv_file.h"
+#include "notebook/files/file.h"
 #include "notebook/program.h"
 
 namespace ktnotebook {

@@ -2,10 +2,10 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "notebook/notebook_file.h"
-#include "notebook/notebook_store.h"
-#include "notebook/recalculation.h"
-#include "notebook/utf.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
+#include "notebook/store/notebook_store.h"
+#include "notebook/tables/recalculation.h"
 #include "test_host/scripted_form.h"
 
 namespace ktnotebook {

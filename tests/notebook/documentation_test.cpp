@@ -5,8 +5,8 @@
 #include <regex>
 #include <sstream>
 
-#include "notebook/command_line.h"
-#include "notebook/file.h"
+#include "notebook/commands/command_line.h"
+#include "notebook/files/file.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "listener/entered_values.h"
-#include "notebook/notebook_file.h"
-#include "notebook/recalculation.h"
-#include "notebook/table_control.h"
-#include "notebook/utf.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
+#include "notebook/tables/recalculation.h"
+#include "notebook/tables/table_control.h"
 
 namespace ktnotebook {
 namespace {

@@ -1,5 +1,5 @@
 // Where output goes: files that are replaced, and what is written through.
-#include "notebook/file.h"
+#include "notebook/files/file.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include "notebook/notebook_error.h"
-#include "notebook/operating_system.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/operating_system.h"
 #include "notebook/program.h"
 
 namespace ktnotebook {

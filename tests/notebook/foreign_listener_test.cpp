@@ -7,9 +7,9 @@
 #include "formats/min_digit_formula_format.h"
 #include "functions/standard_functions.h"
 #include "listener/formula_listener.h"
-#include "notebook/file.h"
-#include "notebook/framework.h"
-#include "notebook/xml_document.h"
+#include "notebook/files/file.h"
+#include "notebook/files/framework.h"
+#include "notebook/files/xml_document.h"
 
 namespace ktnotebook {
 namespace {

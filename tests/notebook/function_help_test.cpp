@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include "notebook/file.h"
-#include "notebook/function_pages.h"
-#include "notebook/notebook_file.h"
-#include "notebook/text_output.h"
-#include "notebook/utf.h"
+#include "notebook/commands/function_pages.h"
+#include "notebook/commands/text_output.h"
+#include "notebook/files/file.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
 #include "values/cell_value.h"
 #include "values/text.h"
 

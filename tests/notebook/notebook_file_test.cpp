@@ -1,13 +1,13 @@
 // Notebook files: what is read, what is refused and where, and that writing loses nothing.
-#include "notebook/notebook_file.h"
+#include "notebook/files/notebook_file.h"
 
 #include <gtest/gtest.h>
 #include <random>
 
 #include "listener/formula_listener.h"
-#include "notebook/notebook_error.h"
-#include "notebook/unit_catalogue.h"
-#include "notebook/utf.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/utf.h"
+#include "notebook/tables/unit_catalogue.h"
 
 namespace ktnotebook {
 namespace {

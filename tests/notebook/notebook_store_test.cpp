@@ -1,5 +1,5 @@
 // Notebooks in a database: what comes back, and what others and sudden ends do to it.
-#include "notebook/notebook_store.h"
+#include "notebook/store/notebook_store.h"
 
 #include <csignal>
 #include <filesystem>
@@ -9,11 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "notebook/command_line.h"
-#include "notebook/file.h"
-#include "notebook/notebook_error.h"
-#include "notebook/recalculation.h"
-#include "notebook/utf.h"
+#include "notebook/commands/command_line.h"
+#include "notebook/files/file.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/utf.h"
+#include "notebook/tables/recalculation.h"
 
 namespace ktnotebook {
 namespace {

@@ -1,12 +1,12 @@
-#include "notebook/number_pattern.h"
+#include "notebook/tables/number_pattern.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
 #include <random>
 
-#include "notebook/locale_names.h"
-#include "notebook/utf.h"
+#include "notebook/commands/locale_names.h"
+#include "notebook/files/utf.h"
 #include "values/describe.h"
 #include "values/platform.h"
 #include "values/raised_error.h"

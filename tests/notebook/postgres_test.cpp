@@ -6,10 +6,10 @@
 #include <sys/wait.h>
 #include <thread>
 
-#include "notebook/file.h"
-#include "notebook/notebook_error.h"
-#include "notebook/notebook_store.h"
+#include "notebook/files/file.h"
+#include "notebook/files/notebook_error.h"
 #include "notebook/program.h"
+#include "notebook/store/notebook_store.h"
 
 namespace ktnotebook {
 namespace {

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "notebook/command_line.h"
+#include "notebook/commands/command_line.h"
 
 namespace ktnotebook {
 

@@ -1,15 +1,15 @@
 // Rounds of recalculation over whole forms.
-#include "notebook/recalculation.h"
+#include "notebook/tables/recalculation.h"
 
 #include <gtest/gtest.h>
 #include <random>
 
 #include "formats/field_listener.h"
-#include "notebook/database.h"
-#include "notebook/json_output.h"
-#include "notebook/notebook_file.h"
-#include "notebook/notebook_store.h"
-#include "notebook/utf.h"
+#include "notebook/commands/json_output.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
+#include "notebook/store/database.h"
+#include "notebook/store/notebook_store.h"
 
 namespace ktnotebook {
 namespace {

@@ -2,11 +2,11 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "notebook/address.h"
-#include "notebook/notebook_error.h"
-#include "notebook/notebook_file.h"
-#include "notebook/text_output.h"
-#include "notebook/utf.h"
+#include "notebook/commands/address.h"
+#include "notebook/commands/text_output.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
 #include "values/cell_value.h"
 #include "values/raised_error.h"
 

@@ -1,10 +1,10 @@
 // Writing into a table's cells.
-#include "notebook/table_control.h"
+#include "notebook/tables/table_control.h"
 
 #include <gtest/gtest.h>
 
-#include "notebook/notebook_file.h"
-#include "notebook/utf.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
 
 namespace ktnotebook {
 namespace {

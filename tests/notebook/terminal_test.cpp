@@ -4,9 +4,9 @@
 #include <regex>
 #include <sys/wait.h>
 
-#include "notebook/file.h"
+#include "notebook/files/file.h"
+#include "notebook/files/utf.h"
 #include "notebook/program.h"
-#include "notebook/utf.h"
 
 namespace ktnotebook {
 namespace {

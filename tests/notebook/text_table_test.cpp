@@ -1,4 +1,4 @@
-#include "notebook/text_table.h"
+#include "notebook/commands/text_table.h"
 
 #include <chrono>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-#include "notebook/unit_catalogue.h"
+#include "notebook/tables/unit_catalogue.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "notebook/utf.h"
+#include "notebook/files/utf.h"
 
 namespace ktnotebook {
 namespace {

@@ -1,4 +1,4 @@
-#include "notebook/utf.h"
+#include "notebook/files/utf.h"
 
 #include <gtest/gtest.h>
 #include <random>

@@ -12,8 +12,8 @@
 #include "com/notebook/framework_objects.h"
 #include "com/notebook/notebook_objects.h"
 #include "listener/ikt_formula_listener.h"
-#include "notebook/framework.h"
-#include "notebook/notebook_error.h"
+#include "notebook/files/framework.h"
+#include "notebook/files/notebook_error.h"
 
 namespace ktcom {
 

@@ -8,9 +8,9 @@
 #include "com/base/text.h"
 #include "com/base/windows_headers.h"
 #include "com/notebook/component_session.h"
-#include "notebook/command_line.h"
-#include "notebook/operating_system.h"
-#include "notebook/utf.h"
+#include "notebook/commands/command_line.h"
+#include "notebook/files/operating_system.h"
+#include "notebook/files/utf.h"
 
 // Read by the C library when it starts: arguments stay as they are, "2*3" is no pattern of file
 // names.

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "com/base/windows_headers.h"
-#include "notebook/operating_system.h"
+#include "notebook/files/operating_system.h"
 
 namespace ktnotebook {
 

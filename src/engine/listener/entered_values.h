@@ -22,8 +22,8 @@ struct EnteredValues {
   ExaminedUnitsMap ExaminedUnits;
 };
 
-// What the entered cells of all tables of the collection say. With the host's promise they are looked
-// at only when they have changed, whichever listener asks.
+// What the entered cells of all tables of the collection say. With the host's promise they are
+// looked at only when they have changed, whichever listener asks.
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units);
 
 }  // namespace ktformula

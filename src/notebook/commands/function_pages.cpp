@@ -1,0 +1,95 @@
+#include "notebook/commands/function_pages.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "functions/function_help.h"
+
+namespace ktnotebook {
+
+namespace {
+
+constexpr std::size_t kLineWidth = 78;
+
+std::string UpperCase(std::string_view text) {
+  std::string upper(text);
+  std::transform(upper.begin(), upper.end(), upper.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
+  return upper;
+}
+
+// The words of the text in lines that begin with the indent.
+std::string Wrap(std::string_view text, const std::string& indent) {
+  std::string wrapped;
+  std::string line = indent;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(' '), text.size());
+    if (line.size() > indent.size() && line.size() + 1 + end > kLineWidth) {
+      wrapped += line + "\n";
+      line = indent;
+    }
+    if (line.size() > indent.size()) line += " ";
+    line += text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return wrapped + line + "\n";
+}
+
+std::string HelpText(const ktformula::FunctionHelp& help) {
+  std::string text = std::string(help.name) + " " + std::string(help.summary) + "\n\n";
+  for (const ktformula::FunctionForm& form : help.forms) {
+    text += "  " + std::string(form.syntax) + "\n" + Wrap(form.meaning, "      ");
+  }
+  text += "\n" + Wrap(help.errors, "  ") + "\n";
+  for (const ktformula::FunctionExample& example : help.examples) {
+    text +=
+        "  " + std::string(example.formula) + "\n      shows " + std::string(example.shows) + "\n";
+  }
+  return text;
+}
+
+std::string PageSection(const ktformula::FunctionHelp& help) {
+  std::string text = "## " + std::string(help.name) + "\n\n`" + std::string(help.name) + "` " +
+                     std::string(help.summary) + ".\n\n| Form | Gives |\n|---|---|\n";
+  for (const ktformula::FunctionForm& form : help.forms) {
+    text += "| `" + std::string(form.syntax) + "` | " + std::string(form.meaning) + " |\n";
+  }
+  text += "\n" + Wrap(help.errors, "") + "\n| Example | Shows |\n|---|---|\n";
+  for (const ktformula::FunctionExample& example : help.examples) {
+    text += "| `" + std::string(example.formula) + "` | `" + std::string(example.shows) + "` |\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string FunctionHelpText(std::string_view name) {
+  std::string text;
+  for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
+    if (!name.empty() && UpperCase(name) != help.name) continue;
+    if (!text.empty()) text += "\n";
+    text += HelpText(help);
+  }
+  return text;
+}
+
+std::string FunctionReferencePage() {
+  std::string page =
+      "# Functions\n\n"
+      "`ktnotebook functions` prints the same in the terminal. Function names may be written in "
+      "any\n"
+      "letter case. The examples show what a cell of row A of the table Reactants in\n"
+      "[examples/amide-coupling.xml](../examples/amide-coupling.xml) would show, before that file "
+      "is\n"
+      "recalculated; plain numbers are in base units (kg, kg/mol).\n\n"
+      "An expression or condition is computed for each row of the table in turn: `[X]` in it is "
+      "the\n"
+      "column X of that row, `[this:parent:X]` the column X of the row that the formula stands "
+      "in.\n";
+  for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
+    page += "\n" + PageSection(help);
+  }
+  return page;
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,324 @@
+// The commands about notebooks: recalculate, and those over a database.
+#include <algorithm>
+#include <cctype>
+#include <ostream>
+
+#include "notebook/commands/address.h"
+#include "notebook/commands/commands.h"
+#include "notebook/commands/json_output.h"
+#include "notebook/commands/progress.h"
+#include "notebook/commands/text_output.h"
+#include "notebook/files/csv_file.h"
+#include "notebook/files/file.h"
+#include "notebook/files/listener_face.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/files/utf.h"
+#include "notebook/store/notebook_store.h"
+#include "values/raised_error.h"
+#include "values/text.h"
+
+namespace ktnotebook {
+
+namespace {
+
+using ktformula::IKtFormulaListener;
+
+std::string Quoted(std::u16string_view text) {
+  return "\"" + ToUtf8(text) + "\"";
+}
+
+// Recalculates and says on the message side what the user has to know.
+RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, Console& console,
+                                         const NotebookTable* first = nullptr) {
+  RecalculationResult result;
+  {
+    const ProgressLine progress(form, console);
+    result = RecalculateForm(form, rounds, first);
+  }
+  if (!result.settled) {
+    console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
+                std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));
+  }
+  return result;
+}
+
+bool IsCsvName(const std::string& path) {
+  std::string extension = PathText(PathOf(path).extension());
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  return extension == ".csv";
+}
+
+// Takes each "NAME=VALUE" apart; names hold no "=", and the command line lets nothing else through.
+ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
+  ColumnSettings settings;
+  for (const std::string& argument : arguments) {
+    const std::u16string text = ArgumentText(argument);
+    const std::size_t separator = text.find(u'=');
+    settings.emplace_back(text.substr(0, separator), text.substr(separator + 1));
+  }
+  return settings;
+}
+
+Notebook ReadInput(const RecalculateOptions& options) {
+  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
+                       ParseSettings(options.units), ParseSettings(options.types)};
+  if (IsCsvName(options.file)) {
+    const std::string name = PathText(PathOf(options.file).stem());
+    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+  }
+  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
+    throw NotebookError(options.file +
+                        ": formulas, formats, units and types are given to CSV files only");
+  }
+  return ReadNotebookFile(options.file);
+}
+
+std::size_t CountErrors(const NotebookForm& form) {
+  std::size_t count = 0;
+  for (const NotebookTable* table : form.Tables()) {
+    for (const Ref<NotebookRow>& row : table->Rows()) {
+      for (const Ref<NotebookColumn>& column : table->Columns()) {
+        if (ShowsError(row->CellAt(column->Index()))) ++count;
+      }
+    }
+  }
+  return count;
+}
+
+void PrintForms(const std::vector<Ref<NotebookForm>>& forms, Console& console) {
+  const char* separator = "";
+  for (const Ref<NotebookForm>& form : forms) {
+    console.out << separator << FormText(*form, console.style);
+    separator = "\n";
+  }
+}
+
+// To be said where a file's content is kept elsewhere.
+void SayDropped(const Notebook& notebook, const std::string& file, Console& console) {
+  if (!notebook.dropped.empty())
+    console.Say("note: " + file + ": " + notebook.dropped + " left out");
+}
+
+// Writes the text, or prints it when no file is named; "-" is the standard output.
+void WriteOrPrint(const std::string& path, const std::string& text, Console& console) {
+  if (path.empty() || path == "-") {
+    console.out << text;
+  } else {
+    WriteWholeFile(path, text);
+    console.SetDone(path + " is written");
+  }
+}
+
+// A form of the database as it is at one moment.
+Notebook LoadForm(const StoreOptions& options) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  const Transaction reading(store.Connection(), TransactionKind::kReading);
+  return store.Load(ArgumentText(options.target));
+}
+
+// The forms of the database that an address may mean: to be asked, or locked against other writers
+// until the change to one of them is committed.
+class FormChange {
+ public:
+  FormChange(const StoreOptions& options, Console& console, TransactionKind kind)
+      : console_(console),
+        store_(OpenDatabase(options.database, false), false),
+        transaction_(store_.Connection(), kind),
+        notebook_(store_.Load(FindFormNames(store_.FormNames(), ArgumentText(options.target)))) {
+    for (const Ref<NotebookForm>& form : notebook_.forms) {
+      form->Log().keep_cells = true;
+    }
+  }
+
+  const std::vector<Ref<NotebookForm>>& Forms() const { return notebook_.forms; }
+
+  NotebookFramework& Framework() const { return *notebook_.framework; }
+
+  void SaveListener(NotebookTable& table, IKtFormulaListener& listener) {
+    store_.SaveListener(notebook_, table, FaceOf<ktformula::IKtFieldListener>(listener));
+  }
+
+  // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
+  void Finish(const NotebookTable& table, const std::vector<NotebookCell*>& set) {
+    NotebookForm& form = table.Parent();
+    RecalculateAndReport(form, kDefaultMaximumRounds, console_, &table);
+    std::vector<NotebookCell*>& changed = form.Log().cells;
+    changed.insert(changed.end(), set.begin(), set.end());
+    std::sort(changed.begin(), changed.end());
+    changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
+    store_.SaveCells(changed);
+    transaction_.Commit();
+    console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
+    if (!changed.empty()) console_.out << CellsText(changed, console_.style);
+  }
+
+ private:
+  Console& console_;
+  NotebookStore store_;
+  Transaction transaction_;
+  Notebook notebook_;
+};
+
+// Prints a formula that was asked for.
+void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, Console& console) {
+  if (!known) {
+    console.Say("there is no formula");
+    return;
+  }
+  // Its lines stay lines, so that what is printed can be typed in again.
+  for (const std::u16string_view line : ktformula::Split(known->formula, u'\n')) {
+    console.out << ToUtf8(Printable(line)) << '\n';
+  }
+  if (!known->string_format.empty()) {
+    console.out << "format " << ToUtf8(Printable(known->string_format)) << '\n';
+  }
+}
+
+// Empties the cells that a formula computed which is no more; gives those that held something.
+std::vector<NotebookCell*> EmptyComputedCells(const NotebookColumn& column) {
+  std::vector<NotebookCell*> emptied;
+  for (const Ref<NotebookRow>& row : column.Parent().Rows()) {
+    NotebookCell& cell = row->CellAt(column.Index());
+    if (!cell.State().empty() || cell.Content().text.empty()) continue;
+    cell.Enter(u"");
+    emptied.push_back(&cell);
+  }
+  return emptied;
+}
+
+TransactionKind KindOf(const StoreOptions& options) {
+  return options.value || options.format ? TransactionKind::kWriting : TransactionKind::kReading;
+}
+
+}  // namespace
+
+int Recalculate(const RecalculateOptions& options, Console& console) {
+  const bool is_csv = IsCsvName(options.file);
+  if (!is_csv && IsCsvName(options.output)) {
+    throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
+  }
+  const Notebook notebook = ReadInput(options);
+  for (const std::string& note : notebook.notes)
+    console.Say("note: " + note);
+  std::vector<RecalculatedForm> recalculated;
+  std::size_t errors = 0;
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    errors += CountErrors(*form);
+  }
+  if (!options.output.empty()) {
+    SayDropped(notebook, options.file, console);
+    WriteOrPrint(options.output,
+                 IsCsvName(options.output) ? WriteCsv(*notebook.forms.front()->Tables().front())
+                                           : WriteNotebook(notebook.forms),
+                 console);
+  }
+  if (options.json) {
+    WriteRecalculationJson(recalculated, console.out);
+  } else if (options.output.empty()) {
+    PrintForms(notebook.forms, console);
+  }
+  if (errors > 0) {
+    console.out.flush();
+    console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
+                " an error");
+  }
+  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+}
+
+int Import(const StoreOptions& options, Console& console) {
+  Notebook notebook = ReadNotebookFile(options.target);
+  SayDropped(notebook, options.target, console);
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    RecalculateAndReport(*form, kDefaultMaximumRounds, console);
+  }
+  NotebookStore store(OpenDatabase(options.database, true), true);
+  Transaction transaction(store.Connection());
+  for (const Ref<NotebookForm>& form : notebook.forms)
+    store.Add(notebook, *form);
+  transaction.Commit();
+  std::string imported;
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    imported += "imported \"" + ToUtf8(Printable(form->Name())) + "\"\n";
+  }
+  console.SetDone(options.target + " is imported");
+  console.out << imported;
+  return kExitDone;
+}
+
+int Export(const StoreOptions& options, Console& console) {
+  WriteOrPrint(options.output, WriteNotebook(LoadForm(options).forms), console);
+  return kExitDone;
+}
+
+int List(const StoreOptions& options, Console& console) {
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  for (const std::u16string& name : store.FormNames()) {
+    console.out << ToUtf8(Printable(name)) << '\n';
+  }
+  return kExitDone;
+}
+
+int Show(const StoreOptions& options, Console& console) {
+  PrintForms(LoadForm(options).forms, console);
+  return kExitDone;
+}
+
+int SetCell(const StoreOptions& options, Console& console) {
+  FormChange change(options, console, TransactionKind::kWriting);
+  NotebookCell& cell = FindCell(change.Forms(), ArgumentText(options.target));
+  const std::u16string text = ArgumentText(*options.value);
+  if (!cell.Accepts(text)) {
+    throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
+                        " for " + Quoted(cell.Definition().name));
+  }
+  cell.Enter(text);
+  change.Finish(cell.OwningRow().Parent(), {&cell});
+  return kExitDone;
+}
+
+int EditFormula(const StoreOptions& options, Console& console) {
+  FormChange change(options, console, KindOf(options));
+  const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
+  const std::int32_t key = column.Definition().key;
+  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
+      column.Parent(),
+      [key](const IKtFormulaListener& candidate) { return candidate.FormulaOf(key).has_value(); });
+  const std::optional<ktformula::FormulaEntry> known = listener.FormulaOf(key);
+  if (!options.value && !options.format) {
+    PrintFormula(known, console);
+    return kExitDone;
+  }
+  if (!options.value && !known) {
+    throw NotebookError("the column has no formula that the format could be of");
+  }
+  const std::u16string formula = options.value ? ArgumentText(*options.value) : known->formula;
+  const std::u16string known_format = known ? known->string_format : u"";
+  listener.SetPropertyFormula(key, formula,
+                              options.format ? ArgumentText(*options.format) : known_format);
+  change.SaveListener(column.Parent(), listener);
+  change.Finish(column.Parent(),
+                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell*>());
+  return kExitDone;
+}
+
+int EditDefinition(const StoreOptions& options, Console& console) {
+  FormChange change(options, console, KindOf(options));
+  const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
+  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
+      *address.table, [&](const IKtFormulaListener& candidate) {
+        return candidate.DefinitionOf(address.name).has_value();
+      });
+  if (!options.value) {
+    PrintFormula(listener.DefinitionOf(address.name), console);
+    return kExitDone;
+  }
+  listener.SetDefinition(address.name, ArgumentText(*options.value));
+  change.SaveListener(*address.table, listener);
+  change.Finish(*address.table, {});
+  return kExitDone;
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,192 @@
+#include "notebook/commands/text_output.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <tuple>
+#include <utility>
+
+#include "notebook/files/utf.h"
+#include "notebook/tables/cell_text.h"
+#include "values/platform.h"
+#include "values/raised_error.h"
+
+namespace ktnotebook {
+
+namespace {
+
+constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+
+constexpr std::array<std::string_view, 10> kTokenKinds{
+    "whitespace", "name",       "string",      "reference", "number",
+    "symbol",     "left paren", "right paren", "comma",     "function"};
+
+std::u16string NumberText(double value) {
+  if (std::isfinite(value)) return ktformula::NumberToText(value);
+  return std::u16string(kErrorPrefix) +
+         std::u16string(ktformula::DescriptionOf(ktformula::RuntimeError::kOverflow));
+}
+
+std::u16string TokenText(const ktformula::FormulaToken& token) {
+  switch (token.TokenType) {
+    case ktformula::kFormulaTokenTypeString: return u"\"" + token.TokenText + u"\"";
+    case ktformula::kFormulaTokenTypeReference: return u"<" + token.TokenText + u">";
+    default: return token.TokenText;
+  }
+}
+
+void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
+  text += u"[";
+  bool is_first = true;
+  for (std::size_t i = 0; i < layer.Count(); ++i) {
+    if (!is_first) text += u", ";
+    is_first = false;
+    const ktformula::LayerItem item = layer.Item(i);
+    if (item.IsLayer()) {
+      AppendLayer(text, item.Layer());
+    } else {
+      text += TokenText(item.Token());
+    }
+  }
+  text += u"]";
+}
+
+std::vector<TableText> RowTexts(const NotebookRow& row) {
+  std::vector<TableText> texts{{row.ID(), false}};
+  for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
+    const NotebookCell& cell = row.CellAt(column->Index());
+    texts.push_back({ShownText(cell), ShowsError(cell)});
+  }
+  return texts;
+}
+
+std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
+  std::vector<TableColumn> columns{{u"ID", Alignment::kLeft}};
+  for (const Ref<NotebookColumn>& column : table.Columns()) {
+    const bool is_number = column->Definition().type == DataType::kNumber;
+    columns.push_back(
+        {column->Definition().name, is_number ? Alignment::kRight : Alignment::kLeft});
+  }
+  TextTable layout(columns, style);
+  layout.AddRows(table.Rows().size(),
+                 [&table](std::size_t i) { return RowTexts(*table.Rows()[i]); });
+  return layout.Render();
+}
+
+// A line of a heading, as long as a cell of a table at most.
+std::u16string HeadingText(std::u16string_view text, const TableStyle& style) {
+  return CutToWidth(Printable(text), style.width > 0 ? style.width : kWidestText);
+}
+
+std::string Heading(std::u16string_view text, char rule, const TableStyle& style) {
+  const std::u16string shown = HeadingText(text, style);
+  return ToUtf8(shown) + "\n" +
+         std::string(static_cast<std::size_t>(std::max(DisplayWidth(shown), 1)), rule) + "\n";
+}
+
+// The unit that the number of the cell is written in when its text names none; "" when the text
+// names one or is no number.
+std::u16string UnwrittenUnit(const NotebookCell& cell) {
+  const CellContent& content = cell.Content();
+  const NotebookUnit* unit = cell.Definition().unit;
+  const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
+                       !content.text.ends_with(u'%') && !std::isnan(content.min);
+  if (!is_bare) return {};
+  const auto typed =
+      ParseNumberText(content.text, unit, cell.OwningRow().Parent().Parent().Units());
+  const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
+  return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
+}
+
+// The place of a cell among the form's fields, rows and columns.
+using CellPlace = std::tuple<int, int, std::size_t>;
+
+CellPlace PlaceOf(const NotebookCell& cell) {
+  const NotebookRow& row = cell.OwningRow();
+  return {row.Parent().OwnField().Position(), row.Position(), cell.OwningColumn().Index()};
+}
+
+}  // namespace
+
+std::u16string ValueText(const ktformula::CellValue& value) {
+  switch (value.CellValueType()) {
+    case ktformula::kCellValueTypeError:
+      return std::u16string(kErrorPrefix) + value.ErrorDescription();
+    case ktformula::kCellValueTypeNumber:
+      if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
+        return NumberText(value.MinNumber());
+      }
+      if (!std::isfinite(value.MaxNumber())) return NumberText(value.MaxNumber());
+      return NumberText(value.MinNumber()) + u" .. " + NumberText(value.MaxNumber());
+    case ktformula::kCellValueTypeStructure: return value.MvrStructure();
+    default: return value.Text();
+  }
+}
+
+std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens,
+                       const TableStyle& style) {
+  TextTable layout({{u"type", Alignment::kRight}, {u"kind"}, {u"text"}}, style);
+  layout.AddRows(tokens.size(), [&tokens](std::size_t i) -> std::vector<TableText> {
+    const ktformula::FormulaToken& token = tokens[i];
+    const auto type = static_cast<std::size_t>(token.TokenType);
+    const std::string_view kind = kTokenKinds[type];
+    // Quotes, so that blanks can be seen.
+    return {{ktformula::NumberToText(static_cast<double>(type)), false},
+            {std::u16string(kind.begin(), kind.end()), false},
+            {u"'" + token.TokenText + u"'", false}};
+  });
+  return layout.Render();
+}
+
+std::string TreeText(const ktformula::TokenLayer& layer) {
+  std::u16string text;
+  AppendLayer(text, layer);
+  return ToUtf8(Printable(text)) + "\n";
+}
+
+bool ShowsError(const NotebookCell& cell) {
+  return cell.Content().text.starts_with(kErrorPrefix);
+}
+
+std::u16string ShownText(const NotebookCell& cell) {
+  const std::u16string unit = UnwrittenUnit(cell);
+  return unit.empty() ? cell.Content().text : cell.Content().text + u" " + unit;
+}
+
+std::string FormText(const NotebookForm& form, const TableStyle& style) {
+  std::string text = Heading(form.Name(), '=', style);
+  for (const Ref<NotebookField>& field : form.Fields()) {
+    text += "\n";
+    if (field->OwnTable()) {
+      text +=
+          ToUtf8(HeadingText(field->Name(), style)) + "\n" + TableLayout(*field->OwnTable(), style);
+    } else {
+      const std::u16string content =
+          field->Structure() ? field->Structure()->Data() : field->TextField()->Text();
+      text += ToUtf8(Printable(field->Name() + u": " + content)) + "\n";
+    }
+  }
+  return text;
+}
+
+std::u16string AddressOf(const NotebookCell& cell) {
+  const NotebookTable& table = cell.OwningRow().Parent();
+  return table.Parent().Name() + u"/" + table.Name() + u":" + cell.Definition().name + u":" +
+         cell.OwningRow().ID();
+}
+
+std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style) {
+  std::vector<std::pair<CellPlace, const NotebookCell*>> ordered;
+  ordered.reserve(cells.size());
+  for (const NotebookCell* cell : cells)
+    ordered.emplace_back(PlaceOf(*cell), cell);
+  std::sort(ordered.begin(), ordered.end());
+  TextTable layout({{u"cell"}, {u"shows"}}, style);
+  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
+    const NotebookCell& cell = *ordered[i].second;
+    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell)}};
+  });
+  return layout.Render();
+}
+
+}  // namespace ktnotebook

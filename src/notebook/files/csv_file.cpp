@@ -1,0 +1,290 @@
+#include "notebook/files/csv_file.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <unordered_set>
+
+#include "notebook/files/csv_parser.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/utf.h"
+#include "notebook/tables/cell_text.h"
+#include "values/platform.h"
+#include "values/text.h"
+
+namespace ktnotebook {
+
+namespace {
+
+using Records = std::vector<std::vector<std::u16string>>;
+
+const std::u16string* FindSetting(const ColumnSettings& settings, std::u16string_view name) {
+  for (const auto& [column, value] : settings) {
+    if (column == name) return &value;
+  }
+  return nullptr;
+}
+
+struct Header {
+  std::u16string name;
+  const NotebookUnit* unit = nullptr;
+};
+
+// "Mass (g)" is Mass in g when the catalogue knows the unit.
+Header SplitHeader(std::u16string_view header, const NotebookUnitCatalogue& units) {
+  const std::size_t open = header.rfind(u'(');
+  if (open != std::u16string_view::npos && header.ends_with(u')')) {
+    const std::u16string_view name = ktformula::TrimBlanks(header.substr(0, open));
+    const std::u16string_view unit_text = header.substr(open + 1, header.size() - open - 2);
+    const NotebookUnit* unit = units.FindUnit(NormalizeUnitName(unit_text));
+    if (unit != nullptr && !name.empty()) return {std::u16string(name), unit};
+  }
+  return {std::u16string(header), nullptr};
+}
+
+bool IsTruthWord(std::u16string_view text) {
+  const std::u16string lower = ktformula::LowerCase(text);
+  return lower == u"true" || lower == u"false";
+}
+
+class CsvReader {
+ public:
+  CsvReader(const Records& records, const std::string& source, const CsvOptions& options)
+      : records_(records), source_(source), options_(options) {}
+
+  Notebook Read(std::u16string_view name) {
+    CheckShape();
+    notebook_.framework = ktformula::MakeRef<NotebookFramework>();
+    notebook_.forms.push_back(
+        ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
+    table_ = notebook_.forms.front()->AddTable(name, 1);
+    for (std::size_t i = 0; i < records_.front().size(); ++i)
+      AddFileColumn(i);
+    for (const auto& [column, formula] : options_.formulas)
+      AddFormulaColumn(column);
+    CheckSettings();
+    AddListener();
+    AddRows();
+    return std::move(notebook_);
+  }
+
+ private:
+  [[noreturn]] void Refuse(const std::string& reason) const {
+    throw NotebookError(source_ + ": " + reason);
+  }
+  static std::string Quoted(std::u16string_view text) { return "\"" + ToUtf8(text) + "\""; }
+
+  const NotebookUnitCatalogue& Units() const { return *notebook_.framework->OwnUnits(); }
+
+  void CheckShape() const {
+    if (records_.empty()) Refuse("there is no header row");
+    for (std::size_t i = 1; i < records_.size(); ++i) {
+      if (records_[i].size() != records_.front().size()) {
+        Refuse("record " + std::to_string(i + 1) + " has " + std::to_string(records_[i].size()) +
+               " fields, the header has " + std::to_string(records_.front().size()));
+      }
+    }
+  }
+
+  // Whether all texts of the column are of the kind; of an empty column all are.
+  template <typename Test>
+  bool AllAre(std::size_t index, Test test) const {
+    return std::all_of(records_.begin() + 1, records_.end(), [&](const auto& record) {
+      return record[index].empty() || test(record[index]);
+    });
+  }
+
+  bool AreNumbers(std::size_t index, const NotebookUnit* unit) const {
+    return AllAre(index, [&](const std::u16string& text) {
+      return ParseNumberText(text, unit, Units()).has_value();
+    });
+  }
+
+  // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
+  // or the options name it so.
+  bool IsQuantity(std::size_t index, const Header& header) {
+    if (FindSetting(options_.types, records_.front()[index]) != nullptr) return false;
+    if (FindSetting(options_.types, header.name) != nullptr) return true;
+    if (AreNumbers(index, header.unit)) return true;
+    notebook_.notes.push_back("the column " + Quoted(records_.front()[index]) +
+                              " holds texts that are no numbers and is taken as text; --type '" +
+                              ToUtf8(header.name) + "=number' takes it as numbers");
+    return false;
+  }
+
+  DataType TypeOf(std::size_t index) const {
+    if (AreNumbers(index, nullptr)) return DataType::kNumber;
+    if (AllAre(index, IsTruthWord)) return DataType::kBoolean;
+    const auto is_date = [](const std::u16string& text) {
+      return ktformula::DateValue(text).has_value();
+    };
+    return AllAre(index, is_date) ? DataType::kDate : DataType::kString;
+  }
+
+  void AddFileColumn(std::size_t index) {
+    const std::u16string& header = records_.front()[index];
+    if (header.empty()) Refuse("column " + std::to_string(index + 1) + " has no name");
+    const Header split = SplitHeader(header, Units());
+    PropertyDefinition definition;
+    if (split.unit != nullptr && IsQuantity(index, split)) {
+      definition.name = split.name;
+      definition.type = DataType::kNumber;
+      definition.unit = split.unit;
+      // What is computed into a column of a unit is shown in a unit.
+      definition.number_formatting = FindSetting(options_.formulas, split.name) != nullptr;
+    } else {
+      definition.name = header;
+      definition.type = TypeOf(index);
+    }
+    Add(std::move(definition));
+  }
+
+  void AddFormulaColumn(const std::u16string& name) {
+    if (table_->FindColumn(name) != nullptr) return;
+    const Header split = SplitHeader(name, Units());
+    if (split.unit != nullptr && table_->FindColumn(split.name) != nullptr) {
+      Refuse("the column " + Quoted(name) + " goes by the name " + Quoted(split.name));
+    }
+    PropertyDefinition definition;
+    definition.name = name;
+    definition.type = DataType::kNumber;
+    Add(std::move(definition));
+  }
+
+  // Adds the column as the options want it.
+  void Add(PropertyDefinition definition) {
+    definition.key = table_->ColumnCount() + 1;
+    if (const std::u16string* type = FindSetting(options_.types, definition.name)) {
+      const std::optional<DataType> known = FindDataType(*type);
+      if (!known) Refuse("the type " + Quoted(*type) + " is not known");
+      definition.type = *known;
+      if (*known != DataType::kNumber) definition.unit = nullptr;
+    }
+    if (const std::u16string* unit = FindSetting(options_.units, definition.name)) {
+      definition.unit = Units().FindUnit(NormalizeUnitName(*unit));
+      if (definition.unit == nullptr) Refuse("the unit " + Quoted(*unit) + " is not known");
+      if (definition.type != DataType::kNumber) {
+        Refuse("only a column of numbers has a unit, not " + Quoted(definition.name));
+      }
+      definition.number_formatting = true;
+    }
+    if (FindSetting(options_.formats, definition.name) != nullptr) {
+      definition.number_formatting = true;
+    }
+    const std::u16string name = definition.name;
+    if (table_->AddColumn(std::move(definition)) == nullptr) {
+      Refuse("the column name " + Quoted(name) + " is used twice");
+    }
+  }
+
+  // Refuses settings of columns that are not there, and two formulas for one column.
+  void CheckSettings() const {
+    for (const ColumnSettings* settings :
+         {&options_.formats, &options_.units, &options_.types, &options_.formulas}) {
+      std::unordered_set<std::u16string_view> seen;
+      for (const auto& [column, value] : *settings) {
+        if (table_->FindColumn(column) == nullptr) {
+          Refuse("there is no column " + Quoted(column));
+        }
+        if (!seen.insert(column).second) {
+          Refuse("the column " + Quoted(column) + " is given the same setting twice");
+        }
+      }
+    }
+    for (const auto& [column, format] : options_.formats) {
+      if (FindSetting(options_.formulas, column) == nullptr) {
+        Refuse("a format goes with a formula; " + Quoted(column) + " has none");
+      }
+    }
+  }
+
+  void AddListener() {
+    if (options_.formulas.empty()) return;
+    ktformula::IKtFormulaListener& listener = notebook_.framework->AddFormulaListener(*table_);
+    for (const auto& [column, formula] : options_.formulas) {
+      const std::u16string* format = FindSetting(options_.formats, column);
+      listener.SetPropertyFormula(table_->FindColumn(column)->Definition().key, formula,
+                                  format != nullptr ? *format : u"");
+    }
+  }
+
+  void AddRows() {
+    for (std::size_t i = 1; i < records_.size(); ++i) {
+      NotebookRow* row = table_->AddRow(ktformula::ToDecimalText(static_cast<std::int64_t>(i)));
+      for (std::size_t column = 0; column < records_[i].size(); ++column) {
+        row->CellAt(column).Enter(records_[i][column]);
+      }
+    }
+  }
+
+  const Records& records_;
+  const std::string& source_;
+  const CsvOptions& options_;
+  Notebook notebook_;
+  NotebookTable* table_ = nullptr;
+};
+
+std::string CsvField(std::u16string_view text) {
+  std::string field = ToUtf8(text);
+  // A byte order mark is a field's own only in quotes.
+  const bool is_plain = field.find_first_of(",\"\r\n") == std::string::npos;
+  if (is_plain && !field.starts_with(kByteOrderMark)) return field;
+  std::string quoted = "\"";
+  for (const char character : field) {
+    if (character == '"') quoted.push_back('"');
+    quoted.push_back(character);
+  }
+  return quoted + "\"";
+}
+
+std::u16string HeaderOf(const PropertyDefinition& definition) {
+  if (definition.unit == nullptr) return definition.name;
+  return definition.name + u" (" + definition.unit->UnitText() + u")";
+}
+
+// The column's header says the unit of computed numbers already.
+std::u16string_view TextOf(const NotebookCell& cell) {
+  std::u16string_view text = cell.Content().text;
+  const NotebookUnit* unit = cell.Definition().unit;
+  const bool is_computed_number = cell.State().empty() && !std::isnan(cell.Content().min);
+  if (is_computed_number && unit != nullptr && text.ends_with(u" " + unit->UnitText())) {
+    text.remove_suffix(unit->UnitText().size() + 1);
+  }
+  return text;
+}
+
+// One record, from a function that gives the field of a column.
+template <typename FieldOf>
+void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
+  const char* separator = "";
+  for (const Ref<NotebookColumn>& column : table.Columns()) {
+    csv += separator;
+    csv += CsvField(field_of(*column));
+    separator = ",";
+  }
+  // An empty line would be no record.
+  if (csv.empty() || csv.ends_with('\n')) csv += "\"\"";
+  csv += "\r\n";
+}
+
+}  // namespace
+
+Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+                         const CsvOptions& options) {
+  const Records records = ParseCsv(utf8, source);
+  return CsvReader(records, source, options).Read(name);
+}
+
+std::string WriteCsv(const NotebookTable& table) {
+  std::string csv;
+  AppendRecord(csv, table,
+               [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
+  for (const Ref<NotebookRow>& row : table.Rows()) {
+    AppendRecord(csv, table, [&row](const NotebookColumn& column) {
+      return std::u16string(TextOf(row->CellAt(column.Index())));
+    });
+  }
+  return csv;
+}
+
+}  // namespace ktnotebook

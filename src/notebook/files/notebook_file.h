@@ -1,0 +1,38 @@
+// The notebook file: XML that holds forms with their tables, listeners included.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "notebook/files/framework.h"
+#include "notebook/tables/model.h"
+
+namespace ktnotebook {
+
+// Forms and the framework behind their listeners.
+struct Notebook {
+  Ref<NotebookFramework> framework;
+  std::vector<Ref<NotebookForm>> forms;
+  // What the user should know about how a file was taken.
+  std::vector<std::string> notes;
+  // What a file has that is not written again, such as "2 comments"; "" for nothing.
+  std::string dropped;
+};
+
+// Reads a notebook, in UTF-8 or the encoding that it declares. Throws NotebookError with
+// "NAME:LINE: reason" for anything that is not exactly a notebook: malformed XML, unknown elements
+// or attributes, keys, names or ids used twice.
+Notebook ReadNotebook(std::string_view bytes, const std::string& name);
+
+// The same for a file, which may also be unreadable.
+Notebook ReadNotebookFile(const std::string& path);
+
+// The forms as a notebook file's text. Throws NotebookError, naming the place, for a text that XML
+// can not hold.
+std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms);
+
+// The tag of a cell in this state unless it is given another.
+std::u16string_view DefaultTag(std::u16string_view state) noexcept;
+
+}  // namespace ktnotebook

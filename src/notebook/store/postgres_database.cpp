@@ -1,0 +1,181 @@
+// PostgreSQL behind the database interface.
+#include "notebook/store/postgres_database.h"
+
+#include <array>
+#include <charconv>
+#include <libpq-fe.h>
+#include <map>
+#include <optional>
+
+#include "notebook/files/notebook_error.h"
+#include "notebook/store/sql_helper.h"
+
+namespace ktnotebook {
+
+namespace {
+
+struct CloseConnection {
+  void operator()(PGconn* connection) const { PQfinish(connection); }
+};
+struct ClearResult {
+  void operator()(PGresult* result) const { PQclear(result); }
+};
+using ResultPtr = std::unique_ptr<PGresult, ClearResult>;
+
+// The server's own numbers of the column types that the notebook uses.
+enum ColumnType : Oid { kInt8 = 20, kInt2 = 21, kInt4 = 23, kFloat8 = 701 };
+
+// Writers of one database come one after the other: they take this lock for their transaction.
+constexpr std::string_view kWriterLock = "SELECT pg_advisory_xact_lock(20190417)";
+
+template <typename Number>
+DbValue ParseNumber(std::string_view text) {
+  Number number{};
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+DbValue ParseValue(Oid type, std::string_view text) {
+  switch (type) {
+    case kInt2:
+    case kInt4:
+    case kInt8: return ParseNumber<std::int64_t>(text);
+    case kFloat8: return ParseNumber<double>(text);
+    default: return std::string(text);
+  }
+}
+
+std::optional<std::string> ParameterText(const DbValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    // It would end there.
+    if (text->find('\0') != std::string::npos) {
+      throw NotebookError("postgresql: a text with the character 0 can not be kept");
+    }
+    return *text;
+  }
+  if (const auto* integer = std::get_if<std::int64_t>(&value)) return std::to_string(*integer);
+  if (const auto* number = std::get_if<double>(&value)) {
+    std::array<char, 32> buffer{};
+    const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), *number);
+    return std::string(buffer.data(), end);
+  }
+  return std::nullopt;
+}
+
+// What stands before the URL is a default that it may change; what stands behind it holds anyhow.
+PGconn* Connect(const std::string& url) {
+  const std::array<const char*, 4> keywords{"connect_timeout", "dbname", "client_encoding",
+                                            nullptr};
+  const std::array<const char*, 4> values{"10", url.c_str(), "UTF8", nullptr};
+  return PQconnectdbParams(keywords.data(), values.data(), 1);
+}
+
+class PostgresDatabase final : public Database {
+ public:
+  explicit PostgresDatabase(const std::string& url) : connection_(Connect(url)) {
+    if (PQstatus(connection_.get()) != CONNECTION_OK) Fail();
+    PQsetNoticeProcessor(
+        connection_.get(), [](void*, const char*) {}, nullptr);
+    // A server may be set up otherwise: numbers come with all their digits, and a backslash in a
+    // listener's statement is a backslash.
+    Run("SET extra_float_digits = 3", {});
+    Run("SET standard_conforming_strings = on", {});
+    Run("SET lock_timeout = '10s'", {});
+  }
+
+  using Database::Run;
+  DbResult Run(std::string_view sql, std::span<const DbValue> parameters) override {
+    const std::string& name = Prepare(sql, parameters.size());
+    std::vector<std::optional<std::string>> texts;
+    std::vector<const char*> values;
+    texts.reserve(parameters.size());
+    for (const DbValue& parameter : parameters) {
+      const auto& text = texts.emplace_back(ParameterText(parameter));
+      values.push_back(text ? text->c_str() : nullptr);
+    }
+    const ResultPtr result(PQexecPrepared(connection_.get(), name.c_str(),
+                                          static_cast<int>(values.size()), values.data(), nullptr,
+                                          nullptr, 0));
+    return Fetch(result.get());
+  }
+
+  bool HasTable(std::string_view name) override {
+    return !Run("SELECT 1 FROM pg_tables WHERE tablename = lower($1) "
+                "AND schemaname = ANY(current_schemas(false))",
+                {std::string(name)})
+                .rows.empty();
+  }
+
+  std::string_view KeyType() const noexcept override { return "SERIAL PRIMARY KEY"; }
+  void CreateSequence(std::string_view name) override {
+    Run("CREATE SEQUENCE " + std::string(name), {});
+  }
+  ktformula::Ref<ktformula::DatabaseHelper> Helper() override {
+    return MakeDatabaseHelper(KeySource::kSequence);
+  }
+
+  void Begin(TransactionKind kind) override {
+    if (kind == TransactionKind::kReading) {
+      Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", {});
+      return;
+    }
+    // Whatever the server's default is: behind the lock a writer sees what the one before it left.
+    Run("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE", {});
+    try {
+      Run(kWriterLock, {});
+    } catch (const NotebookError&) {
+      Rollback();
+      throw;
+    }
+  }
+
+ private:
+  // The server's message, its first line.
+  [[noreturn]] void Fail() const {
+    const std::string_view message = PQerrorMessage(connection_.get());
+    throw NotebookError("postgresql: " + std::string(message.substr(0, message.find('\n'))));
+  }
+
+  // Statements are kept: an import runs a few of them many times.
+  const std::string& Prepare(std::string_view sql, std::size_t parameters) {
+    const auto known = statements_.find(sql);
+    if (known != statements_.end()) return known->second;
+    std::string name = "s" + std::to_string(statements_.size());
+    const ResultPtr result(PQprepare(connection_.get(), name.c_str(), std::string(sql).c_str(),
+                                     static_cast<int>(parameters), nullptr));
+    if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) Fail();
+    return statements_.emplace(std::string(sql), std::move(name)).first->second;
+  }
+
+  DbResult Fetch(const PGresult* result) const {
+    const ExecStatusType status = PQresultStatus(result);
+    if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) Fail();
+    DbResult fetched;
+    const int columns = PQnfields(result);
+    for (int c = 0; c < columns; ++c)
+      fetched.columns.emplace_back(PQfname(result, c));
+    for (int r = 0; r < PQntuples(result); ++r) {
+      std::vector<DbValue>& row = fetched.rows.emplace_back();
+      for (int c = 0; c < columns; ++c)
+        row.push_back(ValueAt(result, r, c));
+    }
+    return fetched;
+  }
+
+  static DbValue ValueAt(const PGresult* result, int row, int column) {
+    if (PQgetisnull(result, row, column) != 0) return nullptr;
+    const auto size = static_cast<std::size_t>(PQgetlength(result, row, column));
+    return ParseValue(PQftype(result, column), {PQgetvalue(result, row, column), size});
+  }
+
+  std::unique_ptr<PGconn, CloseConnection> connection_;
+  std::map<std::string, std::string, std::less<>> statements_;
+};
+
+}  // namespace
+
+std::shared_ptr<Database> OpenPostgresDatabase(const std::string& url) {
+  return std::make_shared<PostgresDatabase>(url);
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,35 @@
+// What a user types into a number cell.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "notebook/tables/unit_catalogue.h"
+
+namespace ktnotebook {
+
+// The text without the blanks around it, spaces and tabs: typed texts are kept without them.
+std::u16string_view TrimTypedText(std::u16string_view text) noexcept;
+
+struct ParsedNumber {
+  // In base units, both finite, min <= max.
+  double min = 0;
+  double max = 0;
+  // The unit that the number was meant in; nullptr where the property has none. The catalogue or
+  // the caller owns it.
+  const NotebookUnit* unit = nullptr;
+  // The catalogue's spelling of the unit that was typed, "%" for a percentage, "" for none.
+  std::u16string typed_unit;
+};
+
+// Reads NUMBER [UNIT], NUMBER ± NUMBER [UNIT] (also "+/-") and NUMBER .. NUMBER [UNIT]. A number
+// without a unit is meant in the default unit, nullptr where the property has no unit; only there
+// "%" may follow and divides by 100. Nothing when the text is anything else: empty, an unknown
+// unit or one of another quantity, a reversed range, a negative tolerance, a bound beyond the
+// range of a double. Time is linear in the length of the text.
+std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,
+                                            const NotebookUnit* default_unit,
+                                            const NotebookUnitCatalogue& catalogue);
+
+}  // namespace ktnotebook

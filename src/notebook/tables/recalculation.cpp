@@ -1,0 +1,43 @@
+#include "notebook/tables/recalculation.h"
+
+#include <algorithm>
+
+namespace ktnotebook {
+
+namespace {
+
+class FormNotification final : public ktformula::NotificationSource {
+ public:
+  explicit FormNotification(NotebookForm& form) : form_(form) {}
+
+  std::u16string TypeName() const override { return u"Notification"; }
+  Ref<ktformula::Form> FormObject() override { return Ref<ktformula::Form>(&form_); }
+
+ private:
+  NotebookForm& form_;
+};
+
+}  // namespace
+
+RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
+                                    const NotebookTable* first) {
+  std::vector<NotebookTable*> tables = form.Tables();
+  std::stable_partition(tables.begin(), tables.end(),
+                        [first](const NotebookTable* table) { return table == first; });
+  const Ref<FormNotification> source = ktformula::MakeRef<FormNotification>(form);
+  RecalculationResult result;
+  while (result.rounds < maximum_rounds && !result.settled) {
+    const std::uint64_t changed_before = form.Log().changed;
+    for (const NotebookTable* table : tables) {
+      // A listener may add or remove listeners while it is notified.
+      const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
+      for (const auto& listener : listeners)
+        listener->TableNotification(*source, nullptr);
+    }
+    ++result.rounds;
+    result.settled = form.Log().changed == changed_before;
+  }
+  return result;
+}
+
+}  // namespace ktnotebook
