@@ -48,8 +48,8 @@ class EvaluatorTest : public ::testing::Test {
       target.SetError(98, u"ERR", u"value");
     });
     // Leaves the value as it was handed over.
-    Register(u"SAME", [this](const TokenLayer*, NotebookObject* sco, CellValue&) {
-      EXPECT_EQ(sco, object.get());
+    Register(u"SAME", [this](const TokenLayer*, NotebookObject* anchor, CellValue&) {
+      EXPECT_EQ(anchor, object.get());
     });
   }
 

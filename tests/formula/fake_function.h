@@ -15,7 +15,8 @@ namespace ktformula {
 class FakeFunction : public IKtFormulaFunction, private LeakCounted<FakeFunction> {
  public:
   static constexpr std::string_view kClassName = "FakeFunction";
-  using Body = std::function<void(const TokenLayer* args, NotebookObject* sco, CellValue& target)>;
+  using Body =
+      std::function<void(const TokenLayer* args, NotebookObject* anchor, CellValue& target)>;
 
   explicit FakeFunction(
       Body body = [](auto&&...) {}, std::function<void()> on_terminate = [] {})
@@ -24,8 +25,8 @@ class FakeFunction : public IKtFormulaFunction, private LeakCounted<FakeFunction
   NamedValues* listener = nullptr;
 
   void Initialize(NamedValues& owner) override { listener = &owner; }
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco, CellValue& target) override {
-    body_(args, sco, target);
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor, CellValue& target) override {
+    body_(args, anchor, target);
   }
   void Terminate() override { on_terminate_(); }
 

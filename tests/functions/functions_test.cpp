@@ -195,10 +195,10 @@ TEST_F(FunctionsTest, AggregatesFoldRowsThatSatisfyACondition) {
 TEST_F(FunctionsTest, AggregatesWithinHostFunctionsAreComputedAnew) {
   TestCell& cell = form->TableOf(u"T").CellAt(u"P", 2);
   const auto twice = std::make_shared<FakeFunction>(
-      [&](const TokenLayer* args, NotebookObject* sco, CellValue& target) {
-        EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, &names});
+      [&](const TokenLayer* args, NotebookObject* anchor, CellValue& target) {
+        EvaluateArgument(target, args->Item(0), {nullptr, anchor, anchor, &names});
         cell.min = cell.max = cell.min + 100;
-        EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, &names});
+        EvaluateArgument(target, args->Item(0), {nullptr, anchor, anchor, &names});
       });
   registry.Register(u"TWICE", twice);
   EXPECT_EQ(Show("MAX(TWICE(MAX([P],[T])),[T])", &cell), "307");
@@ -209,9 +209,9 @@ class Step final : public IKtFormulaFunction {
  public:
   Step(bool is_pure, int& calls) : is_pure_(is_pure), calls_(calls) {}
   void Initialize(NamedValues& listener) override { listener_ = &listener; }
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco, CellValue& target) override {
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor, CellValue& target) override {
     ++calls_;
-    EvaluateArgument(target, args->Item(0), {nullptr, sco, sco, listener_});
+    EvaluateArgument(target, args->Item(0), {nullptr, anchor, anchor, listener_});
   }
   void Terminate() override {}
   bool IsPure() const noexcept override { return is_pure_; }

@@ -152,8 +152,8 @@ TEST_F(RecalculationTest, EvaluatesDefinitionsOncePerPass) {
   NotebookObject* context = nullptr;
   functions = {{u"CALLS", [&] {
                   return std::make_unique<FakeFunction>(
-                      [&](const TokenLayer*, NotebookObject* sco, CellValue& target) {
-                        context = sco;
+                      [&](const TokenLayer*, NotebookObject* anchor, CellValue& target) {
+                        context = anchor;
                         ++calls;
                         target.SetNumber(calls, calls);
                       });

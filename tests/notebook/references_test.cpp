@@ -54,7 +54,8 @@ class ReferencesTest : public ::testing::Test {
   std::string Value(std::string_view anchor, std::u16string_view reference) {
     ktformula::CellValue value;
     try {
-      value.ReferenceValue(reference, Anchor(anchor), Anchor("far cell"), nullptr);
+      ReferenceValue(value, ktformula::ReferencePath(reference), Anchor(anchor), Anchor("far cell"),
+                     nullptr);
     } catch (const ktformula::RaisedError& error) {
       return "! " + ToUtf8(error.Description());
     }

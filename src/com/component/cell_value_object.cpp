@@ -158,7 +158,9 @@ HRESULT CellValueObject::ResolveReference(BSTR ReferenceText, IDispatch* sco, ID
   return Give(object, [&] {
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(sco);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(thisObject);
-    return ToDispatch(value_->ResolveReference(View(ReferenceText), anchor.get(), own.get()).get());
+    return ToDispatch(ResolveReference(*value_, ktformula::ReferencePath(View(ReferenceText)),
+                                       anchor.get(), own.get())
+                          .get());
   });
 }
 
@@ -169,7 +171,8 @@ HRESULT CellValueObject::ReferenceValue(BSTR ReferenceText, IDispatch* sco, IDis
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(sco);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(thisObject);
     NamedValuesArgument listener(FormulaListener);
-    value_->ReferenceValue(View(ReferenceText), anchor.get(), own.get(), &listener);
+    ktformula::ReferenceValue(*value_, ktformula::ReferencePath(View(ReferenceText)), anchor.get(),
+                              own.get(), &listener);
   });
 }
 

@@ -7,8 +7,8 @@
 #include "KtFormula9.h"
 
 #include "com/base/host_pointer.h"
+#include "formula/reference.h"
 #include "values/cell_value.h"
-#include "values/reference.h"
 
 namespace ktcom {
 

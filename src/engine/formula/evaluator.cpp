@@ -87,7 +87,8 @@ LayerItem ItemAt(const TokenLayer& layer, std::size_t position) {
   switch (token.TokenType()) {
     case kFormulaTokenTypeString: target.SetString(token.String()); break;
     case kFormulaTokenTypeReference:
-      target.ReferenceValue(token.Reference(), context.context, context.sco, context.listener);
+      ReferenceValue(target, token.Reference(), context.anchor, context.this_object,
+                     context.listener);
       break;
     case kFormulaTokenTypeNumber:
       if (std::isnan(token.Number())) Raise(RuntimeError::kTypeMismatch);
@@ -109,7 +110,7 @@ void Compute(IKtFormulaFunction& function, const TokenLayer* args, CellValue& ta
              const EvaluationContext& context) {
   std::optional<ForeignCall> foreign_call;
   if (!function.IsPure()) foreign_call.emplace();
-  function.ComputeValue(args, context.context, target);
+  function.ComputeValue(args, context.anchor, target);
 }
 
 // Calls the function at `position` with the layer behind it, if there is one.

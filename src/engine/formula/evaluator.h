@@ -6,10 +6,10 @@
 
 #include <cstdint>
 
+#include "formula/reference.h"
 #include "formula/token_tree.h"
 #include "host/notebook_objects.h"
 #include "values/cell_value.h"
-#include "values/reference.h"
 
 namespace ktformula {
 
@@ -18,9 +18,9 @@ struct EvaluationContext {
   // The property that the result is bound to.
   ELNProperty* prop = nullptr;
   // The object in whose context references are resolved and functions are called.
-  NotebookObject* context = nullptr;
+  NotebookObject* anchor = nullptr;
   // What "this" denotes.
-  NotebookObject* sco = nullptr;
+  NotebookObject* this_object = nullptr;
   // Whose named values come before the notebook's data.
   NamedValues* listener = nullptr;
 };

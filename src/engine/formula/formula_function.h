@@ -19,9 +19,9 @@ class IKtFormulaFunction {
 
   // Computes the function into `TargetCellValue`, which may become an error value; may raise.
   // `args` has one item for each argument, unevaluated; it is nullptr when the function's name
-  // stands without parentheses. `sco` is the object that the formula is computed for; may be
-  // nullptr.
-  virtual void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  // stands without parentheses. `anchor` is the object that the call's references start
+  // from: the cell that is computed, or a row; may be nullptr.
+  virtual void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                             CellValue& TargetCellValue) = 0;
 
   // Whether the value follows from the arguments and the notebook's data alone and computing it

@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "formula/function_registry.h"
+#include "formula/reference.h"
 #include "formula/token.h"
 #include "values/leak_check.h"
 #include "values/platform.h"
-#include "values/reference.h"
 
 namespace ktformula {
 

@@ -20,7 +20,7 @@ void Regardless(Step step) {
 
 }  // namespace
 
-void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                      CellValue& TargetCellValue) {
   if (args == nullptr) Raise(messages_.source, messages_.no_arguments);
   const std::size_t count = args->Count();
@@ -29,37 +29,38 @@ void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco
           CountMessage(messages_.wrong_count_before, count, u") is not 1, 2 or 3"));
   }
   if (count > 1) {
-    ComputeRows(*args, sco, TargetCellValue);
+    ComputeRows(*args, anchor, TargetCellValue);
     return;
   }
-  const Ref<TableProperty> column = ColumnArgument(args->Item(0), sco, TargetCellValue);
+  const Ref<TableProperty> column = ColumnArgument(args->Item(0), anchor, TargetCellValue);
   TargetCellValue.InitializeFromELNProperty(column->Property().get());
   ComputeColumn(*column, TargetCellValue);
 }
 
-Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument, NotebookObject* sco,
+Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument,
+                                                     NotebookObject* anchor,
                                                      CellValue& target) const {
   const ReferencePath* reference = AsReference(argument);
   if (reference == nullptr) Raise(messages_.source, messages_.not_a_reference);
-  const Ref<NotebookObject> object = target.ResolveReference(*reference, sco, sco);
+  const Ref<NotebookObject> object = ResolveReference(target, *reference, anchor, anchor);
   if (!object || object->Kind() != NotebookObjectKind::kTableProperty) {
     Raise(messages_.source, messages_.not_a_column);
   }
   return Ref<TableProperty>(static_cast<TableProperty*>(object.get()));
 }
 
-void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* sco,
+void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* anchor,
                                     CellValue& target) const {
   const ReferencePath* reference = AsReference(args.Item(1));
   if (reference == nullptr) Raise(messages_.source, messages_.second_not_a_reference);
-  const Ref<Table> table = ReferredTable(*reference, sco, target);
+  const Ref<Table> table = ReferredTable(*reference, anchor, target);
   if (!table) Raise(messages_.source, messages_.second_not_a_table);
 
-  FoldRows(args, *table, target, [&] { AccumulateRows(args, *table, sco, target); });
+  FoldRows(args, *table, target, [&] { AccumulateRows(args, *table, anchor, target); });
 }
 
 void AggregateFunction::AccumulateRows(const TokenLayer& args, const Table& table,
-                                       NotebookObject* sco, CellValue& target) const {
+                                       NotebookObject* anchor, CellValue& target) const {
   std::optional<LayerItem> condition;
   if (args.Count() == 3) condition = args.Item(2);
   const LayerItem expression = args.Item(0);
@@ -68,9 +69,9 @@ void AggregateFunction::AccumulateRows(const TokenLayer& args, const Table& tabl
   bool is_first = true;
   for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table.Row(r);
-    if (condition && !Holds(*condition, nullptr, row.get(), sco)) continue;
+    if (condition && !Holds(*condition, nullptr, row.get(), anchor)) continue;
     CellValue value;
-    const auto evaluate = [&] { Evaluate(value, expression, nullptr, row.get(), sco); };
+    const auto evaluate = [&] { Evaluate(value, expression, nullptr, row.get(), anchor); };
     const auto accumulate = [&] { Accumulate(target, value, is_first); };
     if (condition) {
       evaluate();

@@ -23,7 +23,8 @@ struct AggregateMessages {
 class AggregateFunction : public FunctionBase {
  public:
   // Raises kComponentError for arguments of another shape.
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco, CellValue& TargetCellValue) final;
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
+                    CellValue& TargetCellValue) final;
 
  protected:
   explicit AggregateFunction(const AggregateMessages& messages) : messages_(messages) {}
@@ -36,10 +37,10 @@ class AggregateFunction : public FunctionBase {
   virtual void Accumulate(CellValue& aggregate, const CellValue& value, bool is_first) const = 0;
 
  private:
-  void ComputeRows(const TokenLayer& args, NotebookObject* sco, CellValue& target) const;
-  void AccumulateRows(const TokenLayer& args, const Table& table, NotebookObject* sco,
+  void ComputeRows(const TokenLayer& args, NotebookObject* anchor, CellValue& target) const;
+  void AccumulateRows(const TokenLayer& args, const Table& table, NotebookObject* anchor,
                       CellValue& target) const;
-  Ref<TableProperty> ColumnArgument(const LayerItem& argument, NotebookObject* sco,
+  Ref<TableProperty> ColumnArgument(const LayerItem& argument, NotebookObject* anchor,
                                     CellValue& target) const;
 
   const AggregateMessages& messages_;

@@ -12,7 +12,7 @@ constexpr std::u16string_view kSelectSource = u"SelectFunction.IKtFormulaFunctio
 
 }  // namespace
 
-void IfFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void IfFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                               CellValue& TargetCellValue) {
   const auto fail = [&](std::u16string_view description) {
     TargetCellValue.SetError(kComponentError, kIfSource, description);
@@ -26,15 +26,15 @@ void IfFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   const Ref<ELNProperty> property = TargetCellValue.ELNProperty();
   std::size_t chosen = count - 1;
   for (std::size_t i = 0; i + 2 < count; i += 2) {
-    if (Holds(args->Item(i), property.get(), sco, sco)) {
+    if (Holds(args->Item(i), property.get(), anchor, anchor)) {
       chosen = i + 1;
       break;
     }
   }
-  Evaluate(TargetCellValue, args->Item(chosen), property.get(), sco, sco);
+  Evaluate(TargetCellValue, args->Item(chosen), property.get(), anchor, anchor);
 }
 
-void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                    CellValue& TargetCellValue) {
   if (args == nullptr) {
     TargetCellValue.SetError(kComponentError, kOnErrorSource,
@@ -50,7 +50,7 @@ void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   const Ref<ELNProperty> property = TargetCellValue.ELNProperty();
   for (std::size_t i = 0; i < args->Count(); ++i) {
     try {
-      Evaluate(TargetCellValue, args->Item(i), property.get(), sco, sco);
+      Evaluate(TargetCellValue, args->Item(i), property.get(), anchor, anchor);
       if (TargetCellValue.CellValueType() != kCellValueTypeError) return;
     } catch (const RaisedError& error) {
       TargetCellValue.SetError(error.Number(), error.Source(), error.Description());
@@ -58,7 +58,7 @@ void OnErrorFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   }
 }
 
-void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                   CellValue& TargetCellValue) {
   if (args == nullptr) Raise(kSelectSource, u"the Select function requires one argument");
   if (args->Count() != 3) {
@@ -69,7 +69,7 @@ void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   if (reference == nullptr) {
     Raise(kSelectSource, u"the second argument for the Select function is not a reference");
   }
-  const Ref<Table> table = ReferredTable(*reference, sco, TargetCellValue);
+  const Ref<Table> table = ReferredTable(*reference, anchor, TargetCellValue);
   if (!table) {
     Raise(kSelectSource,
           u"the second argument for the Select function is not a reference to a table");
@@ -77,8 +77,8 @@ void SelectFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
   const int rows = table->RowCount();
   for (int r = 1; r <= rows; ++r) {
     const Ref<TableRow> row = table->Row(r);
-    if (!Holds(args->Item(2), nullptr, row.get(), sco)) continue;
-    Evaluate(TargetCellValue, args->Item(0), nullptr, row.get(), sco);
+    if (!Holds(args->Item(2), nullptr, row.get(), anchor)) continue;
+    Evaluate(TargetCellValue, args->Item(0), nullptr, row.get(), anchor);
     return;
   }
   TargetCellValue.SetError(

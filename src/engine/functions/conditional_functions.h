@@ -13,7 +13,7 @@ class IfFunction final : public FunctionBase, private LeakCounted<IfFunction> {
  public:
   static constexpr std::string_view kClassName = "IfFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 
@@ -23,7 +23,7 @@ class OnErrorFunction final : public FunctionBase, private LeakCounted<OnErrorFu
  public:
   static constexpr std::string_view kClassName = "OnErrorFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 
@@ -33,7 +33,7 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
  public:
   static constexpr std::string_view kClassName = "SelectFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 

@@ -9,12 +9,12 @@ namespace {
 
 constexpr std::u16string_view kSource = u"CountFunction.IKtFormulaFunction_ComputeValue";
 
-Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* sco, CellValue& target) {
+Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* anchor, CellValue& target) {
   const ReferencePath* reference = AsReference(argument);
   if (reference == nullptr) {
     Raise(kSource, u"the first argument for the Count function is not a reference");
   }
-  const Ref<NotebookObject> object = target.ResolveReference(*reference, sco, sco);
+  const Ref<NotebookObject> object = ResolveReference(target, *reference, anchor, anchor);
   if (object && object->Kind() == NotebookObjectKind::kTable) {
     return Ref<Table>(static_cast<Table*>(object.get()));
   }
@@ -26,7 +26,7 @@ Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* sco, CellValu
 
 }  // namespace
 
-void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                  CellValue& TargetCellValue) {
   if (args == nullptr) Raise(kSource, u"the Count function requires one argument");
   const std::size_t arguments = args->Count();
@@ -34,14 +34,14 @@ void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
     Raise(kSource, CountMessage(u"the number of arguments for Count function (", arguments,
                                 u") is not 1 or 2"));
   }
-  const Ref<Table> table = CountedTable(args->Item(0), sco, TargetCellValue);
+  const Ref<Table> table = CountedTable(args->Item(0), anchor, TargetCellValue);
   const auto set_count = [&](int count) { TargetCellValue.SetNumber(count, count); };
   if (arguments == 1) return set_count(table->RowCount());
   FoldRows(*args, *table, TargetCellValue, [&] {
     const int rows = table->RowCount();
     int count = 0;
     for (int r = 1; r <= rows; ++r) {
-      if (Holds(args->Item(1), nullptr, table->Row(r).get(), sco)) ++count;
+      if (Holds(args->Item(1), nullptr, table->Row(r).get(), anchor)) ++count;
     }
     set_count(count);
   });

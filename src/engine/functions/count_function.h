@@ -12,7 +12,7 @@ class CountFunction final : public FunctionBase, private LeakCounted<CountFuncti
 
   // COUNT(table) or COUNT(table, condition); a column stands for its table. Raises kComponentError
   // for other arguments.
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 

@@ -5,11 +5,11 @@
 
 namespace ktformula {
 
-bool FunctionBase::Holds(const LayerItem& condition, ELNProperty* property, NotebookObject* context,
-                         NotebookObject* sco) const {
+bool FunctionBase::Holds(const LayerItem& condition, ELNProperty* property, NotebookObject* anchor,
+                         NotebookObject* this_object) const {
   CellValue value;
   try {
-    Evaluate(value, condition, property, context, sco);
+    Evaluate(value, condition, property, anchor, this_object);
   } catch (const RaisedError&) {
     return false;
   }
@@ -22,8 +22,9 @@ const ReferencePath* AsReference(const LayerItem& argument) noexcept {
   return is_reference ? &argument.Reference() : nullptr;
 }
 
-Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* sco, CellValue& target) {
-  const Ref<NotebookObject> object = target.ResolveReference(reference, sco, sco);
+Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* anchor,
+                         CellValue& target) {
+  const Ref<NotebookObject> object = ResolveReference(target, reference, anchor, anchor);
   if (!object || object->Kind() != NotebookObjectKind::kTable) return nullptr;
   return Ref<Table>(static_cast<Table*>(object.get()));
 }

@@ -19,17 +19,17 @@ class FunctionBase : public IKtFormulaFunction {
   bool IsPure() const noexcept final { return true; }
 
  protected:
-  // Evaluates one argument. `context` is the row, or other object, that references start from;
-  // `sco` is the object that the whole formula is computed for.
+  // Evaluates one argument. `anchor` is the row, or other object, that references start from,
+  // `this_object` what "this" denotes.
   void Evaluate(CellValue& target, const LayerItem& argument, ELNProperty* property,
-                NotebookObject* context, NotebookObject* sco) const {
+                NotebookObject* anchor, NotebookObject* this_object) const {
     const Ref<HostObject> keep_alive = listener_ != nullptr ? listener_->KeepAlive() : nullptr;
-    EvaluateArgument(target, argument, {property, context, sco, listener_});
+    EvaluateArgument(target, argument, {property, anchor, this_object, listener_});
   }
 
   // Whether the argument evaluates, without raising, to something that is Boolean and true.
-  bool Holds(const LayerItem& condition, ELNProperty* property, NotebookObject* context,
-             NotebookObject* sco) const;
+  bool Holds(const LayerItem& condition, ELNProperty* property, NotebookObject* anchor,
+             NotebookObject* this_object) const;
 
  private:
   NamedValues* listener_ = nullptr;
@@ -39,7 +39,7 @@ class FunctionBase : public IKtFormulaFunction {
 const ReferencePath* AsReference(const LayerItem& argument) noexcept;
 
 // The table that the argument refers to, empty when it refers to anything else.
-Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* sco, CellValue& target);
+Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* anchor, CellValue& target);
 
 // text + count + text, for messages about the number of arguments.
 std::u16string CountMessage(std::u16string_view before, std::size_t count,

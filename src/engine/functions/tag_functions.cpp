@@ -91,19 +91,19 @@ LayerItem FirstArgument(const TokenLayer* args, std::size_t most, const TagMessa
 enum class Contexts { kCellsOnly, kCellsAndRows };
 
 // The row for which the formula is computed.
-Ref<TableRow> ContextRow(NotebookObject* sco, Contexts contexts, const TagMessages& messages) {
-  const NotebookObjectKind kind = sco != nullptr ? sco->Kind() : NotebookObjectKind::kOther;
-  if (kind == NotebookObjectKind::kTableCell) return static_cast<const TableCell&>(*sco).Row();
+Ref<TableRow> ContextRow(NotebookObject* anchor, Contexts contexts, const TagMessages& messages) {
+  const NotebookObjectKind kind = anchor != nullptr ? anchor->Kind() : NotebookObjectKind::kOther;
+  if (kind == NotebookObjectKind::kTableCell) return static_cast<const TableCell&>(*anchor).Row();
   if (kind == NotebookObjectKind::kTableRow && contexts == Contexts::kCellsAndRows) {
-    return Ref<TableRow>(static_cast<TableRow*>(sco));
+    return Ref<TableRow>(static_cast<TableRow*>(anchor));
   }
   Raise(messages.context_source, messages.wrong_context);
 }
 
 // The row for which the formula is computed, in the same table as the column.
-Ref<TableRow> RowOfColumn(const TableProperty& column, NotebookObject* sco, Contexts contexts,
+Ref<TableRow> RowOfColumn(const TableProperty& column, NotebookObject* anchor, Contexts contexts,
                           const TagMessages& messages) {
-  Ref<TableRow> row = ContextRow(sco, contexts, messages);
+  Ref<TableRow> row = ContextRow(anchor, contexts, messages);
   if (!IsSameObject(column.OwningTable().get(), row->OwningTable().get())) {
     Raise(messages.source, messages.other_table);
   }
@@ -111,7 +111,7 @@ Ref<TableRow> RowOfColumn(const TableProperty& column, NotebookObject* sco, Cont
 }
 
 // The cell that the object denotes; empty for a column without a cell in the row.
-Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* sco, Contexts contexts,
+Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* anchor, Contexts contexts,
                            const TagMessages& messages) {
   const NotebookObjectKind kind = object != nullptr ? object->Kind() : NotebookObjectKind::kOther;
   if (kind == NotebookObjectKind::kTableCell) {
@@ -119,12 +119,12 @@ Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* sco, Contexts
   }
   if (kind != NotebookObjectKind::kTableProperty) Raise(messages.source, messages.wrong_object);
   const auto& column = static_cast<const TableProperty&>(*object);
-  return RowOfColumn(column, sco, contexts, messages)->Cell(column);
+  return RowOfColumn(column, anchor, contexts, messages)->Cell(column);
 }
 
 // What the reference denotes; when it is not recognized `target` is an error value then.
-Ref<NotebookObject> Denoted(const LayerItem& reference, NotebookObject* sco, CellValue& target) {
-  return target.ResolveReference(reference.Reference(), sco, sco);
+Ref<NotebookObject> Denoted(const LayerItem& reference, NotebookObject* anchor, CellValue& target) {
+  return ResolveReference(target, reference.Reference(), anchor, anchor);
 }
 
 bool IsErrorValue(const CellValue& value) {
@@ -133,46 +133,47 @@ bool IsErrorValue(const CellValue& value) {
 
 }  // namespace
 
-void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                CellValue& TargetCellValue) {
   const LayerItem argument = FirstArgument(args, 1, kTag);
   if (argument.TokenType() == kFormulaTokenTypeString) {
     TargetCellValue.SetString(argument.String());
     return;
   }
-  const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
+  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
-  const Ref<TableCell> cell = DenotedCell(object.get(), sco, Contexts::kCellsOnly, kTag);
+  const Ref<TableCell> cell = DenotedCell(object.get(), anchor, Contexts::kCellsOnly, kTag);
   if (!cell) Raise(RuntimeError::kObjectNotSet);
   TargetCellValue.SetString(cell->Tag());
 }
 
-void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                      CellValue& TargetCellValue) {
   const LayerItem argument = FirstArgument(args, 1, kIsEntered);
   if (argument.TokenType() == kFormulaTokenTypeString) {
     TargetCellValue.SetBoolean(argument.String() == kEntered);
     return;
   }
-  const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
+  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
-  const Ref<TableCell> cell = DenotedCell(object.get(), sco, Contexts::kCellsAndRows, kIsEntered);
+  const Ref<TableCell> cell =
+      DenotedCell(object.get(), anchor, Contexts::kCellsAndRows, kIsEntered);
   TargetCellValue.SetBoolean(cell && cell->Tag() == kEntered);
 }
 
-void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* sco,
+void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                   CellValue& TargetCellValue) {
   const LayerItem argument = FirstArgument(args, 2, kRowTag);
   // A text denotes no row.
   if (argument.TokenType() == kFormulaTokenTypeString) Raise(RuntimeError::kObjectNotSet);
-  const Ref<NotebookObject> object = Denoted(argument, sco, TargetCellValue);
+  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
   Ref<TableRow> row;
   if (object && object->Kind() == NotebookObjectKind::kTableProperty) {
-    row =
-        RowOfColumn(static_cast<const TableProperty&>(*object), sco, Contexts::kCellsOnly, kRowTag);
+    row = RowOfColumn(static_cast<const TableProperty&>(*object), anchor, Contexts::kCellsOnly,
+                      kRowTag);
   } else {
-    row = DenotedCell(object.get(), sco, Contexts::kCellsOnly, kRowTag)->Row();
+    row = DenotedCell(object.get(), anchor, Contexts::kCellsOnly, kRowTag)->Row();
   }
   std::u16string name = u"ID";
   if (args->Count() == 2) {

@@ -12,7 +12,7 @@ class TagFunction final : public FunctionBase, private LeakCounted<TagFunction> 
  public:
   static constexpr std::string_view kClassName = "TagFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 
@@ -21,7 +21,7 @@ class IsEnteredFunction final : public FunctionBase, private LeakCounted<IsEnter
  public:
   static constexpr std::string_view kClassName = "IsEnteredFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 
@@ -31,7 +31,7 @@ class RowTagFunction final : public FunctionBase, private LeakCounted<RowTagFunc
  public:
   static constexpr std::string_view kClassName = "RowTagFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* sco,
+  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
 };
 

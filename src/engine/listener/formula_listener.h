@@ -12,10 +12,10 @@
 #include "formats/formula_format.h"
 #include "formula/evaluator.h"
 #include "formula/function_registry.h"
+#include "formula/reference.h"
 #include "listener/configuration.h"
 #include "listener/ikt_formula_listener.h"
 #include "values/leak_check.h"
-#include "values/reference.h"
 
 namespace ktformula {
 

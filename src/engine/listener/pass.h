@@ -7,13 +7,13 @@
 #include <string_view>
 
 #include "formula/function_registry.h"
+#include "formula/reference.h"
 #include "formula/token_tree.h"
 #include "host/notebook_objects.h"
 #include "listener/configuration.h"
 #include "listener/definition_values.h"
 #include "listener/result_writer.h"
 #include "values/cell_value.h"
-#include "values/reference.h"
 
 namespace ktformula {
 

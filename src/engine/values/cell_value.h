@@ -16,8 +16,6 @@
 namespace ktformula {
 
 class CellValue;
-class NamedValues;
-struct ReferencePath;
 
 enum CellValueTypeEnum : std::int32_t {
   kCellValueTypeUnknown = 0,
@@ -131,19 +129,6 @@ class CellValue : private LeakCounted<CellValue> {
   void SetBoolean(bool newValue);
   void SetMvrStructure(std::u16string_view newValue);
 
-  // The object that the reference denotes, seen from `sco`; `thisObject` is what "this" means. An
-  // unknown name leaves this value an error value and gives an empty answer.
-  Ref<NotebookObject> ResolveReference(std::u16string_view ReferenceText, NotebookObject* sco,
-                                       NotebookObject* thisObject);
-  Ref<NotebookObject> ResolveReference(const ReferencePath& reference, NotebookObject* sco,
-                                       NotebookObject* thisObject);
-  // Takes the value of what the reference denotes; the listener's named values (which may be
-  // absent) come first. Raises kComponentError for an object that has no value here.
-  void ReferenceValue(std::u16string_view ReferenceText, NotebookObject* sco,
-                      NotebookObject* thisObject, NamedValues* FormulaListener);
-  void ReferenceValue(const ReferencePath& reference, NotebookObject* sco,
-                      NotebookObject* thisObject, NamedValues* FormulaListener);
-
   // Takes the kind from the property; nullptr gives Unknown.
   void SetTypeFromProperty(ktformula::ELNProperty* property);
   // Copies what belongs to the other's kind. The boolean is read through BooleanValue, so copying
@@ -173,7 +158,6 @@ class CellValue : private LeakCounted<CellValue> {
   template <typename Operation>
   void Combine(Operand src, std::u16string_view source, std::u16string_view misfit,
                Operation operation);
-  void TakeTableProperty(const TableProperty& column, NotebookObject* sco);
 
   std::u16string text_;
   double min_number_ = 0;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/notebook_objects.h"
 #include "host/ref.h"
 
 namespace ktformula {
@@ -34,5 +35,18 @@ struct ReferencePath {
   bool starts_with_parent = false;
   std::vector<std::u16string> parts;
 };
+
+// Two objects decide what a reference means: the anchor, from which it starts, and what "this"
+// stands for. Either may be nullptr.
+
+// The object that the reference denotes. An unknown name makes `value` an error value and gives an
+// empty answer.
+Ref<NotebookObject> ResolveReference(CellValue& value, const ReferencePath& reference,
+                                     NotebookObject* anchor, NotebookObject* this_object);
+
+// Takes the value of what the reference denotes into `value`; the listener's named values, if there
+// is one, come first. Raises kComponentError for an object that has no value here.
+void ReferenceValue(CellValue& value, const ReferencePath& reference, NotebookObject* anchor,
+                    NotebookObject* this_object, NamedValues* listener);
 
 }  // namespace ktformula

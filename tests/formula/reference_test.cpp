@@ -1,5 +1,5 @@
 // References: which object a text denotes, and the value that is taken from it.
-#include "values/reference.h"
+#include "formula/reference.h"
 
 #include <gtest/gtest.h>
 #include <map>
@@ -114,13 +114,13 @@ TEST_F(ReferenceTest, ResolvesToObjects) {
       },
       [&](const std::string& row_text) {
         std::istringstream row_fields(row_text);
-        std::string text, sco, this_object;
+        std::string text, anchor, this_object;
         std::getline(row_fields, text, ',');
-        std::getline(row_fields, sco, ',');
+        std::getline(row_fields, anchor, ',');
         std::getline(row_fields, this_object);
         CellValue value;
-        const Ref<NotebookObject> object =
-            value.ResolveReference(Widen(text), objects.at(sco), objects.at(this_object));
+        const Ref<NotebookObject> object = ResolveReference(
+            value, ReferencePath(Widen(text)), objects.at(anchor), objects.at(this_object));
         if (value.CellValueType() == kCellValueTypeUnknown) return NameOf(object.get());
         EXPECT_EQ(NameOf(object.get()), "-");
         EXPECT_EQ(Describe(value), "E-2147220991 CellValue.ResolveReference: the reference \"" +
@@ -156,8 +156,8 @@ TEST_F(ReferenceTest, TakesValues) {
         const std::size_t comma = row_text.find(',');
         CellValue value;
         try {
-          value.ReferenceValue(u"this", objects.at(row_text.substr(comma + 1)),
-                               objects.at(row_text.substr(0, comma)), nullptr);
+          ReferenceValue(value, ReferencePath(u"this"), objects.at(row_text.substr(comma + 1)),
+                         objects.at(row_text.substr(0, comma)), nullptr);
         } catch (const RaisedError& error) {
           const bool own = error.Number() == kComponentError;
           EXPECT_EQ(error.Number(), own ? kComponentError : 91);
@@ -167,12 +167,13 @@ TEST_F(ReferenceTest, TakesValues) {
         return Describe(value);
       });
   CellValue value;
-  EXPECT_EQ(Raised([&] { value.ReferenceValue(u"No", row.get(), nullptr, nullptr); }),
-            "raised -2147220991 CellValue.ReferenceValue: the object of type \"Nothing" + no_value +
-                "; ");
+  EXPECT_EQ(
+      Raised([&] { ReferenceValue(value, ReferencePath(u"No"), row.get(), nullptr, nullptr); }),
+      "raised -2147220991 CellValue.ReferenceValue: the object of type \"Nothing" + no_value +
+          "; ");
   EXPECT_EQ(Describe(value),
             "E-2147220991 CellValue.ResolveReference: the reference \"No\" is not recognized");
-  value.ReferenceValue(u"Mass", mass_cell.get(), nullptr, nullptr);
+  ReferenceValue(value, ReferencePath(u"Mass"), mass_cell.get(), nullptr, nullptr);
   EXPECT_EQ(value.ELNProperty().get(), mass_property.get());
 }
 
@@ -203,8 +204,10 @@ TEST_F(ReferenceTest, PrefersNamedValues) {
       },
       [&](const std::string& name) {
         CellValue value;
-        const std::string raised = Raised(
-            [&] { value.ReferenceValue(Widen(name), mass_cell.get(), mass_cell.get(), &names); });
+        const std::string raised = Raised([&] {
+          ReferenceValue(value, ReferencePath(Widen(name)), mass_cell.get(), mass_cell.get(),
+                         &names);
+        });
         return raised + Describe(value);
       });
 }
