@@ -239,6 +239,8 @@ TEST_F(FunctionsTest, AggregatesWithinAggregatesAreComputedOnce) {
       // Another table is another matter, and so is an argument that speaks of the cell.
       {"SUM(SUM(STEP(1),[U]) + SUM(STEP(2),[T]),[T])", 3, 9},
       {"SUM(SUM(STEP([this:V]),[T]),[T])", 3, 9},
+      // Columns, too; they evaluate nothing that could be counted.
+      {"SUM(SUM([V]) + MAX([P]) + STEP(1),[T],[V] < SUM([V]))", 3, 3},
   };
   for (const Row& row : rows) {
     std::string shown[2];

@@ -171,7 +171,8 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
     std::string err;
   } cases[] = {
       {{}, 2, "A subcommand is required"},
-      {{"frobnicate"}, 2, "required"},
+      {{"frobnicate"}, 2, "there is no command \"frobnicate\""},
+      {{"recalculate", "x.xml", "-o", ""}, 2, "--output: the name is empty"},
       {{"eval"}, 2, "FORMULA is required"},
       {{"eval", "1", "--jason"}, 2, "--jason"},
       {{"eval", "1", "--locale", "xx"}, 2, "unknown locale xx"},

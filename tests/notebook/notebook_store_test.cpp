@@ -121,7 +121,7 @@ TEST_F(NotebookStoreTest, SetChangesOnlyWhatDependsOnTheCell) {
   EXPECT_EQ(Command({"formula", column}), "\"<\" & [A] & \"]]>\"\n");
   Command({"formula", column, "\"]]>\""});
   EXPECT_EQ(Command({"formula", column}), "\"]]>\"\n");
-  EXPECT_EQ(Command({"definition", "G/T:f"}), "there is no formula\n");
+  EXPECT_EQ(Command({"definition", "G/T:f"}), "ktnotebook: there is no definition \"f\"\n");
   Command({"definition", "G/T:f", "[T:A:2]"});
   EXPECT_EQ(Command({"definition", "G/T:f"}), "[T:A:2]\n");
 }

@@ -186,11 +186,13 @@ TEST_F(TerminalTest, LongTablesAndTextsCostTheirOwnSize) {
 }
 
 // What the program prints on a terminal of so many columns.
-std::string ShownOnTerminal(const std::vector<const char*>& arguments, unsigned short columns) {
+std::string ShownOnTerminal(const std::vector<const char*>& arguments, unsigned short columns,
+                            const char* no_colour = "") {
   const winsize size{24, columns, 0, 0};
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
+    setenv("NO_COLOR", no_colour, 1);
     std::vector<char*> words{const_cast<char*>(KT_NOTEBOOK_PROGRAM)};
     for (const char* argument : arguments)
       words.push_back(const_cast<char*>(argument));
@@ -212,7 +214,7 @@ std::string ShownOnTerminal(const std::vector<const char*>& arguments, unsigned 
 TEST_F(TerminalTest, TablesFitTheTerminal) {
   const std::string file = NotebookNamed(std::string(kHostileInXml));
   for (const char* path : {KT_SOURCE_DIR "/examples/aspirin.xml", file.c_str()}) {
-    const std::string shown = ShownOnTerminal({"recalculate", path}, 70);
+    const std::string shown = ShownOnTerminal({"recalculate", path}, 80);
     // The program's own sequences, and the terminal's line ends.
     const std::regex own("\x1B\\[(K|[0-9]+m)|\r");
     const std::string plain = std::regex_replace(shown, own, "");
@@ -223,10 +225,28 @@ TEST_F(TerminalTest, TablesFitTheTerminal) {
     for (std::string line; std::getline(lines, line);) {
       is_table = !line.empty() && (is_table || line.starts_with("ID"));
       if (is_table) {
-        EXPECT_LE(DisplayWidth(FromStoredUtf8(line)), 70) << line;
+        EXPECT_LE(DisplayWidth(FromStoredUtf8(line)), 80) << line;
       }
     }
   }
+}
+
+// A number that was cut, or its unit, would be another one.
+TEST_F(TerminalTest, NumbersAreNeverCut) {
+  for (const unsigned short columns : std::initializer_list<unsigned short>{80, 40, 5}) {
+    const std::string shown =
+        ShownOnTerminal({"recalculate", KT_SOURCE_DIR "/examples/aspirin.xml"}, columns);
+    for (const char* number : {"138.12 g/mol", "1.082 g/ml", "14.3 mmol", " 0.255"})
+      EXPECT_NE(shown.find(number), std::string::npos) << columns << "\n" << shown;
+  }
+}
+
+TEST_F(TerminalTest, NobodyHasToSeeColours) {
+  const std::string file = folder.File("t.csv");
+  WriteWholeFile(file, "n\n1\n");
+  const std::vector<const char*> arguments{"recalculate", file.c_str(), "--formula=e=1/0"};
+  EXPECT_NE(ShownOnTerminal(arguments, 80).find('\x1B'), std::string::npos);
+  EXPECT_EQ(ShownOnTerminal(arguments, 80, "1").find('\x1B'), std::string::npos);
 }
 
 }  // namespace

@@ -66,16 +66,13 @@ TEST(TextTable, OnATerminalTheWidestTextsGiveWay) {
        "A   0123456789\u2026  123456.789 mg\n"},
       {24,
        "ID  Text          Number\n"
-       "--  --------  ----------\n"
-       "A   0123456\u2026  123456.78\u2026\n"},
-      {16,
-       "ID  Text  Number\n"
-       "--  ----  ------\n"
-       "A   012\u2026  12345\u2026\n"},
+       "--  -----  -------------\n"
+       "A   0123\u2026  123456.789 mg\n"},
+      // Numbers are wider than the terminal rather than cut.
       {10,
-       "ID  Text  Num\u2026\n"
-       "--  ----  ----\n"
-       "A   012\u2026  123\u2026\n"},
+       "ID  Text         Number\n"
+       "--  ----  -------------\n"
+       "A   012\u2026  123456.789 mg\n"},
   };
   for (const auto& row : cases) {
     TextTable table({{u"ID"}, {u"Text"}, {u"Number", Alignment::kRight}}, {false, row.width});

@@ -33,8 +33,10 @@ void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* anc
     return;
   }
   const Ref<TableProperty> column = ColumnArgument(args->Item(0), anchor, TargetCellValue);
-  TargetCellValue.InitializeFromELNProperty(column->Property().get());
-  ComputeColumn(*column, TargetCellValue);
+  Fold(*args, *column, TargetCellValue, [&] {
+    TargetCellValue.InitializeFromELNProperty(column->Property().get());
+    ComputeColumn(*column, TargetCellValue);
+  });
 }
 
 Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument,
@@ -56,7 +58,7 @@ void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* anch
   const Ref<Table> table = ReferredTable(*reference, anchor, target);
   if (!table) Raise(messages_.source, messages_.second_not_a_table);
 
-  FoldRows(args, *table, target, [&] { AccumulateRows(args, *table, anchor, target); });
+  Fold(args, *table, target, [&] { AccumulateRows(args, *table, anchor, target); });
 }
 
 void AggregateFunction::AccumulateRows(const TokenLayer& args, const Table& table,

@@ -37,7 +37,7 @@ void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
   const Ref<Table> table = CountedTable(args->Item(0), anchor, TargetCellValue);
   const auto set_count = [&](int count) { TargetCellValue.SetNumber(count, count); };
   if (arguments == 1) return set_count(table->RowCount());
-  FoldRows(*args, *table, TargetCellValue, [&] {
+  Fold(*args, *table, TargetCellValue, [&] {
     const int rows = table->RowCount();
     int count = 0;
     for (int r = 1; r <= rows; ++r) {

@@ -15,21 +15,19 @@ namespace {
 // What a fold came to.
 class Outcome {
  public:
-  Outcome(const Table& table, const CellValue& target, std::optional<RaisedError> raised)
-      : table_(table.Identity()), value_(target), raised_(std::move(raised)) {}
+  Outcome(const HostObject& folded, const CellValue& target, std::optional<RaisedError> raised)
+      : folded_(folded.Identity()), value_(target), raised_(std::move(raised)) {}
 
-  bool IsOf(const Table& table) const { return table.Identity() == table_; }
+  bool IsOf(const HostObject& folded) const { return folded.Identity() == folded_; }
 
+  // A call at the same place of a formula finds its target as the first one did.
   void Repeat(CellValue& target) const {
-    target.SetNumber(value_.MinNumber(), value_.MaxNumber());
-    if (value_.CellValueType() == kCellValueTypeError) {
-      target.SetError(value_.ErrorNumber(), value_.ErrorSource(), value_.ErrorDescription());
-    }
+    target = value_;
     if (raised_) throw RaisedError(*raised_);
   }
 
  private:
-  const void* table_;
+  const void* folded_;
   CellValue value_;
   std::optional<RaisedError> raised_;
 };
@@ -53,10 +51,10 @@ class Memory {
                                                                                    : nullptr;
   }
 
-  const Outcome* Find(const TokenLayer& args, const Table& table) {
+  const Outcome* Find(const TokenLayer& args, const HostObject& folded) {
     ForgetWhatMayHaveChanged();
     const auto known = outcomes_.find(args);
-    return known != outcomes_.end() && known->second.IsOf(table) ? &known->second : nullptr;
+    return known != outcomes_.end() && known->second.IsOf(folded) ? &known->second : nullptr;
   }
   void Keep(const TokenLayer& args, Outcome outcome) {
     outcomes_.insert_or_assign(args, std::move(outcome));
@@ -111,12 +109,12 @@ struct Circumstances {
 };
 
 // Runs the fold and remembers what it came to, if it would come to that again.
-void RunAndRemember(Memory& memory, const TokenLayer& args, const Table& table, CellValue& target,
-                    const std::function<void()>& fold) {
+void RunAndRemember(Memory& memory, const TokenLayer& args, const HostObject& folded,
+                    CellValue& target, const std::function<void()>& fold) {
   const Circumstances before;
   const auto remember = [&](std::optional<RaisedError> raised) {
     if (before != Circumstances() || AnySpeaksOfThis(args)) return;
-    memory.Keep(args, Outcome(table, target, std::move(raised)));
+    memory.Keep(args, Outcome(folded, target, std::move(raised)));
   };
   try {
     fold();
@@ -134,14 +132,14 @@ void RunAndRemember(Memory& memory, const TokenLayer& args, const Table& table, 
 
 }  // namespace
 
-void FoldRows(const TokenLayer& args, const Table& table, CellValue& target,
-              const std::function<void()>& fold) {
+void Fold(const TokenLayer& args, const HostObject& folded, CellValue& target,
+          const std::function<void()>& fold) {
   Memory* const memory = Memory::Current();
   if (memory == nullptr) return RunOutermost(fold);
-  if (const Outcome* const known = memory->Find(args, table)) {
+  if (const Outcome* const known = memory->Find(args, folded)) {
     known->Repeat(target);
   } else {
-    RunAndRemember(*memory, args, table, target, fold);
+    RunAndRemember(*memory, args, folded, target, fold);
   }
 }
 

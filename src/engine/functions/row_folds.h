@@ -13,11 +13,11 @@
 
 namespace ktformula {
 
-// Runs `fold`, which goes through the rows of the table, evaluates the arguments for each, and
-// makes `target` a number or an error value, or raises. Within another fold on this thread that is
-// under way, one that would come to the same as before is not run again: `target` becomes what it
-// was then. Nothing is taken for the same across a foreign call, in which the notebook may change.
-void FoldRows(const TokenLayer& args, const Table& table, CellValue& target,
-              const std::function<void()>& fold);
+// Runs `fold`, which goes through the rows of a table, or the cells of a column, `folded`, and
+// gives `target` its value, or raises. Within another fold on this thread that is under way, one
+// that would come to the same as before is not run again: `target` becomes what it was then.
+// Nothing is taken for the same across a foreign call, in which the notebook may change.
+void Fold(const TokenLayer& args, const HostObject& folded, CellValue& target,
+          const std::function<void()>& fold);
 
 }  // namespace ktformula

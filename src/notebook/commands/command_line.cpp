@@ -67,6 +67,11 @@ std::string WithoutShields(const std::string& message) {
   return plain;
 }
 
+// An option that is there but empty is a mistake of whoever made up the call.
+std::string CheckGiven(const std::string& value) {
+  return value.empty() ? "the name is empty" : std::string();
+}
+
 // What is wrong with the setting of a column; empty when nothing is.
 std::string CheckSetting(std::string setting) {
   Unshield(setting);
@@ -98,7 +103,7 @@ class CommandLine {
     } catch (const CLI::Success& help) {
       return app_.exit(help, console_.out, console_.err);
     } catch (const CLI::ParseError& error) {
-      console_.Say(WithoutShields(error.what()));
+      console_.Say(UnknownCommand(arguments).value_or(WithoutShields(error.what())));
       console_.Say("Run with --help for more information.");
       return kExitWrongUsage;
     }
@@ -109,6 +114,15 @@ class CommandLine {
 
  private:
   using StoreCommand = int (*)(const StoreOptions&, Console&);
+
+  // What to say of a first word that is no command.
+  std::optional<std::string> UnknownCommand(const std::vector<std::string>& arguments) {
+    if (arguments.empty() || arguments.front().starts_with('-')) return std::nullopt;
+    const auto named = app_.get_subcommands(
+        [&](const CLI::App* command) { return command->check_name(arguments.front()); });
+    if (!named.empty()) return std::nullopt;
+    return "there is no command \"" + arguments.front() + "\"";
+  }
 
   void UnshieldOptions() {
     for (std::vector<std::string>* options :
@@ -157,8 +171,10 @@ class CommandLine {
         ->add_option("FILE", recalculate_.file,
                      "notebook or .csv file; \"-\" is a notebook from standard input")
         ->required();
-    command->add_option("-o,--output", recalculate_.output,
-                        "write the notebook, or the .csv file, here instead of printing tables");
+    command
+        ->add_option("-o,--output", recalculate_.output,
+                     "write the notebook, or the .csv file, here instead of printing tables")
+        ->check(&CheckGiven);
     command->add_flag("--json", recalculate_.json, "print JSON");
     command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
         ->capture_default_str()
@@ -226,7 +242,8 @@ class CommandLine {
   void AddStore() {
     AddStoreCommand("import", "keep a notebook file's forms in the database", "FILE", &Import);
     AddStoreCommand("export", "print a form as a notebook file", "FORM", &Export)
-        ->add_option("-o,--output", store_.output, "write the notebook file here");
+        ->add_option("-o,--output", store_.output, "write the notebook file here")
+        ->check(&CheckGiven);
     AddStoreCommand("list", "list the forms in the database", "", &List);
     AddAll(AddStoreCommand("show", "print a form's tables", "FORM", &Show));
     AddAll(AddStoreCommand("set", "type a text into a cell, recalculate, and print what changed",
@@ -256,6 +273,12 @@ class CommandLine {
   std::function<int()> chosen_;
 };
 
+// Whether the user wants neither colours nor what moves.
+bool WantsPlainText() {
+  const char* const no_colour = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe)
+  return no_colour != nullptr && *no_colour != '\0';
+}
+
 // Why the work failed; nothing when it did not.
 std::optional<std::string> FailureOf(const std::function<void()>& work) {
   try {
@@ -281,6 +304,7 @@ std::u16string ArgumentText(const std::string& argument) {
 
 int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
   Console own = console;
+  if (WantsPlainText()) own.style.coloured = own.shows_progress = false;
   int status = kExitDone;
   const std::optional<std::string> failure = FailureOf([&] {
     status = CommandLine(own).Run(arguments);

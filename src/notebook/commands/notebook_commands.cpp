@@ -312,7 +312,9 @@ int EditDefinition(const StoreOptions& options, Console& console) {
         return candidate.DefinitionOf(address.name).has_value();
       });
   if (!options.value) {
-    PrintFormula(listener.DefinitionOf(address.name), console);
+    const auto known = listener.DefinitionOf(address.name);
+    if (!known) throw NotebookError("there is no definition " + Quoted(address.name));
+    PrintFormula(known, console);
     return kExitDone;
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));

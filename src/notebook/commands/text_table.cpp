@@ -11,12 +11,11 @@ namespace {
 
 constexpr int kColumnGap = 2;
 // What gives way on a narrow terminal, in this order, and down to how many columns. A text that is
-// cut still says something, a number hardly.
+// cut still says something, a number does not: of columns of numbers only headers and errors are.
 constexpr struct {
   Alignment alignment;
   int least_width;
-} kGivingWay[] = {
-    {Alignment::kLeft, 8}, {Alignment::kRight, 8}, {Alignment::kLeft, 4}, {Alignment::kRight, 4}};
+} kGivingWay[] = {{Alignment::kLeft, 8}, {Alignment::kRight, 4}, {Alignment::kLeft, 4}};
 // Up to here columns are as wide as their widest text wherever they are shown.
 constexpr int kUsualWidth = 40;
 constexpr std::string_view kRed = "\x1B[31m";
@@ -43,13 +42,14 @@ TextTable::TextTable(const std::vector<TableColumn>& columns, const TableStyle& 
     // A column without any text still has its rule.
     const int width = std::max(header.width, 1);
     columns_.push_back(
-        {std::move(header), column.alignment, width, static_cast<std::size_t>(width)});
+        {std::move(header), column.alignment, width, static_cast<std::size_t>(width), 0});
   }
 }
 
 TextTable::Cell TextTable::MakeCell(std::u16string_view text, bool is_error) const {
   const std::u16string printable = Printable(text.substr(0, text.find_last_not_of(u' ') + 1));
-  std::u16string shown = CutToWidth(printable, style_.width > 0 ? style_.width : kWidestText);
+  std::u16string shown =
+      CutToWidth(printable, style_.width > 0 ? std::max(style_.width, kUsualWidth) : kWidestText);
   const int width = DisplayWidth(shown);
   return {std::move(shown), width, is_error};
 }
@@ -63,6 +63,9 @@ void TextTable::AddRow(const std::vector<TableText>& texts) {
     const Cell& cell = cells_.emplace_back(MakeCell(texts[i].text, texts[i].is_error));
     columns_[i].width = std::max(columns_[i].width, cell.width);
     columns_[i].total += static_cast<std::size_t>(cell.width);
+    const bool is_number = columns_[i].alignment == Alignment::kRight && !cell.is_error;
+    if (is_number)
+      columns_[i].uncut = std::max(columns_[i].uncut, std::min(cell.width, kUsualWidth));
   }
 }
 
@@ -80,10 +83,11 @@ std::vector<int> TextTable::WidthsOnTerminal() const {
 }
 
 void TextTable::GiveWay(std::vector<int>& widths, Alignment alignment, int least_width) const {
-  for (int limit = style_.width; limit >= least_width && LineWidth(widths) > style_.width;
-       --limit) {
+  for (int limit = std::max(style_.width, kUsualWidth);
+       limit >= least_width && LineWidth(widths) > style_.width; --limit) {
     for (std::size_t i = 0; i < widths.size(); ++i) {
-      if (columns_[i].alignment == alignment) widths[i] = std::min(widths[i], limit);
+      if (columns_[i].alignment != alignment) continue;
+      widths[i] = std::min(widths[i], std::max(limit, columns_[i].uncut));
     }
   }
 }

@@ -37,9 +37,8 @@ inline constexpr std::size_t kRowsOfEnd = 20;
 
 // Collects rows and lays them out in columns. Texts are made printable; blanks at their ends are
 // not shown. A table costs about the size of its texts:
-// - On a terminal its lines fit: the widest columns give way, those of numbers last, and what is
-// too
-//   wide for its column is cut with an ellipsis.
+// - On a terminal its lines fit as long as its numbers do: the widest columns give way, and what is
+//   too wide for its column is cut with an ellipsis; numbers never are.
 // - Elsewhere texts are cut at kWidestText columns, and a text that is much wider than the others
 //   of its column moves only what stands behind it in its own row.
 class TextTable {
@@ -81,6 +80,8 @@ class TextTable {
     // The widest text's, and that of all texts together.
     int width = 0;
     std::size_t total = 0;
+    // What a column of numbers needs for them.
+    int uncut = 0;
   };
 
   Cell MakeCell(std::u16string_view text, bool is_error) const;
