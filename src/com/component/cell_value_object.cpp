@@ -158,8 +158,9 @@ HRESULT CellValueObject::ResolveReference(BSTR ReferenceText, IDispatch* sco, ID
   return Give(object, [&] {
     const Ref<ktformula::NotebookObject> anchor = AdaptNotebookObject(sco);
     const Ref<ktformula::NotebookObject> own = AdaptNotebookObject(thisObject);
-    return ToDispatch(ResolveReference(*value_, ktformula::ReferencePath(View(ReferenceText)),
-                                       anchor.get(), own.get())
+    return ToDispatch(ktformula::ResolveReference(*value_,
+                                                  ktformula::ReferencePath(View(ReferenceText)),
+                                                  anchor.get(), own.get())
                           .get());
   });
 }
