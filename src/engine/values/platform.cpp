@@ -15,7 +15,11 @@ namespace ktformula {
 
 namespace {
 
-std::atomic<Locale> user_locale = Locale{};
+// In one number, which every processor reads and writes at once.
+constexpr std::uint32_t Packed(const Locale& locale) noexcept {
+  return std::uint32_t{locale.decimal_separator} << 16U | locale.thousands_separator;
+}
+std::atomic<std::uint32_t> user_locale = Packed(Locale{});
 
 constexpr int kSignificantDigits = 15;
 
@@ -206,10 +210,11 @@ std::int64_t LocalOffset(std::time_t minute) {
 }  // namespace
 
 Locale UserLocale() noexcept {
-  return user_locale.load(std::memory_order_relaxed);
+  const std::uint32_t packed = user_locale.load(std::memory_order_relaxed);
+  return {static_cast<char16_t>(packed >> 16U), static_cast<char16_t>(packed)};
 }
 void SetUserLocale(const Locale& locale) noexcept {
-  user_locale.store(locale, std::memory_order_relaxed);
+  user_locale.store(Packed(locale), std::memory_order_relaxed);
 }
 
 std::optional<double> NumericValue(std::u16string_view text) {
