@@ -238,6 +238,8 @@ TEST_F(FunctionsTest, AggregatesWithinAggregatesAreComputedOnce) {
       {"SUM(STEP(5) + SUM(1 +/- 1,[T]),[T])", 3, 3},
       // Another table is another matter, and so is an argument that speaks of the cell.
       {"SUM(SUM(STEP(1),[U]) + SUM(STEP(2),[T]),[T])", 3, 9},
+      {"SUM(SUM([this:V] + STEP(1),[T]),[T])", 9, 9},
+      {"SUM(SUM(STEP(1),[T],([this:V]) > 0),[T])", 9, 9},
       {"SUM(SUM(STEP([this:V]),[T]),[T])", 3, 9},
       // Columns, too; they evaluate nothing that could be counted.
       {"SUM(SUM([V]) + MAX([P]) + STEP(1),[T],[V] < SUM([V]))", 3, 3},

@@ -234,6 +234,9 @@ TEST(ErrorMessageBox, ShowsAndLogs) {
 
 // Before there is a host, the process has a place for what went wrong.
 TEST(ErrorMessageBox, IsShownWithoutHost) {
+  ::testing::internal::CaptureStderr();
+  ShowErrorMessageBox(nullptr, u"", {1, u"A", u"5 \u00b5l"});
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Error in : Sorry, 5 ?l.\n");
   static std::string shown;
   shown.clear();
   UseWarningBox([](std::u16string_view title, std::u16string_view text) {

@@ -39,6 +39,8 @@ class RecalculationTest : public ::testing::Test {
   TestTable* T = nullptr;
   TestGrid* grid = nullptr;
   Ref<FormulaListener> listener;
+  // What a function of a test changes a formula to.
+  std::u16string next;
 };
 
 TEST_F(RecalculationTest, WritesResultByItsKind) {
@@ -353,6 +355,28 @@ TEST_F(ListenersInEachOtherTest, LongChainsOfDefinitionsStayInTheirOwn) {
   listener->SetPropertyFormula(1, u"[there]", u"");
   Notify();
   EXPECT_EQ(found, "307");
+}
+
+// Whoever changes a formula empties its tree, even while its column is computed.
+TEST_F(RecalculationTest, ChangedFormulasAreParsedAnew) {
+  functions = {{u"CHANGE", [&] {
+                  return std::make_unique<FakeFunction>(
+                      [&](const TokenLayer*, NotebookObject*, CellValue& target) {
+                        const auto formula = listener->Configuration().property_formulas.Find(u"1");
+                        formula->Formula = next;
+                        formula->TokenTree = nullptr;
+                        target.SetNumber(1, 1);
+                      });
+                }}};
+  const std::string error = "#Error: the specified formula has an unbalanced left parenthesis";
+  for (const auto& [changed, shown] :
+       {std::pair{u"7", std::string("1|7|7")}, {u"(", "1|" + error + "|" + error}}) {
+    next = changed;
+    Load("1 X number\n|\n|\n|");
+    listener->SetPropertyFormula(1, u"CHANGE()", u"");
+    Notify();
+    EXPECT_EQ(Texts(u"X"), shown);
+  }
 }
 
 // A result format that shows every number as "custom".

@@ -128,7 +128,7 @@ void CellValue::Concatenate(Operand src) {
 }
 
 void CellValue::Append(const std::u16string& text) {
-  if (text.size() > kMaximumTextLength || text_.size() > kMaximumTextLength - text.size()) {
+  if (text_.size() + text.size() > kMaximumTextLength) {
     Raise(u"CellValue.Concatenate",
           u"the text is longer than " + ToDecimalText(kMaximumTextLength) + u" characters");
   }
