@@ -1222,7 +1222,8 @@ std::wstring Work(int rounds) {
     Host host;
     const auto listener = host.Listener(L"IF([d] = 1, SUM([x]), 'no ' & COUNT(1)) & [d]");
     listener->SetDefinition(Text(L"d"), Text(L"1 * (2 - 1)"));
-    if (const auto outcome = Outcome(listener->Recalculate(&host.source, nullptr)); !outcome.empty())
+    if (const auto outcome = Outcome(listener->Recalculate(&host.source, nullptr));
+        !outcome.empty())
       return outcome;
     const std::wstring texts = host.Texts();
     if (texts.find(L"#Error: ") != 0) return texts;
