@@ -4,11 +4,14 @@
 // length of a call or, for those given to it at Initialize, until Terminate. Indices count from 1.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "host/promises.h"
 #include "host/ref.h"
 
 namespace ktformula {
@@ -95,6 +98,9 @@ class TableCell : public NotebookObject {
   // Empty for a cell whose kind of value is not known.
   virtual Ref<ELNProperty> Property() const = 0;
   virtual Ref<TableRow> Row() const = 0;
+  // The cell's column; empty where the host does not tell, as it does wherever it promises anything
+  // about the table.
+  virtual Ref<TableProperty> Column() const;
   virtual std::u16string Text() const = 0;
   // Both in base units.
   virtual double MinNumber() const = 0;
@@ -118,7 +124,15 @@ class TableProperty : public NotebookObject {
   virtual Ref<ELNProperty> Property() const = 0;
   virtual int CellCount() const = 0;
   virtual Ref<TableCell> Cell(int index) const = 0;
+
+  // Promises; nullptr for none.
+  virtual ColumnCells* Cells() { return nullptr; }
+  virtual ColumnChanges* Changes() { return nullptr; }
 };
+
+inline Ref<TableProperty> TableCell::Column() const {
+  return nullptr;
+}
 
 class TableRow : public NotebookObject {
  public:
@@ -128,6 +142,9 @@ class TableRow : public NotebookObject {
   // The row's cell of the column, empty when the row has none.
   virtual Ref<TableCell> Cell(const TableProperty& column) const = 0;
   virtual std::u16string Tag(std::u16string_view name) const = 0;
+  // The row's place in its table, counted from 0; empty where the host does not tell, as it does
+  // wherever it promises anything about the table.
+  virtual std::optional<std::size_t> Place() const { return std::nullopt; }
 };
 
 class Table : public NotebookObject {
@@ -138,6 +155,9 @@ class Table : public NotebookObject {
   virtual Ref<TableProperty> Column(int index) const = 0;
   virtual int RowCount() const = 0;
   virtual Ref<TableRow> Row(int index) const = 0;
+
+  // A promise; nullptr for none.
+  virtual ReferenceBinding* Binding() { return nullptr; }
 };
 
 class ChemicalStructure : public NotebookObject {

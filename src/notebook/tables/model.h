@@ -340,6 +340,14 @@ struct WriteLog {
   std::function<void(std::uint64_t)> on_progress;
 };
 
+// Which promises a form's tables give; all of them, unless somebody wants to see what comes
+// without.
+struct Promises {
+  bool binding = true;
+  bool columns = true;
+  bool changes = true;
+};
+
 class NotebookForm final : public ktformula::Form {
  public:
   NotebookForm(std::u16string_view name, Ref<NotebookUnitCatalogue> units);
@@ -354,6 +362,8 @@ class NotebookForm final : public ktformula::Form {
   NotebookTable* FindTable(std::u16string_view name) const;
   WriteLog& Log() noexcept { return log_; }
   EnteredCells& Entered() noexcept { return entered_; }
+  // Not to be changed while listeners are notified.
+  Promises& Given() noexcept { return promises_; }
 
   // Each refuses (nullptr) a name that is in use.
   NotebookTable* AddTable(std::u16string_view name, std::int32_t key);
@@ -377,6 +387,7 @@ class NotebookForm final : public ktformula::Form {
   Ref<ktformula::PropertyScope> scope_;
   WriteLog log_;
   EnteredCells entered_;
+  Promises promises_;
 };
 
 }  // namespace ktnotebook
