@@ -1,6 +1,5 @@
 #include "formula/evaluator.h"
 
-#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -11,34 +10,8 @@ namespace ktformula {
 
 namespace {
 
-// Two procedures of the evaluator report under two spellings of their owner's name.
-constexpr std::u16string_view kHeadSource = u"FormulaPListener.EvaluateTokenTreeLayer";
 constexpr std::u16string_view kLoopSource = u"CellValue.EvaluateTokenTreeLayer";
 constexpr std::u16string_view kNextTokenSource = u"CellValue.EvaluateNextToken";
-constexpr std::u16string_view kArgumentSource = u"CellValue.EvaluateArgument";
-
-// What is called while layers are evaluated inside layers lies on the stack once for each of them,
-// and hosts have as little as one megabyte of it. So messages, operands and whatever else needs
-// room stand in functions of their own, which are gone again before the next layer begins.
-
-std::u16string Quoted(std::u16string_view before, const LayerItem& token,
-                      std::u16string_view after) {
-  return std::u16string(before) + u" \"" + token.TokenText() + u"\" " + std::u16string(after);
-}
-
-[[noreturn, gnu::noinline]] void RaiseQuoted(std::u16string_view source, std::u16string_view before,
-                                             const LayerItem& token, std::u16string_view after) {
-  Raise(source, Quoted(before, token, after));
-}
-
-[[gnu::noinline]] void SetQuotedError(CellValue& target, std::u16string_view before,
-                                      const LayerItem& token, std::u16string_view after) {
-  target.SetError(kComponentError, kLoopSource, Quoted(before, token, after));
-}
-
-[[noreturn]] void RaiseUnknownName(std::u16string_view source, const LayerItem& token) {
-  RaiseQuoted(source, u"the string", token, u"is not recognized");
-}
 
 // How deep the evaluation on this thread is, how deep it may reach into the stack, and what it met.
 struct EvaluationDepth {
@@ -76,36 +49,6 @@ class DepthGuard {
   EvaluationDepth& depth_;
 };
 
-LayerItem ItemAt(const TokenLayer& layer, std::size_t position) {
-  if (position >= layer.Count()) Raise(RuntimeError::kInvalidIndex);
-  return layer.Item(position);
-}
-
-// Strings, references and numbers; other kinds do nothing.
-[[gnu::noinline]] void EvaluateLiteral(CellValue& target, const LayerItem& token,
-                                       const EvaluationContext& context) {
-  switch (token.TokenType()) {
-    case kFormulaTokenTypeString: target.SetString(token.String()); break;
-    case kFormulaTokenTypeReference:
-      ReferenceValue(target, token.Reference(), context.anchor, context.this_object,
-                     context.listener);
-      break;
-    case kFormulaTokenTypeNumber:
-      if (std::isnan(token.Number())) Raise(RuntimeError::kTypeMismatch);
-      target.SetNumber(token.Number(), token.Number());
-      break;
-    default: break;
-  }
-}
-
-// True for the names TRUE and FALSE, which are set; any other name raises.
-[[gnu::noinline]] void EvaluateTruthName(CellValue& target, const LayerItem& token,
-                                         std::u16string_view source) {
-  const FormulaWord word = token.Word();
-  if (word != FormulaWord::kTrue && word != FormulaWord::kFalse) RaiseUnknownName(source, token);
-  target.SetBoolean(word == FormulaWord::kTrue);
-}
-
 void Compute(IKtFormulaFunction& function, const TokenLayer* args, CellValue& target,
              const EvaluationContext& context) {
   std::optional<ForeignCall> foreign_call;
@@ -113,56 +56,40 @@ void Compute(IKtFormulaFunction& function, const TokenLayer* args, CellValue& ta
   function.ComputeValue(args, context.anchor, target);
 }
 
-// Calls the function at `position` with the layer behind it, if there is one.
-void CallFunction(CellValue& target, const TokenLayer& layer, std::size_t& position,
+void Call(CellValue& target, const LayerItem& function, const EvaluationContext& context) {
+  const TokenLayer args = function.Other(function.Index() + 1).Layer();
+  Compute(*function.Function(), &args, target, context);
+}
+
+// Evaluates the term without its NOTs; `item` is the term's.
+void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
                   const EvaluationContext& context) {
-  IKtFormulaFunction& function = *layer.Item(position).Function();
-  ++position;
-  if (position < layer.Count() && layer.Item(position).IsLayer()) {
-    const TokenLayer args = layer.Item(position).Layer();
-    ++position;
-    Compute(function, &args, target, context);
-  } else {
-    Compute(function, nullptr, target, context);
+  switch (term.kind) {
+    case TermKind::kRefusal: RaiseRefusal(term.refusal, item);
+    case TermKind::kNumber: target.SetNumber(item.Number(), item.Number()); return;
+    case TermKind::kString: target.SetString(item.String()); return;
+    case TermKind::kReference:
+      ReferenceValue(target, item.Reference(), context.anchor, context.this_object,
+                     context.listener);
+      return;
+    case TermKind::kTrue: target.SetBoolean(true); return;
+    case TermKind::kFalse: target.SetBoolean(false); return;
+    case TermKind::kZero: target.SetNumber(0, 0); return;
+    case TermKind::kLayer: EvaluateTokenTreeLayer(target, item.Layer(), context); return;
+    case TermKind::kFunction: Compute(*item.Function(), nullptr, target, context); return;
+    case TermKind::kCall: Call(target, item, context); return;
   }
 }
 
-// A symbol that begins a layer becomes an operator between a neutral left side and its operand.
-[[gnu::noinline]] void SetNeutralLeftSide(CellValue& target, const LayerItem& token) {
-  switch (token.Word()) {
-    case FormulaWord::kAdd:
-    case FormulaWord::kSubtract:
-    case FormulaWord::kPlusMinus: target.SetNumber(0, 0); break;
-    case FormulaWord::kNot: target.SetBoolean(true); break;
-    default: RaiseQuoted(kHeadSource, u"the symbol", token, u"is not a prefix symbol");
-  }
-}
-
-// Evaluates the first operand of a layer; `position` is then the first item of the operator loop.
-void EvaluateHead(CellValue& target, const TokenLayer& layer, std::size_t& position,
+// Evaluates what a layer, or an argument, begins with.
+void EvaluateHead(CellValue& target, const Term& head, const LayerItem& item,
                   const EvaluationContext& context) {
-  LayerItem item = ItemAt(layer, position);
-  if (item.IsLayer()) {
-    EvaluateTokenTreeLayer(target, item.Layer(), context);
-    ++position;
-    return;
-  }
-  target.InitializeFromELNProperty(context.prop);
-  if (item.Word() == FormulaWord::kEquals) {
-    // A formula may begin with "=", but only one token may follow it.
-    item = ItemAt(layer, ++position);
-    if (item.IsLayer()) Raise(RuntimeError::kTypeMismatch);
-  }
-  switch (item.TokenType()) {
-    case kFormulaTokenTypeSymbol: SetNeutralLeftSide(target, item); return;
-    case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); return;
-    case kFormulaTokenTypeName: EvaluateTruthName(target, item, kHeadSource); break;
-    default: EvaluateLiteral(target, item, context); break;
-  }
-  ++position;
+  const bool is_nothing = head.kind == TermKind::kLayer || head.refusal == Refusal::kNoFirstItem;
+  if (!is_nothing) target.InitializeFromELNProperty(context.prop);
+  EvaluateTerm(target, head, item, context);
 }
 
-// The CellValue operation of an operator, nullptr for words that are none.
+// The CellValue operation of an operator.
 void (CellValue::*OperationOf(FormulaWord word))(Operand) {
   switch (word) {
     case FormulaWord::kOr: return &CellValue::BooleanOr;
@@ -179,79 +106,25 @@ void (CellValue::*OperationOf(FormulaWord word))(Operand) {
     case FormulaWord::kDivide: return &CellValue::Divide;
     case FormulaWord::kMultiply: return &CellValue::Multiply;
     case FormulaWord::kConcatenate: return &CellValue::Concatenate;
-    case FormulaWord::kModulus: return &CellValue::Modulus;
-    default: return nullptr;
+    default: return &CellValue::Modulus;
   }
 }
 
-[[gnu::noinline]] void ApplyOperator(CellValue& target, const LayerItem& token,
-                                     const CellValue& operand) {
-  if (const auto operation = OperationOf(token.Word())) {
-    (target.*operation)(operand);
-  } else if (token.Word() == FormulaWord::kNot) {
-    target.SetBoolean(!operand.BooleanValue());
-  } else if (token.Word() != FormulaWord::kExclamation) {
-    SetQuotedError(target, u"the symbol", token, u"is not a valid token");
+void ApplyStep(CellValue& target, const Step& step, const LayerItem& item,
+               const CellValue& operand) {
+  switch (step.kind) {
+    case StepKind::kOperation: (target.*OperationOf(step.word))(operand); return;
+    case StepKind::kNot: target.SetBoolean(!operand.BooleanValue()); return;
+    case StepKind::kUnknownSymbol:
+      target.SetError(kComponentError, kLoopSource,
+                      QuotedItem(u"the symbol", item, u"is not a valid token"));
+      return;
+    default: return;
   }
-}
-
-bool IsOperator(const LayerItem& item) {
-  if (item.IsLayer()) return false;
-  return item.TokenType() == kFormulaTokenTypeSymbol ||
-         (item.TokenType() == kFormulaTokenTypeName && OperationOf(item.Word()) != nullptr);
-}
-
-// Whether the operand at `position` is a token that leads to no other layer of this formula.
-bool IsLiteral(const TokenLayer& layer, std::size_t position) {
-  if (position >= layer.Count()) return false;
-  const LayerItem item = layer.Item(position);
-  return !item.IsLayer() && (item.TokenType() == kFormulaTokenTypeString ||
-                             item.TokenType() == kFormulaTokenTypeReference ||
-                             item.TokenType() == kFormulaTokenTypeNumber);
-}
-
-[[gnu::noinline]] void ApplyToLiteral(CellValue& target, const LayerItem& operator_token,
-                                      const LayerItem& literal, const EvaluationContext& context) {
-  CellValue operand;
-  EvaluateLiteral(operand, literal, context);
-  ApplyOperator(target, operator_token, operand);
-}
-
-// What stands where an operator has to: a name makes the result an error value, all else raises.
-[[gnu::noinline]] void RefuseOperator(CellValue& target, const LayerItem& item) {
-  if (item.IsLayer()) {
-    Raise(kLoopSource, u"the syntax for the formula is not valid; an operator is missing");
-  }
-  if (item.TokenType() != kFormulaTokenTypeName) {
-    RaiseQuoted(kLoopSource, u"the syntax for the formula token", item, u"is not valid");
-  }
-  SetQuotedError(target, u"the string", item, u"is not recognized");
-}
-
-// Applies the operator at `position` to `target` and the operand behind it.
-void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& position,
-                       const EvaluationContext& context) {
-  const LayerItem item = layer.Item(position);
-  if (!IsOperator(item)) return RefuseOperator(target, item);
-  ++position;
-  if (IsLiteral(layer, position)) {
-    ApplyToLiteral(target, item, layer.Item(position), context);
-    ++position;
-    return;
-  }
-  const auto operand = std::make_unique<CellValue>();
-  EvaluateNextToken(*operand, layer, position, context);
-  ApplyOperator(target, item, *operand);
-}
-
-// Symbols and names are no operands.
-[[noreturn, gnu::noinline]] void RaiseNoOperand(const LayerItem& token) {
-  if (token.TokenType() == kFormulaTokenTypeName) RaiseUnknownName(kNextTokenSource, token);
-  RaiseQuoted(kNextTokenSource, u"the symbol", token, u"can not follow another symbol");
 }
 
 // Inverts a Boolean operand once for each NOT in front of it.
-[[gnu::noinline]] void ApplyNots(CellValue& target, std::size_t count) {
+void ApplyNots(CellValue& target, std::size_t count) {
   for (; count > 0; --count) {
     if (target.CellValueType() == kCellValueTypeBoolean) {
       target.SetBoolean(!target.BooleanValue());
@@ -260,6 +133,39 @@ void EvaluateOperation(CellValue& target, const TokenLayer& layer, std::size_t& 
                       u"the token following a NOT is not a Boolean value");
     }
   }
+}
+
+// What lies under another layer is on the stack once for each of them, and hosts have as little as
+// one megabyte of it: there an operand stands elsewhere.
+bool LeadsToOtherLayers(const Term& term) {
+  return term.kind == TermKind::kLayer || term.kind == TermKind::kCall ||
+         term.kind == TermKind::kFunction;
+}
+
+void EvaluateOperandAndApply(CellValue& operand, CellValue& target, const Step& step,
+                             const LayerItem& item, const EvaluationContext& context) {
+  EvaluateTerm(operand, step.operand, item.Other(step.operand.item), context);
+  ApplyNots(operand, step.operand.nots);
+  ApplyStep(target, step, item, operand);
+}
+
+[[gnu::noinline]] void TakeLiteralStep(CellValue& target, const Step& step, const LayerItem& item,
+                                       const EvaluationContext& context) {
+  CellValue operand;
+  EvaluateOperandAndApply(operand, target, step, item, context);
+}
+
+[[gnu::noinline]] void SetUnknownName(CellValue& target, const LayerItem& item) {
+  target.SetError(kComponentError, kLoopSource,
+                  QuotedItem(u"the string", item, u"is not recognized"));
+}
+
+void TakeStep(CellValue& target, const Step& step, const LayerItem& item,
+              const EvaluationContext& context) {
+  if (step.kind == StepKind::kRefusal) RaiseRefusal(step.refusal, item);
+  if (step.kind == StepKind::kUnknownName) return SetUnknownName(target, item);
+  if (!LeadsToOtherLayers(step.operand)) return TakeLiteralStep(target, step, item, context);
+  EvaluateOperandAndApply(*std::make_unique<CellValue>(), target, step, item, context);
 }
 
 }  // namespace
@@ -302,49 +208,15 @@ std::uint64_t ForeignCallBoundaries() noexcept {
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
                             const EvaluationContext& context) {
   const DepthGuard guard;
-  std::size_t position = 0;
-  EvaluateHead(target, layer, position, context);
-  while (position < layer.Count() && target.CellValueType() != kCellValueTypeError) {
-    EvaluateOperation(target, layer, position, context);
+  EvaluateHead(target, layer.Head(), layer.ItemOfTree(layer.Head().item), context);
+  for (const Step& step : layer.Steps()) {
+    if (target.CellValueType() == kCellValueTypeError) return;
+    TakeStep(target, step, layer.ItemOfTree(step.item), context);
   }
-}
-
-void EvaluateNextToken(CellValue& target, const TokenLayer& layer, std::size_t& position,
-                       const EvaluationContext& context) {
-  // NOT in front of an operand is recognized in capitals only.
-  std::size_t nots = 0;
-  LayerItem item = ItemAt(layer, position);
-  while (!item.IsLayer() && item.Word() == FormulaWord::kNot && item.TokenText() == u"NOT") {
-    ++nots;
-    item = ItemAt(layer, ++position);
-  }
-  if (item.IsLayer()) {
-    EvaluateTokenTreeLayer(target, item.Layer(), context);
-    ++position;
-  } else {
-    switch (item.TokenType()) {
-      case kFormulaTokenTypeSymbol:
-      case kFormulaTokenTypeName: RaiseNoOperand(item);
-      case kFormulaTokenTypeFunction: CallFunction(target, layer, position, context); break;
-      default: EvaluateLiteral(target, item, context); ++position;
-    }
-  }
-  ApplyNots(target, nots);
 }
 
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context) {
-  if (item.IsLayer()) {
-    EvaluateTokenTreeLayer(target, item.Layer(), context);
-    return;
-  }
-  target.InitializeFromELNProperty(context.prop);
-  switch (item.TokenType()) {
-    case kFormulaTokenTypeName: EvaluateTruthName(target, item, kArgumentSource); break;
-    case kFormulaTokenTypeSymbol:
-      RaiseQuoted(kArgumentSource, u"the symbol", item, u"can not be evaluated in isolation");
-    case kFormulaTokenTypeFunction: Compute(*item.Function(), nullptr, target, context); break;
-    default: EvaluateLiteral(target, item, context); break;
-  }
+  EvaluateHead(target, ArgumentTerm(item), item, context);
 }
 
 }  // namespace ktformula

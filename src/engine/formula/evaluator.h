@@ -69,11 +69,6 @@ std::uint64_t ForeignCallBoundaries() noexcept;
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
                             const EvaluationContext& context);
 
-// Evaluates the operand at `position` (counted from 0), NOTs in front included, into `target` and
-// moves `position` behind it.
-void EvaluateNextToken(CellValue& target, const TokenLayer& layer, std::size_t& position,
-                       const EvaluationContext& context);
-
 // Evaluates one argument of a function call into `target`.
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context);
 

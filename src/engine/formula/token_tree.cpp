@@ -72,6 +72,15 @@ LayerItem TokenLayer::Item(std::size_t position) const noexcept {
   return {*tree_, tree_->layers_[index_].first + static_cast<std::uint32_t>(position)};
 }
 
+const Term& TokenLayer::Head() const noexcept {
+  return tree_->expressions_[index_].head;
+}
+
+std::span<const Step> TokenLayer::Steps() const noexcept {
+  const LayerExpression& expression = tree_->expressions_[index_];
+  return {tree_->steps_.data() + expression.first_step, expression.step_count};
+}
+
 TokenTree::TokenTree(std::u16string_view formula)
     : formula_(formula), counted_tokens_(token_counter), counted_layers_(layer_counter) {}
 
@@ -92,6 +101,8 @@ class TokenTreeBuilder {
             u"the specified formula has an unbalanced right parentheses.");
     }
     tree_->top_ = open_.back().Place();
+    open_ = {};
+    ReadExpressions();
     // Each layer but the top one is an item of another.
     tree_->counted_tokens_.Add(tree_->items_.size() + 1 - tree_->layers_.size());
     tree_->counted_layers_.Add(tree_->layers_.size());
@@ -113,6 +124,13 @@ class TokenTreeBuilder {
     tree_->numbers_.reserve(counts[kFormulaTokenTypeNumber]);
     tree_->strings_.reserve(counts[kFormulaTokenTypeString]);
     open_.reserve(std::accumulate(counts.begin(), counts.end(), std::size_t{0}));
+    tree_->steps_.reserve(counts[kFormulaTokenTypeName] + counts[kFormulaTokenTypeSymbol]);
+  }
+
+  void ReadExpressions() {
+    tree_->expressions_.reserve(tree_->layers_.size());
+    for (std::uint32_t layer = 0; layer < tree_->layers_.size(); ++layer)
+      tree_->expressions_.push_back(ReadExpression({*tree_, layer}, tree_->steps_));
   }
 
   // Builds the layer that begins at the tokenizer's place, puts it in the place of its items and

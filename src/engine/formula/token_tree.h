@@ -10,10 +10,12 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "formula/expression.h"
 #include "formula/function_registry.h"
 #include "formula/reference.h"
 #include "formula/token.h"
@@ -42,6 +44,10 @@ class LayerItem {
   // Not-a-number when the numeral can not be converted.
   double Number() const noexcept;
   const std::shared_ptr<IKtFormulaFunction>& Function() const noexcept;
+  // The item's place among all of its tree.
+  std::uint32_t Index() const noexcept { return index_; }
+  // The item of the same tree at another place.
+  LayerItem Other(std::uint32_t index) const noexcept { return {*tree_, index}; }
   // Any token's text; see FormulaToken.
   std::u16string TokenText() const;
   FormulaToken Token() const;
@@ -62,6 +68,11 @@ class TokenLayer {
   // Positions count from 0.
   LayerItem Item(std::size_t position) const noexcept;
 
+  // The layer as evaluation takes it, and any item of its tree.
+  const Term& Head() const noexcept;
+  std::span<const Step> Steps() const noexcept;
+  LayerItem ItemOfTree(std::uint32_t index) const noexcept { return {*tree_, index}; }
+
   // Of one tree and place in it.
   bool operator==(const TokenLayer&) const = default;
   std::size_t Hash() const noexcept { return std::hash<const TokenTree*>{}(tree_)*31 + index_; }
@@ -69,6 +80,7 @@ class TokenLayer {
  private:
   friend class LayerItem;
   friend class TokenTree;
+  friend class TokenTreeBuilder;
   TokenLayer(const TokenTree& tree, std::uint32_t index) : tree_(&tree), index_(index) {}
 
   const TokenTree* tree_;
@@ -131,6 +143,9 @@ class TokenTree {
   std::deque<Layer> layers_;
   std::deque<Item> items_;
   std::uint32_t top_ = 0;
+  // One for each layer.
+  std::vector<LayerExpression> expressions_;
+  std::vector<Step> steps_;
   std::vector<double> numbers_;
   std::vector<std::u16string> strings_;
   // Equal references stand here once, and so do functions of one spelling.
