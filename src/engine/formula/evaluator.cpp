@@ -144,8 +144,8 @@ bool LeadsToOtherLayers(const Term& term) {
 
 void EvaluateOperandAndApply(CellValue& operand, CellValue& target, const Step& step,
                              const LayerItem& item, const EvaluationContext& context) {
-  EvaluateTerm(operand, step.operand, item.Other(step.operand.item), context);
-  ApplyNots(operand, step.operand.nots);
+  const LayerItem operand_item = item.Other(step.operand.item);
+  EvaluateTermWithNots(operand, step.operand, operand_item, false, context);
   ApplyStep(target, step, item, operand);
 }
 
@@ -213,6 +213,16 @@ void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
     if (target.CellValueType() == kCellValueTypeError) return;
     TakeStep(target, step, layer.ItemOfTree(step.item), context);
   }
+}
+
+void EvaluateTermWithNots(CellValue& target, const Term& term, const LayerItem& item, bool is_head,
+                          const EvaluationContext& context) {
+  if (is_head) {
+    EvaluateHead(target, term, item, context);
+  } else {
+    EvaluateTerm(target, term, item, context);
+  }
+  ApplyNots(target, term.nots);
 }
 
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context) {

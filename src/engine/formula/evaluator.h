@@ -69,6 +69,11 @@ std::uint64_t ForeignCallBoundaries() noexcept;
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
                             const EvaluationContext& context);
 
+// Evaluates one term of an expression into `target`, its NOTs included; `item` is the term's.
+// `is_head` for what begins a layer or an argument: then `target` is initialised first.
+void EvaluateTermWithNots(CellValue& target, const Term& term, const LayerItem& item, bool is_head,
+                          const EvaluationContext& context);
+
 // Evaluates one argument of a function call into `target`.
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context);
 

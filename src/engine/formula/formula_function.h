@@ -3,10 +3,13 @@
 
 namespace ktformula {
 
+class Binder;
 class CellValue;
 class NamedValues;
 class NotebookObject;
 class TokenLayer;
+struct Bound;
+struct Place;
 
 // One object of each function class serves all formulas of a listener, one call at a time, and
 // keeps nothing from one call to the next.
@@ -27,6 +30,11 @@ class IKtFormulaFunction {
   // Whether the value follows from the arguments and the notebook's data alone and computing it
   // changes nothing. So it is with the language's own functions; of a host's nothing is known.
   virtual bool IsPure() const noexcept { return false; }
+
+  // What a call with these arguments reads, and how it is computed for many rows of `run` at once,
+  // if it can be; `anchor` is where its references start. Of a host's functions nothing is known.
+  virtual Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+                     unsigned run) const;
 
   // Called once, when the listener shuts down.
   virtual void Terminate() = 0;

@@ -2,7 +2,8 @@
 // F(expression, table, condition).
 #pragma once
 
-#include <functional>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "functions/function_base.h"
@@ -25,6 +26,7 @@ class AggregateFunction : public FunctionBase {
   // Raises kComponentError for arguments of another shape.
   void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) final;
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor, unsigned run) const final;
 
  protected:
   explicit AggregateFunction(const AggregateMessages& messages) : messages_(messages) {}
@@ -36,10 +38,24 @@ class AggregateFunction : public FunctionBase {
   // it the aggregate is the number 0.
   virtual void Accumulate(CellValue& aggregate, const CellValue& value, bool is_first) const = 0;
 
+  // Numbers of rows, and which of them are taken: 1, the others 0.
+  struct NumberRun {
+    const double* min;
+    const double* max;
+    const std::uint8_t* takes;
+    std::size_t count;
+  };
+  // Takes many values at once where that comes to the same as Accumulate for each; false, and
+  // nothing done, otherwise.
+  virtual bool AccumulateRun(CellValue& /*aggregate*/, const NumberRun& /*run*/) const {
+    return false;
+  }
+
  private:
+  class RowWalk;
+
   void ComputeRows(const TokenLayer& args, NotebookObject* anchor, CellValue& target) const;
-  void AccumulateRows(const TokenLayer& args, const Table& table, NotebookObject* anchor,
-                      CellValue& target) const;
+  static Bound BindColumn(Binder& binder, const TokenLayer& args, const Place& anchor);
   Ref<TableProperty> ColumnArgument(const LayerItem& argument, NotebookObject* anchor,
                                     CellValue& target) const;
 

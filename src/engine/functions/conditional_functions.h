@@ -2,6 +2,9 @@
 // need.
 #pragma once
 
+#include <cstddef>
+#include <optional>
+
 #include "functions/function_base.h"
 #include "values/leak_check.h"
 
@@ -15,6 +18,8 @@ class IfFunction final : public FunctionBase, private LeakCounted<IfFunction> {
 
   void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+             unsigned run) const override;
 };
 
 // ONERROR(first, second, ...): the first argument without an error. Never raises: when all fail the
@@ -25,6 +30,8 @@ class OnErrorFunction final : public FunctionBase, private LeakCounted<OnErrorFu
 
   void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+             unsigned run) const override;
 };
 
 // SELECT(expression, table, condition): the expression in the first row for which the condition
@@ -35,6 +42,14 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
 
   void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+             unsigned run) const override;
+
+ private:
+  void SelectFrom(const TokenLayer& args, const Table& table, NotebookObject* anchor,
+                  CellValue& target) const;
+  std::optional<std::size_t> FirstRow(const TokenLayer& args, const Table& table,
+                                      NotebookObject* anchor) const;
 };
 
 }  // namespace ktformula

@@ -1,6 +1,10 @@
 #include "functions/count_function.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "functions/row_folds.h"
+#include "functions/row_lanes.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -37,14 +41,36 @@ void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
   const Ref<Table> table = CountedTable(args->Item(0), anchor, TargetCellValue);
   const auto set_count = [&](int count) { TargetCellValue.SetNumber(count, count); };
   if (arguments == 1) return set_count(table->RowCount());
-  Fold(*args, *table, TargetCellValue, [&] {
-    const int rows = table->RowCount();
-    int count = 0;
-    for (int r = 1; r <= rows; ++r) {
-      if (Holds(args->Item(1), nullptr, table->Row(r).get(), anchor)) ++count;
+  Fold(*args, *table, TargetCellValue, [&] { set_count(CountRows(*args, *table, anchor)); });
+}
+
+int CountFunction::CountRows(const TokenLayer& args, const Table& table,
+                             NotebookObject* anchor) const {
+  RowLanes lanes(args, table, true, ContextAt(anchor));
+  const auto rows = static_cast<std::size_t>(table.RowCount());
+  int count = 0;
+  for (std::size_t first = 0; first < rows; first += kMaximumLanes) {
+    const std::size_t lane_count = std::min(rows - first, kMaximumLanes);
+    lanes.Compute(first, lane_count, true);
+    for (std::size_t lane = 0; lane < lane_count; ++lane) {
+      const RowVerdict verdict = lanes.Verdicts()[lane];
+      const auto holds = [&] {
+        const Ref<TableRow> row = table.Row(static_cast<int>(first + lane) + 1);
+        return Holds(args.Item(1), nullptr, row.get(), anchor);
+      };
+      if (verdict == RowVerdict::kTake || (verdict == RowVerdict::kAsk && holds())) ++count;
     }
-    set_count(count);
-  });
+  }
+  return count;
+}
+
+Bound CountFunction::Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+                          unsigned) const {
+  if (args.Count() != 1 && args.Count() != 2) return {};
+  std::optional<LayerItem> condition;
+  if (args.Count() == 2) condition = args.Item(1);
+  return BindRowCall(binder, args, AsReference(args.Item(0)), nullptr,
+                     condition ? &*condition : nullptr, anchor);
 }
 
 }  // namespace ktformula

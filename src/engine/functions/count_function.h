@@ -14,6 +14,11 @@ class CountFunction final : public FunctionBase, private LeakCounted<CountFuncti
   // for other arguments.
   void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                     CellValue& TargetCellValue) override;
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+             unsigned run) const override;
+
+ private:
+  int CountRows(const TokenLayer& args, const Table& table, NotebookObject* anchor) const;
 };
 
 }  // namespace ktformula

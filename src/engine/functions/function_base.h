@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "formula/binding.h"
 #include "formula/evaluator.h"
 #include "formula/formula_function.h"
 #include "host/notebook_objects.h"
@@ -17,6 +18,8 @@ class FunctionBase : public IKtFormulaFunction {
   void Initialize(NamedValues& listener) final { listener_ = &listener; }
   void Terminate() final { listener_ = nullptr; }
   bool IsPure() const noexcept final { return true; }
+  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+             unsigned run) const override = 0;
 
  protected:
   // Evaluates one argument. `anchor` is the row, or other object, that references start from,
@@ -25,6 +28,11 @@ class FunctionBase : public IKtFormulaFunction {
                 NotebookObject* anchor, NotebookObject* this_object) const {
     const Ref<HostObject> keep_alive = listener_ != nullptr ? listener_->KeepAlive() : nullptr;
     EvaluateArgument(target, argument, {property, anchor, this_object, listener_});
+  }
+
+  // In which an argument is evaluated for this anchor, and for "this" standing for it.
+  EvaluationContext ContextAt(NotebookObject* anchor) const {
+    return {nullptr, anchor, anchor, listener_};
   }
 
   // Whether the argument evaluates, without raising, to something that is Boolean and true.

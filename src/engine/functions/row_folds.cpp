@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "formula/binding.h"
 #include "formula/evaluator.h"
 #include "values/raised_error.h"
 
@@ -108,21 +109,30 @@ struct Circumstances {
   bool operator==(const Circumstances&) const = default;
 };
 
-// Runs the fold and remembers what it came to, if it would come to that again.
-void RunAndRemember(Memory& memory, const TokenLayer& args, const HostObject& folded,
-                    CellValue& target, const std::function<void()>& fold) {
+// Runs the fold and gives `remember` what was raised, if it would come to the same again.
+void RunAndTell(const std::function<void()>& fold,
+                const std::function<void(std::optional<RaisedError>)>& remember) {
   const Circumstances before;
-  const auto remember = [&](std::optional<RaisedError> raised) {
-    if (before != Circumstances() || AnySpeaksOfThis(args)) return;
-    memory.Keep(args, Outcome(folded, target, std::move(raised)));
-  };
   try {
     fold();
   } catch (const RaisedError& error) {
-    remember(error);
+    if (before == Circumstances()) remember(error);
     throw;
   }
-  remember(std::nullopt);
+  if (before == Circumstances()) remember(std::nullopt);
+}
+
+void RunAndRemember(Memory& memory, const TokenLayer& args, const HostObject& folded,
+                    CellValue& target, const std::function<void()>& fold) {
+  RunAndTell(fold, [&](std::optional<RaisedError> raised) {
+    if (AnySpeaksOfThis(args)) return;
+    memory.Keep(args, Outcome(folded, target, std::move(raised)));
+  });
+}
+
+void RunAndKeep(BoundCall& call, CellValue& target, const std::function<void()>& fold) {
+  RunAndTell(fold,
+             [&](std::optional<RaisedError> raised) { call.Keep(target, std::move(raised)); });
 }
 
 [[gnu::noinline]] void RunOutermost(const std::function<void()>& fold) {
@@ -134,6 +144,11 @@ void RunAndRemember(Memory& memory, const TokenLayer& args, const HostObject& fo
 
 void Fold(const TokenLayer& args, const HostObject& folded, CellValue& target,
           const std::function<void()>& fold) {
+  BoundCall* const call = BoundEvaluation::FindCall(args);
+  if (call != nullptr && call->CanBeKept()) {
+    if (!call->TakeKept(target)) RunAndKeep(*call, target, fold);
+    return;
+  }
   Memory* const memory = Memory::Current();
   if (memory == nullptr) return RunOutermost(fold);
   if (const Outcome* const known = memory->Find(args, folded)) {

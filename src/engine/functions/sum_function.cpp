@@ -1,5 +1,8 @@
 #include "functions/sum_function.h"
 
+#include <cmath>
+#include <span>
+
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -20,6 +23,41 @@ constexpr AggregateMessages kMessages{
 
 SumFunction::SumFunction() : AggregateFunction(kMessages) {}
 
+namespace {
+
+double SumOfTaken(double sum, const double* numbers, const std::uint8_t* takes, std::size_t count) {
+  // To add 0 changes no sum that began at 0.
+  for (std::size_t i = 0; i < count; ++i)
+    sum += takes[i] != 0 ? numbers[i] : 0.0;
+  return sum;
+}
+
+double Sum(double sum, std::span<const double> numbers) {
+  for (const double number : numbers)
+    sum += number;
+  return sum;
+}
+
+// What was not finite once never becomes finite again.
+bool SetSums(CellValue& target, double min, double max) {
+  if (!std::isfinite(min) || !std::isfinite(max)) return false;
+  target.SetNumber(min, max);
+  return true;
+}
+
+// Adds the cells from the second one on.
+bool AddNumbers(CellValue& target, const TableProperty& column) {
+  const ColumnCells* const cells = const_cast<TableProperty&>(column).Cells();
+  if (cells == nullptr || target.CellValueType() != kCellValueTypeNumber) return false;
+  const std::span<const double> min = cells->MinNumbers();
+  const std::span<const double> max = cells->MaxNumbers();
+  const double sum = Sum(target.MinNumber(), min.subspan(1));
+  const bool are_points = min.data() == max.data() && target.MinNumber() == target.MaxNumber();
+  return SetSums(target, sum, are_points ? sum : Sum(target.MaxNumber(), max.subspan(1)));
+}
+
+}  // namespace
+
 void SumFunction::ComputeColumn(const TableProperty& column, CellValue& target) const {
   const Ref<Table> table = column.OwningTable();
   const int rows = table->RowCount();
@@ -29,6 +67,7 @@ void SumFunction::ComputeColumn(const TableProperty& column, CellValue& target) 
     if (!cell) Raise(RuntimeError::kObjectNotSet);
     if (r == 1) {
       target.InitializeFromGridCell(*cell);
+      if (AddNumbers(target, column)) return;
       continue;
     }
     CellValue value;
@@ -39,6 +78,15 @@ void SumFunction::ComputeColumn(const TableProperty& column, CellValue& target) 
 
 void SumFunction::Accumulate(CellValue& aggregate, const CellValue& value, bool) const {
   aggregate.Add(value);
+}
+
+bool SumFunction::AccumulateRun(CellValue& aggregate, const NumberRun& run) const {
+  if (aggregate.CellValueType() != kCellValueTypeNumber) return false;
+  const double sum = SumOfTaken(aggregate.MinNumber(), run.min, run.takes, run.count);
+  const bool are_points = run.min == run.max && aggregate.MinNumber() == aggregate.MaxNumber();
+  return SetSums(
+      aggregate, sum,
+      are_points ? sum : SumOfTaken(aggregate.MaxNumber(), run.max, run.takes, run.count));
 }
 
 }  // namespace ktformula

@@ -123,7 +123,8 @@ Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* anchor, Conte
 }
 
 // What the reference denotes; when it is not recognized `target` is an error value then.
-Ref<NotebookObject> Denoted(const LayerItem& reference, NotebookObject* anchor, CellValue& target) {
+Ref<NotebookObject> DenotedObject(const LayerItem& reference, NotebookObject* anchor,
+                                  CellValue& target) {
   return ResolveReference(target, reference.Reference(), anchor, anchor);
 }
 
@@ -133,6 +134,14 @@ bool IsErrorValue(const CellValue& value) {
 
 }  // namespace
 
+Bound CellTagFunction::Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
+                            unsigned) const {
+  if (args.Count() == 0) return {};
+  const ReferencePath* const reference = AsReference(args.Item(0));
+  if (reference == nullptr) return {};
+  return {binder.BindCell(*reference, Standpoint::At(anchor), kCellRun).reads, nullptr};
+}
+
 void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
                                CellValue& TargetCellValue) {
   const LayerItem argument = FirstArgument(args, 1, kTag);
@@ -140,7 +149,7 @@ void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
     TargetCellValue.SetString(argument.String());
     return;
   }
-  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
   const Ref<TableCell> cell = DenotedCell(object.get(), anchor, Contexts::kCellsOnly, kTag);
   if (!cell) Raise(RuntimeError::kObjectNotSet);
@@ -154,7 +163,7 @@ void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* anc
     TargetCellValue.SetBoolean(argument.String() == kEntered);
     return;
   }
-  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
   const Ref<TableCell> cell =
       DenotedCell(object.get(), anchor, Contexts::kCellsAndRows, kIsEntered);
@@ -166,7 +175,7 @@ void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor
   const LayerItem argument = FirstArgument(args, 2, kRowTag);
   // A text denotes no row.
   if (argument.TokenType() == kFormulaTokenTypeString) Raise(RuntimeError::kObjectNotSet);
-  const Ref<NotebookObject> object = Denoted(argument, anchor, TargetCellValue);
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
   if (IsErrorValue(TargetCellValue)) return;
   Ref<TableRow> row;
   if (object && object->Kind() == NotebookObjectKind::kTableProperty) {

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "values/cell_value.h"
+#include "values/comparison_rules.h"
 #include "values/plain_value.h"
 #include "values/raised_error.h"
 
@@ -36,14 +37,6 @@ constexpr std::u16string_view kOrMisfit =
     u"a test for boolean Or can not be performed on an operand of the resulting type";
 constexpr std::u16string_view kXOrMisfit =
     u"a test for boolean XOr can not be performed on an operand of the resulting type";
-
-// A range of numbers or of dates.
-struct Bounds {
-  double min;
-  double max;
-
-  bool operator==(const Bounds&) const = default;
-};
 
 // What an operand contributes to a comparison with a number, a date, a text or a Boolean. A
 // CellValue contributes the fields of that kind whatever its own kind is; a plain value may
@@ -79,29 +72,26 @@ std::optional<bool> TruthOf(Operand src) {
 
 }  // namespace
 
-// How one ordering operator compares ranges and texts, and how it words its misfits. The strict
-// operators compare like bounds, the others opposite ones: true when the ranges could touch.
+// How one ordering operator compares ranges and texts, and how it words its misfits.
 struct CellValue::OrderRule {
-  bool (*bounds)(const Bounds& left, const Bounds& right);
-  bool (*texts)(int order);
+  bool (*bounds)(const Bounds& left, const Bounds& right) noexcept;
+  bool (*texts)(int order) noexcept;
   std::u16string_view number_misfit;
   std::u16string_view string_misfit;
+
+  template <typename Rule>
+  static constexpr OrderRule Of(std::u16string_view number_misfit,
+                                std::u16string_view string_misfit) noexcept {
+    return {&Rule::Holds, &Rule::Holds, number_misfit, string_misfit};
+  }
 };
 
 const CellValue::OrderRule& CellValue::RuleOf(Order order) noexcept {
   static constexpr std::array<OrderRule, 4> kRules{{
-      {[](const Bounds& left, const Bounds& right) { return left.max > right.max; },
-       [](int order_of_texts) { return order_of_texts > 0; }, kNumericGreaterMisfit,
-       kStringGreaterMisfit},
-      {[](const Bounds& left, const Bounds& right) { return left.min < right.min; },
-       [](int order_of_texts) { return order_of_texts < 0; }, kNumericLessMisfit,
-       kStringLessMisfit},
-      {[](const Bounds& left, const Bounds& right) { return left.max >= right.min; },
-       [](int order_of_texts) { return order_of_texts >= 0; }, kNumericGreaterMisfit,
-       kStringGreaterMisfit},
-      {[](const Bounds& left, const Bounds& right) { return left.min <= right.max; },
-       [](int order_of_texts) { return order_of_texts <= 0; }, kNumericGreaterMisfit,
-       kStringGreaterMisfit},
+      OrderRule::Of<GreaterRule>(kNumericGreaterMisfit, kStringGreaterMisfit),
+      OrderRule::Of<LessRule>(kNumericLessMisfit, kStringLessMisfit),
+      OrderRule::Of<GreaterOrEqualRule>(kNumericGreaterMisfit, kStringGreaterMisfit),
+      OrderRule::Of<LessOrEqualRule>(kNumericGreaterMisfit, kStringGreaterMisfit),
   }};
   return kRules[static_cast<std::size_t>(order)];
 }
