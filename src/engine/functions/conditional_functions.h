@@ -13,8 +13,10 @@ class IfFunction final : public FunctionBase, private LeakCounted<IfFunction> {
  public:
   static constexpr std::string_view kClassName = "IfFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
+  IfFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
 };
 
 // ONERROR(first, second, ...): the first argument without an error. Never raises: when all fail the
@@ -23,8 +25,10 @@ class OnErrorFunction final : public FunctionBase, private LeakCounted<OnErrorFu
  public:
   static constexpr std::string_view kClassName = "OnErrorFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
+  OnErrorFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
 };
 
 // SELECT(expression, table, condition): the expression in the first row for which the condition
@@ -33,8 +37,10 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
  public:
   static constexpr std::string_view kClassName = "SelectFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
+  SelectFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
 };
 
 }  // namespace ktformula

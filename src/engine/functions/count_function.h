@@ -6,14 +6,16 @@
 
 namespace ktformula {
 
+// COUNT(table) or COUNT(table, condition); a column stands for its table. Raises kComponentError
+// for other arguments.
 class CountFunction final : public FunctionBase, private LeakCounted<CountFunction> {
  public:
   static constexpr std::string_view kClassName = "CountFunction";
 
-  // COUNT(table) or COUNT(table, condition); a column stands for its table. Raises kComponentError
-  // for other arguments.
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
+  CountFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
 };
 
 }  // namespace ktformula
