@@ -2,7 +2,7 @@
 // can not be read changes nothing.
 #include "fuzz.h"
 
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
 #include "notebook/files/utf.h"
 #include "notebook/files/xml_document.h"

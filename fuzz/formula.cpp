@@ -1,9 +1,9 @@
 // Formulas: the first line of the input, and a definition "d" in the second, over a small table.
 #include "fuzz.h"
 
-#include "formats/min_digit_formula_format.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "notebook/files/utf.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"

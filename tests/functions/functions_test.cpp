@@ -3,8 +3,7 @@
 
 #include "formula/evaluator.h"
 #include "formula/fake_function.h"
-#include "functions/function_help.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "functions/tag_functions.h"
 #include "test_host/notebook.h"
 #include "values/describe.h"
@@ -406,16 +405,6 @@ TEST_F(FunctionsTest, NestedConditionsEnd) {
   for (int i = 0; i < 200; ++i)
     nested = "IF(" + nested + ",7,1/0)";
   EXPECT_EQ(Show(nested, nullptr), "7");
-}
-
-TEST(FunctionHelp, NamesAllFunctions) {
-  std::string keys;
-  std::string names;
-  for (const FunctionClass& function : StandardFunctions())
-    keys += Narrow(function.key) + " ";
-  for (const FunctionHelp& help : AllFunctionHelp())
-    names += std::string(help.name) + " ";
-  EXPECT_EQ(names, keys);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 // What a pass asks of its host, and what becomes of the host's own errors.
 #include <gtest/gtest.h>
 
-#include "formats/default_formula_format.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "values/describe.h"

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "formula/fake_function.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"

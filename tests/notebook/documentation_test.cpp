@@ -3,10 +3,13 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <regex>
+#include <set>
 #include <sstream>
 
+#include "formula/token.h"
 #include "notebook/commands/command_line.h"
 #include "notebook/files/file.h"
+#include "values/text.h"
 
 namespace {
 
@@ -32,6 +35,30 @@ TEST(Documentation, FormulasShowWhatTheLanguagePageSays) {
     EXPECT_EQ(RunProgram({"eval", (*it)[1]}).out, (*it)[2].str() + "\n") << (*it)[1];
   }
   EXPECT_GE(rows, 40);
+}
+
+TEST(Documentation, OperatorsHaveTheLevelsThatTheLanguagePageSays) {
+  using namespace ktformula;
+  const std::string page = ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/docs/formula-language.md");
+  // The one operator that no formula can use.
+  std::set<FormulaWord> told{FormulaWord::kPlusMinus};
+  const std::regex row(R"(\n\| (\d) \| ([^|\n]*) \|)");
+  const std::regex quoted("`([^`]+)`");
+  for (std::sregex_iterator line(page.begin(), page.end(), row), end; line != end; ++line) {
+    const std::string operators = (*line)[2];
+    for (std::sregex_iterator it(operators.begin(), operators.end(), quoted); it != end; ++it) {
+      const std::u16string text = Widen((*it)[1].str());
+      const FormulaWord name = FindWord(kFormulaTokenTypeName, text);
+      const FormulaWord word =
+          name != FormulaWord::kNone ? name : FindWord(kFormulaTokenTypeSymbol, text);
+      EXPECT_EQ(std::to_string(PrecedenceLevel(word)), (*line)[1]) << (*it)[1];
+      told.insert(word);
+    }
+  }
+  for (auto word = FormulaWord::kNone; word <= FormulaWord::kFalse;
+       word = static_cast<FormulaWord>(static_cast<int>(word) + 1)) {
+    EXPECT_TRUE(PrecedenceLevel(word) == 0 || told.contains(word)) << static_cast<int>(word);
+  }
 }
 
 TEST(Documentation, ExamplesSettleWithoutErrors) {

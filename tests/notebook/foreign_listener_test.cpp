@@ -4,9 +4,9 @@
 
 #include "program.h"
 
-#include "formats/min_digit_formula_format.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "notebook/files/file.h"
 #include "notebook/files/framework.h"
 #include "notebook/files/xml_document.h"

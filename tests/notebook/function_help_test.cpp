@@ -1,8 +1,7 @@
 // What users are told about functions: its examples in a notebook, and its page.
-#include "functions/function_help.h"
-
 #include <gtest/gtest.h>
 
+#include "functions/function_table.h"
 #include "notebook/commands/function_pages.h"
 #include "notebook/commands/text_output.h"
 #include "notebook/files/file.h"
@@ -18,8 +17,8 @@ TEST(FunctionHelp, ExamplesShowWhatTheySay) {
   const Notebook notebook = ReadNotebookFile(KT_SOURCE_DIR "/examples/amide-coupling.xml");
   const NotebookTable& table = *notebook.forms[0]->FindTable(u"Reactants");
   NotebookCell& cell = table.Rows()[0]->CellAt(table.FindColumn(u"Note")->Index());
-  for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
-    for (const auto& [formula, shows] : help.examples) {
+  for (const ktformula::FunctionRow& row : ktformula::NamedFunctions()) {
+    for (const auto& [formula, shows] : row.help.examples) {
       ktformula::CellValue value;
       table.ListenerComputing(cell.OwningColumn())
           ->EvaluateInCell(ktformula::Widen(formula), cell, value);

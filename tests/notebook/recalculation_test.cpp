@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "formats/field_listener.h"
+#include "listener/field_listener.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"

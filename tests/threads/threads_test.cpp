@@ -4,9 +4,9 @@
 #include <latch>
 #include <thread>
 
-#include "formats/min_digit_formula_format.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "values/leak_check.h"

@@ -1,5 +1,6 @@
 #include "com/component/classes.h"
 
+#include <algorithm>
 #include <array>
 
 #include "com/component/cell_value_object.h"
@@ -7,13 +8,13 @@
 #include "com/component/formula_listener_object.h"
 #include "com/component/function_objects.h"
 #include "com/component/property_formula_object.h"
-#include "formats/default_formula_format.h"
-#include "formats/min_digit_formula_format.h"
 #include "functions/conditional_functions.h"
 #include "functions/count_function.h"
 #include "functions/extreme_functions.h"
 #include "functions/sum_function.h"
 #include "functions/tag_functions.h"
+#include "listener/result_formats.h"
+#include "values/text.h"
 
 namespace ktcom {
 
@@ -24,9 +25,13 @@ ComPtr<IUnknown> Create() {
   return MakeObject<Class>()->Identity();
 }
 
+// The class of a function, by the name that its row has.
 template <typename Function>
-ComPtr<IUnknown> CreateFunction() {
-  return MakeFunctionObject(std::make_shared<Function>());
+ComponentClass FunctionClass(const CLSID& identifier) {
+  constexpr auto create = []() -> ComPtr<IUnknown> {
+    return MakeFunctionObject(std::make_shared<Function>());
+  };
+  return {identifier, ktformula::Widen(Function::kClassName), create};
 }
 
 }  // namespace
@@ -35,25 +40,34 @@ std::span<const ComponentClass, kComponentClassCount> ComponentClasses() {
   using DefaultFormat = FormatObject<ktformula::DefaultFormulaFormat, CLSID_DefaultFormulaFormat>;
   using MinDigitFormat =
       FormatObject<ktformula::MinDigitFormulaFormat, CLSID_MinDigitFormulaFormat>;
-  static const std::array<ComponentClass, kComponentClassCount> classes{{
-      {CLSID_CellValue, u"CellValue", &Create<CellValueObject>},
-      {CLSID_FormulaListener, u"FormulaListener", &Create<FormulaListenerObject>},
-      {CLSID_PropertyFormula, u"PropertyFormula", &Create<PropertyFormulaObject>},
-      {CLSID_DefaultFormulaFormat, u"DefaultFormulaFormat", &Create<DefaultFormat>},
-      {CLSID_MinDigitFormulaFormat, u"MinDigitFormulaFormat", &Create<MinDigitFormat>},
-      {CLSID_CountFunction, u"CountFunction", &CreateFunction<ktformula::CountFunction>},
-      {CLSID_IfFunction, u"IfFunction", &CreateFunction<ktformula::IfFunction>},
-      {CLSID_IsEnteredFunction, u"IsEnteredFunction",
-       &CreateFunction<ktformula::IsEnteredFunction>},
-      {CLSID_MaxFunction, u"MaxFunction", &CreateFunction<ktformula::MaxFunction>},
-      {CLSID_MinFunction, u"MinFunction", &CreateFunction<ktformula::MinFunction>},
-      {CLSID_OnErrorFunction, u"OnErrorFunction", &CreateFunction<ktformula::OnErrorFunction>},
-      {CLSID_RowTagFunction, u"RowTagFunction", &CreateFunction<ktformula::RowTagFunction>},
-      {CLSID_SelectFunction, u"SelectFunction", &CreateFunction<ktformula::SelectFunction>},
-      {CLSID_SumFunction, u"SumFunction", &CreateFunction<ktformula::SumFunction>},
-      {CLSID_TagFunction, u"TagFunction", &CreateFunction<ktformula::TagFunction>},
-  }};
+  static const std::array<ComponentClass, kComponentClassCount> classes{
+      ComponentClass{CLSID_CellValue, u"CellValue", &Create<CellValueObject>},
+      ComponentClass{CLSID_FormulaListener, u"FormulaListener", &Create<FormulaListenerObject>},
+      ComponentClass{CLSID_PropertyFormula, u"PropertyFormula", &Create<PropertyFormulaObject>},
+      ComponentClass{CLSID_DefaultFormulaFormat, u"DefaultFormulaFormat", &Create<DefaultFormat>},
+      ComponentClass{CLSID_MinDigitFormulaFormat, u"MinDigitFormulaFormat",
+                     &Create<MinDigitFormat>},
+      FunctionClass<ktformula::CountFunction>(CLSID_CountFunction),
+      FunctionClass<ktformula::IfFunction>(CLSID_IfFunction),
+      FunctionClass<ktformula::IsEnteredFunction>(CLSID_IsEnteredFunction),
+      FunctionClass<ktformula::MaxFunction>(CLSID_MaxFunction),
+      FunctionClass<ktformula::MinFunction>(CLSID_MinFunction),
+      FunctionClass<ktformula::OnErrorFunction>(CLSID_OnErrorFunction),
+      FunctionClass<ktformula::RowTagFunction>(CLSID_RowTagFunction),
+      FunctionClass<ktformula::SelectFunction>(CLSID_SelectFunction),
+      FunctionClass<ktformula::SumFunction>(CLSID_SumFunction),
+      FunctionClass<ktformula::TagFunction>(CLSID_TagFunction),
+  };
   return classes;
+}
+
+const GUID& ClassIdentifierOf(std::string_view name) noexcept {
+  for (const ComponentClass& one : ComponentClasses()) {
+    if (std::equal(one.name.begin(), one.name.end(), name.begin(), name.end())) {
+      return one.identifier;
+    }
+  }
+  return GUID_NULL;
 }
 
 }  // namespace ktcom

@@ -8,7 +8,7 @@
 #include "com/component/property_formula_object.h"
 #include "com/component/token_objects.h"
 #include "formula/evaluator.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 
 namespace ktcom {
 

@@ -1,22 +1,17 @@
 #include "com/component/function_objects.h"
 
-#include <algorithm>
-#include <array>
 #include <type_traits>
 #include <typeinfo>
 
 #include "com/base/shells.h"
 #include "com/component/arguments.h"
 #include "com/component/cell_value_object.h"
+#include "com/component/classes.h"
 #include "com/component/evaluation_stack.h"
 #include "com/component/named_values.h"
 #include "com/component/token_objects.h"
 #include "com/host/notebook_adapters.h"
-#include "functions/conditional_functions.h"
-#include "functions/count_function.h"
-#include "functions/extreme_functions.h"
-#include "functions/sum_function.h"
-#include "functions/tag_functions.h"
+#include "functions/function_base.h"
 
 namespace ktcom {
 
@@ -26,29 +21,10 @@ using ktformula::Ref;
 
 namespace {
 
-struct FunctionClassEntry {
-  const std::type_info& type;
-  const GUID& identifier;
-};
-
 // The class in the type library of a function of the component; GUID_NULL for any other.
 const GUID& ClassOf(const EngineFunction& function) noexcept {
-  static const std::array<FunctionClassEntry, 10> classes{{
-      {typeid(ktformula::CountFunction), CLSID_CountFunction},
-      {typeid(ktformula::IfFunction), CLSID_IfFunction},
-      {typeid(ktformula::IsEnteredFunction), CLSID_IsEnteredFunction},
-      {typeid(ktformula::MaxFunction), CLSID_MaxFunction},
-      {typeid(ktformula::MinFunction), CLSID_MinFunction},
-      {typeid(ktformula::OnErrorFunction), CLSID_OnErrorFunction},
-      {typeid(ktformula::RowTagFunction), CLSID_RowTagFunction},
-      {typeid(ktformula::SelectFunction), CLSID_SelectFunction},
-      {typeid(ktformula::SumFunction), CLSID_SumFunction},
-      {typeid(ktformula::TagFunction), CLSID_TagFunction},
-  }};
-  const auto found =
-      std::find_if(classes.begin(), classes.end(),
-                   [&](const FunctionClassEntry& entry) { return entry.type == typeid(function); });
-  return found != classes.end() ? found->identifier : GUID_NULL;
+  const auto* own = dynamic_cast<const ktformula::FunctionBase*>(&function);
+  return own != nullptr ? ClassIdentifierOf(own->Row().class_name) : GUID_NULL;
 }
 
 class FunctionObject final : public Object<FunctionObject, IKtFormulaFunction> {

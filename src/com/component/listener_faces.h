@@ -14,7 +14,7 @@
 #include "com/host/notebook_adapters.h"
 #include "com/host/user_locale.h"
 #include "com/host/xml_adapters.h"
-#include "formats/field_listener.h"
+#include "listener/field_listener.h"
 
 namespace ktcom {
 

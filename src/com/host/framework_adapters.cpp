@@ -10,7 +10,7 @@
 #include "com/host/listener_adapters.h"
 #include "com/host/notebook_adapters.h"
 #include "com/host/xml_adapters.h"
-#include "formats/field_listener.h"
+#include "listener/field_listener.h"
 
 namespace ktcom {
 

@@ -7,6 +7,10 @@
 
 namespace ktformula {
 
+DisplayOverflow::DisplayOverflow()
+    : RaisedError(static_cast<std::int32_t>(RuntimeError::kOverflow), u"KtFormula9",
+                  DescriptionOf(RuntimeError::kOverflow)) {}
+
 Ref<Unit> DisplayUnit(const ELNProperty& property, std::u16string_view unit_name,
                       UnitCatalogue& units) {
   if (!property.HasUnits()) return nullptr;

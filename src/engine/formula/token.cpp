@@ -1,5 +1,6 @@
 #include "formula/token.h"
 
+#include <algorithm>
 #include <array>
 
 #include "values/text.h"
@@ -15,7 +16,7 @@ struct WordRow {
   int level;
 };
 
-// The operators from the loosest to the tightest, then the words without a level.
+// All symbols and words of the language: the operators from the loosest to the tightest, then the words without a level.
 constexpr std::array<WordRow, 21> kWords{{
     {u"OR", kFormulaTokenTypeName, FormulaWord::kOr, 1},
     {u"XOR", kFormulaTokenTypeName, FormulaWord::kXor, 1},
@@ -51,6 +52,15 @@ FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text) {
     if (row.type == type && row.text == upper) return row.word;
   }
   return FormulaWord::kNone;
+}
+
+std::size_t SymbolLength(std::u16string_view text) noexcept {
+  std::size_t length = 0;
+  for (const WordRow& row : kWords) {
+    const bool begins = row.type == kFormulaTokenTypeSymbol && text.starts_with(row.text);
+    if (begins) length = std::max(length, row.text.size());
+  }
+  return length;
 }
 
 int PrecedenceLevel(FormulaWord word) noexcept {

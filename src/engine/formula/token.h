@@ -1,6 +1,7 @@
 // Tokens of the formula language.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -54,6 +55,9 @@ inline constexpr int kTightestLevel = 6;
 
 // The level of an operator, 0 for any other word.
 int PrecedenceLevel(FormulaWord word) noexcept;
+
+// How many characters the longest symbol takes that the text begins with; 0 when it begins with none.
+std::size_t SymbolLength(std::u16string_view text) noexcept;
 
 // What a name or a symbol means, in any letter case; kNone for any other text.
 FormulaWord FindWord(FormulaTokenTypeEnum type, std::u16string_view text);

@@ -1,7 +1,6 @@
 #include "formula/tokenizer.h"
 
 #include <algorithm>
-#include <array>
 
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -33,8 +32,8 @@ FormulaTokenTypeEnum StartTokenType(char16_t character) {
     case u',': return kFormulaTokenTypeComma;
     default: break;
   }
-  constexpr std::u16string_view kSymbols = u"=+-/*><&!%";
-  if (kSymbols.find(character) != std::u16string_view::npos) return kFormulaTokenTypeSymbol;
+  // Each symbol begins with one that stands alone.
+  if (SymbolLength({&character, 1}) == 1) return kFormulaTokenTypeSymbol;
   Raise(u"FormulaPListener.StartTokenType",
         u"the character \"" + std::u16string(1, character) +
             u"\" is not recognized as the first character of a formula token");
@@ -71,7 +70,7 @@ std::size_t Tokenizer::EndOf(FormulaTokenTypeEnum type, std::size_t begin) const
     case kFormulaTokenTypeString: return EndOfString(begin);
     case kFormulaTokenTypeReference: return EndOfReference(begin);
     case kFormulaTokenTypeNumber: return EndOfNumber(begin);
-    case kFormulaTokenTypeSymbol: return EndOfSymbol(begin);
+    case kFormulaTokenTypeSymbol: return begin + SymbolLength(formula_.substr(begin));
     default: return begin + 1;
   }
 }
@@ -107,15 +106,6 @@ std::size_t Tokenizer::EndOfReference(std::size_t begin) const {
 std::size_t Tokenizer::EndOfNumber(std::size_t begin) const {
   const std::size_t length = NumeralLength(formula_.substr(begin), locale_);
   return begin + std::min(length, formula_.substr(begin, length).find(u','));
-}
-
-std::size_t Tokenizer::EndOfSymbol(std::size_t begin) const {
-  static constexpr std::array<std::u16string_view, 5> kLongSymbols{u"+/-", u"!=", u"<=", u"<>",
-                                                                   u">="};
-  for (const std::u16string_view symbol : kLongSymbols) {
-    if (formula_.substr(begin).starts_with(symbol)) return begin + symbol.size();
-  }
-  return begin + 1;
 }
 
 std::u16string Tokenizer::StringText(const TokenPlace& token) const {

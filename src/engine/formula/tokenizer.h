@@ -52,7 +52,6 @@ class Tokenizer {
   std::size_t EndOfString(std::size_t begin) const;
   std::size_t EndOfReference(std::size_t begin) const;
   std::size_t EndOfNumber(std::size_t begin) const;
-  std::size_t EndOfSymbol(std::size_t begin) const;
   std::u16string StringText(const TokenPlace& token) const;
 
   std::u16string_view formula_;

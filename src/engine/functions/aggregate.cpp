@@ -123,22 +123,15 @@ class AggregateFunction::RowWalk {
   bool is_first_ = true;
 };
 
-void AggregateFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                                     CellValue& TargetCellValue) {
-  if (args == nullptr) Raise(messages_.source, messages_.no_arguments);
-  const std::size_t count = args->Count();
-  if (count < 1 || count > 3) {
-    Raise(messages_.source,
-          CountMessage(messages_.wrong_count_before, count, u") is not 1, 2 or 3"));
-  }
-  if (count > 1) {
-    ComputeRows(*args, anchor, TargetCellValue);
+void AggregateFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
+  if (args.Count() > 1) {
+    ComputeRows(args, anchor, target);
     return;
   }
-  const Ref<TableProperty> column = ColumnArgument(args->Item(0), anchor, TargetCellValue);
-  Fold(*args, *column, TargetCellValue, [&] {
-    TargetCellValue.InitializeFromELNProperty(column->Property().get());
-    ComputeColumn(*column, TargetCellValue);
+  const Ref<TableProperty> column = ColumnArgument(args.Item(0), anchor, target);
+  Fold(args, *column, target, [&] {
+    target.InitializeFromELNProperty(column->Property().get());
+    ComputeColumn(*column, target);
   });
 }
 
@@ -146,10 +139,10 @@ Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument,
                                                      NotebookObject* anchor,
                                                      CellValue& target) const {
   const ReferencePath* reference = AsReference(argument);
-  if (reference == nullptr) Raise(messages_.source, messages_.not_a_reference);
+  if (reference == nullptr) Refuse(messages_.not_a_reference);
   const Ref<NotebookObject> object = ResolveReference(target, *reference, anchor, anchor);
   if (!object || object->Kind() != NotebookObjectKind::kTableProperty) {
-    Raise(messages_.source, messages_.not_a_column);
+    Refuse(messages_.not_a_column);
   }
   return Ref<TableProperty>(static_cast<TableProperty*>(object.get()));
 }
@@ -157,17 +150,16 @@ Ref<TableProperty> AggregateFunction::ColumnArgument(const LayerItem& argument,
 void AggregateFunction::ComputeRows(const TokenLayer& args, NotebookObject* anchor,
                                     CellValue& target) const {
   const ReferencePath* reference = AsReference(args.Item(1));
-  if (reference == nullptr) Raise(messages_.source, messages_.second_not_a_reference);
+  if (reference == nullptr) Refuse(messages_.second_not_a_reference);
   const Ref<Table> table = ReferredTable(*reference, anchor, target);
-  if (!table) Raise(messages_.source, messages_.second_not_a_table);
+  if (!table) Refuse(messages_.second_not_a_table);
 
   Fold(args, *table, target, [&] { RowWalk(*this, args, *table, anchor, target).Run(); });
 }
 
-Bound AggregateFunction::Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-                              unsigned) const {
+Bound AggregateFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                                       RowRun) const {
   const std::size_t count = args.Count();
-  if (count < 1 || count > 3) return {};
   if (count == 1) return BindColumn(binder, args, anchor);
   const LayerItem expression = args.Item(0);
   std::optional<LayerItem> condition;

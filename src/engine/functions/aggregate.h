@@ -10,11 +10,8 @@
 
 namespace ktformula {
 
-// One function's wording; its messages differ in more than its name.
+// One function's wording about its arguments; the messages differ in more than the name.
 struct AggregateMessages {
-  std::u16string_view source;
-  std::u16string_view no_arguments;
-  std::u16string_view wrong_count_before;
   std::u16string_view not_a_reference;
   std::u16string_view not_a_column;
   std::u16string_view second_not_a_reference;
@@ -22,14 +19,14 @@ struct AggregateMessages {
 };
 
 class AggregateFunction : public FunctionBase {
- public:
-  // Raises kComponentError for arguments of another shape.
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) final;
-  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor, unsigned run) const final;
-
  protected:
-  explicit AggregateFunction(const AggregateMessages& messages) : messages_(messages) {}
+  AggregateFunction(const FunctionRow& row, const AggregateMessages& messages)
+      : FunctionBase(row), messages_(messages) {}
+
+  // Raises kComponentError for arguments of another shape.
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) final;
+  Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                      RowRun run) const final;
 
   // The aggregate of a column's cells, into `target`, which is initialised from the column.
   virtual void ComputeColumn(const TableProperty& column, CellValue& target) const = 0;

@@ -16,10 +16,12 @@ class IfFunction final : public FunctionBase, private LeakCounted<IfFunction> {
  public:
   static constexpr std::string_view kClassName = "IfFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
-  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-             unsigned run) const override;
+  IfFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
+  Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                      RowRun run) const override;
 };
 
 // ONERROR(first, second, ...): the first argument without an error. Never raises: when all fail the
@@ -28,10 +30,12 @@ class OnErrorFunction final : public FunctionBase, private LeakCounted<OnErrorFu
  public:
   static constexpr std::string_view kClassName = "OnErrorFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
-  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-             unsigned run) const override;
+  OnErrorFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
+
+ private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
+  Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                      RowRun run) const override;
 };
 
 // SELECT(expression, table, condition): the expression in the first row for which the condition
@@ -40,12 +44,12 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
  public:
   static constexpr std::string_view kClassName = "SelectFunction";
 
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
-  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-             unsigned run) const override;
+  SelectFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
 
  private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
+  Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                      RowRun run) const override;
   void SelectFrom(const TokenLayer& args, const Table& table, NotebookObject* anchor,
                   CellValue& target) const;
   std::optional<std::size_t> FirstRow(const TokenLayer& args, const Table& table,

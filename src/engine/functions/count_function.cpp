@@ -5,43 +5,35 @@
 
 #include "functions/row_folds.h"
 #include "functions/row_lanes.h"
-#include "values/raised_error.h"
 
 namespace ktformula {
 
 namespace {
 
-constexpr std::u16string_view kSource = u"CountFunction.IKtFormulaFunction_ComputeValue";
-
-Ref<Table> CountedTable(const LayerItem& argument, NotebookObject* anchor, CellValue& target) {
-  const ReferencePath* reference = AsReference(argument);
-  if (reference == nullptr) {
-    Raise(kSource, u"the first argument for the Count function is not a reference");
-  }
-  const Ref<NotebookObject> object = ResolveReference(target, *reference, anchor, anchor);
+// The table, or that of the column, that the argument refers to; empty for anything else.
+Ref<Table> CountedTable(const ReferencePath& reference, NotebookObject* anchor, CellValue& target) {
+  const Ref<NotebookObject> object = ResolveReference(target, reference, anchor, anchor);
   if (object && object->Kind() == NotebookObjectKind::kTable) {
     return Ref<Table>(static_cast<Table*>(object.get()));
   }
   if (object && object->Kind() == NotebookObjectKind::kTableProperty) {
     return static_cast<const TableProperty&>(*object).OwningTable();
   }
-  Raise(kSource, u"the first argument for the Count function is not a reference to a table");
+  return nullptr;
 }
 
 }  // namespace
 
-void CountFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                                 CellValue& TargetCellValue) {
-  if (args == nullptr) Raise(kSource, u"the Count function requires one argument");
-  const std::size_t arguments = args->Count();
-  if (arguments != 1 && arguments != 2) {
-    Raise(kSource, CountMessage(u"the number of arguments for Count function (", arguments,
-                                u") is not 1 or 2"));
+void CountFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
+  const ReferencePath* reference = AsReference(args.Item(0));
+  if (reference == nullptr) {
+    Refuse(u"the first argument for the Count function is not a reference");
   }
-  const Ref<Table> table = CountedTable(args->Item(0), anchor, TargetCellValue);
-  const auto set_count = [&](int count) { TargetCellValue.SetNumber(count, count); };
-  if (arguments == 1) return set_count(table->RowCount());
-  Fold(*args, *table, TargetCellValue, [&] { set_count(CountRows(*args, *table, anchor)); });
+  const Ref<Table> table = CountedTable(*reference, anchor, target);
+  if (!table) Refuse(u"the first argument for the Count function is not a reference to a table");
+  const auto set_count = [&](int count) { target.SetNumber(count, count); };
+  if (args.Count() == 1) return set_count(table->RowCount());
+  Fold(args, *table, target, [&] { set_count(CountRows(args, *table, anchor)); });
 }
 
 int CountFunction::CountRows(const TokenLayer& args, const Table& table,
@@ -64,9 +56,8 @@ int CountFunction::CountRows(const TokenLayer& args, const Table& table,
   return count;
 }
 
-Bound CountFunction::Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-                          unsigned) const {
-  if (args.Count() != 1 && args.Count() != 2) return {};
+Bound CountFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                                   RowRun) const {
   std::optional<LayerItem> condition;
   if (args.Count() == 2) condition = args.Item(1);
   return BindRowCall(binder, args, AsReference(args.Item(0)), nullptr,

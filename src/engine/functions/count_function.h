@@ -6,18 +6,18 @@
 
 namespace ktformula {
 
+// COUNT(table) or COUNT(table, condition); a column stands for its table. Raises kComponentError
+// for other arguments.
 class CountFunction final : public FunctionBase, private LeakCounted<CountFunction> {
  public:
   static constexpr std::string_view kClassName = "CountFunction";
 
-  // COUNT(table) or COUNT(table, condition); a column stands for its table. Raises kComponentError
-  // for other arguments.
-  void ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                    CellValue& TargetCellValue) override;
-  Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-             unsigned run) const override;
+  CountFunction() : FunctionBase(FunctionRowOf(kClassName)) {}
 
  private:
+  void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
+  Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                      RowRun run) const override;
   int CountRows(const TokenLayer& args, const Table& table, NotebookObject* anchor) const;
 };
 

@@ -7,9 +7,6 @@ namespace ktformula {
 namespace {
 
 constexpr AggregateMessages kMinMessages{
-    u"MinFunction.IKtFormulaFunction_ComputeValue",
-    u"the Min function requires one argument",
-    u"the number of arguments for Min function (",
     u"the argument for the Min function is not a reference",
     u"the argument for the Min function is not a reference to a table property",
     u"the second argument for the Min function is not a reference",
@@ -17,9 +14,6 @@ constexpr AggregateMessages kMinMessages{
 };
 
 constexpr AggregateMessages kMaxMessages{
-    u"MaxFunction.IKtFormulaFunction_ComputeValue",
-    u"the Max function requires one argument",
-    u"the number of arguments for Max function (",
     u"the argument for the Max function is not a reference",
     u"the argument for the Max function is not a reference to a table property",
     u"the second argument for the Max function is not a reference",
@@ -28,8 +22,8 @@ constexpr AggregateMessages kMaxMessages{
 
 }  // namespace
 
-MinFunction::MinFunction() : ExtremeFunction(kMinMessages) {}
-MaxFunction::MaxFunction() : ExtremeFunction(kMaxMessages) {}
+MinFunction::MinFunction() : ExtremeFunction(FunctionRowOf(kClassName), kMinMessages) {}
+MaxFunction::MaxFunction() : ExtremeFunction(FunctionRowOf(kClassName), kMaxMessages) {}
 
 void ExtremeFunction::ComputeColumn(const TableProperty& column, CellValue& target) const {
   Ref<TableCell> winner;

@@ -10,9 +10,6 @@ namespace ktformula {
 namespace {
 
 constexpr AggregateMessages kMessages{
-    u"SumFunction.IKtFormulaFunction_ComputeValue",
-    u"the sum function requires one argument",
-    u"the number of arguments for sum function (",
     u"the argument for the sum function is not a reference",
     u"the argument for the sum function is not a reference to a table property",
     u"the second argument for the Sum function is not a reference",
@@ -21,7 +18,7 @@ constexpr AggregateMessages kMessages{
 
 }  // namespace
 
-SumFunction::SumFunction() : AggregateFunction(kMessages) {}
+SumFunction::SumFunction() : AggregateFunction(FunctionRowOf(kClassName), kMessages) {}
 
 namespace {
 

@@ -4,16 +4,13 @@
 
 namespace ktformula {
 
-namespace {
-
-// The wording of one function. ISENTERED borrows from TAG.
+// The wording of one function about its arguments, whose source is the row's. ISENTERED borrows
+// from TAG.
 struct TagMessages {
-  std::u16string_view source;
+  // Whether the row of an aggregate is a context too.
+  bool takes_rows;
   // The source of the message about the context.
   std::u16string_view context_source;
-  std::u16string_view no_arguments;
-  std::u16string_view wrong_count_before;
-  std::u16string_view wrong_count_after;
   std::u16string_view not_a_token;
   std::u16string_view wrong_type;
   std::u16string_view wrong_context;
@@ -21,15 +18,11 @@ struct TagMessages {
   std::u16string_view wrong_object;
 };
 
-constexpr std::u16string_view kTagSource = u"TagFunction.IKtFormulaFunction_ComputeValue";
-constexpr std::u16string_view kRowTagSource = u"RowTagFunction.IKtFormulaFunction_ComputeValue";
+namespace {
 
 constexpr TagMessages kTag{
-    kTagSource,
-    kTagSource,
-    u"the tag function requires one argument",
-    u"the number of arguments for tag function (",
-    u") is not 1",
+    false,
+    u"TagFunction.IKtFormulaFunction_ComputeValue",
     u"the argument of the tag function must be a reference",
     u"the argument for the tag function is not of the correct type",
     u"the argument for the tag function can only be resolved in the context of a table cell",
@@ -39,11 +32,8 @@ constexpr TagMessages kTag{
 };
 
 constexpr TagMessages kIsEntered{
-    kTagSource,
+    true,
     u"IsEnteredFunction.IKtFormulaFunction_ComputeValue",
-    u"the IsEntered function requires one argument",
-    u"the number of arguments for IsEntered function (",
-    u") is not 1",
     u"the argument of the IsEntered function must be a reference",
     u"the argument for the tag function is not of the correct type",
     u"the argument for the IsEntered function can only be resolved in the context of a table cell "
@@ -54,11 +44,8 @@ constexpr TagMessages kIsEntered{
 };
 
 constexpr TagMessages kRowTag{
-    kRowTagSource,
-    kRowTagSource,
-    u"the row tag function requires one argument",
-    u"the number of arguments for row tag function (",
-    u") is not 1 or 2",
+    false,
+    u"RowTagFunction.IKtFormulaFunction_ComputeValue",
     u"the first argument of the row tag function must be a reference",
     u"the first argument for the row tag function is not of the correct type",
     u"the first argument for the row tag function can only be resolved in the context of a table "
@@ -70,57 +57,6 @@ constexpr TagMessages kRowTag{
 };
 
 constexpr std::u16string_view kEntered = u"entered";
-
-// The first argument: a reference or a text.
-LayerItem FirstArgument(const TokenLayer* args, std::size_t most, const TagMessages& messages) {
-  if (args == nullptr) Raise(messages.source, messages.no_arguments);
-  const std::size_t count = args->Count();
-  if (count < 1 || count > most) {
-    Raise(messages.source,
-          CountMessage(messages.wrong_count_before, count, messages.wrong_count_after));
-  }
-  const LayerItem token = args->Item(0);
-  if (token.IsLayer()) Raise(messages.source, messages.not_a_token);
-  if (token.TokenType() != kFormulaTokenTypeReference &&
-      token.TokenType() != kFormulaTokenTypeString) {
-    Raise(messages.source, messages.wrong_type);
-  }
-  return token;
-}
-
-enum class Contexts { kCellsOnly, kCellsAndRows };
-
-// The row for which the formula is computed.
-Ref<TableRow> ContextRow(NotebookObject* anchor, Contexts contexts, const TagMessages& messages) {
-  const NotebookObjectKind kind = anchor != nullptr ? anchor->Kind() : NotebookObjectKind::kOther;
-  if (kind == NotebookObjectKind::kTableCell) return static_cast<const TableCell&>(*anchor).Row();
-  if (kind == NotebookObjectKind::kTableRow && contexts == Contexts::kCellsAndRows) {
-    return Ref<TableRow>(static_cast<TableRow*>(anchor));
-  }
-  Raise(messages.context_source, messages.wrong_context);
-}
-
-// The row for which the formula is computed, in the same table as the column.
-Ref<TableRow> RowOfColumn(const TableProperty& column, NotebookObject* anchor, Contexts contexts,
-                          const TagMessages& messages) {
-  Ref<TableRow> row = ContextRow(anchor, contexts, messages);
-  if (!IsSameObject(column.OwningTable().get(), row->OwningTable().get())) {
-    Raise(messages.source, messages.other_table);
-  }
-  return row;
-}
-
-// The cell that the object denotes; empty for a column without a cell in the row.
-Ref<TableCell> DenotedCell(NotebookObject* object, NotebookObject* anchor, Contexts contexts,
-                           const TagMessages& messages) {
-  const NotebookObjectKind kind = object != nullptr ? object->Kind() : NotebookObjectKind::kOther;
-  if (kind == NotebookObjectKind::kTableCell) {
-    return Ref<TableCell>(static_cast<TableCell*>(object));
-  }
-  if (kind != NotebookObjectKind::kTableProperty) Raise(messages.source, messages.wrong_object);
-  const auto& column = static_cast<const TableProperty&>(*object);
-  return RowOfColumn(column, anchor, contexts, messages)->Cell(column);
-}
 
 // What the reference denotes; when it is not recognized `target` is an error value then.
 Ref<NotebookObject> DenotedObject(const LayerItem& reference, NotebookObject* anchor,
@@ -134,66 +70,102 @@ bool IsErrorValue(const CellValue& value) {
 
 }  // namespace
 
-Bound CellTagFunction::Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
-                            unsigned) const {
-  if (args.Count() == 0) return {};
+Bound CellNoteFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
+                                      RowRun) const {
   const ReferencePath* const reference = AsReference(args.Item(0));
   if (reference == nullptr) return {};
   return {binder.BindCell(*reference, Standpoint::At(anchor), kCellRun).reads, nullptr};
 }
 
-void TagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                               CellValue& TargetCellValue) {
-  const LayerItem argument = FirstArgument(args, 1, kTag);
+LayerItem CellNoteFunction::FirstArgument(const TokenLayer& args) const {
+  const LayerItem token = args.Item(0);
+  if (token.IsLayer()) Refuse(messages_.not_a_token);
+  if (token.TokenType() != kFormulaTokenTypeReference &&
+      token.TokenType() != kFormulaTokenTypeString) {
+    Refuse(messages_.wrong_type);
+  }
+  return token;
+}
+
+// The row for which the formula is computed.
+Ref<TableRow> CellNoteFunction::ContextRow(NotebookObject* anchor) const {
+  const NotebookObjectKind kind = anchor != nullptr ? anchor->Kind() : NotebookObjectKind::kOther;
+  if (kind == NotebookObjectKind::kTableCell) return static_cast<const TableCell&>(*anchor).Row();
+  if (kind == NotebookObjectKind::kTableRow && messages_.takes_rows) {
+    return Ref<TableRow>(static_cast<TableRow*>(anchor));
+  }
+  Raise(messages_.context_source, messages_.wrong_context);
+}
+
+Ref<TableRow> CellNoteFunction::RowOfColumn(const TableProperty& column,
+                                            NotebookObject* anchor) const {
+  Ref<TableRow> row = ContextRow(anchor);
+  if (!IsSameObject(column.OwningTable().get(), row->OwningTable().get())) {
+    Refuse(messages_.other_table);
+  }
+  return row;
+}
+
+Ref<TableCell> CellNoteFunction::DenotedCell(NotebookObject* object, NotebookObject* anchor) const {
+  const NotebookObjectKind kind = object != nullptr ? object->Kind() : NotebookObjectKind::kOther;
+  if (kind == NotebookObjectKind::kTableCell) {
+    return Ref<TableCell>(static_cast<TableCell*>(object));
+  }
+  if (kind != NotebookObjectKind::kTableProperty) Refuse(messages_.wrong_object);
+  const auto& column = static_cast<const TableProperty&>(*object);
+  return RowOfColumn(column, anchor)->Cell(column);
+}
+
+TagFunction::TagFunction() : CellNoteFunction(FunctionRowOf(kClassName), kTag) {}
+IsEnteredFunction::IsEnteredFunction() : CellNoteFunction(FunctionRowOf(kClassName), kIsEntered) {}
+RowTagFunction::RowTagFunction() : CellNoteFunction(FunctionRowOf(kClassName), kRowTag) {}
+
+void TagFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
+  const LayerItem argument = FirstArgument(args);
   if (argument.TokenType() == kFormulaTokenTypeString) {
-    TargetCellValue.SetString(argument.String());
+    target.SetString(argument.String());
     return;
   }
-  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
-  if (IsErrorValue(TargetCellValue)) return;
-  const Ref<TableCell> cell = DenotedCell(object.get(), anchor, Contexts::kCellsOnly, kTag);
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, target);
+  if (IsErrorValue(target)) return;
+  const Ref<TableCell> cell = DenotedCell(object.get(), anchor);
   if (!cell) Raise(RuntimeError::kObjectNotSet);
-  TargetCellValue.SetString(cell->Tag());
+  target.SetString(cell->Tag());
 }
 
-void IsEnteredFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                                     CellValue& TargetCellValue) {
-  const LayerItem argument = FirstArgument(args, 1, kIsEntered);
+void IsEnteredFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
+  const LayerItem argument = FirstArgument(args);
   if (argument.TokenType() == kFormulaTokenTypeString) {
-    TargetCellValue.SetBoolean(argument.String() == kEntered);
+    target.SetBoolean(argument.String() == kEntered);
     return;
   }
-  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
-  if (IsErrorValue(TargetCellValue)) return;
-  const Ref<TableCell> cell =
-      DenotedCell(object.get(), anchor, Contexts::kCellsAndRows, kIsEntered);
-  TargetCellValue.SetBoolean(cell && cell->Tag() == kEntered);
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, target);
+  if (IsErrorValue(target)) return;
+  const Ref<TableCell> cell = DenotedCell(object.get(), anchor);
+  target.SetBoolean(cell && cell->Tag() == kEntered);
 }
 
-void RowTagFunction::ComputeValue(const TokenLayer* args, NotebookObject* anchor,
-                                  CellValue& TargetCellValue) {
-  const LayerItem argument = FirstArgument(args, 2, kRowTag);
+void RowTagFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
+  const LayerItem argument = FirstArgument(args);
   // A text denotes no row.
   if (argument.TokenType() == kFormulaTokenTypeString) Raise(RuntimeError::kObjectNotSet);
-  const Ref<NotebookObject> object = DenotedObject(argument, anchor, TargetCellValue);
-  if (IsErrorValue(TargetCellValue)) return;
+  const Ref<NotebookObject> object = DenotedObject(argument, anchor, target);
+  if (IsErrorValue(target)) return;
   Ref<TableRow> row;
   if (object && object->Kind() == NotebookObjectKind::kTableProperty) {
-    row = RowOfColumn(static_cast<const TableProperty&>(*object), anchor, Contexts::kCellsOnly,
-                      kRowTag);
+    row = RowOfColumn(static_cast<const TableProperty&>(*object), anchor);
   } else {
-    row = DenotedCell(object.get(), anchor, Contexts::kCellsOnly, kRowTag)->Row();
+    row = DenotedCell(object.get(), anchor)->Row();
   }
   std::u16string name = u"ID";
-  if (args->Count() == 2) {
-    const LayerItem second = args->Item(1);
+  if (args.Count() == 2) {
+    const LayerItem second = args.Item(1);
     if (second.IsLayer() || second.TokenType() != kFormulaTokenTypeString) {
-      Raise(kRowTag.source,
-            u"the second argument for the row tag function is not of the correct type");
+      Refuse(u"the second argument for the row tag function is not of the correct type");
     }
     name = second.String();
   }
-  TargetCellValue.SetString(row->Tag(name));
+  target.SetString(row->Tag(name));
 }
 
 }  // namespace ktformula

@@ -3,12 +3,12 @@
 #include <optional>
 #include <utility>
 
-#include "formats/default_formula_format.h"
 #include "formats/display_pattern.h"
 #include "listener/configuration_xml.h"
 #include "listener/error_message_box.h"
 #include "listener/frm_formula_listener.h"
 #include "listener/pass.h"
+#include "listener/result_formats.h"
 #include "listener/result_writer.h"
 #include "values/raised_error.h"
 #include "values/text.h"

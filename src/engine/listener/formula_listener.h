@@ -8,12 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "formats/field_listener.h"
 #include "formats/formula_format.h"
 #include "formula/evaluator.h"
 #include "formula/function_registry.h"
 #include "formula/reference.h"
 #include "listener/configuration.h"
+#include "listener/field_listener.h"
 #include "listener/ikt_formula_listener.h"
 #include "values/leak_check.h"
 

@@ -6,7 +6,7 @@
 #include "formula/evaluator.h"
 #include "formula/token_tree.h"
 #include "formula/tokenizer.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
 #include "notebook/commands/function_pages.h"

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
-#include "functions/function_help.h"
+#include "functions/function_table.h"
+#include "notebook/files/utf.h"
 
 namespace ktnotebook {
 
@@ -35,27 +36,31 @@ std::string Wrap(std::string_view text, const std::string& indent) {
   return wrapped + line + "\n";
 }
 
-std::string HelpText(const ktformula::FunctionHelp& help) {
-  std::string text = std::string(help.name) + " " + std::string(help.summary) + "\n\n";
-  for (const ktformula::FunctionForm& form : help.forms) {
+std::string HelpText(const ktformula::FunctionRow& row) {
+  const auto& [summary, forms, errors, examples] = row.help;
+  const std::string name = ToUtf8(row.name);
+  std::string text = name + " " + std::string(summary) + "\n\n";
+  for (const ktformula::FunctionForm& form : forms) {
     text += "  " + std::string(form.syntax) + "\n" + Wrap(form.meaning, "      ");
   }
-  text += "\n" + Wrap(help.errors, "  ") + "\n";
-  for (const ktformula::FunctionExample& example : help.examples) {
+  text += "\n" + Wrap(errors, "  ") + "\n";
+  for (const ktformula::FunctionExample& example : examples) {
     text +=
         "  " + std::string(example.formula) + "\n      shows " + std::string(example.shows) + "\n";
   }
   return text;
 }
 
-std::string PageSection(const ktformula::FunctionHelp& help) {
-  std::string text = "## " + std::string(help.name) + "\n\n`" + std::string(help.name) + "` " +
-                     std::string(help.summary) + ".\n\n| Form | Gives |\n|---|---|\n";
-  for (const ktformula::FunctionForm& form : help.forms) {
+std::string PageSection(const ktformula::FunctionRow& row) {
+  const auto& [summary, forms, errors, examples] = row.help;
+  const std::string name = ToUtf8(row.name);
+  std::string text = "## " + name + "\n\n`" + name + "` " + std::string(summary) +
+                     ".\n\n| Form | Gives |\n|---|---|\n";
+  for (const ktformula::FunctionForm& form : forms) {
     text += "| `" + std::string(form.syntax) + "` | " + std::string(form.meaning) + " |\n";
   }
-  text += "\n" + Wrap(help.errors, "") + "\n| Example | Shows |\n|---|---|\n";
-  for (const ktformula::FunctionExample& example : help.examples) {
+  text += "\n" + Wrap(errors, "") + "\n| Example | Shows |\n|---|---|\n";
+  for (const ktformula::FunctionExample& example : examples) {
     text += "| `" + std::string(example.formula) + "` | `" + std::string(example.shows) + "` |\n";
   }
   return text;
@@ -65,10 +70,10 @@ std::string PageSection(const ktformula::FunctionHelp& help) {
 
 std::string FunctionHelpText(std::string_view name) {
   std::string text;
-  for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
-    if (!name.empty() && UpperCase(name) != help.name) continue;
+  for (const ktformula::FunctionRow& row : ktformula::NamedFunctions()) {
+    if (!name.empty() && UpperCase(name) != ToUtf8(row.name)) continue;
     if (!text.empty()) text += "\n";
-    text += HelpText(help);
+    text += HelpText(row);
   }
   return text;
 }
@@ -86,8 +91,8 @@ std::string FunctionReferencePage() {
       "the\n"
       "column X of that row, `[this:parent:X]` the column X of the row that the formula stands "
       "in.\n";
-  for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
-    page += "\n" + PageSection(help);
+  for (const ktformula::FunctionRow& row : ktformula::NamedFunctions()) {
+    page += "\n" + PageSection(row);
   }
   return page;
 }

@@ -3,10 +3,9 @@
 #include <array>
 #include <iostream>
 
-#include "formats/default_formula_format.h"
-#include "formats/min_digit_formula_format.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "notebook/files/listener_face.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/operating_system.h"

@@ -1,4 +1,4 @@
-#include "formats/min_digit_formula_format.h"
+#include "formats/display_choice.h"
 
 #include <array>
 #include <cmath>
@@ -69,11 +69,13 @@ std::u16string_view MagnitudePattern(double magnitude) noexcept {
 
 }  // namespace
 
-FormatListener::Display MinDigitFormulaFormat::ChooseDisplay(double value,
-                                                             std::u16string_view unit_name,
-                                                             const ELNProperty& property,
-                                                             std::int16_t,
-                                                             UnitCatalogue& units) const {
+Display DefaultDisplay(double value, std::u16string_view unit_name, const ELNProperty& property,
+                       std::int16_t digits, UnitCatalogue& units) {
+  return {DisplayPattern(value, digits, unit_name, property, units), std::u16string(unit_name)};
+}
+
+Display MinDigitDisplay(double value, std::u16string_view unit_name, const ELNProperty& property,
+                        std::int16_t, UnitCatalogue& units) {
   Ref<Unit> unit = DisplayUnit(property, unit_name, units);
   double shown = ShownNumber(value, unit, unit_name);
   while (unit && shown < kSmall) {

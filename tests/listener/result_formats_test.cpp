@@ -1,11 +1,10 @@
-// The default result format: patterns, display units, and its life as a field listener.
-#include "formats/default_formula_format.h"
+// The result formats: what they ask a control to show, and their life as field listeners.
+#include "listener/result_formats.h"
 
 #include <gtest/gtest.h>
 
 #include "host_fakes.h"
 
-#include "formats/display_pattern.h"
 #include "test_host/framework.h"
 #include "test_host/notebook.h"
 #include "values/describe.h"
@@ -13,67 +12,16 @@
 namespace ktformula {
 namespace {
 
-class DefaultFormulaFormatTest : public ::testing::Test {
+class ResultFormatsTest : public ::testing::Test {
  protected:
-  DefaultFormulaFormatTest() { format->Initialize(framework, nullptr, nullptr); }
-  ~DefaultFormulaFormatTest() override { format->Terminate(); }
-
-  // A property with this default unit; "" for none.
-  static Ref<TestProperty> Property(std::u16string_view unit) {
-    auto property = MakeRef<TestProperty>();
-    property->unit = MakeRef<TestUnits>()->FindUnit(unit);
-    return property;
-  }
+  ResultFormatsTest() { format->Initialize(framework, nullptr, nullptr); }
+  ~ResultFormatsTest() override { format->Terminate(); }
 
   Ref<TestFramework> framework = MakeRef<TestFramework>();
   Ref<DefaultFormulaFormat> format = MakeRef<DefaultFormulaFormat>();
 };
 
-TEST_F(DefaultFormulaFormatTest, ChoosesPatternByDigitsAndUnit) {
-  struct Row {
-    double value;
-    std::int16_t digits;
-    std::u16string_view unit;
-    std::u16string_view default_unit;
-    std::string pattern;
-  };
-  const Row rows[] = {
-      {0, 3, u"", u"", "0.00"},
-      {0, 1, u"", u"", "0."},
-      {0, 0, u"", u"", "0.0"},
-      {-0.5, 2, u"", u"", "0.00"},
-      {0.0123, 3, u"", u"", "0.0000"},
-      {0.05, 1, u"", u"", "0.00"},
-      {9.99, 3, u"", u"", "0.00"},
-      {10, 3, u"", u"", "00.0"},
-      {-123.4, 5, u"", u"", "000.00"},
-      {123.4, 2, u"", u"", "000"},
-      {12345, 3, u"", u"", "00000"},
-      {1000, 0, u"", u"", "0000"},
-      {0.1234, 3, u"%", u"", "00.0%"},
-      {0.1234, 3, u"g", u"", "0.000"},
-      // In units: the named one, else the default one.
-      {0.0123, 3, u"", u"kg", "0.0000"},
-      {0.0123, 3, u"g", u"kg", "00.0"},
-      {0.0123, 3, u"", u"mg", "00000"},
-      {0.0123, 3, u"no unit", u"g", "00.0"},
-      {0.0123, 3, u"%", u"g", "00.0"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ToUtf8(DisplayPattern(row.value, row.digits, row.unit, *Property(row.default_unit),
-                                    *framework->Units())),
-              row.pattern)
-        << row.value << " " << row.digits << " " << ToUtf8(row.unit);
-  }
-  const auto pattern_of = [&](double value, std::int16_t digits, std::u16string_view unit) {
-    return Raised(
-        [&] { DisplayPattern(value, digits, unit, *Property(u""), *framework->Units()); });
-  };
-  EXPECT_EQ(pattern_of(0.5, -1, u""), "raised 5 KtFormula9: Invalid procedure call or argument; ");
-  EXPECT_EQ(pattern_of(1e307, 3, u"%"), "raised 6 KtFormula9: Overflow; ");
-}
-
-TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
+TEST_F(ResultFormatsTest, SetsValueWithPatternAndUnit) {
   struct Row {
     double value;
     std::u16string_view format;
@@ -104,7 +52,24 @@ TEST_F(DefaultFormulaFormatTest, SetsValueWithPatternAndUnit) {
   }
 }
 
-TEST_F(DefaultFormulaFormatTest, NeedsWhatItIsInitializedWithAndAProperty) {
+// The examined units come before the cell's own, a pattern that was asked for before the format's.
+TEST_F(ResultFormatsTest, MinDigitsAreAResultFormatToo) {
+  ExaminedUnitsMap examined;
+  examined.Add(u"mass", u"g");
+  const auto few = MakeRef<MinDigitFormulaFormat>();
+  few->Initialize(framework, nullptr, nullptr);
+  const auto form = MakeRef<TestForm>("table T\n 1 X number g\n noted 1 kg|");
+  TestCell& cell = form->TableOf(u"T").CellAt(u"X", 1);
+  const auto shown = [&](double value, std::u16string_view pattern, const ExaminedUnitsMap& units) {
+    few->SetGridCellValue(*form->grid, cell, value, pattern, 3, units);
+    return form->grid->shown;
+  };
+  EXPECT_EQ(shown(5e-9, u"", {}), "5E-09 as 0.00 in µg");
+  EXPECT_EQ(shown(2, u"", examined), "2 as 0 in g");
+  EXPECT_EQ(shown(5.25e-6, u"0.#", examined), "5.25E-06 as 0.# in mg");
+}
+
+TEST_F(ResultFormatsTest, NeedsWhatItIsInitializedWithAndAProperty) {
   const auto units = MakeRef<TestUnits>();
   const auto grid = MakeRef<TestGrid>(*units);
   const std::string not_set = "raised 91 KtFormula9: Object variable not set; ";
@@ -113,7 +78,7 @@ TEST_F(DefaultFormulaFormatTest, NeedsWhatItIsInitializedWithAndAProperty) {
   EXPECT_EQ(Raised([&] { MakeRef<DefaultFormulaFormat>()->RequestSave(); }), not_set);
 }
 
-TEST_F(DefaultFormulaFormatTest, IsFieldListenerWithoutConfiguration) {
+TEST_F(ResultFormatsTest, IsFieldListenerWithoutConfiguration) {
   const auto element = ParseXml(
       u"<fieldListener name='Digits' progID='KtFormula9.DefaultFormulaFormat' position='2'>"
       u"<propertyFormula key='1'>1</propertyFormula></fieldListener>");

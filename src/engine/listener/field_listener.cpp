@@ -1,4 +1,4 @@
-#include "formats/field_listener.h"
+#include "listener/field_listener.h"
 
 #include <limits>
 #include <optional>

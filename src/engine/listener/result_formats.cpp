@@ -1,13 +1,9 @@
-#include "formats/format_listener.h"
+#include "listener/result_formats.h"
 
 #include "formats/display_pattern.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
-
-DisplayOverflow::DisplayOverflow()
-    : RaisedError(static_cast<std::int32_t>(RuntimeError::kOverflow), u"KtFormula9",
-                  DescriptionOf(RuntimeError::kOverflow)) {}
 
 void FormatListener::EditProperties() {
   Framework().ShowMessage(u"The field listener \"" + Name() + u"\" has no properties");
@@ -25,8 +21,8 @@ void FormatListener::SetGridCellValue(GridControl& GridCtl, TableCell& gc, doubl
     return;
   }
   const std::u16string* examined = ExaminedUnits.Find(gc.Key());
-  const Display display = ChooseDisplay(Value, examined != nullptr ? *examined : gc.UnitName(),
-                                        *property, ExaminedSigDig, *units);
+  const Display display = choose_display_(Value, examined != nullptr ? *examined : gc.UnitName(),
+                                          *property, ExaminedSigDig, *units);
   GridCtl.SetValue(gc, Value, format.empty() ? std::u16string_view(display.pattern) : format,
                    display.unit_name);
 }

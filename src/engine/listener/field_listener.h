@@ -1,6 +1,4 @@
 // FieldListener: what every class that the host keeps as a field listener has in common.
-//
-// It stands with the formats because they are the lower of the two rooms that need it.
 #pragma once
 
 #include <cstdint>
