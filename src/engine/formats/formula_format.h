@@ -30,6 +30,10 @@ class IKtFormulaFormat : public virtual HostObject {
   virtual void SetGridCellValue(GridControl& GridCtl, TableCell& gc, double Value,
                                 std::u16string_view format, std::int16_t ExaminedSigDig,
                                 const ExaminedUnitsMap& ExaminedUnits) = 0;
+
+  // Whether what is written follows from the arguments and the cell alone. Of a format that is not
+  // the component's own nothing is known.
+  virtual bool IsPure() const noexcept { return false; }
 };
 
 }  // namespace ktformula

@@ -15,25 +15,30 @@ class OwnFormulaDictionary final : public FormulaDictionary {
     return found != places_.end() ? found->second->formula : nullptr;
   }
   std::vector<Entry> Entries() const override { return {entries_.begin(), entries_.end()}; }
+  std::optional<std::uint64_t> Stamp() const override { return stamp_; }
   void Put(std::u16string_view key, Formula formula) override {
     Remove(key);
+    ++stamp_;
     const auto added = entries_.insert(entries_.end(), {std::u16string(key), std::move(formula)});
     places_.emplace(added->key, added);
   }
   void Remove(std::u16string_view key) override {
     const auto found = places_.find(key);
     if (found == places_.end()) return;
+    ++stamp_;
     const auto place = found->second;
     places_.erase(found);
     entries_.erase(place);
   }
   void Clear() override {
+    ++stamp_;
     places_.clear();
     // What goes may call back.
     const std::list<Entry> gone = std::exchange(entries_, {});
   }
 
  private:
+  std::uint64_t stamp_ = 0;
   std::list<Entry> entries_;
   // By the entries' own keys.
   std::unordered_map<std::u16string_view, std::list<Entry>::iterator> places_;

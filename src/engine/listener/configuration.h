@@ -1,7 +1,9 @@
 // What a formula listener is configured with: formulas of columns and named definitions.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -46,6 +48,8 @@ class FormulaDictionary {
   // Keys compare exactly. Empty when there is no formula under the key.
   virtual Formula Find(std::u16string_view key) const = 0;
   virtual std::vector<Entry> Entries() const = 0;
+  // Never again the same once an entry has come or gone; empty where that is not known.
+  virtual std::optional<std::uint64_t> Stamp() const { return std::nullopt; }
   // Adds the formula at the end, in place of whatever stands under the key.
   virtual void Put(std::u16string_view key, Formula formula) = 0;
   virtual void Remove(std::u16string_view key) = 0;
@@ -73,6 +77,7 @@ class PropertyFormulas {
     return formulas_->Find(key);
   }
   std::vector<FormulaDictionary::Entry> Entries() const { return formulas_->Entries(); }
+  std::optional<std::uint64_t> Stamp() const { return formulas_->Stamp(); }
   void Clear() { formulas_->Clear(); }
 
   // These tell whether they changed anything.

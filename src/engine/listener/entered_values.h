@@ -20,6 +20,8 @@ struct EnteredValues {
   std::int16_t ExaminedSigDig = kDefaultSignificantDigits;
   // The first unit entered for each quantity, completed by the units that go with it.
   ExaminedUnitsMap ExaminedUnits;
+
+  bool operator==(const EnteredValues&) const = default;
 };
 
 // What the entered cells of all tables of the collection say. With the host's promise they are

@@ -38,10 +38,10 @@ void Forget(PropertyFormulas& formulas) noexcept {
 // A pass that formulas see through the listener as long as this lives.
 class FormulaListener::PassUnderWay {
  public:
-  PassUnderWay(FormulaListener& listener, Ref<Table> table)
+  PassUnderWay(FormulaListener& listener, Ref<Table> table, Plans* plans = nullptr)
       : listener_(listener),
         keep_alive_(listener.KeepAlive()),
-        pass_(listener.configuration_, listener.registry_, listener, std::move(table)),
+        pass_(listener.configuration_, listener.registry_, listener, std::move(table), plans),
         outer_(std::exchange(listener.pass_, &pass_)) {}
   PassUnderWay(const PassUnderWay&) = delete;
   PassUnderWay& operator=(const PassUnderWay&) = delete;
@@ -69,6 +69,7 @@ void FormulaListener::OnInitialize() {
 }
 
 void FormulaListener::OnTerminate() {
+  plans_.Forget();
   registry_.Terminate();
   Forget(configuration_.property_formulas);
   Forget(configuration_.definitions);
@@ -114,7 +115,7 @@ void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {
   // Asked for in each pass, so that a host may build on it, and not used here.
   holder->Properties();
   const Ref<Table> table = field->AsTable();
-  PassUnderWay pass(*this, table);
+  PassUnderWay pass(*this, table, &plans_);
   if (!table) return;
   const Ref<GridControl> grid = holder->Object();
   ResultWriter writer(*owner, *framework, *format, *grid);

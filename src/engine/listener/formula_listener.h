@@ -12,6 +12,7 @@
 #include "formula/evaluator.h"
 #include "formula/function_registry.h"
 #include "formula/reference.h"
+#include "listener/column_plan.h"
 #include "listener/configuration.h"
 #include "listener/field_listener.h"
 #include "listener/ikt_formula_listener.h"
@@ -82,6 +83,7 @@ class FormulaListener final : public FieldListener,
   std::u16string ResultFormat() const override { return result_format_; }
   void SetResultFormat(std::u16string_view program_identifier) override {
     result_format_ = program_identifier;
+    plans_.Forget();
   }
   void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target) override;
 
@@ -101,6 +103,7 @@ class FormulaListener final : public FieldListener,
   std::span<const FunctionClass> function_classes_;
   FunctionRegistry registry_;
   FormulaConfiguration configuration_;
+  Plans plans_{configuration_, registry_};
   std::u16string result_format_;
   // Nothing keeps a listener from then on, not even a function that its host calls meanwhile.
   bool ending_ = false;

@@ -1,81 +1,251 @@
 #include "listener/pass.h"
 
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "formula/evaluator.h"
+#include "listener/lane_texts.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
 namespace ktformula {
 
-std::shared_ptr<const TokenTree> TreeOf(PropertyFormula& formula,
-                                        const FunctionRegistry& functions) {
-  if (formula.TokenTree == nullptr) formula.TokenTree = MakeTokenTree(formula.Formula, functions);
-  return formula.TokenTree;
+namespace {
+
+std::uint64_t NextPassNumber() {
+  thread_local std::uint64_t number = 0;
+  return ++number;
 }
 
-Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& functions,
-           NamedValues& names, Ref<Table> table)
-    : configuration_(configuration),
-      functions_(functions),
-      names_(names),
-      table_(std::move(table)),
-      definitions_([this](PropertyFormula& formula, CellValue& value) {
-        Evaluate(*TreeOf(formula, functions_), nullptr, table_.get(), value);
-      }) {}
+// A formula's tree or, without one, why the text could not be parsed.
+struct ParsedFormula {
+  std::shared_ptr<const TokenTree> tree;
+  std::u16string text;
+  std::u16string error;
 
-void Pass::Recalculate(ResultWriter& writer) {
-  const int columns = table_->ColumnCount();
-  for (int c = 1; c <= columns; ++c)
-    RecalculateColumn(*table_->Column(c), writer);
-}
-
-void Pass::Evaluate(const TokenTree& tree, ELNProperty* property, NotebookObject* object,
-                    CellValue& target) {
-  EvaluateTokenTreeLayer(target, tree.Top(), {property, object, object, &names_});
-}
-
-void Pass::RecalculateColumn(const TableProperty& column, ResultWriter& writer) {
-  const Ref<ELNProperty> property = column.Property();
-  // The host may take the entry away from within a call.
-  const std::shared_ptr<PropertyFormula> formula =
-      configuration_.property_formulas.Find(ToDecimalText(property->Key()));
-  if (formula == nullptr || formula->Formula.empty()) return;
-  const bool number_formatting = property->NumberFormatting();
-  std::optional<ParsedFormula> parsed;
-  const int cells = column.CellCount();
-  for (int r = 1; r <= cells; ++r) {
-    const Ref<TableCell> cell = column.Cell(r);
-    if (cell->StateText() == kEnteredState) continue;
-    if (!parsed || !parsed->IsUpToDate(*formula)) parsed = Parse(*formula);
-    CellValue value;
-    if (const auto error = Compute(*parsed, *property, *cell, value)) {
-      writer.WriteError(*cell, *error);
-    } else {
-      writer.Write(*cell, value, number_formatting, formula->StringFormat);
-    }
-    writer.Finish(*cell);
+  // Whether parsing would come to the same: the host may change a formula from within a call.
+  bool IsUpToDate(const PropertyFormula& formula) const {
+    return formula.TokenTree == tree && (tree != nullptr || formula.Formula == text);
   }
-}
+};
 
-Pass::ParsedFormula Pass::Parse(PropertyFormula& formula) const {
+ParsedFormula Parse(PropertyFormula& formula, const FunctionRegistry& functions) {
   try {
-    return {TreeOf(formula, functions_), {}, {}};
+    return {TreeOf(formula, functions), {}, {}};
   } catch (const RaisedError& error) {
     return {nullptr, formula.Formula, error.Description()};
   }
 }
 
-// Evaluates the formula for the cell; the description of an error that was raised.
-std::optional<std::u16string> Pass::Compute(const ParsedFormula& formula, ELNProperty& property,
-                                            TableCell& cell, CellValue& value) {
-  if (formula.tree == nullptr) return formula.error;
-  try {
-    Evaluate(*formula.tree, &property, &cell, value);
-  } catch (const RaisedError& error) {
-    return error.Description();
+}  // namespace
+
+// One column with a formula in this pass.
+class Pass::ColumnPass {
+ public:
+  ColumnPass(Pass& pass, const TableProperty& column, std::shared_ptr<PropertyFormula> formula,
+             ResultWriter& writer)
+      : pass_(pass),
+        column_(column),
+        property_(column.Property()),
+        formula_(std::move(formula)),
+        writer_(writer),
+        number_formatting_(property_->NumberFormatting()),
+        rows_(static_cast<std::size_t>(column.CellCount())),
+        plan_(pass.plans_ != nullptr ? pass.plans_->Of(column, *formula_) : nullptr) {}
+
+  void Run() {
+    if (plan_ == nullptr) return ComputeRows(0, rows_);
+    const ShownAs shown_as{number_formatting_,
+                           number_formatting_ ? writer_.PromisedEntered() : nullptr};
+    const RowsToCompute found = plan_->FindRows(shown_as);
+    if (!found.are_all && found.rows.empty()) return;
+    ColumnPlan::Use use(*plan_, shown_as);
+    lanes_ = ReadyLanes();
+    if (found.are_all) {
+      ComputeRun(0, rows_);
+    } else {
+      ComputeRuns(found.rows);
+    }
+    use.End();
   }
-  return std::nullopt;
+
+ private:
+  // The lanes, if they can compute anything now.
+  Lanes* ReadyLanes() const {
+    Lanes* const lanes = plan_->FormulaLanes();
+    if (lanes == nullptr || rows_ == 0) return nullptr;
+    const Ref<TableCell> cell = column_.Cell(1);
+    const std::uint64_t refusals = EvaluationRefusals();
+    const BoundEvaluation evaluation(&plan_->bound, pass_.number_);
+    lanes->Prepare({property_.get(), cell.get(), cell.get(), &pass_.names_});
+    return IsWritable(lanes->Kind()) && EvaluationRefusals() == refusals ? lanes : nullptr;
+  }
+
+  bool IsWritable(CellValueTypeEnum kind) const {
+    switch (kind) {
+      case kCellValueTypeNumber:
+      case kCellValueTypeString: return true;
+      case kCellValueTypeBoolean:
+      case kCellValueTypeDate: return !number_formatting_;
+      default: return false;
+    }
+  }
+
+  // Rows that stand together are computed together.
+  void ComputeRuns(const std::vector<std::size_t>& rows) {
+    for (std::size_t i = 0; i < rows.size();) {
+      std::size_t end = i + 1;
+      while (end < rows.size() && rows[end] == rows[end - 1] + 1)
+        ++end;
+      ComputeRun(rows[i], std::min(rows[end - 1] + 1, rows_));
+      i = end;
+    }
+  }
+
+  void ComputeRun(std::size_t begin, std::size_t end) {
+    while (lanes_ != nullptr && begin < end && pass_.plans_->Hold()) {
+      const std::size_t count = std::min(end - begin, kMaximumLanes);
+      {
+        const BoundEvaluation evaluation(&plan_->bound, pass_.number_);
+        lanes_->Compute(begin, count);
+      }
+      WriteLanes(begin, count);
+      begin += count;
+    }
+    ComputeRows(begin, end);
+  }
+
+  bool IsAlone(std::size_t first, std::size_t lane) const {
+    if (lanes_->Refused() != nullptr && lanes_->Refused()[lane] != 0) return true;
+    if (has_entered_ && Cells().IsEntered(first + lane)) return true;
+    return lanes_->Kind() == kCellValueTypeNumber &&
+           (number_formatting_ || !std::isfinite(lanes_->MinNumbers()[lane]));
+  }
+
+  // Runs of cells whose values are simply written, and each other cell on its own.
+  void WriteLanes(std::size_t first, std::size_t count) {
+    has_entered_ = Cells().EnteredCount() != 0;
+    if (lanes_->Kind() != kCellValueTypeNumber) texts_.Take(*lanes_, count);
+    for (std::size_t lane = 0; lane < count;) {
+      if (IsAlone(first, lane)) {
+        WriteAlone(first, lane++);
+        continue;
+      }
+      std::size_t end = lane + 1;
+      while (end < count && !IsAlone(first, end))
+        ++end;
+      WriteRun(first, lane, end - lane);
+      lane = end;
+    }
+  }
+
+  void WriteRun(std::size_t first, std::size_t lane, std::size_t count) {
+    if (lanes_->Kind() == kCellValueTypeNumber) {
+      Cells().WriteNumbers(first + lane, {lanes_->MinNumbers() + lane, count});
+    } else {
+      const bool is_value = lanes_->Kind() != kCellValueTypeString;
+      Cells().WriteTexts(first + lane, texts_.Which().subspan(lane, count), texts_.Texts(),
+                         is_value);
+    }
+  }
+
+  void WriteAlone(std::size_t first, std::size_t lane) {
+    const bool is_refused = lanes_->Refused() != nullptr && lanes_->Refused()[lane] != 0;
+    const std::size_t row = first + lane;
+    if (is_refused || !number_formatting_ || lanes_->Kind() != kCellValueTypeNumber) {
+      return ComputeRows(row, row + 1);
+    }
+    const Ref<TableCell> cell = column_.Cell(static_cast<int>(row) + 1);
+    if (cell->StateText() == kEnteredState) return;
+    value_.SetNumber(lanes_->MinNumbers()[lane], lanes_->MaxNumbers()[lane]);
+    writer_.Write(*cell, value_, number_formatting_, formula_->StringFormat);
+    writer_.Finish(*cell);
+  }
+
+  ColumnCells& Cells() const { return *plan_->Column()->Cells(); }
+
+  // One by one.
+  void ComputeRows(std::size_t begin, std::size_t end) {
+    for (std::size_t row = begin; row < end; ++row)
+      ComputeCell(*column_.Cell(static_cast<int>(row) + 1));
+  }
+
+  void ComputeCell(TableCell& cell) {
+    if (cell.StateText() == kEnteredState) return;
+    if (!parsed_ || !parsed_->IsUpToDate(*formula_)) parsed_ = Parse(*formula_, pass_.functions_);
+    CellValue value;
+    if (const auto error = Compute(cell, value)) {
+      writer_.WriteError(cell, *error);
+    } else {
+      writer_.Write(cell, value, number_formatting_, formula_->StringFormat);
+    }
+    writer_.Finish(cell);
+  }
+
+  // Evaluates the formula for the cell; the description of an error that was raised.
+  std::optional<std::u16string> Compute(TableCell& cell, CellValue& value) {
+    if (parsed_->tree == nullptr) return parsed_->error;
+    const bool is_bound = plan_ != nullptr && pass_.plans_->Hold() && plan_->IsOf(*formula_);
+    const BoundEvaluation evaluation(is_bound ? &plan_->bound : nullptr, pass_.number_);
+    try {
+      pass_.Evaluate(*parsed_->tree, property_.get(), &cell, value);
+    } catch (const RaisedError& error) {
+      return error.Description();
+    }
+    return std::nullopt;
+  }
+
+  Pass& pass_;
+  const TableProperty& column_;
+  Ref<ELNProperty> property_;
+  // The host may take the entry away from within a call.
+  std::shared_ptr<PropertyFormula> formula_;
+  ResultWriter& writer_;
+  bool number_formatting_;
+  // As many as there were at the beginning.
+  std::size_t rows_;
+  std::shared_ptr<ColumnPlan> plan_;
+  Lanes* lanes_ = nullptr;
+  bool has_entered_ = false;
+  LaneTexts texts_;
+  CellValue value_;
+  std::optional<ParsedFormula> parsed_;
+};
+
+Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& functions,
+           NamedValues& names, Ref<Table> table, Plans* plans)
+    : configuration_(configuration),
+      functions_(functions),
+      names_(names),
+      table_(std::move(table)),
+      plans_(plans),
+      number_(NextPassNumber()),
+      definitions_([this](PropertyFormula& formula, CellValue& value) {
+        const auto tree = TreeOf(formula, functions_);
+        const auto bound = plans_ != nullptr ? plans_->OfDefinition(formula) : nullptr;
+        const BoundEvaluation evaluation(bound.get(), number_);
+        Evaluate(*tree, nullptr, table_.get(), value);
+      }) {
+  if (plans_ != nullptr && table_) plans_->Renew(*table_);
+}
+
+void Pass::Recalculate(ResultWriter& writer) {
+  const int columns = table_->ColumnCount();
+  for (int c = 1; c <= columns; ++c) {
+    const Ref<TableProperty> column = table_->Column(c);
+    auto formula = configuration_.property_formulas.Find(ToDecimalText(column->Property()->Key()));
+    if (formula == nullptr || formula->Formula.empty()) continue;
+    ColumnPass(*this, *column, std::move(formula), writer).Run();
+  }
+}
+
+void Pass::Evaluate(const TokenTree& tree, ELNProperty* property, NotebookObject* object,
+                    CellValue& target) {
+  EvaluateTokenTreeLayer(target, tree.Top(), {property, object, object, &names_});
 }
 
 }  // namespace ktformula

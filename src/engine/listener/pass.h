@@ -1,15 +1,15 @@
 // One pass over a listener's table: what is evaluated within it sees the same definitions.
 #pragma once
 
+#include <cstdint>
 #include <memory>
-#include <optional>
-#include <string>
 #include <string_view>
 
 #include "formula/function_registry.h"
 #include "formula/reference.h"
 #include "formula/token_tree.h"
 #include "host/notebook_objects.h"
+#include "listener/column_plan.h"
 #include "listener/configuration.h"
 #include "listener/definition_values.h"
 #include "listener/result_writer.h"
@@ -17,21 +17,19 @@
 
 namespace ktformula {
 
-// The formula's tree, built when it is first needed. Raises what MakeTokenTree raises.
-std::shared_ptr<const TokenTree> TreeOf(PropertyFormula& formula,
-                                        const FunctionRegistry& functions);
-
 class Pass {
  public:
   // Definitions are evaluated for the table, which may be empty. The others are borrowed and may
-  // change while the pass is under way; `names` leads formulas back to this pass.
+  // change while the pass is under way; `names` leads formulas back to this pass. `plans` may be
+  // nullptr: then nothing is known but what is asked.
   Pass(const FormulaConfiguration& configuration, const FunctionRegistry& functions,
-       NamedValues& names, Ref<Table> table);
+       NamedValues& names, Ref<Table> table, Plans* plans);
   Pass(const Pass&) = delete;
   Pass& operator=(const Pass&) = delete;
 
-  // Computes each cell of each column that has a formula, but for entered ones. What a formula
-  // raises is written into its cell, what the host raises is raised.
+  // Computes each cell of each column that has a formula, but for entered ones and for those that
+  // are known to come to what they are. What a formula raises is written into its cell, what the
+  // host raises is raised.
   void Recalculate(ResultWriter& writer);
 
   // Raises what the formula raises. `object` is what the formula is evaluated for.
@@ -44,27 +42,14 @@ class Pass {
   }
 
  private:
-  // A formula's tree or, without one, why the text could not be parsed.
-  struct ParsedFormula {
-    std::shared_ptr<const TokenTree> tree;
-    std::u16string text;
-    std::u16string error;
-
-    // Whether parsing would come to the same: the host may change a formula from within a call.
-    bool IsUpToDate(const PropertyFormula& formula) const {
-      return formula.TokenTree == tree && (tree != nullptr || formula.Formula == text);
-    }
-  };
-
-  void RecalculateColumn(const TableProperty& column, ResultWriter& writer);
-  ParsedFormula Parse(PropertyFormula& formula) const;
-  std::optional<std::u16string> Compute(const ParsedFormula& formula, ELNProperty& property,
-                                        TableCell& cell, CellValue& value);
+  class ColumnPass;
 
   const FormulaConfiguration& configuration_;
   const FunctionRegistry& functions_;
   NamedValues& names_;
   Ref<Table> table_;
+  Plans* plans_;
+  std::uint64_t number_;
   DefinitionValues definitions_;
 };
 

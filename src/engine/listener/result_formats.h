@@ -18,6 +18,7 @@ class FormatListener : public FieldListener, public IKtFormulaFormat {
   void SetGridCellValue(GridControl& GridCtl, TableCell& gc, double Value,
                         std::u16string_view format, std::int16_t ExaminedSigDig,
                         const ExaminedUnitsMap& ExaminedUnits) final;
+  bool IsPure() const noexcept final { return true; }
 
  protected:
   using DisplayChoice = decltype(DefaultDisplay);

@@ -38,13 +38,22 @@ void ResultWriter::WriteFormatted(TableCell& cell, double number,
     WriteError(cell, DescriptionOf(RuntimeError::kOverflow));
     return;
   }
-  if (!entered_) entered_ = ExamineEnteredValues(owner_, *framework_.Units());
+  const EnteredValues& entered = Entered();
   try {
-    format_.SetGridCellValue(grid_, cell, number, string_format, entered_->ExaminedSigDig,
-                             entered_->ExaminedUnits);
+    format_.SetGridCellValue(grid_, cell, number, string_format, entered.ExaminedSigDig,
+                             entered.ExaminedUnits);
   } catch (const DisplayOverflow& error) {
     WriteError(cell, error.Description());
   }
+}
+
+const EnteredValues& ResultWriter::Entered() {
+  if (!entered_) entered_ = ExamineEnteredValues(owner_, *framework_.Units());
+  return *entered_;
+}
+
+const EnteredValues* ResultWriter::PromisedEntered() {
+  return format_.IsPure() && owner_.EnteredCells() != nullptr ? &Entered() : nullptr;
 }
 
 void ResultWriter::WriteText(TableCell& cell, const CellValue& value) {

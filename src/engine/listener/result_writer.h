@@ -30,9 +30,14 @@ class ResultWriter {
 
   void Finish(TableCell& cell) { grid_.FinishCell(cell); }
 
+  // What formatted numbers are shown with; nullptr when the format may show them otherwise each
+  // time, or when the host does not promise to tell whether it changes.
+  const EnteredValues* PromisedEntered();
+
  private:
   void WriteFormatted(TableCell& cell, double number, std::u16string_view string_format);
   void WriteText(TableCell& cell, const CellValue& value);
+  const EnteredValues& Entered();
 
   const OwnerCollection& owner_;
   HostFramework& framework_;

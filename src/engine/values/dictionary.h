@@ -54,6 +54,9 @@ class Dictionary {
     entries_.clear();
   }
 
+  // The same entries in the same order.
+  bool operator==(const Dictionary& other) const { return entries_ == other.entries_; }
+
   std::size_t Size() const noexcept { return entries_.size(); }
   auto begin() const noexcept { return entries_.begin(); }
   auto end() const noexcept { return entries_.end(); }
