@@ -244,12 +244,12 @@ ktformula::ColumnChanges* NotebookColumn::Changes() {
 }
 
 std::uint64_t NotebookColumn::Stamp() const {
-  table_.Control()->TellChange();
+  table_.Control()->NoteUnfinished();
   return std::max(changes_.Stamp(), table_.RowChanges().Stamp());
 }
 
 bool NotebookColumn::RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const {
-  table_.Control()->TellChange();
+  table_.Control()->NoteUnfinished();
   if (!changes_.Knows(stamp) || !table_.RowChanges().Knows(stamp)) return false;
   changes_.AppendRowsSince(stamp, rows);
   table_.RowChanges().AppendRowsSince(stamp, rows);

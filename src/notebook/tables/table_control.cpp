@@ -35,7 +35,7 @@ NotebookCell TableControl::BeginWrite(ktformula::TableCell& cell) {
   const NotebookCell& own = OwnCell(cell);
   if (current_ != own) {
     EndWrite();
-    before_ = {own.Content(), own.State(), own.Tag()};
+    before_ = SnapshotOf(own);
     current_ = own;
     own.OwningColumn().TakeState(own.RowIndex(), u"", u"");
   }
@@ -74,7 +74,7 @@ void TableControl::SetValue(ktformula::TableCell& cell, double value, std::u16st
 void TableControl::FinishCell(ktformula::TableCell& cell) {
   const NotebookCell own = OwnCell(cell);
   WriteLog& log = form_.Log();
-  if (current_ == own && IsContentChanged()) {
+  if (current_ == own && !Holds(before_.content)) {
     ++log.changed;
     if (log.keep_cells) log.cells.push_back(own);
   }
@@ -127,25 +127,32 @@ void TableControl::WriteTexts(NotebookColumn& column, std::size_t first,
             [&](std::size_t i) { return shared.Set(first + i, which[i]); });
 }
 
-bool TableControl::IsContentChanged() const {
+bool TableControl::Holds(const CellContent& content) const {
   std::u16string buffer;
-  return !IsSameContent(current_->OwningColumn().Data().Content(current_->RowIndex(), buffer),
-                        before_.content);
+  return IsSameContent(current_->OwningColumn().Data().Content(current_->RowIndex(), buffer),
+                       content);
 }
 
-void TableControl::TellChange() {
-  if (!current_) return;
-  const bool is_changed =
-      IsContentChanged() || current_->State() != before_.state || current_->Tag() != before_.tag;
-  if (!is_told_ && !is_changed) return;
+bool TableControl::IsToBeNoted() const {
+  const Snapshot& known = noted_ ? *noted_ : before_;
+  return !Holds(known.content) || current_->State() != known.state || current_->Tag() != known.tag;
+}
+
+TableControl::Snapshot TableControl::SnapshotOf(const NotebookCell& cell) {
+  return {cell.Content(), cell.State(), cell.Tag()};
+}
+
+void TableControl::NoteUnfinished() {
+  if (!current_ || !IsToBeNoted()) return;
   current_->OwningColumn().NoteChange(current_->RowIndex());
-  is_told_ = true;
+  noted_ = SnapshotOf(*current_);
 }
 
 void TableControl::EndWrite() {
-  TellChange();
+  if (!current_) return;
+  if (IsToBeNoted()) current_->OwningColumn().NoteChange(current_->RowIndex());
   current_.reset();
-  is_told_ = false;
+  noted_.reset();
 }
 
 }  // namespace ktnotebook

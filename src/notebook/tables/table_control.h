@@ -31,21 +31,25 @@ class TableControl final : public ktformula::GridControl {
   void WriteTexts(NotebookColumn& column, std::size_t first, std::span<const std::uint32_t> which,
                   std::span<const std::u16string_view> texts, bool is_value);
 
-  // Notes a change of the cell being written, which is noted otherwise when it is finished.
-  void TellChange();
+  // Notes now what changed in the cell being written; otherwise that is done at its end.
+  void NoteUnfinished();
 
  private:
-  // What a cell held, for comparison.
-  struct Before {
+  // What a cell holds, for comparison.
+  struct Snapshot {
     CellContent content;
     std::u16string state;
     std::u16string tag;
   };
+  static Snapshot SnapshotOf(const NotebookCell& cell);
 
   NotebookCell BeginWrite(ktformula::TableCell& cell);
   // Ends the writing of the current cell without a word to the log.
   void EndWrite();
-  bool IsContentChanged() const;
+  // About the current cell.
+  bool Holds(const CellContent& content) const;
+  // Whether it holds anything else than when it was noted last.
+  bool IsToBeNoted() const;
   // Calls `write` for each of the rows, which sets the content of the row's cell and tells whether
   // it was another one, and does the rest of what begins and finishes a cell.
   template <typename Write>
@@ -54,9 +58,9 @@ class TableControl final : public ktformula::GridControl {
   NotebookForm& form_;
   // The cell being written and what it held before; empty between cells.
   std::optional<NotebookCell> current_;
-  Before before_;
-  // Whether a change is noted already, so that going back would be another one.
-  bool is_told_ = false;
+  Snapshot before_;
+  // What it held when a change was noted before it was finished.
+  std::optional<Snapshot> noted_;
 };
 
 }  // namespace ktnotebook
