@@ -54,7 +54,7 @@ void FormattedTables(benchmark::State& state) {
   const Notebook notebook = FormOfTables(state.range(0));
   ktnotebook::NotebookForm& form = *notebook.forms[0];
   for (auto _ : state) {
-    form.Tables().front()->Rows()[0]->CellAt(0).Enter(u"1.50 g");
+    form.Tables().front()->Rows()[0].CellAt(0).Enter(u"1.50 g");
     ktnotebook::RecalculateForm(form, 1);
   }
   state.SetComplexityN(state.range(0));
@@ -81,9 +81,9 @@ void StoredTables(benchmark::State& state) {
   store.Add(notebook, *notebook.forms[0]);
   for (auto _ : state) {
     const Notebook loaded = store.Load(u"F");
-    std::vector<NotebookCell*> cells;
+    std::vector<NotebookCell> cells;
     for (const NotebookTable* table : loaded.forms[0]->Tables())
-      cells.push_back(&table->Rows()[0]->CellAt(0));
+      cells.push_back(table->Rows()[0].CellAt(0));
     benchmark::DoNotOptimize(ktnotebook::CellsText(cells, {}));
   }
   state.SetComplexityN(state.range(0));
@@ -102,7 +102,7 @@ class Bench {
     for (auto _ : state) {
       CellValue value;
       try {
-        listener_.EvaluateInCell(formula, table_.Rows()[0]->CellAt(0), value);
+        listener_.EvaluateInCell(formula, *table_.Rows()[0].CellAt(0).Object(), value);
       } catch (const ktformula::RaisedError& error) {
         value.SetError(error.Number(), error.Source(), error.Description());
       }

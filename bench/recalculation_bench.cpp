@@ -49,7 +49,7 @@ class Bench {
   void AddRow(std::int64_t number) {
     const std::string id = std::to_string(number);
     const std::u16string text(id.begin(), id.end());
-    ktnotebook::NotebookRow& row = *table_->AddRow(text);
+    const ktnotebook::NotebookRow row = *table_->AddRow(text);
     row.CellAt(0).Enter(text + u".25 mg");
     row.CellAt(1).Enter(u"122.12 g/mol");
   }

@@ -64,7 +64,9 @@ class HostTest : public ::testing::Test {
     table->AddRow(u"two");
   }
 
-  ktnotebook::NotebookCell& Cell() const { return table->Rows()[1]->CellAt(0); }
+  Ref<ktnotebook::CellObject> Cell(std::size_t row = 1, std::size_t column = 0) const {
+    return table->Rows()[row].CellAt(column).Object();
+  }
 
   std::int32_t last_key = 0;
   Ref<ktnotebook::NotebookFramework> framework = MakeRef<ktnotebook::NotebookFramework>();
@@ -96,18 +98,18 @@ TEST_F(HostTest, OneObjectIsOneComObject) {
 }
 
 TEST_F(HostTest, ReferencesResolveThroughComObjects) {
-  const Ref<ktformula::NotebookObject> cell = AdaptNotebookObject(ToDispatch(Cell()).Get());
+  const Ref<ktformula::NotebookObject> cell = AdaptNotebookObject(ToDispatch(*Cell()).Get());
   struct {
     std::vector<std::u16string> parts;
-    const ktformula::HostObject* expected;
-  } const rows[] = {{{u"B"}, table->Columns()[1].get()},
-                    {{u"parent"}, table->Rows()[1].get()},
-                    {{u"parent", u"parent", u"A", u"one"}, &table->Rows()[0]->CellAt(0)},
-                    {{u"Parent", u"B"}, &table->Rows()[1]->CellAt(1)},
+    Ref<ktformula::NotebookObject> expected;
+  } const rows[] = {{{u"B"}, table->Columns()[1]},
+                    {{u"parent"}, table->Rows()[1].Object()},
+                    {{u"parent", u"parent", u"A", u"one"}, Cell(0, 0)},
+                    {{u"Parent", u"B"}, Cell(1, 1)},
                     {{u"no such"}, nullptr}};
   for (const auto& [parts, expected] : rows) {
     const Ref<ktformula::NotebookObject> found = cell->ResolveRelative(parts);
-    EXPECT_TRUE(IsSame(ToDispatch(found.get()), ToDispatch(expected))) << parts.size();
+    EXPECT_TRUE(IsSame(ToDispatch(found.get()), ToDispatch(expected.get()))) << parts.size();
   }
   const Ref<ktformula::NotebookObject> holder = cell->Scope()->FindHolder(u"T");
   EXPECT_TRUE(IsSame(ToDispatch(cell->Scope()->ValueObject(*holder).get()), ToDispatch(*table)));
@@ -116,8 +118,8 @@ TEST_F(HostTest, ReferencesResolveThroughComObjects) {
 TEST_F(HostTest, ArgumentsComeBackAsTheVeryObjects) {
   const ComPtr<IDispatch> grid = ToDispatch(*table->Control());
   ForeignGridControl foreign{HostPointer<IKtGridControl>(grid.Get())};
-  foreign.SetValue(*AdaptRequired<ForeignTableCell>(ToDispatch(Cell()).Get()), 2.5, u"0.00", u"");
-  EXPECT_EQ(Cell().Text(), u"2.50");
+  foreign.SetValue(*AdaptRequired<ForeignTableCell>(ToDispatch(*Cell()).Get()), 2.5, u"0.00", u"");
+  EXPECT_EQ(Cell()->Text(), u"2.50");
   const ComPtr<IDispatch> script = ScriptObject::Make({});
   const struct {
     std::function<void()> call;
@@ -177,7 +179,7 @@ TEST_F(HostTest, ScriptsCanBeResultFormats) {
       {u"SetGridCellValue",
        [&](const auto& arguments) {
          EXPECT_TRUE(IsSame(arguments[0].Object(), ToDispatch(*table->Control())));
-         EXPECT_TRUE(IsSame(arguments[1].Object(), ToDispatch(Cell())));
+         EXPECT_TRUE(IsSame(arguments[1].Object(), ToDispatch(*Cell())));
          dictionaries.push_back(arguments[5].Object());
          calls.push_back(arguments[2].Text() + arguments[3].Text() + arguments[4].Text() +
                          ScriptingDictionary(dictionaries.back()).Item(u"mass").Text());
@@ -192,7 +194,7 @@ TEST_F(HostTest, ScriptsCanBeResultFormats) {
     ASSERT_NE(format, nullptr);
     listener->Initialize(framework, form->OwnerOf(table->OwnField()), nullptr);
     const auto write = [&] {
-      format->SetGridCellValue(*table->Control(), Cell(), 0.5, u"%", 3, units);
+      format->SetGridCellValue(*table->Control(), *Cell(), 0.5, u"%", 3, units);
     };
     write();
     write();

@@ -21,7 +21,7 @@ constexpr std::string_view kNotebook =
 
 std::string Doubled(const Notebook& notebook) {
   RecalculateForm(*notebook.forms.front(), 8);
-  return ToUtf8(notebook.forms.front()->FindTable(u"T")->Rows().front()->CellAt(1).Text());
+  return ToUtf8(notebook.forms.front()->FindTable(u"T")->Rows()[0].CellAt(1).Text());
 }
 
 // From a notebook in a database through the dialog and back into the database.

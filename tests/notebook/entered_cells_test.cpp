@@ -33,8 +33,8 @@ class EnteredCellsTest : public testing::Test {
  protected:
   NotebookForm& Form() const { return *notebook_.forms[0]; }
   NotebookTable& Table(std::u16string_view name) const { return *Form().FindTable(name); }
-  NotebookCell& Cell(std::u16string_view table, std::u16string_view column) const {
-    return Table(table).Rows()[0]->CellAt(Table(table).FindColumn(column)->Index());
+  NotebookCell Cell(std::u16string_view table, std::u16string_view column) const {
+    return Table(table).Rows()[0].CellAt(Table(table).FindColumn(column)->Index());
   }
 
   // "3 mass=g volume=ml".
@@ -78,14 +78,14 @@ TEST_F(EnteredCellsTest, EveryChangeOfAnEnteredCellIsSeen) {
       {"a text without a word about its state", [&] { Cell(u"V", u"Length").TakeTypedText(u"7"); }},
       {"another content",
        [&] {
-         Cell(u"V", u"Length").SetContent({u"7.00 K", 7, 7, u"K"});
+         Cell(u"V", u"Length").SetContent(ContentView{u"7.00 K", 7, 7, u"K"});
        }},
       {"noted only", [&] { Cell(u"T", u"Mass").SetState(u"noted", u""); }},
       {"entered again", [&] { Cell(u"T", u"Mass").SetState(u"entered", u""); }},
       {"written by the control",
        [&] {
-         Table(u"T").Control()->WriteText(Cell(u"T", u"Mass"), u"1", true);
-         Table(u"T").Control()->FinishCell(Cell(u"T", u"Mass"));
+         Table(u"T").Control()->WriteText(*Cell(u"T", u"Mass").Object(), u"1", true);
+         Table(u"T").Control()->FinishCell(*Cell(u"T", u"Mass").Object());
        }},
   };
   std::string known = Examine();

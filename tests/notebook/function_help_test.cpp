@@ -17,12 +17,12 @@ namespace {
 TEST(FunctionHelp, ExamplesShowWhatTheySay) {
   const Notebook notebook = ReadNotebookFile(KT_SOURCE_DIR "/examples/amide-coupling.xml");
   const NotebookTable& table = *notebook.forms[0]->FindTable(u"Reactants");
-  NotebookCell& cell = table.Rows()[0]->CellAt(table.FindColumn(u"Note")->Index());
+  const NotebookCell cell = table.Rows()[0].CellAt(table.FindColumn(u"Note")->Index());
   for (const ktformula::FunctionHelp& help : ktformula::AllFunctionHelp()) {
     for (const auto& [formula, shows] : help.examples) {
       ktformula::CellValue value;
       table.ListenerComputing(cell.OwningColumn())
-          ->EvaluateInCell(ktformula::Widen(formula), cell, value);
+          ->EvaluateInCell(ktformula::Widen(formula), *cell.Object(), value);
       EXPECT_EQ(ToUtf8(ValueText(value)), shows) << formula;
     }
   }

@@ -204,8 +204,8 @@ TEST(NotebookFile, DeepNestingIsRefusedEarly) {
 TEST(NotebookFile, KeepsWhatItHolds) {
   const Notebook notebook = ReadNotebook(kExample, "n.xml");
   const NotebookTable& table = *notebook.forms[0]->FindTable(u"Reactants");
-  const NotebookRow& first = *table.Rows()[0];
-  const NotebookRow& second = *table.Rows()[1];
+  const NotebookRow first = table.Rows()[0];
+  const NotebookRow second = table.Rows()[1];
   EXPECT_EQ(first.Tag(u"Lot") + u"|" + first.Tag(u"ID") + u"|" + first.Tag(u"lot"), u"B-17|A|");
   EXPECT_EQ(first.CellAt(0).Tag(), u"entered");
   EXPECT_EQ(first.CellAt(1).MinNumber(), 0.00122);
@@ -263,7 +263,7 @@ TEST(NotebookFile, AComputedNumberWithoutAUnitIsInBaseUnits) {
             "</row><fieldListener progID='KtFormula9.FormulaListener'><propertyFormula name='M'>" +
             row.formula + "</propertyFormula></fieldListener></table></form></notebook>",
         "n.xml");
-    const NotebookCell& cell = notebook.forms[0]->FindTable(u"T")->Rows()[0]->CellAt(0);
+    const NotebookCell cell = notebook.forms[0]->FindTable(u"T")->Rows()[0].CellAt(0);
     EXPECT_EQ(cell.MinNumber(), row.number) << row.formula << row.cell;
     EXPECT_EQ(cell.Content().unit, row.unit) << row.formula << row.cell;
   }
@@ -280,7 +280,7 @@ Notebook Everywhere(const std::u16string& text) {
   NotebookForm& form = *notebook.forms[0];
   NotebookTable& table = *form.FindTable(u"T");
   NotebookColumn& column = *table.AddColumn({2, text + u"c", DataType::kString, nullptr, false});
-  NotebookRow& row = *table.AddRow(text + u"r");
+  const NotebookRow row = *table.AddRow(text + u"r");
   row.AddTag(text + u"t", text);
   row.CellAt(column.Index()).TakeTypedText(text);
   auto& listener = dynamic_cast<ktformula::FormulaListener&>(*table.Listeners()[0]);
@@ -304,7 +304,7 @@ TEST(NotebookFile, AnyTextComesBackFromEveryPlace) {
     EXPECT_EQ(WriteNotebook(read.forms), file);
     const NotebookForm& form = *read.forms[0];
     const NotebookTable& table = *form.FindTable(u"T");
-    const NotebookRow& row = *table.Rows()[0];
+    const NotebookRow row = table.Rows()[0];
     const auto& listener = dynamic_cast<ktformula::FormulaListener&>(*table.Listeners()[0]);
     const auto& formulas = listener.Configuration();
     for (const std::u16string& found :
@@ -326,7 +326,7 @@ TEST(NotebookFile, TextThatXmlCanNotHoldIsRefusedWithItsPlace) {
         std::u16string(1, u'\xD800'), std::u16string(u"\xDC00\xD800")}) {
     Notebook notebook = Everywhere(u"");
     NotebookTable& table = *notebook.forms[0]->FindTable(u"T");
-    table.Rows()[0]->CellAt(1).Enter(text);
+    table.Rows()[0].CellAt(1).Enter(text);
     try {
       WriteNotebook(notebook.forms);
       ADD_FAILURE();

@@ -74,7 +74,7 @@ class NotebookStoreTest : public ::testing::Test {
   std::string Text(const std::string& table, std::u16string_view column, std::size_t row) const {
     const Notebook notebook = Load(u"G");
     const NotebookTable& found = *notebook.forms[0]->FindTable(FromStoredUtf8(table));
-    return ToUtf8(found.Rows()[row]->CellAt(found.FindColumn(column)->Index()).Text());
+    return ToUtf8(found.Rows()[row].CellAt(found.FindColumn(column)->Index()).Text());
   }
 
  private:

@@ -42,10 +42,10 @@ Notebook TwoTables(const Formulas& first, const Formulas& second) {
                       "n.xml");
 }
 
-NotebookCell& Cell(const Notebook& notebook, std::u16string_view table, std::u16string_view column,
-                   std::size_t row = 0) {
+NotebookCell Cell(const Notebook& notebook, std::u16string_view table, std::u16string_view column,
+                  std::size_t row = 0) {
   const NotebookTable& found = *notebook.forms[0]->FindTable(table);
-  return found.Rows()[row]->CellAt(found.FindColumn(column)->Index());
+  return found.Rows()[row].CellAt(found.FindColumn(column)->Index());
 }
 
 TEST(Recalculation, RunsRoundsUntilNothingChanges) {
@@ -78,7 +78,7 @@ TEST(Recalculation, RunsRoundsUntilNothingChanges) {
     NotebookForm& form = *notebook.forms[0];
     const NotebookTable* start = row.start != nullptr ? form.FindTable(u"U") : nullptr;
     for (const char16_t* table : {u"T", u"U"}) {
-      NotebookCell& cell = Cell(notebook, table, u"C");
+      const NotebookCell cell = Cell(notebook, table, u"C");
       if (!cell.OwningColumn().Parent().HasFormula(cell.OwningColumn())) cell.Enter(u"5 g");
     }
     const RecalculationResult result = RecalculateForm(form, row.maximum_rounds, start);
@@ -152,10 +152,10 @@ std::string CellsOf(const Notebook& notebook) {
 std::string FromScratch(const Notebook& notebook) {
   const Notebook fresh = ReadNotebook(WriteNotebook(notebook.forms), "n.xml");
   for (const NotebookTable* table : fresh.forms[0]->Tables()) {
-    for (const Ref<NotebookRow>& row : table->Rows()) {
+    for (const NotebookRow row : table->Rows()) {
       for (const Ref<NotebookColumn>& column : table->Columns()) {
-        NotebookCell& cell = row->CellAt(column->Index());
-        if (table->HasFormula(*column) && cell.State().empty()) cell.SetContent({});
+        const NotebookCell cell = row.CellAt(column->Index());
+        if (table->HasFormula(*column) && cell.State().empty()) cell.SetContent(ContentView{});
       }
     }
   }
@@ -186,11 +186,11 @@ TEST(Recalculation, EditsLeaveWhatACalculationFromScratchGives) {
       NotebookForm& form = *notebook.forms[0];
       form.Log().keep_cells = true;
       const NotebookTable& table = *form.Tables()[random() % 2];
-      NotebookCell& cell = table.Rows()[random() % 3]->CellAt(random() % 4);
+      const NotebookCell cell = table.Rows()[random() % 3].CellAt(random() % 4);
       cell.Enter(pick(texts));
       ASSERT_TRUE(RecalculateForm(form, 8, &table).settled) << "seed " << seed;
       store.SaveCells(form.Log().cells);
-      store.SaveCells(std::array{&cell});
+      store.SaveCells(std::array{cell});
     }
     const Notebook stored = store.Load(u"F");
     const std::string cells = CellsOf(stored);

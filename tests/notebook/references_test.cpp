@@ -39,14 +39,14 @@ class ReferencesTest : public ::testing::Test {
   NotebookTable& Table(std::u16string_view name) { return *notebook_.forms[0]->FindTable(name); }
 
   // "cell", "row" and "column" are those of Mass in the first row of Reactants.
-  ktformula::NotebookObject* Anchor(std::string_view name) {
+  Ref<ktformula::NotebookObject> Anchor(std::string_view name) {
     NotebookTable& table = Table(u"Reactants");
-    if (name == "cell") return &table.Rows()[0]->CellAt(1);
-    if (name == "cell of C") return &table.Rows()[2]->CellAt(1);
-    if (name == "far cell") return &Table(u"Products").Rows()[0]->CellAt(0);
-    if (name == "row") return table.Rows()[0].get();
-    if (name == "far row") return Table(u"Products").Rows()[0].get();
-    if (name == "table") return &table;
+    if (name == "cell") return table.Rows()[0].CellAt(1).Object();
+    if (name == "cell of C") return table.Rows()[2].CellAt(1).Object();
+    if (name == "far cell") return Table(u"Products").Rows()[0].CellAt(0).Object();
+    if (name == "row") return table.Rows()[0].Object();
+    if (name == "far row") return Table(u"Products").Rows()[0].Object();
+    if (name == "table") return Ref<ktformula::NotebookObject>(&table);
     return nullptr;
   }
 
@@ -54,8 +54,8 @@ class ReferencesTest : public ::testing::Test {
   std::string Value(std::string_view anchor, std::u16string_view reference) {
     ktformula::CellValue value;
     try {
-      ReferenceValue(value, ktformula::ReferencePath(reference), Anchor(anchor), Anchor("far cell"),
-                     nullptr);
+      ReferenceValue(value, ktformula::ReferencePath(reference), Anchor(anchor).get(),
+                     Anchor("far cell").get(), nullptr);
     } catch (const ktformula::RaisedError& error) {
       return "! " + ToUtf8(error.Description());
     }
@@ -162,16 +162,16 @@ TEST_F(ReferencesTest, TypingSetsNumbersUnitStateAndTag) {
       {3, u"", u"", 0, 0, u"", u"", u""},
   };
   for (const auto& row : cases) {
-    NotebookCell& cell = Table(u"Reactants").Rows()[1]->CellAt(row.column);
+    const NotebookCell cell = Table(u"Reactants").Rows()[1].CellAt(row.column);
     cell.Enter(row.typed);
     const CellContent expected{std::u16string(row.text), row.min, row.max,
                                std::u16string(row.unit)};
-    const CellContent& found = cell.Content();
-    EXPECT_TRUE(found.IsSameAs(expected))
+    const CellContent found = cell.Content();
+    EXPECT_TRUE(IsSameContent(found, expected))
         << ToUtf8(row.text) << ": " << found.min << " " << found.max << ToUtf8(found.unit);
-    EXPECT_EQ(cell.StateText(), row.state) << ToUtf8(row.text);
+    EXPECT_EQ(cell.State(), row.state) << ToUtf8(row.text);
     EXPECT_EQ(cell.Tag(), row.text.empty() ? u"" : u"entered") << ToUtf8(row.text);
-    EXPECT_EQ(cell.UnitName(), row.unit_name) << ToUtf8(row.text);
+    EXPECT_EQ(cell.Object()->UnitName(), row.unit_name) << ToUtf8(row.text);
   }
 }
 
@@ -185,7 +185,7 @@ TEST_F(ReferencesTest, DatesAndBooleansTakeWhatReadsAsOne) {
       {3, u"\tyes ", true},        {3, u" \t ", true}, {3, u"maybe", false},
   };
   for (const auto& row : cases) {
-    const NotebookCell& cell = Table(u"Reactants").Rows()[0]->CellAt(row.column);
+    const NotebookCell cell = Table(u"Reactants").Rows()[0].CellAt(row.column);
     EXPECT_EQ(cell.Accepts(row.typed), row.is_accepted) << ToUtf8(row.typed);
   }
 }

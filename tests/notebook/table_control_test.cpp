@@ -19,7 +19,7 @@ Notebook OneCell() {
 }
 
 TEST(TableControl, WritesEndStateAndTag) {
-  using Write = void (*)(TableControl&, NotebookCell&);
+  using Write = void (*)(TableControl&, CellObject&);
   const std::pair<Write, std::string> writes[] = {
       {[](auto& control, auto& cell) { control.WriteText(cell, u"7", true); }, "7"},
       {[](auto& control, auto& cell) { control.WriteText(cell, u"n.d.", false); }, "n.d."},
@@ -29,12 +29,12 @@ TEST(TableControl, WritesEndStateAndTag) {
   for (const auto& [write, text] : writes) {
     const Notebook notebook = OneCell();
     const NotebookTable& table = *notebook.forms[0]->Tables()[0];
-    NotebookCell& cell = table.Rows()[0]->CellAt(0);
-    EXPECT_EQ(ToUtf8(cell.StateText() + u" " + cell.Tag()), "entered weighed");
-    write(*table.Control(), cell);
-    EXPECT_EQ(ToUtf8(cell.StateText() + u" " + cell.Tag()), " ") << text;
+    const NotebookCell cell = table.Rows()[0].CellAt(0);
+    EXPECT_EQ(ToUtf8(cell.State() + u" " + cell.Tag()), "entered weighed");
+    write(*table.Control(), *cell.Object());
+    EXPECT_EQ(ToUtf8(cell.State() + u" " + cell.Tag()), " ") << text;
     EXPECT_EQ(ToUtf8(cell.Text()), text);
-    table.Control()->FinishCell(cell);
+    table.Control()->FinishCell(*cell.Object());
     EXPECT_EQ(notebook.forms[0]->Log().changed, 1U) << text;
   }
 }

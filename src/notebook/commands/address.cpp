@@ -50,16 +50,16 @@ std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& for
   return found;
 }
 
-NotebookCell& FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address) {
-  std::vector<NotebookCell*> found;
+NotebookCell FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address) {
+  std::vector<NotebookCell> found;
   ForEachTable(forms, address, [&](const NotebookTable& table, std::u16string_view rest) {
     for (const Ref<NotebookColumn>& column : table.Columns()) {
       const auto row_id = Behind(rest, column->Definition().name, u':');
-      const NotebookRow* row = row_id ? table.FindRow(*row_id) : nullptr;
-      if (row != nullptr) found.push_back(&row->CellAt(column->Index()));
+      const auto row = row_id ? table.FindRow(*row_id) : std::nullopt;
+      if (row) found.push_back(row->CellAt(column->Index()));
     }
   });
-  return *Only(found, address, "FORM/TABLE:COLUMN:ROW");
+  return Only(found, address, "FORM/TABLE:COLUMN:ROW");
 }
 
 NotebookColumn& FindColumn(const std::vector<Ref<NotebookForm>>& forms,

@@ -16,7 +16,7 @@ namespace ktnotebook {
 std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& form_names,
                                           std::u16string_view address);
 
-NotebookCell& FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
+NotebookCell FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
 NotebookColumn& FindColumn(const std::vector<Ref<NotebookForm>>& forms,
                            std::u16string_view address);
 

@@ -53,9 +53,9 @@ class FormulaEvaluation {
   explicit FormulaEvaluation(const EvaluateOptions& options) {
     if (options.file.empty()) return;
     notebook_ = ReadNotebookFile(options.file);
-    cell_ = &FindCell(notebook_.forms, ArgumentText(options.cell));
+    cell_ = FindCell(notebook_.forms, ArgumentText(options.cell)).Object();
     // Its definitions are what the formula may use.
-    const NotebookColumn& column = cell_->OwningColumn();
+    const NotebookColumn& column = cell_->Cell().OwningColumn();
     listener_ = &notebook_.framework->FormulaListenerOf(
         column.Parent(), [&column](const IKtFormulaListener& candidate) {
           return candidate.FormulaOf(column.Definition().key).has_value();
@@ -63,7 +63,7 @@ class FormulaEvaluation {
   }
 
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
-    if (cell_ != nullptr) {
+    if (cell_) {
       listener_->EvaluateInCell(formula, *cell_, value);
     } else {
       language_.Evaluate(formula, value);
@@ -73,8 +73,8 @@ class FormulaEvaluation {
  private:
   BareLanguage language_;
   Notebook notebook_;
-  // Both belong to the notebook; nullptr without one.
-  NotebookCell* cell_ = nullptr;
+  // Empty without a notebook, to which the listener belongs.
+  Ref<CellObject> cell_;
   IKtFormulaListener* listener_ = nullptr;
 };
 

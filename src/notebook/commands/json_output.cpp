@@ -75,7 +75,7 @@ std::string RangeJson(std::string_view kind, double min, double max) {
 }
 
 std::string CellJson(const NotebookCell& cell) {
-  const CellContent& content = cell.Content();
+  const CellContent content = cell.Content();
   return "{\"text\":" + Quoted(content.text) + ",\"state\":" + Quoted(cell.State()) +
          ",\"min\":" + NumberJson(content.min) + ",\"max\":" + NumberJson(content.max) +
          ",\"unit\":" + Quoted(content.unit) + "}";
@@ -99,9 +99,9 @@ void WriteTable(const NotebookTable& table, std::ostream& out) {
   }
   out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << Dump(columns) << ",\"rows\":[";
   const char* separator = "";
-  for (const Ref<NotebookRow>& row : table.Rows()) {
+  for (const NotebookRow row : table.Rows()) {
     out << separator;
-    WriteRow(*row, out);
+    WriteRow(row, out);
     separator = ",";
   }
   out << "]}";

@@ -78,9 +78,10 @@ Notebook ReadInput(const RecalculateOptions& options) {
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
   for (const NotebookTable* table : form.Tables()) {
-    for (const Ref<NotebookRow>& row : table->Rows()) {
-      for (const Ref<NotebookColumn>& column : table->Columns()) {
-        if (ShowsError(row->CellAt(column->Index()))) ++count;
+    for (const Ref<NotebookColumn>& column : table->Columns()) {
+      std::u16string buffer;
+      for (std::size_t row = 0; row < column->Data().Count(); ++row) {
+        if (ShowsError(column->Data().Text(row, buffer))) ++count;
       }
     }
   }
@@ -141,10 +142,10 @@ class FormChange {
   }
 
   // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
-  void Finish(const NotebookTable& table, const std::vector<NotebookCell*>& set) {
+  void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set) {
     NotebookForm& form = table.Parent();
     RecalculateAndReport(form, kDefaultMaximumRounds, console_, &table);
-    std::vector<NotebookCell*>& changed = form.Log().cells;
+    std::vector<NotebookCell>& changed = form.Log().cells;
     changed.insert(changed.end(), set.begin(), set.end());
     std::sort(changed.begin(), changed.end());
     changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
@@ -177,13 +178,13 @@ void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, Console& 
 }
 
 // Empties the cells that a formula computed which is no more; gives those that held something.
-std::vector<NotebookCell*> EmptyComputedCells(const NotebookColumn& column) {
-  std::vector<NotebookCell*> emptied;
-  for (const Ref<NotebookRow>& row : column.Parent().Rows()) {
-    NotebookCell& cell = row->CellAt(column.Index());
-    if (!cell.State().empty() || cell.Content().text.empty()) continue;
+std::vector<NotebookCell> EmptyComputedCells(const NotebookColumn& column) {
+  std::vector<NotebookCell> emptied;
+  for (const NotebookRow row : column.Parent().Rows()) {
+    const NotebookCell cell = row.CellAt(column.Index());
+    if (!cell.State().empty() || cell.Text().empty()) continue;
     cell.Enter(u"");
-    emptied.push_back(&cell);
+    emptied.push_back(cell);
   }
   return emptied;
 }
@@ -268,14 +269,14 @@ int Show(const StoreOptions& options, Console& console) {
 
 int SetCell(const StoreOptions& options, Console& console) {
   FormChange change(options, console, TransactionKind::kWriting);
-  NotebookCell& cell = FindCell(change.Forms(), ArgumentText(options.target));
+  const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
   if (!cell.Accepts(text)) {
     throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
                         " for " + Quoted(cell.Definition().name));
   }
   cell.Enter(text);
-  change.Finish(cell.OwningRow().Parent(), {&cell});
+  change.Finish(cell.OwningRow().Parent(), {cell});
   return kExitDone;
 }
 
@@ -300,7 +301,7 @@ int EditFormula(const StoreOptions& options, Console& console) {
                               options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
   change.Finish(column.Parent(),
-                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell*>());
+                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell>());
   return kExitDone;
 }
 

@@ -54,8 +54,8 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
 std::vector<TableText> RowTexts(const NotebookRow& row) {
   std::vector<TableText> texts{{row.ID(), false}};
   for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-    const NotebookCell& cell = row.CellAt(column->Index());
-    texts.push_back({ShownText(cell), ShowsError(cell)});
+    const NotebookCell cell = row.CellAt(column->Index());
+    texts.push_back({ShownText(cell), ShowsError(cell.Text())});
   }
   return texts;
 }
@@ -69,7 +69,7 @@ std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
   }
   TextTable layout(columns, style);
   layout.AddRows(table.Rows().size(),
-                 [&table](std::size_t i) { return RowTexts(*table.Rows()[i]); });
+                 [&table](std::size_t i) { return RowTexts(table.Rows()[i]); });
   return layout.Render();
 }
 
@@ -87,7 +87,7 @@ std::string Heading(std::u16string_view text, char rule, const TableStyle& style
 // The unit that the number of the cell is written in when its text names none; "" when the text
 // names one or is no number.
 std::u16string UnwrittenUnit(const NotebookCell& cell) {
-  const CellContent& content = cell.Content();
+  const CellContent content = cell.Content();
   const NotebookUnit* unit = cell.Definition().unit;
   const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
                        !content.text.ends_with(u'%') && !std::isnan(content.min);
@@ -102,7 +102,7 @@ std::u16string UnwrittenUnit(const NotebookCell& cell) {
 using CellPlace = std::tuple<int, int, std::size_t>;
 
 CellPlace PlaceOf(const NotebookCell& cell) {
-  const NotebookRow& row = cell.OwningRow();
+  const NotebookRow row = cell.OwningRow();
   return {row.Parent().OwnField().Position(), row.Position(), cell.OwningColumn().Index()};
 }
 
@@ -144,13 +144,13 @@ std::string TreeText(const ktformula::TokenLayer& layer) {
   return ToUtf8(Printable(text)) + "\n";
 }
 
-bool ShowsError(const NotebookCell& cell) {
-  return cell.Content().text.starts_with(kErrorPrefix);
+bool ShowsError(std::u16string_view text) {
+  return text.starts_with(kErrorPrefix);
 }
 
 std::u16string ShownText(const NotebookCell& cell) {
   const std::u16string unit = UnwrittenUnit(cell);
-  return unit.empty() ? cell.Content().text : cell.Content().text + u" " + unit;
+  return unit.empty() ? cell.Text() : cell.Text() + u" " + unit;
 }
 
 std::string FormText(const NotebookForm& form, const TableStyle& style) {
@@ -175,16 +175,16 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style) {
-  std::vector<std::pair<CellPlace, const NotebookCell*>> ordered;
+std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
+  std::vector<std::pair<CellPlace, NotebookCell>> ordered;
   ordered.reserve(cells.size());
-  for (const NotebookCell* cell : cells)
-    ordered.emplace_back(PlaceOf(*cell), cell);
+  for (const NotebookCell& cell : cells)
+    ordered.emplace_back(PlaceOf(cell), cell);
   std::sort(ordered.begin(), ordered.end());
   TextTable layout({{u"cell"}, {u"shows"}}, style);
   layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
-    const NotebookCell& cell = *ordered[i].second;
-    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell)}};
+    const NotebookCell& cell = ordered[i].second;
+    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell.Text())}};
   });
   return layout.Render();
 }

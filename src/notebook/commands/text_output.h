@@ -21,7 +21,7 @@ std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens, const
 std::string TreeText(const ktformula::TokenLayer& layer);
 
 // Whether the cell shows an error.
-bool ShowsError(const NotebookCell& cell);
+bool ShowsError(std::u16string_view text);
 
 // What tables show for the cell: its text, and the unit of a number that is written without one:
 // the column's where it was typed, the base unit where it was computed.
@@ -34,6 +34,6 @@ std::string FormText(const NotebookForm& form, const TableStyle& style);
 std::u16string AddressOf(const NotebookCell& cell);
 
 // The cells with their addresses, in the order in which the form has them.
-std::string CellsText(const std::vector<NotebookCell*>& cells, const TableStyle& style);
+std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style);
 
 }  // namespace ktnotebook

@@ -209,11 +209,12 @@ class CsvReader {
   }
 
   void AddRows() {
-    for (std::size_t i = 1; i < records_.size(); ++i) {
-      NotebookRow* row = table_->AddRow(ktformula::ToDecimalText(static_cast<std::int64_t>(i)));
-      for (std::size_t column = 0; column < records_[i].size(); ++column) {
-        row->CellAt(column).Enter(records_[i][column]);
-      }
+    table_->AddNumberedRows(records_.size() - 1);
+    for (std::size_t i = 0; i < records_.front().size(); ++i) {
+      NotebookColumn& column = *table_->Columns()[i];
+      const TypedMark mark = column.TypedState();
+      for (std::size_t row = 0; row + 1 < records_.size(); ++row)
+        column.Enter(row, records_[row + 1][i], mark);
     }
   }
 
@@ -243,10 +244,11 @@ std::u16string HeaderOf(const PropertyDefinition& definition) {
 }
 
 // The column's header says the unit of computed numbers already.
-std::u16string_view TextOf(const NotebookCell& cell) {
-  std::u16string_view text = cell.Content().text;
-  const NotebookUnit* unit = cell.Definition().unit;
-  const bool is_computed_number = cell.State().empty() && !std::isnan(cell.Content().min);
+std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u16string& buffer) {
+  const ColumnData& data = column.Data();
+  std::u16string_view text = data.Text(row, buffer);
+  const NotebookUnit* unit = column.Definition().unit;
+  const bool is_computed_number = data.State(row).empty() && !std::isnan(data.MinNumbers()[row]);
   if (is_computed_number && unit != nullptr && text.ends_with(u" " + unit->UnitText())) {
     text.remove_suffix(unit->UnitText().size() + 1);
   }
@@ -279,10 +281,10 @@ std::string WriteCsv(const NotebookTable& table) {
   std::string csv;
   AppendRecord(csv, table,
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
-  for (const Ref<NotebookRow>& row : table.Rows()) {
-    AppendRecord(csv, table, [&row](const NotebookColumn& column) {
-      return std::u16string(TextOf(row->CellAt(column.Index())));
-    });
+  std::u16string buffer;
+  for (const NotebookRow row : table.Rows()) {
+    AppendRecord(csv, table,
+                 [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
   }
   return csv;
 }

@@ -220,8 +220,8 @@ class NotebookReader {
 
   void ReadRow(const pugi::xml_node& node, NotebookTable& table) {
     const std::u16string id = Required(node, "id");
-    NotebookRow* const row = table.AddRow(id);
-    if (row == nullptr) RefuseRepeated(node, "row id", id);
+    const std::optional<NotebookRow> row = table.AddRow(id);
+    if (!row) RefuseRepeated(node, "row id", id);
     for (const pugi::xml_node child : node.children("tag")) {
       const std::u16string name = Required(child, "name");
       if (!row->AddTag(name, Text(child))) RefuseRepeated(child, "tag name", name);
@@ -231,7 +231,7 @@ class NotebookReader {
       ReadCell(child, *row, seen);
   }
 
-  void ReadCell(const pugi::xml_node& node, NotebookRow& row,
+  void ReadCell(const pugi::xml_node& node, const NotebookRow& row,
                 std::set<const NotebookColumn*>& seen) const {
     const std::u16string name = Required(node, "property");
     const NotebookColumn* const column = row.Parent().FindColumn(name);
@@ -239,7 +239,7 @@ class NotebookReader {
       Refuse(node, "the table has no property " + Quoted(ToUtf8(name)));
     }
     if (!seen.insert(column).second) RefuseRepeated(node, "cell", name);
-    NotebookCell& cell = row.CellAt(column->Index());
+    const NotebookCell cell = row.CellAt(column->Index());
     cell.TakeTypedText(Text(node));
     const std::u16string state = Optional(node, "state");
     const pugi::xml_attribute tag = node.attribute("tag");
@@ -306,8 +306,8 @@ class NotebookReader {
   static void RestoreComputedNumbers(const NotebookTable& table) {
     for (const Ref<NotebookColumn>& column : table.Columns()) {
       if (column->Definition().number_formatting || !table.HasFormula(*column)) continue;
-      for (const Ref<NotebookRow>& row : table.Rows()) {
-        NotebookCell& cell = row->CellAt(column->Index());
+      for (const NotebookRow row : table.Rows()) {
+        const NotebookCell cell = row.CellAt(column->Index());
         if (cell.State().empty()) cell.TakeWrittenText(cell.Text(), true);
       }
     }

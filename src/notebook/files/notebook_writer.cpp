@@ -67,8 +67,8 @@ class NotebookWriter {
         WriteProperty(node.append_child("property"), column->Definition());
       }
     });
-    for (const Ref<NotebookRow>& row : table.Rows()) {
-      WriteRow(node.append_child("row"), *row, place);
+    for (const NotebookRow row : table.Rows()) {
+      WriteRow(node.append_child("row"), row, place);
     }
     At(place, [&] {
       for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
@@ -96,8 +96,8 @@ class NotebookWriter {
       }
     });
     for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-      const NotebookCell& cell = row.CellAt(column->Index());
-      if (cell.Content().text.empty() && cell.State().empty() && cell.Tag().empty()) continue;
+      const NotebookCell cell = row.CellAt(column->Index());
+      if (cell.Text().empty() && cell.State().empty() && cell.Tag().empty()) continue;
       At(place + u", column \"" + column->Definition().name + u"\"",
          [&] { WriteCell(node.append_child("cell"), cell); });
     }
@@ -107,7 +107,7 @@ class NotebookWriter {
     Attribute(node, "property", cell.Definition().name);
     if (!cell.State().empty()) Attribute(node, "state", cell.State());
     if (cell.Tag() != DefaultTag(cell.State())) Attribute(node, "tag", cell.Tag());
-    NotebookXmlDocument::AppendText(node, cell.Content().text);
+    NotebookXmlDocument::AppendText(node, cell.Text());
   }
 
   void WriteListener(pugi::xml_node table, ktformula::IKtFieldListener& listener) {

@@ -86,12 +86,12 @@ double ToNumber(const DbValue& value) {
 }
 
 // The row of a table as the database counts it, from 1.
-NotebookRow& RowAt(const NotebookTable& table, std::int64_t position) {
+NotebookRow RowAt(const NotebookTable& table, std::int64_t position) {
   if (position < 1 || position > table.RowCount()) {
     throw NotebookError("the database is damaged: there is no row " + std::to_string(position) +
                         " in the table \"" + ToUtf8(table.Name()) + "\"");
   }
-  return *table.Rows()[static_cast<std::size_t>(position) - 1];
+  return table.Rows()[static_cast<std::size_t>(position) - 1];
 }
 
 // Runs a listener's call; what it raises ends the work.
@@ -115,7 +115,7 @@ std::u16string ContentOf(const NotebookField& field) {
 }
 
 bool IsWorthStoring(const NotebookCell& cell) {
-  return !cell.Content().text.empty() || !cell.State().empty() || !cell.Tag().empty();
+  return !cell.Text().empty() || !cell.State().empty() || !cell.Tag().empty();
 }
 
 }  // namespace
@@ -193,21 +193,21 @@ void NotebookStore::AddTable(Notebook& notebook, const NotebookField& field) con
          Text(definition.unit != nullptr ? definition.unit->UnitText() : u""),
          Integer(definition.number_formatting ? 1 : 0)});
   }
-  std::vector<NotebookCell*> cells;
-  for (const Ref<NotebookRow>& row : table.Rows()) {
-    const DbValue row_position = Integer(row->Position());
+  std::vector<NotebookCell> cells;
+  for (const NotebookRow row : table.Rows()) {
+    const DbValue row_position = Integer(row.Position());
     database_->Run("INSERT INTO notebook_rows(field_key, position, row_id) VALUES($1, $2, $3)",
-                   {key, row_position, Text(row->ID())});
+                   {key, row_position, Text(row.ID())});
     std::int64_t tag_position = 0;
-    for (const auto& [name, value] : row->Tags()) {
+    for (const auto& [name, value] : row.Tags()) {
       database_->Run(
           "INSERT INTO notebook_tags(field_key, row_position, position, name, value) "
           "VALUES($1, $2, $3, $4, $5)",
           {key, row_position, Integer(++tag_position), Text(name), Text(value)});
     }
     for (const Ref<NotebookColumn>& column : table.Columns()) {
-      NotebookCell& cell = row->CellAt(column->Index());
-      if (IsWorthStoring(cell)) cells.push_back(&cell);
+      const NotebookCell cell = row.CellAt(column->Index());
+      if (IsWorthStoring(cell)) cells.push_back(cell);
     }
   }
   SaveCells(cells);
@@ -215,19 +215,19 @@ void NotebookStore::AddTable(Notebook& notebook, const NotebookField& field) con
     SaveListener(notebook, table, *listener);
 }
 
-void NotebookStore::SaveCells(std::span<NotebookCell* const> cells) const {
-  for (const NotebookCell* cell : cells) {
-    const NotebookTable& table = cell->OwningRow().Parent();
-    const CellContent& content = cell->Content();
+void NotebookStore::SaveCells(std::span<const NotebookCell> cells) const {
+  for (const NotebookCell& cell : cells) {
+    const NotebookTable& table = cell.OwningRow().Parent();
+    const CellContent content = cell.Content();
     database_->Run(
         "INSERT INTO notebook_cells(field_key, row_position, property_key, text, min_number, "
         "max_number, unit, state, tag) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9) "
         "ON CONFLICT(field_key, row_position, property_key) DO UPDATE SET text = excluded.text, "
         "min_number = excluded.min_number, max_number = excluded.max_number, "
         "unit = excluded.unit, state = excluded.state, tag = excluded.tag",
-        {Integer(table.OwnField().Key()), Integer(cell->OwningRow().Position()),
-         Integer(cell->Definition().key), Text(content.text), Number(content.min),
-         Number(content.max), Text(content.unit), Text(cell->State()), Text(cell->Tag())});
+        {Integer(table.OwnField().Key()), Integer(cell.OwningRow().Position()),
+         Integer(cell.Definition().key), Text(content.text), Number(content.min),
+         Number(content.max), Text(content.unit), Text(cell.State()), Text(cell.Tag())});
   }
 }
 
@@ -356,8 +356,9 @@ void NotebookStore::LoadCells(NotebookTable& table, std::int64_t field_key) cons
       throw NotebookError("the database is damaged: a cell of the table \"" + ToUtf8(table.Name()) +
                           "\" has no column");
     }
-    NotebookCell& cell = RowAt(table, ToInteger(row[0])).CellAt(index->second);
-    cell.SetContent({ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])});
+    const NotebookCell cell = RowAt(table, ToInteger(row[0])).CellAt(index->second);
+    cell.SetContent(
+        CellContent{ToText(row[2]), ToNumber(row[3]), ToNumber(row[4]), ToText(row[5])});
     cell.SetState(ToText(row[6]), ToText(row[7]));
   }
 }

@@ -33,7 +33,7 @@ class NotebookStore {
   Notebook Load(std::span<const std::u16string> form_names) const;
 
   // Writes the present content of cells of a loaded form.
-  void SaveCells(std::span<NotebookCell* const> cells) const;
+  void SaveCells(std::span<const NotebookCell> cells) const;
 
   // Writes a listener of a loaded form with its result format; one without a key gets a row.
   void SaveListener(Notebook& notebook, const NotebookTable& table,

@@ -2,20 +2,20 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
 
 #include "listener/entered_values.h"
 #include "notebook/tables/cell_text.h"
 #include "notebook/tables/table_control.h"
 #include "values/platform.h"
-#include "values/raised_error.h"
 #include "values/text.h"
 
 namespace ktnotebook {
 
+using ktformula::Denotation;
 using ktformula::MakeRef;
 using ktformula::NotebookObject;
+using ktformula::ReferenceStart;
 
 namespace {
 
@@ -28,12 +28,14 @@ bool IsParent(std::u16string_view part) {
   return ktformula::LowerCase(part) == u"parent";
 }
 
-bool IsSameNumber(double left, double right) noexcept {
-  return left == right || (std::isnan(left) && std::isnan(right));
+// The object for every start, or nothing.
+Denotation Denoting(NotebookObject* object) {
+  if (object == nullptr) return {Denotation::Kind::kNothing, nullptr};
+  return {Denotation::Kind::kObject, Ref<NotebookObject>(object)};
 }
 
-Ref<NotebookObject> Answer(NotebookObject* object) {
-  return Ref<NotebookObject>(object);
+std::u16string NumberOf(std::size_t row) {
+  return ktformula::ToDecimalText(static_cast<std::int64_t>(row) + 1);
 }
 
 // The fields of a form, as references find them.
@@ -141,121 +143,84 @@ Ref<ktformula::Unit> NotebookProperty::DefaultUnit() const {
   return Ref<ktformula::Unit>(const_cast<NotebookUnit*>(definition_.unit));
 }
 
-bool CellContent::IsSameAs(const CellContent& other) const noexcept {
-  return text == other.text && unit == other.unit && IsSameNumber(min, other.min) &&
-         IsSameNumber(max, other.max);
+NotebookColumn::NotebookColumn(NotebookTable& table, std::size_t index,
+                               PropertyDefinition definition)
+    : table_(table),
+      index_(index),
+      property_(MakeRef<NotebookProperty>(std::move(definition))),
+      changes_(table.Parent().NextChange()) {
+  data_.Append(static_cast<std::size_t>(table.RowCount()));
 }
 
-const PropertyDefinition& NotebookCell::Definition() const noexcept {
-  return column_.Definition();
+Ref<CellObject> NotebookColumn::ObjectAt(std::size_t row) {
+  return objects_.At(row, data_.Count(), NotebookCell(*this, row));
 }
 
-bool NotebookCell::Accepts(std::u16string_view typed) const {
+TypedMark NotebookColumn::TypedState() const {
+  const bool is_quantity = Definition().type == DataType::kNumber || table_.HasFormula(*this);
+  return {is_quantity ? ktformula::kEnteredState : u"noted", ktformula::kEnteredState};
+}
+
+void NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
   const std::u16string_view text = TrimTypedText(typed);
-  if (text.empty()) return true;
-  if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
-  if (Definition().type != DataType::kBoolean) return true;
-  try {
-    ktformula::XMLBoolean(text);
-  } catch (const ktformula::RaisedError&) {
-    return false;
-  }
-  return true;
+  const TypedMark& state = text.empty() ? TypedMark{} : mark;
+  const bool is_new_content = TakeTypedText(row, text);
+  const bool is_new_state = TakeState(row, state.state, state.tag);
+  if (is_new_content || is_new_state) NoteChange(row);
 }
 
-void NotebookCell::Enter(std::u16string_view typed) {
-  const std::u16string_view text = TrimTypedText(typed);
-  TakeTypedText(text);
-  if (text.empty()) {
-    SetState(u"", u"");
-    return;
-  }
-  const bool is_quantity =
-      Definition().type == DataType::kNumber || column_.Parent().HasFormula(column_);
-  SetState(is_quantity ? ktformula::kEnteredState : u"noted", ktformula::kEnteredState);
-}
-
-void NotebookCell::TakeTypedText(std::u16string_view text) {
-  TakeMereText(text);
+bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
+  ContentView content = MereText(text);
+  std::optional<ParsedNumber> number;
   if (Definition().type == DataType::kNumber) {
-    const auto number = ParseNumberText(text, Definition().unit, column_.Parent().Parent().Units());
-    if (!number) return;
-    content_.SetNumbers(number->min, number->max);
-    content_.unit = number->typed_unit;
+    number = ParseNumberText(text, Definition().unit, table_.Parent().Units());
+    if (number) content = {text, number->min + 0.0, number->max + 0.0, number->typed_unit};
   } else if (Definition().type == DataType::kDate) {
-    content_.min = content_.max = ktformula::DateValue(text).value_or(0);
+    content.min = content.max = ktformula::DateValue(text).value_or(0);
   }
+  return Take(row, content);
 }
 
-void NotebookCell::TakeWrittenText(std::u16string_view text, bool is_value) {
-  TakeMereText(text);
-  if (!is_value) return;
+bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
+  return Take(row, WrittenText(text, is_value));
+}
+
+ContentView NotebookColumn::WrittenText(std::u16string_view text, bool is_value) const {
+  ContentView content = MereText(text);
+  if (!is_value) return content;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
                                            : ktformula::NumericValue(text);
-  if (number) content_.min = content_.max = *number;
+  if (number) content.min = content.max = *number;
+  return content;
 }
 
-void NotebookCell::TakeMereText(std::u16string_view text) {
-  content_.text = text;
-  content_.unit.clear();
+ContentView NotebookColumn::MereText(std::u16string_view text) const noexcept {
   const bool is_unreadable = Definition().type == DataType::kNumber && !text.empty();
-  content_.min = content_.max = is_unreadable ? kNotANumber : 0;
-  NoteChange();
+  const double number = is_unreadable ? kNotANumber : 0;
+  return {text, number, number, {}};
 }
 
-void NotebookCell::SetContent(CellContent content) {
-  content_ = std::move(content);
-  NoteChange();
+bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
+  NoteEntered(row);
+  return data_.SetContent(row, content);
 }
 
-void NotebookCell::SetState(std::u16string_view state, std::u16string_view tag) {
+bool NotebookColumn::TakeState(std::size_t row, std::u16string_view state,
+                               std::u16string_view tag) {
   // As it was, and as it will be.
-  NoteChange();
-  state_ = state;
-  tag_ = tag;
-  NoteChange();
+  NoteEntered(row);
+  const bool is_new = data_.SetState(row, state, tag);
+  NoteEntered(row);
+  return is_new;
 }
 
-void NotebookCell::NoteChange() {
-  if (state_ == ktformula::kEnteredState) row_.Parent().Parent().Entered().NoteChange();
+void NotebookColumn::NoteEntered(std::size_t row) {
+  if (data_.IsEntered(row)) table_.Parent().Entered().NoteChange();
 }
 
-Ref<NotebookObject> NotebookCell::ResolveRelative(std::span<const std::u16string> parts) {
-  if (!IsParent(parts.front())) {
-    return parts.size() == 1 ? Answer(row_.Parent().FindColumn(parts.front())) : nullptr;
-  }
-  if (parts.size() == 1) return Answer(&row_);
-  if (IsParent(parts[1])) return row_.ResolveRelative(parts.subspan(1));
-  const NotebookColumn* column = row_.Parent().FindColumn(parts[1]);
-  if (parts.size() > 2 || column == nullptr) return nullptr;
-  return Answer(&row_.CellAt(column->Index()));
-}
-
-Ref<ktformula::PropertyScope> NotebookCell::Scope() {
-  return row_.Scope();
-}
-Ref<ktformula::ELNProperty> NotebookCell::Property() const {
-  return column_.OwnProperty();
-}
-Ref<ktformula::TableRow> NotebookCell::Row() const {
-  return Ref<ktformula::TableRow>(&row_);
-}
-
-std::u16string NotebookCell::StructureText() const {
-  return Definition().type == DataType::kStructure ? content_.text : std::u16string();
-}
-
-std::u16string NotebookCell::Key() const {
-  return Definition().unit != nullptr ? Definition().unit->QuantityName() : std::u16string();
-}
-
-std::u16string NotebookCell::UnitName() const {
-  const NotebookUnit* default_unit = Definition().unit;
-  if (default_unit == nullptr) return {};
-  // A computed cell starts from the default unit, whatever it was shown in before.
-  const bool is_typed = !state_.empty() && !content_.unit.empty();
-  return is_typed ? content_.unit : default_unit->UnitText();
+void NotebookColumn::NoteChange(std::size_t row) {
+  changes_.Note(row, table_.Parent().NextChange(), data_.Count());
 }
 
 Ref<ktformula::PropertyScope> NotebookColumn::Scope() {
@@ -266,53 +231,46 @@ Ref<ktformula::Table> NotebookColumn::OwningTable() const {
   return Ref<ktformula::Table>(&table_);
 }
 
-int NotebookColumn::CellCount() const {
-  return table_.RowCount();
-}
-
 Ref<ktformula::TableCell> NotebookColumn::Cell(int index) const {
-  return Ref<ktformula::TableCell>(
-      &table_.Rows()[static_cast<std::size_t>(index) - 1]->CellAt(index_));
+  return table_.Columns()[index_]->ObjectAt(static_cast<std::size_t>(index) - 1);
 }
 
-NotebookRow::NotebookRow(NotebookTable& table, std::u16string_view id, int position)
-    : table_(table), id_(id), position_(position) {
-  cells_.reserve(table.Columns().size());
-  for (const Ref<NotebookColumn>& column : table.Columns())
-    AddCell(*column);
+ktformula::ColumnCells* NotebookColumn::Cells() {
+  return table_.Parent().Given().columns ? this : nullptr;
 }
 
-void NotebookRow::AddCell(NotebookColumn& column) {
-  cells_.push_back(MakeRef<NotebookCell>(*this, column));
+ktformula::ColumnChanges* NotebookColumn::Changes() {
+  return table_.Parent().Given().changes ? this : nullptr;
 }
 
-Ref<NotebookObject> NotebookRow::ResolveRelative(std::span<const std::u16string> parts) {
-  if (IsParent(parts.front())) {
-    return parts.size() == 1 ? Answer(&table_) : table_.ResolveRelative(parts.subspan(1));
-  }
-  return parts.size() == 1 ? Answer(table_.FindColumn(parts.front())) : nullptr;
+std::uint64_t NotebookColumn::Stamp() const {
+  table_.Control()->NoteUnfinished();
+  return std::max(changes_.Stamp(), table_.RowChanges().Stamp());
 }
 
-Ref<ktformula::PropertyScope> NotebookRow::Scope() {
-  return table_.Scope();
-}
-Ref<ktformula::Table> NotebookRow::OwningTable() const {
-  return Ref<ktformula::Table>(&table_);
-}
-
-Ref<ktformula::TableCell> NotebookRow::Cell(const ktformula::TableProperty& column) const {
-  const auto& own = static_cast<const NotebookColumn&>(column);
-  if (&own.Parent() != &table_) return nullptr;
-  return cells_[own.Index()];
+bool NotebookColumn::RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const {
+  table_.Control()->NoteUnfinished();
+  if (!changes_.Knows(stamp) || !table_.RowChanges().Knows(stamp)) return false;
+  changes_.AppendRowsSince(stamp, rows);
+  table_.RowChanges().AppendRowsSince(stamp, rows);
+  return true;
 }
 
-std::u16string NotebookRow::Tag(std::u16string_view name) const {
-  if (const std::u16string* value = tags_.Find(name)) return *value;
-  return name == u"ID" ? id_ : std::u16string();
+void NotebookColumn::WriteNumbers(std::size_t first, std::span<const double> numbers) {
+  table_.Control()->WriteNumbers(*this, first, numbers);
+}
+
+void NotebookColumn::WriteTexts(std::size_t first, std::span<const std::uint32_t> which,
+                                std::span<const std::u16string_view> texts, bool is_value) {
+  table_.Control()->WriteTexts(*this, first, which, texts, is_value);
 }
 
 NotebookTable::NotebookTable(NotebookForm& form, std::u16string_view name, std::int32_t key)
-    : form_(form), name_(name), key_(key), control_(MakeRef<TableControl>(form)) {}
+    : form_(form),
+      name_(name),
+      key_(key),
+      row_changes_(form.LastChange()),
+      control_(MakeRef<TableControl>(form)) {}
 
 NotebookTable::~NotebookTable() = default;
 
@@ -325,29 +283,72 @@ NotebookColumn* NotebookTable::FindColumn(std::u16string_view name) const {
   return found == column_positions_.end() ? nullptr : columns_[found->second].get();
 }
 
-NotebookRow* NotebookTable::FindRow(std::u16string_view id_or_number) const {
+std::optional<NotebookRow> NotebookTable::FindRow(std::u16string_view id_or_number) const {
   const auto found = row_positions_.find(id_or_number);
-  if (found != row_positions_.end()) return rows_[found->second].get();
+  if (found != row_positions_.end()) return Rows()[found->second];
+  // All other rows have their number for an id.
   const bool is_count = !id_or_number.empty() &&
                         std::all_of(id_or_number.begin(), id_or_number.end(), ktformula::IsDigit);
-  if (!is_count) return nullptr;
+  if (!is_count) return std::nullopt;
   const double number = ktformula::NumericValue(id_or_number).value_or(0);
-  if (number < 1 || number > static_cast<double>(rows_.size())) return nullptr;
-  return rows_[static_cast<std::size_t>(number) - 1].get();
+  if (number < 1 || number > static_cast<double>(row_count_)) return std::nullopt;
+  return Rows()[static_cast<std::size_t>(number) - 1];
+}
+
+bool NotebookTable::HasRow(std::u16string_view id) const {
+  const std::optional<NotebookRow> row = FindRow(id);
+  return row && IdOf(row->Index()) == id;
 }
 
 NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition) {
   if (!column_positions_.try_emplace(definition.name, columns_.size()).second) return nullptr;
   columns_.push_back(MakeRef<NotebookColumn>(*this, columns_.size(), std::move(definition)));
-  for (const Ref<NotebookRow>& row : rows_)
-    row->AddCell(*columns_.back());
+  form_.NoteName();
   return columns_.back().get();
 }
 
-NotebookRow* NotebookTable::AddRow(std::u16string_view id) {
-  if (!row_positions_.try_emplace(std::u16string(id), rows_.size()).second) return nullptr;
-  rows_.push_back(MakeRef<NotebookRow>(*this, id, RowCount() + 1));
-  return rows_.back().get();
+std::optional<NotebookRow> NotebookTable::AddRow(std::u16string_view id) {
+  if (HasRow(id)) return std::nullopt;
+  if (id != NumberOf(row_count_)) {
+    row_ids_.resize(row_count_ + 1);
+    row_ids_.back() = &row_positions_.emplace(id, row_count_).first->first;
+  }
+  AppendRows(1);
+  row_changes_.Note(row_count_ - 1, form_.NextChange(), row_count_);
+  return Rows()[row_count_ - 1];
+}
+
+void NotebookTable::AddNumberedRows(std::size_t count) {
+  for (const Ref<NotebookColumn>& column : columns_)
+    column->data_.Reserve(row_count_ + count);
+  AppendRows(count);
+  row_changes_.NoteAny(form_.NextChange());
+}
+
+void NotebookTable::AppendRows(std::size_t count) {
+  for (const Ref<NotebookColumn>& column : columns_)
+    column->data_.Append(count);
+  row_count_ += count;
+  form_.NoteName();
+}
+
+std::u16string NotebookTable::IdOf(std::size_t row) const {
+  const std::u16string* id = row < row_ids_.size() ? row_ids_[row] : nullptr;
+  return id != nullptr ? *id : NumberOf(row);
+}
+
+const ktformula::Dictionary<std::u16string>& NotebookTable::TagsOf(std::size_t row) const {
+  static const ktformula::Dictionary<std::u16string> kNone;
+  const auto found = row_tags_.find(row);
+  return found == row_tags_.end() ? kNone : found->second;
+}
+
+bool NotebookTable::AddTag(std::size_t row, std::u16string_view name, std::u16string_view value) {
+  return row_tags_[row].Add(name, std::u16string(value));
+}
+
+Ref<RowObject> NotebookTable::RowObjectAt(std::size_t row) {
+  return row_objects_.At(row, row_count_, NotebookRow(*this, row));
 }
 
 void NotebookTable::AddListener(Ref<ktformula::IKtFieldListener> listener) {
@@ -370,13 +371,59 @@ ktformula::IKtFormulaListener* NotebookTable::ListenerComputing(
   return nullptr;
 }
 
-Ref<NotebookObject> NotebookTable::ResolveRelative(std::span<const std::u16string> parts) {
-  if (parts.size() == 1 && IsParent(parts.front())) return Answer(&form_);
-  if (parts.size() > 2) return nullptr;
-  NotebookColumn* column = FindColumn(parts.front());
-  if (column == nullptr || parts.size() == 1) return Answer(column);
-  const NotebookRow* row = FindRow(parts[1]);
-  return row != nullptr ? Answer(&row->CellAt(column->Index())) : nullptr;
+ktformula::ReferenceBinding* NotebookTable::Binding() {
+  return form_.Given().binding ? this : nullptr;
+}
+
+std::uint64_t NotebookTable::Stamp() const {
+  return form_.Names();
+}
+
+Denotation NotebookTable::Denote(ReferenceStart start, std::span<const std::u16string> parts) {
+  switch (start) {
+    case ReferenceStart::kCell: return DenoteFromCell(parts);
+    case ReferenceStart::kRow: return DenoteFromRow(parts);
+    case ReferenceStart::kTable: break;
+  }
+  return DenoteFromTable(parts);
+}
+
+Denotation NotebookTable::DenoteFromCell(std::span<const std::u16string> parts) {
+  if (!IsParent(parts.front())) {
+    return Denoting(parts.size() == 1 ? FindColumn(parts.front()) : nullptr);
+  }
+  if (parts.size() == 1) return {Denotation::Kind::kOwnRow, nullptr};
+  if (IsParent(parts[1])) return DenoteFromRow(parts.subspan(1));
+  Denotation cell = Denoting(parts.size() == 2 ? FindColumn(parts[1]) : nullptr);
+  if (cell.object) cell.kind = Denotation::Kind::kOwnCell;
+  return cell;
+}
+
+Denotation NotebookTable::DenoteFromRow(std::span<const std::u16string> parts) {
+  if (IsParent(parts.front())) {
+    return parts.size() == 1 ? Denoting(this) : DenoteFromTable(parts.subspan(1));
+  }
+  return Denoting(parts.size() == 1 ? FindColumn(parts.front()) : nullptr);
+}
+
+Denotation NotebookTable::DenoteFromTable(std::span<const std::u16string> parts) {
+  if (parts.size() == 1 && IsParent(parts.front())) return Denoting(&form_);
+  NotebookColumn* column = parts.size() <= 2 ? FindColumn(parts.front()) : nullptr;
+  if (column == nullptr || parts.size() == 1) return Denoting(column);
+  const std::optional<NotebookRow> row = FindRow(parts[1]);
+  if (!row) return Denoting(nullptr);
+  return {Denotation::Kind::kObject, row->CellAt(column->Index()).Object()};
+}
+
+Ref<NotebookObject> NotebookTable::Resolve(ReferenceStart start,
+                                           std::span<const std::u16string> parts, std::size_t row) {
+  const Denotation denotation = Denote(start, parts);
+  switch (denotation.kind) {
+    case Denotation::Kind::kOwnRow: return RowObjectAt(row);
+    case Denotation::Kind::kOwnCell:
+      return static_cast<NotebookColumn&>(*denotation.object).ObjectAt(row);
+    default: return denotation.object;
+  }
 }
 
 Ref<ktformula::PropertyScope> NotebookTable::Scope() {
@@ -388,7 +435,7 @@ Ref<ktformula::TableProperty> NotebookTable::Column(int index) const {
 }
 
 Ref<ktformula::TableRow> NotebookTable::Row(int index) const {
-  return rows_[static_cast<std::size_t>(index) - 1];
+  return Rows()[static_cast<std::size_t>(index) - 1].Object();
 }
 
 NotebookField::NotebookField(NotebookForm& form, std::u16string_view name, Ref<NotebookTable> table)
@@ -451,6 +498,7 @@ NotebookTable* NotebookForm::FindTable(std::u16string_view name) const {
 NotebookField* NotebookForm::AddField(Ref<NotebookField> field) {
   if (!fields_by_name_.Add(field->Name(), field.get())) return nullptr;
   fields_.push_back(std::move(field));
+  NoteName();
   return fields_.back().get();
 }
 

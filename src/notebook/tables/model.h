@@ -1,7 +1,8 @@
 // The reference notebook's objects: forms with tables, structures and plain text fields.
 //
-// A form owns its fields, a table its columns, rows and cells, all through Ref; they point back
-// with plain pointers, so none may be used after its form is gone. Indices count from 1.
+// A form owns its fields, a table its columns, all through Ref, and a column what its cells hold;
+// they point back with plain pointers, so none may be used after its form is gone. Indices count
+// from 1 unless said otherwise.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +18,17 @@
 #include "host/field_listener.h"
 #include "host/notebook_objects.h"
 #include "listener/ikt_formula_listener.h"
+#include "notebook/tables/cells.h"
+#include "notebook/tables/change_list.h"
+#include "notebook/tables/column_data.h"
+#include "notebook/tables/living_objects.h"
 #include "notebook/tables/unit_catalogue.h"
 #include "values/dictionary.h"
 
 namespace ktnotebook {
 
-using ktformula::Ref;
-
-class NotebookColumn;
 class NotebookField;
 class NotebookForm;
-class NotebookRow;
 class NotebookTable;
 class TableControl;
 
@@ -67,135 +68,83 @@ class NotebookProperty final : public ktformula::ELNProperty {
   PropertyDefinition definition_;
 };
 
-// What a cell shows and the numbers behind it, in base units.
-struct CellContent {
-  std::u16string text;
-  double min = 0;
-  double max = 0;
-  // The unit last typed or shown, "%" included; "" for none.
-  std::u16string unit;
-
-  // Negative zero becomes zero: nobody types it, and not every database keeps it.
-  void SetNumbers(double lower, double upper) noexcept {
-    min = lower + 0.0;
-    max = upper + 0.0;
-  }
-  // Not-a-number equals itself here.
-  bool IsSameAs(const CellContent& other) const noexcept;
+// The state and tag of a cell that somebody typed into.
+struct TypedMark {
+  std::u16string_view state;
+  std::u16string_view tag;
 };
 
-class NotebookCell final : public ktformula::TableCell {
+// A column with its cells. Rows count from 0 here.
+class NotebookColumn final : public ktformula::TableProperty,
+                             private ktformula::ColumnCells,
+                             private ktformula::ColumnChanges {
  public:
-  NotebookCell(NotebookRow& row, NotebookColumn& column) : row_(row), column_(column) {}
-
-  const CellContent& Content() const noexcept { return content_; }
-  void SetContent(CellContent content);
-  NotebookRow& OwningRow() const noexcept { return row_; }
-  NotebookColumn& OwningColumn() const noexcept { return column_; }
-  const PropertyDefinition& Definition() const noexcept;
-
-  // Whether the text may be typed here: Booleans and dates take what reads as one, blanks around
-  // it aside, other cells everything.
-  bool Accepts(std::u16string_view typed) const;
-  // Takes a text as typed by the user, less the blanks around it, with the numbers that it says;
-  // state and tag follow, "" ends both.
-  void Enter(std::u16string_view typed);
-  // Takes a text with the numbers that it says, without a word about state and tag.
-  void TakeTypedText(std::u16string_view text);
-  // Takes a text that the table control wrote: a value in base units, or a mere text.
-  void TakeWrittenText(std::u16string_view text, bool is_value);
-  void SetState(std::u16string_view state, std::u16string_view tag);
-  const std::u16string& State() const noexcept { return state_; }
-
-  std::u16string TypeName() const override { return u"Cell"; }
-  bool ResolvesRelativeReferences() const noexcept override { return true; }
-  Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override;
-  Ref<ktformula::PropertyScope> Scope() override;
-  Ref<ktformula::ELNProperty> Property() const override;
-  Ref<ktformula::TableRow> Row() const override;
-  std::u16string Text() const override { return content_.text; }
-  double MinNumber() const override { return content_.min; }
-  double MaxNumber() const override { return content_.max; }
-  std::u16string StructureText() const override;
-  std::u16string StateText() const override { return state_; }
-  std::u16string Tag() const override { return tag_; }
-  std::u16string Key() const override;
-  std::u16string UnitName() const override;
-
- private:
-  // Takes a text without a number: a formula must not go on as if it were 0.
-  void TakeMereText(std::u16string_view text);
-  // Tells the form that an entered cell changes, if this is one.
-  void NoteChange();
-
-  NotebookRow& row_;
-  NotebookColumn& column_;
-  CellContent content_;
-  std::u16string state_;
-  std::u16string tag_;
-};
-
-class NotebookColumn final : public ktformula::TableProperty {
- public:
-  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition)
-      : table_(table),
-        index_(index),
-        property_(ktformula::MakeRef<NotebookProperty>(std::move(definition))) {}
+  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition);
 
   const PropertyDefinition& Definition() const noexcept { return property_->Definition(); }
   const Ref<NotebookProperty>& OwnProperty() const noexcept { return property_; }
   NotebookTable& Parent() const noexcept { return table_; }
   // The column's place in its table, counted from 0.
   std::size_t Index() const noexcept { return index_; }
+  const ColumnData& Data() const noexcept { return data_; }
+  Ref<CellObject> ObjectAt(std::size_t row);
+
+  // What typing a text makes of a cell of this column.
+  TypedMark TypedState() const;
+  // NotebookCell::Enter, for many cells with one mark.
+  void Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
+
+  // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
+  // there was any.
+  bool TakeTypedText(std::size_t row, std::u16string_view text);
+  bool TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value);
+  bool Take(std::size_t row, const ContentView& content);
+  bool TakeState(std::size_t row, std::u16string_view state, std::u16string_view tag);
+  void NoteChange(std::size_t row);
 
   std::u16string TypeName() const override { return u"TableProperty"; }
   Ref<ktformula::PropertyScope> Scope() override;
   Ref<ktformula::Table> OwningTable() const override;
   Ref<ktformula::ELNProperty> Property() const override { return property_; }
-  int CellCount() const override;
+  int CellCount() const override { return static_cast<int>(data_.Count()); }
   Ref<ktformula::TableCell> Cell(int index) const override;
+  ktformula::ColumnCells* Cells() override;
+  ktformula::ColumnChanges* Changes() override;
 
  private:
+  friend class NotebookTable;
+  friend class TableControl;
+
+  std::size_t Count() const override { return data_.Count(); }
+  std::span<const double> MinNumbers() const override { return data_.MinNumbers(); }
+  std::span<const double> MaxNumbers() const override { return data_.MaxNumbers(); }
+  std::u16string_view Text(std::size_t row, std::u16string& buffer) const override {
+    return data_.Text(row, buffer);
+  }
+  bool IsEntered(std::size_t row) const override { return data_.IsEntered(row); }
+  std::size_t EnteredCount() const override { return data_.EnteredCount(); }
+  void WriteNumbers(std::size_t first, std::span<const double> numbers) override;
+  void WriteTexts(std::size_t first, std::span<const std::uint32_t> which,
+                  std::span<const std::u16string_view> texts, bool is_value) override;
+
+  std::uint64_t Stamp() const override;
+  bool RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const override;
+
+  // The text without a number: a formula must not go on as if it were 0.
+  ContentView MereText(std::u16string_view text) const noexcept;
+  ContentView WrittenText(std::u16string_view text, bool is_value) const;
+  // Tells the form when the cell is an entered one.
+  void NoteEntered(std::size_t row);
+
   NotebookTable& table_;
   std::size_t index_;
   Ref<NotebookProperty> property_;
+  ColumnData data_;
+  ChangeList changes_;
+  LivingObjects<CellObject> objects_;
 };
 
-class NotebookRow final : public ktformula::TableRow {
- public:
-  NotebookRow(NotebookTable& table, std::u16string_view id, int position);
-
-  // Counted from 1.
-  int Position() const noexcept { return position_; }
-  const std::u16string& ID() const noexcept { return id_; }
-  NotebookTable& Parent() const noexcept { return table_; }
-  NotebookCell& CellAt(std::size_t column_index) const { return *cells_[column_index]; }
-  // The tags that were given; the tag "ID" is the row's id unless it is among them.
-  const ktformula::Dictionary<std::u16string>& Tags() const noexcept { return tags_; }
-  // False when the row has a tag of this name.
-  bool AddTag(std::u16string_view name, std::u16string_view value) {
-    return tags_.Add(name, std::u16string(value));
-  }
-  // Appends the cell of a column that was added to the table.
-  void AddCell(NotebookColumn& column);
-
-  std::u16string TypeName() const override { return u"Row"; }
-  bool ResolvesRelativeReferences() const noexcept override { return true; }
-  Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override;
-  Ref<ktformula::PropertyScope> Scope() override;
-  Ref<ktformula::Table> OwningTable() const override;
-  Ref<ktformula::TableCell> Cell(const ktformula::TableProperty& column) const override;
-  std::u16string Tag(std::u16string_view name) const override;
-
- private:
-  NotebookTable& table_;
-  std::u16string id_;
-  int position_;
-  ktformula::Dictionary<std::u16string> tags_;
-  std::vector<Ref<NotebookCell>> cells_;
-};
-
-class NotebookTable final : public ktformula::Table {
+class NotebookTable final : public ktformula::Table, private ktformula::ReferenceBinding {
  public:
   NotebookTable(NotebookForm& form, std::u16string_view name, std::int32_t key);
   ~NotebookTable() override;
@@ -207,15 +156,30 @@ class NotebookTable final : public ktformula::Table {
   // The field that the table is.
   NotebookField& OwnField() const;
   const std::vector<Ref<NotebookColumn>>& Columns() const noexcept { return columns_; }
-  const std::vector<Ref<NotebookRow>>& Rows() const noexcept { return rows_; }
+  // Handles that let the cells be written, also those of a table that is only looked at.
+  NotebookRows Rows() const noexcept { return {const_cast<NotebookTable&>(*this), row_count_}; }
   // nullptr when there is none of this name.
   NotebookColumn* FindColumn(std::u16string_view name) const;
-  // The row with this ID, else the row of this number; nullptr when there is neither.
-  NotebookRow* FindRow(std::u16string_view id_or_number) const;
+  // The row with this ID, else the row of this number; empty when there is neither.
+  std::optional<NotebookRow> FindRow(std::u16string_view id_or_number) const;
 
-  // Both refuse (nullptr) a name, or an id, that is in use.
+  // Both refuse (nullptr, empty) a name, or an id, that is in use.
   NotebookColumn* AddColumn(PropertyDefinition definition);
-  NotebookRow* AddRow(std::u16string_view id);
+  std::optional<NotebookRow> AddRow(std::u16string_view id);
+  // Adds rows whose ids are their numbers, to a table whose other rows have such ids too.
+  void AddNumberedRows(std::size_t count);
+
+  // What NotebookRow tells of a row, which counts from 0.
+  std::u16string IdOf(std::size_t row) const;
+  const ktformula::Dictionary<std::u16string>& TagsOf(std::size_t row) const;
+  bool AddTag(std::size_t row, std::u16string_view name, std::u16string_view value);
+  Ref<RowObject> RowObjectAt(std::size_t row);
+  // When rows came, for all columns.
+  const ChangeList& RowChanges() const noexcept { return row_changes_; }
+
+  // The answer of ResolveRelative to a cell or the row of this index, or of the table itself.
+  Ref<NotebookObject> Resolve(ktformula::ReferenceStart start,
+                              std::span<const std::u16string> parts, std::size_t row);
 
   // The table's listeners in position order.
   const std::vector<Ref<ktformula::IKtFieldListener>>& Listeners() const noexcept {
@@ -233,24 +197,43 @@ class NotebookTable final : public ktformula::Table {
 
   std::u16string TypeName() const override { return u"Table"; }
   bool ResolvesRelativeReferences() const noexcept override { return true; }
-  Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override;
+  Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override {
+    return Resolve(ktformula::ReferenceStart::kTable, parts, 0);
+  }
   Ref<ktformula::PropertyScope> Scope() override;
   int ColumnCount() const override { return static_cast<int>(columns_.size()); }
   Ref<ktformula::TableProperty> Column(int index) const override;
-  int RowCount() const override { return static_cast<int>(rows_.size()); }
+  int RowCount() const override { return static_cast<int>(row_count_); }
   Ref<ktformula::TableRow> Row(int index) const override;
+  ktformula::ReferenceBinding* Binding() override;
 
  private:
   using PositionOfName =
       std::unordered_map<std::u16string, std::size_t, ktformula::TextHash, std::equal_to<>>;
 
+  ktformula::Denotation Denote(ktformula::ReferenceStart start,
+                               std::span<const std::u16string> parts) override;
+  std::uint64_t Stamp() const override;
+  ktformula::Denotation DenoteFromCell(std::span<const std::u16string> parts);
+  ktformula::Denotation DenoteFromRow(std::span<const std::u16string> parts);
+  ktformula::Denotation DenoteFromTable(std::span<const std::u16string> parts);
+
+  bool HasRow(std::u16string_view id) const;
+  void AppendRows(std::size_t count);
+
   NotebookForm& form_;
   std::u16string name_;
   std::int32_t key_;
   std::vector<Ref<NotebookColumn>> columns_;
-  std::vector<Ref<NotebookRow>> rows_;
   PositionOfName column_positions_;
+  std::size_t row_count_ = 0;
+  // Only of rows whose id is not their number; and those ids by row, nullptr for all others and
+  // none for rows beyond the end.
   PositionOfName row_positions_;
+  std::vector<const std::u16string*> row_ids_;
+  std::unordered_map<std::size_t, ktformula::Dictionary<std::u16string>> row_tags_;
+  ChangeList row_changes_;
+  LivingObjects<RowObject> row_objects_;
   std::vector<Ref<ktformula::IKtFieldListener>> listeners_;
   Ref<TableControl> control_;
 };
@@ -335,7 +318,7 @@ struct WriteLog {
   std::uint64_t changed = 0;
   // The changed cells, only while `keep_cells`.
   bool keep_cells = false;
-  std::vector<NotebookCell*> cells;
+  std::vector<NotebookCell> cells;
   // Called now and then with the number of finished cells; may be empty.
   std::function<void(std::uint64_t)> on_progress;
 };
@@ -364,6 +347,12 @@ class NotebookForm final : public ktformula::Form {
   EnteredCells& Entered() noexcept { return entered_; }
   // Not to be changed while listeners are notified.
   Promises& Given() noexcept { return promises_; }
+  // A number that was never given before, for a change of some cell.
+  std::uint64_t NextChange() noexcept { return ++changes_; }
+  std::uint64_t LastChange() const noexcept { return changes_; }
+  // How often a field, column or row was added.
+  std::uint64_t Names() const noexcept { return names_; }
+  void NoteName() noexcept { ++names_; }
 
   // Each refuses (nullptr) a name that is in use.
   NotebookTable* AddTable(std::u16string_view name, std::int32_t key);
@@ -388,6 +377,8 @@ class NotebookForm final : public ktformula::Form {
   WriteLog log_;
   EnteredCells entered_;
   Promises promises_;
+  std::uint64_t changes_ = 0;
+  std::uint64_t names_ = 0;
 };
 
 }  // namespace ktnotebook

@@ -1,0 +1,147 @@
+#include "notebook/tables/column_data.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <utility>
+
+#include "listener/entered_values.h"
+#include "values/platform.h"
+
+namespace ktnotebook {
+
+namespace {
+
+bool IsSameNumber(double left, double right) noexcept {
+  return left == right || (std::isnan(left) && std::isnan(right));
+}
+
+// Whether one number says all: two zeros with different signs are two.
+bool AreOne(double min, double max) noexcept {
+  return std::bit_cast<std::uint64_t>(min) == std::bit_cast<std::uint64_t>(max) ||
+         (std::isnan(min) && std::isnan(max));
+}
+
+}  // namespace
+
+bool IsSameContent(const ContentView& left, const ContentView& right) noexcept {
+  return IsSameNumber(left.min, right.min) && IsSameNumber(left.max, right.max) &&
+         left.text == right.text && left.unit == right.unit;
+}
+
+std::optional<double> RoundedToGeneralForm(double value) {
+  const std::optional<double> rounded = ktformula::NumericValue(ktformula::NumberToText(value));
+  // Fifteen digits survive a double of the normal range, and no other.
+  const bool is_kept = rounded && (std::isnormal(*rounded) || value == 0);
+  return is_kept ? rounded : std::nullopt;
+}
+
+ColumnData::ColumnData() : states_(ktformula::kEnteredState) {}
+
+void ColumnData::Reserve(std::size_t rows) {
+  min_.reserve(rows);
+  texts_.Reserve(rows);
+}
+
+void ColumnData::Append(std::size_t rows) {
+  min_.resize(min_.size() + rows);
+  if (!max_.empty()) max_.resize(min_.size());
+  texts_.Append(rows);
+}
+
+std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
+  if (!texts_.IsMade(row)) return texts_.At(row);
+  buffer = ktformula::NumberToText(min_[row]);
+  const char16_t separator = ktformula::UserLocale().decimal_separator;
+  if (separator != decimal_separator_) {
+    std::replace(buffer.begin(), buffer.end(), separator, decimal_separator_);
+  }
+  return buffer;
+}
+
+ContentView ColumnData::Content(std::size_t row, std::u16string& buffer) const {
+  return {Text(row, buffer), min_[row], MaxNumbers()[row], units_.At(row)};
+}
+
+bool ColumnData::SetContent(std::size_t row, const ContentView& content) {
+  std::u16string buffer;
+  const bool is_same = IsSameContent(Content(row, buffer), content);
+  SetNumbers(row, content.min, content.max);
+  if (is_same) return false;
+  texts_.Set(row, content.text);
+  units_.Set(row, content.unit, Count());
+  return true;
+}
+
+bool ColumnData::SetState(std::size_t row, std::u16string_view state, std::u16string_view tag) {
+  if (State(row) == state && Tag(row) == tag) return false;
+  if (IsEntered(row)) --entered_;
+  states_.Set(row, state, Count());
+  tags_.Set(row, tag, Count());
+  if (IsEntered(row)) ++entered_;
+  return true;
+}
+
+bool ColumnData::HasSameNumbers(std::size_t row, double min, double max) const noexcept {
+  return IsSameNumber(min_[row], min) && IsSameNumber(MaxNumbers()[row], max);
+}
+
+void ColumnData::SetNumbers(std::size_t row, double min, double max) {
+  const bool was_range = ranges_ != 0 && !AreOne(min_[row], max_[row]);
+  const bool is_range = !AreOne(min, max);
+  if (is_range && max_.empty()) max_ = min_;
+  min_[row] = min;
+  if (!max_.empty()) max_[row] = max;
+  ranges_ = ranges_ - (was_range ? 1 : 0) + (is_range ? 1 : 0);
+}
+
+bool ColumnData::SetGeneralNumber(std::size_t row, double number) {
+  bool is_same = HasSameNumbers(row, number, number) && units_.NumberAt(row) == 0;
+  if (is_same && !texts_.IsMade(row)) {
+    is_same = texts_.At(row) == ktformula::NumberToText(number);
+  }
+  SetNumbers(row, number, number);
+  texts_.SetMade(row);
+  units_.Set(row, u"", Count());
+  return !is_same;
+}
+
+// Texts that are still to be made become texts as they would be now.
+void ColumnData::MakeTextsReal() {
+  std::u16string buffer;
+  for (std::size_t row = 0; row < Count(); ++row) {
+    if (texts_.IsMade(row)) texts_.Set(row, Text(row, buffer));
+  }
+}
+
+ColumnData::GeneralNumbers::GeneralNumbers(ColumnData& data) : data_(data) {
+  const char16_t separator = ktformula::UserLocale().decimal_separator;
+  if (data_.decimal_separator_ == separator) return;
+  data_.MakeTextsReal();
+  data_.decimal_separator_ = separator;
+}
+
+ColumnData::SharedTexts::SharedTexts(ColumnData& data, std::span<const std::u16string_view> texts,
+                                     std::span<const double> numbers)
+    : data_(&data),
+      texts_(texts),
+      numbers_(numbers),
+      places_(data.texts_.Share(texts)),
+      moves_(data.texts_.Moves()) {}
+
+bool ColumnData::SharedTexts::Set(std::size_t row, std::size_t which) {
+  if (moves_ != data_->texts_.Moves()) *this = SharedTexts(*data_, texts_, numbers_);
+  const RowTexts::Place place = places_[which];
+  const double number = numbers_[which];
+  bool is_same = data_->HasSameNumbers(row, number, number) && data_->units_.NumberAt(row) == 0;
+  if (is_same && data_->texts_.PlaceOf(row) != place) {
+    std::u16string buffer;
+    is_same = data_->Text(row, buffer) == texts_[which];
+  }
+  data_->SetNumbers(row, number, number);
+  data_->texts_.SetPlace(row, place);
+  data_->units_.Set(row, u"", data_->Count());
+  return !is_same;
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,107 @@
+// Texts of a column's rows, kept together in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "values/dictionary.h"
+
+namespace ktnotebook {
+
+// A text for each row, any texts: one behind the other in a pool, with the length in front. Rows
+// may share a text. A text that is replaced leaves a gap; gaps are closed when they take more than
+// half of the pool. Throws std::length_error when the pool would exceed 2^31 code units.
+class RowTexts {
+ public:
+  // Where a text stands in the pool; 0 is the empty text.
+  using Place = std::uint32_t;
+
+  void Reserve(std::size_t rows) { places_.reserve(rows); }
+  void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
+
+  // Good until a text is set, shared or given up.
+  std::u16string_view At(std::size_t row) const noexcept { return TextAt(places_[row]); }
+  // The text may be one of these texts.
+  void Set(std::size_t row, std::u16string_view text);
+
+  // A row whose text is made from something else, and stands nowhere.
+  bool IsMade(std::size_t row) const noexcept { return places_[row] == kMade; }
+  void SetMade(std::size_t row) noexcept { places_[row] = kMade; }
+
+  // Puts each text into the pool, for any number of rows. The places are good for SetPlace as long
+  // as Moves() is the same.
+  std::vector<Place> Share(std::span<const std::u16string_view> texts);
+  void SetPlace(std::size_t row, Place place) noexcept { places_[row] = place; }
+  Place PlaceOf(std::size_t row) const noexcept { return places_[row]; }
+  std::uint64_t Moves() const noexcept { return moves_; }
+
+  // The size of the pool in code units.
+  std::size_t PoolSize() const noexcept { return pool_.size(); }
+
+ private:
+  static constexpr Place kMade = 0xFFFFFFFF;
+  static constexpr Place kShared = 0x80000000;
+
+  static std::size_t OffsetOf(Place place) noexcept { return place & ~kShared; }
+  static bool IsOwn(Place place) noexcept { return place != 0 && (place & kShared) == 0; }
+  std::u16string_view TextAt(Place place) const noexcept;
+  Place Add(std::u16string_view text);
+  Place ShareOne(std::u16string_view text);
+  bool IsInPool(std::u16string_view text) const noexcept;
+  // Makes room for so many code units more, closing gaps when that is worth it.
+  void MakeRoom(std::size_t units);
+  std::size_t LivingUnits() const;
+  void CloseGaps(std::size_t living);
+
+  std::vector<Place> places_;
+  // Begins with a unit that is no text's, so that no text stands at 0.
+  std::u16string pool_ = std::u16string(1, u'\0');
+  // The row whose text was added last: equal texts often follow each other.
+  std::size_t last_row_ = 0;
+  // Where short shared texts stand, so that they come to stand there once.
+  std::unordered_map<std::u16string, Place, ktformula::TextHash, std::equal_to<>> shared_;
+  // The size of the pool at which to look for gaps.
+  std::size_t next_look_ = 4096;
+  std::uint64_t moves_ = 0;
+};
+
+// A text for each row out of a few different ones; "" unless set, and as long as all are "" they
+// take no memory.
+class FewTexts {
+ public:
+  // With a first text other than "", which is number 1 from the start.
+  explicit FewTexts(std::u16string_view first);
+  FewTexts(const FewTexts&) = delete;
+  FewTexts& operator=(const FewTexts&) = delete;
+
+  const std::u16string& At(std::size_t row) const noexcept { return *texts_[NumberAt(row)]; }
+  // The number of the row's text; 0 is "".
+  std::uint32_t NumberAt(std::size_t row) const noexcept {
+    if (row < narrow_.size()) return narrow_[row];
+    return row < wide_.size() ? wide_[row] : 0;
+  }
+  bool AllAreEmpty() const noexcept { return narrow_.empty() && wide_.empty(); }
+  // For a table of so many rows.
+  void Set(std::size_t row, std::u16string_view text, std::size_t rows);
+
+ private:
+  using Numbers = std::map<std::u16string, std::uint32_t, std::less<>>;
+
+  std::uint32_t NumberOf(std::u16string_view text);
+
+  Numbers numbers_;
+  // The keys of the numbers, by number.
+  std::vector<const std::u16string*> texts_;
+  std::uint32_t last_number_ = 0;
+  // The rows' numbers: one byte each as long as that suffices. Rows beyond the end have 0.
+  std::vector<std::uint8_t> narrow_;
+  std::vector<std::uint32_t> wide_;
+};
+
+}  // namespace ktnotebook
