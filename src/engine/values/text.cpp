@@ -2,6 +2,14 @@
 
 namespace ktformula {
 
+namespace {
+
+constexpr bool IsWhitespace(char16_t unit) noexcept {
+  return unit == u' ' || unit == u'\t';
+}
+
+}  // namespace
+
 std::u16string UpperCase(std::u16string_view text) {
   std::u16string upper(text);
   for (char16_t& unit : upper) {
@@ -22,6 +30,14 @@ std::u16string_view TrimBlanks(std::u16string_view text) noexcept {
   const std::size_t first = text.find_first_not_of(u' ');
   if (first == std::u16string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(u' ') - first + 1);
+}
+
+std::u16string_view TrimWhitespace(std::u16string_view text) noexcept {
+  while (!text.empty() && IsWhitespace(text.front()))
+    text.remove_prefix(1);
+  while (!text.empty() && IsWhitespace(text.back()))
+    text.remove_suffix(1);
+  return text;
 }
 
 std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator) {

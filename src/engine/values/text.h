@@ -22,6 +22,9 @@ std::u16string LowerCase(std::u16string_view text);
 // Without the blanks at both ends; a blank is the space character only.
 std::u16string_view TrimBlanks(std::u16string_view text) noexcept;
 
+// Without the spaces and tabs at both ends.
+std::u16string_view TrimWhitespace(std::u16string_view text) noexcept;
+
 // The pieces between the separators; one empty piece for an empty text.
 std::vector<std::u16string_view> Split(std::u16string_view text, char16_t separator);
 

@@ -7,14 +7,12 @@
 #include <cstddef>
 #include <string>
 
-#include "values/platform.h"
+#include "values/number_text.h"
 #include "values/text.h"
 
 namespace ktnotebook {
 
 namespace {
-
-using ktformula::IsDigit;
 
 constexpr std::u16string_view kBlanks = u" \t";
 constexpr std::u16string_view kRangeSymbol = u"..";
@@ -24,61 +22,6 @@ constexpr std::u16string_view kPercentSign = u"%";
 struct Bounds {
   double min;
   double max;
-};
-
-bool IsSign(char16_t unit) {
-  return unit == u'+' || unit == u'-';
-}
-
-// Finds where the numeral at the start of a text ends, so that it is converted only once. What it
-// takes may still be no number ("-", ".").
-class NumeralScanner {
- public:
-  explicit NumeralScanner(std::u16string_view text) : text_(text) {}
-
-  std::size_t Scan() {
-    if (IsSign(Peek())) ++position_;
-    ScanIntegerDigits();
-    // "1..2" is a range from 1 and not "1." with something behind it.
-    if (Peek() == locale_.decimal_separator && !text_.substr(position_).starts_with(kRangeSymbol)) {
-      ++position_;
-      ScanDigits();
-    }
-    ScanExponent();
-    return position_;
-  }
-
- private:
-  char16_t Peek(std::size_t ahead = 0) const {
-    return position_ + ahead < text_.size() ? text_[position_ + ahead] : u'\0';
-  }
-
-  void ScanDigits() {
-    while (IsDigit(Peek()))
-      ++position_;
-  }
-
-  void ScanIntegerDigits() {
-    ScanDigits();
-    while (position_ > 0 && IsDigit(text_[position_ - 1]) &&
-           Peek() == locale_.thousands_separator && IsDigit(Peek(1))) {
-      ++position_;
-      ScanDigits();
-    }
-  }
-
-  // An "e" without digits behind it begins a unit name.
-  void ScanExponent() {
-    if (Peek() != u'e' && Peek() != u'E') return;
-    const std::size_t digits = IsSign(Peek(1)) ? 2 : 1;
-    if (!IsDigit(Peek(digits))) return;
-    position_ += digits;
-    ScanDigits();
-  }
-
-  const ktformula::Locale locale_ = ktformula::UserLocale();
-  std::u16string_view text_;
-  std::size_t position_ = 0;
 };
 
 // The decimal exponent of the first digit.
@@ -107,35 +50,31 @@ class CellTextReader {
  public:
   explicit CellTextReader(std::u16string_view text) : rest_(text) {}
 
-  // NUMBER, NUMBER ± NUMBER or NUMBER .. NUMBER, in the unit that follows.
-  std::optional<Bounds> TakeBounds() {
-    const std::optional<double> first = TakeNumber();
-    if (!first) return std::nullopt;
+  // NUMBER, NUMBER ± NUMBER or NUMBER .. NUMBER, in the unit that follows. Bounds that are no
+  // numbers where one of them is missing.
+  Bounds TakeBounds() {
+    const double first = TakeNumber();
     if (std::any_of(kToleranceSymbols.begin(), kToleranceSymbols.end(),
                     [this](std::u16string_view symbol) { return TakeSymbol(symbol); })) {
-      const std::optional<double> tolerance = TakeNumber();
-      if (!tolerance) return std::nullopt;
-      return Bounds{DecimalSum(*first, -*tolerance), DecimalSum(*first, *tolerance)};
+      const double tolerance = TakeNumber();
+      return {DecimalSum(first, -tolerance), DecimalSum(first, tolerance)};
     }
-    if (!TakeSymbol(kRangeSymbol)) return Bounds{*first, *first};
-    const std::optional<double> last = TakeNumber();
-    if (!last) return std::nullopt;
-    return Bounds{*first, *last};
+    return {first, TakeSymbol(kRangeSymbol) ? TakeNumber() : first};
   }
 
   std::u16string_view TakeUnitText() const { return TrimTypedText(rest_); }
 
  private:
   void SkipBlanks() {
-    rest_.remove_prefix(std::min(rest_.find_first_not_of(kBlanks), rest_.size()));
+    while (!rest_.empty() && kBlanks.find(rest_.front()) != kBlanks.npos)
+      rest_.remove_prefix(1);
   }
 
-  std::optional<double> TakeNumber() {
+  double TakeNumber() {
     SkipBlanks();
-    const std::size_t length = NumeralScanner(rest_).Scan();
-    const std::optional<double> value = ktformula::NumericValue(rest_.substr(0, length));
-    rest_.remove_prefix(length);
-    return value;
+    const ktformula::Numeral numeral = ktformula::ReadNumeral(rest_, locale_);
+    rest_.remove_prefix(numeral.length);
+    return numeral.value;
   }
 
   bool TakeSymbol(std::u16string_view symbol) {
@@ -145,6 +84,7 @@ class CellTextReader {
     return true;
   }
 
+  const ktformula::Locale locale_ = ktformula::UserLocale();
   std::u16string_view rest_;
 };
 
@@ -155,6 +95,7 @@ bool ResolveUnit(std::u16string_view unit_text, const NotebookUnit* default_unit
   number.typed_unit = NormalizeUnitName(unit_text);
   if (unit_text.empty()) return true;
   if (default_unit == nullptr) return unit_text == kPercentSign;
+  if (unit_text == default_unit->Name()) return true;
   number.unit = catalogue.FindUnit(number.typed_unit);
   return number.unit != nullptr &&
          number.unit->MeasuredQuantity() == default_unit->MeasuredQuantity();
@@ -168,21 +109,19 @@ double ToBase(double value, const ParsedNumber& number) {
 }  // namespace
 
 std::u16string_view TrimTypedText(std::u16string_view text) noexcept {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::u16string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return ktformula::TrimWhitespace(text);
 }
 
 std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,
                                             const NotebookUnit* default_unit,
                                             const NotebookUnitCatalogue& catalogue) {
   CellTextReader reader(text);
-  const std::optional<Bounds> bounds = reader.TakeBounds();
-  if (!bounds || bounds->min > bounds->max) return std::nullopt;
+  const Bounds bounds = reader.TakeBounds();
+  if (!(bounds.min <= bounds.max)) return std::nullopt;
   ParsedNumber number;
   if (!ResolveUnit(reader.TakeUnitText(), default_unit, catalogue, number)) return std::nullopt;
-  number.min = ToBase(bounds->min, number);
-  number.max = ToBase(bounds->max, number);
+  number.min = ToBase(bounds.min, number);
+  number.max = ToBase(bounds.max, number);
   if (!std::isfinite(number.min) || !std::isfinite(number.max)) return std::nullopt;
   return number;
 }

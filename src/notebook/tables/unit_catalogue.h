@@ -54,6 +54,7 @@ class NotebookUnit final : public ktformula::Unit {
 
   std::u16string TypeName() const override { return u"Unit"; }
   std::u16string QuantityName() const override;
+  std::u16string_view Name() const noexcept { return definition_.name; }
   std::u16string UnitText() const override { return std::u16string(definition_.name); }
   Quantity MeasuredQuantity() const noexcept { return definition_.quantity; }
 
