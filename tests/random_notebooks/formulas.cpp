@@ -153,23 +153,30 @@ std::u16string FormulaMaker::Bracketed(std::u16string_view path) {
   return loose + u"]";
 }
 
-std::u16string FormulaMaker::ColumnName(std::size_t table, DataType type) {
+std::u16string FormulaMaker::ColumnName(std::size_t table, DataType type, bool is_of_inputs) {
+  // Few circles: they never settle, and keep others from being looked at.
+  const bool leaves_out_computed = is_of_inputs || random_.Chance(50);
   std::vector<std::u16string_view> names;
   for (const ColumnPlan& column : plan_.tables[table].columns) {
-    if (column.type == type) names.push_back(column.name);
+    const bool is_left_out = leaves_out_computed && column.is_computed;
+    if (column.type == type && !is_left_out) names.push_back(column.name);
   }
   if (!names.empty()) return std::u16string(random_.Pick(names));
-  return type == DataType::kDate ? u"When" : plan_.tables[table].columns.front().name;
+  if (type == DataType::kDate) return u"When";
+  const std::vector<ColumnPlan>& columns = plan_.tables[table].columns;
+  const auto input = std::find_if(columns.begin(), columns.end(),
+                                  [](const ColumnPlan& column) { return !column.is_computed; });
+  return (input != columns.end() ? *input : columns.front()).name;
 }
 
 std::u16string FormulaMaker::Reference(DataType type, const Place& place) {
-  const std::u16string own = ColumnName(place.row_table, type);
+  const std::u16string own = ColumnName(place.row_table, type, place.is_of_inputs);
   if (random_.Chance(75)) return Bracketed(own);
   if (place.is_in_fold && random_.Chance(50)) {
-    return Bracketed(u"this:parent:" + ColumnName(place.cell_table, type));
+    return Bracketed(u"this:parent:" + ColumnName(place.cell_table, type, place.is_of_inputs));
   }
   const std::size_t table = random_.Below(plan_.tables.size());
-  const std::u16string column = ColumnName(table, type);
+  const std::u16string column = ColumnName(table, type, place.is_of_inputs);
   const std::u16string& table_name = plan_.tables[table].name;
   std::u16string row = u"1";
   if (RowsOf(table) > 0 && random_.Chance(60)) row = random_.Pick(plan_.tables[table].rows).id;
@@ -232,12 +239,13 @@ std::u16string FormulaMaker::Simple(Kind kind, const Place& place) {
     std::u16string name;
   };
   const std::size_t table = place.row_table;
+  const bool joins = text.find(u'&') != text.npos;
   const std::array<Mark, 7> marks{{{u'a', ColumnName(table, DataType::kNumber)},
                                    {u'b', ColumnName(table, DataType::kNumber)},
                                    {u'c', ColumnName(table, DataType::kNumber)},
                                    {u'd', ColumnName(table, DataType::kNumber)},
-                                   {u'k', ColumnName(table, DataType::kString)},
-                                   {u't', ColumnName(table, DataType::kString)},
+                                   {u'k', ColumnName(table, DataType::kString, joins)},
+                                   {u't', ColumnName(table, DataType::kString, joins)},
                                    {u'T', plan_.tables[table].name}}};
   std::u16string formula;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -315,10 +323,11 @@ std::u16string FormulaMaker::Text(const Place& place) {
   }
   const Place below = place.Below();
   const auto operand = [&] { return Make(Kind::kText, below); };
+  const auto joined = [&] { return Make(Kind::kText, below.OfInputs()); };
   switch (random_.Below(10)) {
     case 0:
-    case 1: return Joined(operand(), u" & ", operand());
-    case 2: return Joined(operand(), u" & ", Reference(DataType::kNumber, place));
+    case 1: return Joined(joined(), u" & ", joined());
+    case 2: return Joined(joined(), u" & ", Reference(DataType::kNumber, place.OfInputs()));
     case 3:
     case 4:
     case 5: return Call(u"IF", {Make(Kind::kTruth, below), operand(), operand()});
@@ -356,7 +365,7 @@ std::u16string FormulaMaker::Aggregate(const Place& place) {
   constexpr std::u16string_view kFunctions[] = {u"SUM", u"SUM", u"MIN", u"MAX", u"COUNT", u"sum"};
   const std::u16string_view function = random_.Pick(kFunctions);
   const std::u16string& name = plan_.tables[*table].name;
-  const std::u16string column = ColumnName(*table, DataType::kNumber);
+  const std::u16string column = ColumnName(*table, DataType::kNumber, place.is_of_inputs);
   const Place inner = InFold(*table, place);
   std::vector<std::u16string> arguments;
   if (function == u"COUNT") {
@@ -380,7 +389,8 @@ std::u16string FormulaMaker::Lookup(Kind kind, const Place& place) {
   if (random_.Chance(75)) {
     const DataType type = random_.Chance(70) ? DataType::kString : DataType::kNumber;
     const std::u16string key = Bracketed(ColumnName(*table, type));
-    const std::u16string wanted = Bracketed(u"this:parent:" + ColumnName(place.row_table, type));
+    const std::u16string wanted =
+        Bracketed(u"this:parent:" + ColumnName(place.row_table, type, place.is_of_inputs));
     condition = random_.Chance(80) ? Joined(key, u" = ", wanted) : Joined(wanted, u"=", key);
     if (random_.Chance(15)) condition += u" AND " + Comparison(inner);
   } else {

@@ -48,10 +48,17 @@ class FormulaMaker {
     int depth = 3;
     // Within an aggregate, where references start from a row.
     bool is_in_fold = false;
+    // No computed columns: within what joins texts, which would grow with every round.
+    bool is_of_inputs = false;
 
     Place Below() const {
       Place place = *this;
       --place.depth;
+      return place;
+    }
+    Place OfInputs() const {
+      Place place = *this;
+      place.is_of_inputs = true;
       return place;
     }
   };
@@ -72,7 +79,7 @@ class FormulaMaker {
   std::u16string Literal();
 
   // A name of a column of the type, any when there is none; dates only when asked for.
-  std::u16string ColumnName(std::size_t table, DataType type);
+  std::u16string ColumnName(std::size_t table, DataType type, bool is_of_inputs = false);
   // A reference to a column of the type, in one of the shapes that reach it.
   std::u16string Reference(DataType type, const Place& place);
   std::u16string Bracketed(std::u16string_view path);

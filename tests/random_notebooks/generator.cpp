@@ -152,10 +152,12 @@ class Generator {
     for (std::size_t i = 0; i < numbers; ++i)
       table.columns.push_back(NumberColumn(kNumberColumns[i]));
     for (const std::u16string_view name : kTextColumns)
-      table.columns.push_back({std::u16string(name), DataType::kString, {}, false});
-    if (random_.Chance(30)) table.columns.push_back({u"OK", DataType::kBoolean, {}, false});
-    if (random_.Chance(20)) table.columns.push_back({u"When", DataType::kDate, {}, false});
-    if (random_.Chance(15)) table.columns.push_back({u"Drawing", DataType::kStructure, {}, false});
+      table.columns.push_back(Column(name, DataType::kString));
+    if (random_.Chance(30)) table.columns.push_back(Column(u"OK", DataType::kBoolean));
+    if (random_.Chance(20)) table.columns.push_back(Column(u"When", DataType::kDate));
+    if (random_.Chance(15)) table.columns.push_back(Column(u"Drawing", DataType::kStructure));
+    for (ColumnPlan& column : table.columns)
+      column.is_computed = random_.Chance(1);
     const std::size_t formulas = random_.Between(1, random_.Chance(70) ? 3 : 5);
     for (std::size_t i = 0; i < formulas; ++i) {
       const auto place = static_cast<std::ptrdiff_t>(
@@ -164,8 +166,15 @@ class Generator {
     }
   }
 
+  static ColumnPlan Column(std::u16string_view name, DataType type) {
+    ColumnPlan column;
+    column.name = name;
+    column.type = type;
+    return column;
+  }
+
   ColumnPlan NumberColumn(std::u16string_view name) {
-    ColumnPlan column{std::u16string(name), DataType::kNumber, {}, false};
+    ColumnPlan column = Column(name, DataType::kNumber);
     if (random_.Chance(50)) column.unit = random_.Pick(kUnits);
     column.number_formatting = random_.Chance(column.unit.empty() ? 25 : 80);
     return column;
@@ -182,20 +191,17 @@ class Generator {
                                      {5, DataType::kDate},
                                      {2, DataType::kStructure}};
     const DataType type = random_.PickWeighted(kTypes).type;
-    if (type == DataType::kNumber) return NumberColumn(name);
-    return {std::u16string(name), type, {}, random_.Chance(5)};
-  }
-
-  static bool IsForFormulas(const ColumnPlan& column) {
-    return std::find(std::begin(kFormulaColumns), std::end(kFormulaColumns), column.name) !=
-           std::end(kFormulaColumns);
+    ColumnPlan column = type == DataType::kNumber ? NumberColumn(name) : Column(name, type);
+    if (random_.Chance(5)) column.number_formatting = true;
+    column.is_computed = true;
+    return column;
   }
 
   RowPlan MakeRow(const TablePlan& table, std::size_t index) {
     RowPlan row;
     row.id = RowId(index);
     for (const ColumnPlan& column : table.columns) {
-      const bool is_left_empty = IsForFormulas(column) && !random_.Chance(4);
+      const bool is_left_empty = column.is_computed && !random_.Chance(4);
       row.texts.push_back(is_left_empty ? u"" : CellText(column));
     }
     return row;
@@ -246,8 +252,7 @@ class Generator {
       }
       const std::vector<ColumnPlan>& columns = plan_.tables[table].columns;
       for (std::size_t column = 0; column < columns.size(); ++column) {
-        const bool is_wanted =
-            IsForFormulas(columns[column]) ? i == 0 || random_.Chance(30) : random_.Chance(1);
+        const bool is_wanted = columns[column].is_computed && (i == 0 || random_.Chance(30));
         if (is_wanted) listener.formulas.push_back(MakeFormula(table, column));
       }
       plan_.tables[table].listeners.push_back(std::move(listener));
@@ -330,7 +335,7 @@ class Generator {
   std::size_t FormulaColumnOf(const TablePlan& table) {
     std::vector<std::size_t> columns;
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
-      if (IsForFormulas(table.columns[i])) columns.push_back(i);
+      if (table.columns[i].is_computed) columns.push_back(i);
     }
     return random_.Pick(columns);
   }

@@ -20,6 +20,8 @@ struct ColumnPlan {
   // A unit's name; "" for none.
   std::u16string unit;
   bool number_formatting = false;
+  // Whether formulas are made for it.
+  bool is_computed = false;
 };
 
 struct RowPlan {
