@@ -7,9 +7,6 @@ namespace random_notebooks {
 
 namespace {
 
-// Evaluations of one formula in a pass, aggregates included.
-constexpr std::size_t kMaximumEvaluations = 2'000;
-
 constexpr std::u16string_view kNumerals[] = {
     u"2",     u"10", u"1000", u"0.5", u"3.25", u"1",  u"100", u"7", u"12.5",     u"60",
     u"0.001", u"4",  u"3",    u"5",   u"0.1",  u"25", u"1.5", u"8", u"6.02E+23", u"1E-9"};
@@ -211,7 +208,7 @@ std::u16string FormulaMaker::Literal() {
 std::optional<std::size_t> FormulaMaker::TableToWalk(const Place& place) {
   const std::size_t table =
       random_.Chance(50) ? place.row_table : random_.Below(plan_.tables.size());
-  if (place.evaluations * RowsOf(table) > kMaximumEvaluations) return std::nullopt;
+  if (place.evaluations * RowsOf(table) > taste_.maximum_evaluations) return std::nullopt;
   return table;
 }
 
@@ -231,7 +228,7 @@ std::u16string FormulaMaker::Simple(Kind kind, const Place& place) {
                                                          : WeightedText(random_, kTruthTemplates);
   const bool walks = text.find(u"SUM(") != text.npos || text.find(u"MIN(") != text.npos ||
                      text.find(u"COUNT(") != text.npos;
-  if (walks && place.evaluations * RowsOf(place.row_table) > kMaximumEvaluations) {
+  if (walks && place.evaluations * RowsOf(place.row_table) > taste_.maximum_evaluations) {
     return u"[" + ColumnName(place.row_table, DataType::kNumber) + u"]*2";
   }
   struct Mark {

@@ -19,6 +19,8 @@ struct Taste {
   std::size_t oddness = 0;
   // Whether formulas call functions of the host.
   bool is_hostile = false;
+  // Of one formula in a pass, aggregates included.
+  std::size_t maximum_evaluations = 500;
 };
 
 // Makes formulas for the tables and columns of a plan, whose rows are there; formulas need not be.
@@ -27,7 +29,7 @@ struct Taste {
 // cells are the time of their evaluation there, which differs from one notebook to the next.
 class FormulaMaker {
  public:
-  FormulaMaker(Random& random, const NotebookPlan& plan, Taste taste)
+  FormulaMaker(Random& random, const NotebookPlan& plan, const Taste& taste)
       : random_(random), plan_(plan), taste_(taste) {}
 
   // For a cell of the column; mostly of the column's type.
@@ -90,7 +92,7 @@ class FormulaMaker {
 
   Random& random_;
   const NotebookPlan& plan_;
-  Taste taste_;
+  const Taste& taste_;
 };
 
 // Names that definitions have.

@@ -82,7 +82,7 @@ struct Rows {
   std::size_t low;
   std::size_t high;
 };
-constexpr Rows kRows[] = {{40, 0, 0}, {80, 1, 1}, {600, 2, 5}, {220, 6, 10}, {57, 11, 40}};
+constexpr Rows kRows[] = {{40, 0, 0}, {80, 1, 1}, {600, 2, 5}, {220, 6, 10}, {30, 11, 40}};
 // Chunks of columns have 1,024 rows.
 constexpr Rows kManyRows{0, 1'020, 1'500};
 constexpr std::size_t kManyRowsPerMille = 3;
@@ -112,6 +112,7 @@ class Generator {
   NotebookPlan Make() {
     const std::size_t tables = random_.Between(1, std::size(kTableNames));
     const bool has_many_rows = random_.Below(1'000) < kManyRowsPerMille;
+    if (has_many_rows) taste_.maximum_evaluations = 6'000;
     for (std::size_t i = 0; i < tables; ++i)
       AddTable(kTableNames[i], has_many_rows && i == 0);
     for (std::size_t i = 0; i < tables; ++i)
