@@ -104,7 +104,9 @@ bool AreSame(std::string_view metric, const std::string& path, const std::string
               << expected << '\n';
     return false;
   }
-  return found_file.peek() == std::ifstream::traits_type::eof();
+  const bool is_end = found_file.peek() == std::ifstream::traits_type::eof();
+  if (!is_end) std::cerr << metric << ": ktformula has more rows than loop\n";
+  return is_end;
 }
 
 bool MeasureFile(std::string_view metric, double Outcome::*figure) {

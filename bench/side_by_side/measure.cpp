@@ -129,12 +129,14 @@ Outcome RunApart(const std::function<bool()>& work) {
   int status = 0;
   rusage usage{};
   if (wait4(child, &status, 0, &usage) != child) return {};
+  if (WIFSIGNALED(status)) std::cerr << "ended by signal " << WTERMSIG(status) << '\n';
   return {WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS, SecondsSince(start),
           static_cast<double>(usage.ru_maxrss) / 1024};
 }
 
 bool BecomeProgram(const std::vector<std::string>& arguments) {
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
     pointers.push_back(const_cast<char*>(argument.c_str()));
   pointers.push_back(nullptr);

@@ -38,7 +38,13 @@ double Column::Number(std::size_t row) const {
 }
 
 std::string Column::Text(std::size_t row) const {
-  return ktnotebook::ToUtf8(CellAt(row)->Text());
+  return ktnotebook::ToUtf8(TextAt(row));
+}
+
+std::u16string_view Column::TextAt(std::size_t row) const {
+  if (const ktformula::ColumnCells* cells = column_->Cells()) return cells->Text(row, buffer_);
+  buffer_ = CellAt(row)->Text();
+  return buffer_;
 }
 
 double Column::ReadNumbers() const {
@@ -57,14 +63,18 @@ double Column::ReadNumbers() const {
 std::size_t Column::ReadTexts() const {
   const auto rows = static_cast<std::size_t>(column_->CellCount());
   std::size_t characters = 0;
+  if (const ktformula::ColumnCells* cells = column_->Cells()) {
+    for (std::size_t row = 0; row < rows; ++row)
+      characters += cells->Text(row, buffer_).size();
+    return characters;
+  }
   for (std::size_t row = 0; row < rows; ++row)
     characters += ReadText(row);
   return characters;
 }
 
 std::size_t Column::ReadText(std::size_t row) const {
-  const ktformula::ColumnCells* cells = column_->Cells();
-  return cells != nullptr ? cells->Text(row, buffer_).size() : CellAt(row)->Text().size();
+  return TextAt(row).size();
 }
 
 ktnotebook::NotebookTable& Notebook::AddTable(std::u16string_view name, std::size_t rows) {
@@ -105,7 +115,7 @@ void NotebookPeer::Work() {
 
 std::string NotebookPeer::Result(std::size_t column, std::size_t row) const {
   const Column& cells = results_[column];
-  const std::string number = TextOf(cells.Number(row));
+  std::string number = TextOf(cells.Number(row));
   if (reading_ == Reading::kNumbers) return number;
   std::string text = cells.Text(row);
   // Who reads both wants them to say the same.

@@ -34,6 +34,8 @@ class Column {
   std::size_t ReadText(std::size_t row) const;
 
  private:
+  // Good until the next text is read.
+  std::u16string_view TextAt(std::size_t row) const;
   ktformula::Ref<ktformula::TableCell> CellAt(std::size_t row) const;
 
   ktformula::Ref<ktformula::TableProperty> column_;
