@@ -4,6 +4,8 @@ kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev
   libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
 kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
 kt_format_packages="clang-format"
+# A peer that ./run bench measures against, on top of the build packages.
+kt_bench_packages="libmuparser-dev"
 # For the presets "coverage" and "fuzz", on top of the build packages.
 kt_clang_packages="clang llvm libclang-rt-14-dev jq"
 # For the Windows presets, on top of the build packages; the last line is for their tests.
