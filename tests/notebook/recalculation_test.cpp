@@ -6,6 +6,7 @@
 
 #include "listener/field_listener.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/files/csv_file.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/store/database.h"
@@ -86,6 +87,27 @@ TEST(Recalculation, RunsRoundsUntilNothingChanges) {
     EXPECT_EQ(result.rounds, row.rounds) << formulas;
     EXPECT_EQ(result.settled, row.settled) << formulas;
   }
+}
+
+// A CSV table of so many rows, and the columns x and y with formulas.
+Notebook Chain(int rows, std::u16string_view x, std::u16string_view y) {
+  std::string csv = "n\n";
+  for (int row = 1; row <= rows; ++row)
+    csv += std::to_string(row) + "\n";
+  return ReadCsvNotebook(csv, "t.csv", u"t",
+                         {{{u"x", std::u16string(x)}, {u"y", std::u16string(y)}}, {}, {}, {}});
+}
+
+TEST(Recalculation, TriesOneRoundMoreThanThereAreFormulaCells) {
+  EXPECT_EQ(RoundLimit(*Chain(3, u"1", u"2").forms[0]), 8);
+  EXPECT_EQ(RoundLimit(*Chain(20, u"1", u"2").forms[0]), 41);
+  EXPECT_EQ(RoundLimit(*Chain(5000, u"1", u"2").forms[0]), 10'000);
+  // Each row needs the one below, and the last one nothing.
+  const Notebook chain = Chain(20, u"ONERROR(SELECT([x],[t],[n]=[this:parent:n]+1)+1,1)", u"");
+  NotebookForm& form = *chain.forms[0];
+  const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+  EXPECT_EQ(result.rounds, 21);
+  EXPECT_TRUE(result.settled);
 }
 
 TEST(Recalculation, ATypedCellStaysAndABadFormulaDisturbsNothing) {

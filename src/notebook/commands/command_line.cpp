@@ -176,8 +176,10 @@ class CommandLine {
                      "write the notebook, or the .csv file, here instead of printing tables")
         ->check(&CheckGiven);
     command->add_flag("--json", recalculate_.json, "print JSON");
-    command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
-        ->capture_default_str()
+    command
+        ->add_option("--rounds", recalculate_.rounds,
+                     "rounds to try until nothing changes; otherwise one more than the form has "
+                     "formula cells, at least 8 and at most 10000")
         ->check(CLI::Range(1, 1'000'000));
     AddAll(command);
     command->add_flag("--strict", recalculate_.strict, "exit with 3 when a cell shows an error");

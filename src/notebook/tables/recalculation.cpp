@@ -17,7 +17,21 @@ class FormNotification final : public ktformula::NotificationSource {
   NotebookForm& form_;
 };
 
+constexpr std::uint64_t kLeastRounds = 8;
+constexpr std::uint64_t kMostRounds = 10'000;
+
 }  // namespace
+
+int RoundLimit(const NotebookForm& form) {
+  std::uint64_t cells = 0;
+  for (const NotebookTable* table : form.Tables()) {
+    const auto columns = std::count_if(
+        table->Columns().begin(), table->Columns().end(),
+        [table](const Ref<NotebookColumn>& column) { return table->HasFormula(*column); });
+    cells += static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(table->RowCount());
+  }
+  return static_cast<int>(std::clamp(cells + 1, kLeastRounds, kMostRounds));
+}
 
 RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
                                     const NotebookTable* first) {
