@@ -5,6 +5,7 @@
 
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
+#include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/text_output.h"
@@ -29,14 +30,14 @@ std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
 
-// Recalculates and says on the message side what the user has to know.
+// Recalculates and says on the message side what the user has to know. Throws Interrupted.
 RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> rounds,
                                          Console& console, const NotebookTable* first = nullptr) {
   RecalculationResult result;
-  {
+  RunInterruptibly([&] {
     const ProgressLine progress(form, console);
     result = RecalculateForm(form, rounds.value_or(RoundLimit(form)), first);
-  }
+  });
   if (!result.settled) {
     console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
                 std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));

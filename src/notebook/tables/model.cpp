@@ -388,6 +388,7 @@ Ref<ktformula::TableProperty> NotebookTable::Column(int index) const {
 }
 
 Ref<ktformula::TableRow> NotebookTable::Row(int index) const {
+  form_.Log().NoteRowAskedFor();
   return rows_[static_cast<std::size_t>(index) - 1];
 }
 

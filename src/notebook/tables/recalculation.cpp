@@ -41,7 +41,10 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
   const Ref<FormNotification> source = ktformula::MakeRef<FormNotification>(form);
   RecalculationResult result;
   while (result.rounds < maximum_rounds && !result.settled) {
-    const std::uint64_t changed_before = form.Log().changed;
+    WriteLog& log = form.Log();
+    const std::uint64_t changed_before = log.changed;
+    log.round = result.rounds + 1;
+    log.finished_before_round = log.finished;
     for (const NotebookTable* table : tables) {
       // A listener may add or remove listeners while it is notified.
       const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
@@ -49,7 +52,7 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
         listener->TableNotification(*source, nullptr);
     }
     ++result.rounds;
-    result.settled = form.Log().changed == changed_before;
+    result.settled = log.changed == changed_before;
   }
   return result;
 }
