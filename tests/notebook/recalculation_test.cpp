@@ -170,6 +170,22 @@ std::string CellsOf(const Notebook& notebook) {
   return out.str();
 }
 
+// By what is thrown in the middle of a sum over rows.
+TEST(Recalculation, GoesOnAfterAnInterruptedOne) {
+  struct Stop {};
+  const auto chain = [] { return Chain(100, u"SUM([n]+[this:parent:n],[t])", u"[x]/SUM([n])"); };
+  const Notebook interrupted = chain();
+  NotebookForm& form = *interrupted.forms[0];
+  form.Log().on_progress = [](std::uint64_t) { throw Stop(); };
+  EXPECT_THROW(RecalculateForm(form, 8), Stop);
+  EXPECT_LT(form.Log().finished, 100U);
+  form.Log().on_progress = nullptr;
+  RecalculateForm(form, 8);
+  const Notebook anew = chain();
+  RecalculateForm(*anew.forms[0], 8);
+  EXPECT_EQ(CellsOf(interrupted), CellsOf(anew));
+}
+
 // The oracle: the same form from its file, computed cells emptied, calculated from nothing.
 std::string FromScratch(const Notebook& notebook) {
   const Notebook fresh = ReadNotebook(WriteNotebook(notebook.forms), "n.xml");
