@@ -17,14 +17,14 @@ ktformula::Ref<ktformula::TableProperty> ColumnAt(const ktnotebook::NotebookTabl
 }  // namespace
 
 Column::Column(ktnotebook::NotebookTable& table, std::size_t index)
-    : column_(ColumnAt(table, index)) {}
+    : table_(&table), index_(index), column_(ColumnAt(table, index)) {}
 
 ktformula::Ref<ktformula::TableCell> Column::CellAt(std::size_t row) const {
   return column_->Cell(static_cast<int>(row) + 1);
 }
 
 void Column::Enter(std::size_t row, std::u16string_view text) {
-  static_cast<ktnotebook::NotebookCell&>(*CellAt(row)).Enter(text);
+  table_->Rows()[row].CellAt(index_).Enter(text);
 }
 
 void Column::EnterAll(const Numbers& numbers) {
@@ -102,7 +102,7 @@ Column Notebook::AddFormula(ktnotebook::NotebookTable& table, std::u16string_vie
 }
 
 void Notebook::Recalculate(const ktnotebook::NotebookTable* first) {
-  ktnotebook::RecalculateForm(*form_, ktnotebook::kDefaultMaximumRounds, first);
+  ktnotebook::RecalculateForm(*form_, ktnotebook::RoundLimit(*form_), first);
 }
 
 void NotebookPeer::Work() {

@@ -38,6 +38,8 @@ class Column {
   std::u16string_view TextAt(std::size_t row) const;
   ktformula::Ref<ktformula::TableCell> CellAt(std::size_t row) const;
 
+  ktnotebook::NotebookTable* table_;
+  std::size_t index_;
   ktformula::Ref<ktformula::TableProperty> column_;
   mutable std::u16string buffer_;
 };

@@ -6,6 +6,7 @@
 
 #include "listener/field_listener.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/files/csv_file.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/store/database.h"
@@ -88,6 +89,27 @@ TEST(Recalculation, RunsRoundsUntilNothingChanges) {
   }
 }
 
+// A CSV table of so many rows, and the columns x and y with formulas.
+Notebook Chain(int rows, std::u16string_view x, std::u16string_view y) {
+  std::string csv = "n\n";
+  for (int row = 1; row <= rows; ++row)
+    csv += std::to_string(row) + "\n";
+  return ReadCsvNotebook(csv, "t.csv", u"t",
+                         {{{u"x", std::u16string(x)}, {u"y", std::u16string(y)}}, {}, {}, {}});
+}
+
+TEST(Recalculation, TriesOneRoundMoreThanThereAreFormulaCells) {
+  EXPECT_EQ(RoundLimit(*Chain(3, u"1", u"2").forms[0]), 8);
+  EXPECT_EQ(RoundLimit(*Chain(20, u"1", u"2").forms[0]), 41);
+  EXPECT_EQ(RoundLimit(*Chain(5000, u"1", u"2").forms[0]), 10'000);
+  // Each row needs the one below, and the last one nothing.
+  const Notebook chain = Chain(20, u"ONERROR(SELECT([x],[t],[n]=[this:parent:n]+1)+1,1)", u"");
+  NotebookForm& form = *chain.forms[0];
+  const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+  EXPECT_EQ(result.rounds, 21);
+  EXPECT_TRUE(result.settled);
+}
+
 TEST(Recalculation, ATypedCellStaysAndABadFormulaDisturbsNothing) {
   const Notebook notebook = TwoTables({{"A", "("}, {"B", "2"}, {"D", "[B] & \"!\""}}, {});
   Cell(notebook, u"T", u"B", 1).Enter(u"0.0250 g");
@@ -146,6 +168,22 @@ std::string CellsOf(const Notebook& notebook) {
   std::ostringstream out;
   WriteRecalculationJson({{notebook.forms[0].get(), {}}}, out);
   return out.str();
+}
+
+// By what is thrown in the middle of a sum over rows.
+TEST(Recalculation, GoesOnAfterAnInterruptedOne) {
+  struct Stop {};
+  const auto chain = [] { return Chain(100, u"SUM([n]+[this:parent:n],[t])", u"[x]/SUM([n])"); };
+  const Notebook interrupted = chain();
+  NotebookForm& form = *interrupted.forms[0];
+  form.Log().on_progress = [](std::uint64_t) { throw Stop(); };
+  EXPECT_THROW(RecalculateForm(form, 8), Stop);
+  EXPECT_LT(form.Log().finished, 100U);
+  form.Log().on_progress = nullptr;
+  RecalculateForm(form, 8);
+  const Notebook anew = chain();
+  RecalculateForm(*anew.forms[0], 8);
+  EXPECT_EQ(CellsOf(interrupted), CellsOf(anew));
 }
 
 // The oracle: the same form from its file, computed cells emptied, calculated from nothing.

@@ -185,30 +185,63 @@ TEST_F(TerminalTest, LongTablesAndTextsCostTheirOwnSize) {
   EXPECT_EQ(Program({"tokens", formula, "--all"}).out.str().find("more rows"), std::string::npos);
 }
 
+// The program on a terminal of so many columns.
+class Terminal {
+ public:
+  explicit Terminal(const std::vector<const char*>& arguments, unsigned short columns = 80,
+                    const char* no_colour = "") {
+    const winsize size{24, columns, 0, 0};
+    child_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (child_ == 0) {
+      setenv("NO_COLOR", no_colour, 1);
+      std::vector<char*> words{const_cast<char*>(KT_NOTEBOOK_PROGRAM)};
+      for (const char* argument : arguments)
+        words.push_back(const_cast<char*>(argument));
+      words.push_back(nullptr);
+      execv(KT_NOTEBOOK_PROGRAM, words.data());
+      _exit(127);
+    }
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+  ~Terminal() { close(terminal_); }
+
+  // Waits until the program has printed the text.
+  void WaitFor(const std::string& text) {
+    while (shown_.find(text) == std::string::npos && Read()) {
+    }
+  }
+  void Type(char character) const { EXPECT_EQ(write(terminal_, &character, 1), 1); }
+  // Waits for the program's end; what waitpid tells of it.
+  int Status() {
+    while (Read()) {
+    }
+    int status = 0;
+    waitpid(child_, &status, 0);
+    return status;
+  }
+  // What the program printed up to now.
+  const std::string& Shown() const { return shown_; }
+
+ private:
+  bool Read() {
+    char buffer[4096];
+    const ssize_t size = read(terminal_, buffer, sizeof buffer);
+    if (size > 0) shown_.append(buffer, static_cast<std::size_t>(size));
+    return size > 0;
+  }
+
+  int terminal_ = -1;
+  pid_t child_ = -1;
+  std::string shown_;
+};
+
 // What the program prints on a terminal of so many columns.
 std::string ShownOnTerminal(const std::vector<const char*>& arguments, unsigned short columns,
                             const char* no_colour = "") {
-  const winsize size{24, columns, 0, 0};
-  int terminal = -1;
-  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
-  if (child == 0) {
-    setenv("NO_COLOR", no_colour, 1);
-    std::vector<char*> words{const_cast<char*>(KT_NOTEBOOK_PROGRAM)};
-    for (const char* argument : arguments)
-      words.push_back(const_cast<char*>(argument));
-    words.push_back(nullptr);
-    execv(KT_NOTEBOOK_PROGRAM, words.data());
-    _exit(127);
-  }
-  std::string shown;
-  char buffer[4096];
-  for (ssize_t size_read = 0; (size_read = read(terminal, buffer, sizeof buffer)) > 0;)
-    shown.append(buffer, static_cast<std::size_t>(size_read));
-  close(terminal);
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
-  return shown;
+  Terminal terminal(arguments, columns, no_colour);
+  EXPECT_EQ(terminal.Status(), 0);
+  return terminal.Shown();
 }
 
 TEST_F(TerminalTest, TablesFitTheTerminal) {
@@ -247,6 +280,38 @@ TEST_F(TerminalTest, NobodyHasToSeeColours) {
   const std::vector<const char*> arguments{"recalculate", file.c_str(), "--formula=e=1/0"};
   EXPECT_NE(ShownOnTerminal(arguments, 80).find('\x1B'), std::string::npos);
   EXPECT_EQ(ShownOnTerminal(arguments, 80, "1").find('\x1B'), std::string::npos);
+}
+
+// The first formulas never settle, the last is one cell's work without an end in sight.
+TEST_F(TerminalTest, LongWorkShowsItsShareAndCanBeInterrupted) {
+  const std::string file = folder.File("t.csv");
+  std::string csv = "n\n";
+  for (int row = 1; row <= 20'000; ++row)
+    csv += std::to_string(row) + "\n";
+  WriteWholeFile(file, csv);
+  const std::string out = folder.File("out.csv");
+  WriteWholeFile(out, "as before");
+  const struct {
+    std::vector<const char*> formulas;
+    const char* progress;
+  } cases[] = {
+      {{"--formula=x=[y]+1", "--formula=y=[x]+1", "--rounds=1000000"}, "recalculating, round "},
+      {{"--formula=x=SUM(SUM(SUM([n]*[this:parent:n],[t]),[t],[this:parent:n]>0),[t])"},
+       "recalculating: 0 %"},
+  };
+  for (const auto& [formulas, progress] : cases) {
+    std::vector<const char*> arguments{"recalculate", file.c_str(), "-o", out.c_str()};
+    arguments.insert(arguments.end(), formulas.begin(), formulas.end());
+    Terminal terminal(arguments);
+    terminal.WaitFor(progress);
+    terminal.Type('\x03');
+    const int status = terminal.Status();
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+    EXPECT_TRUE(std::regex_search(terminal.Shown(), std::regex("[0-9]+ %"))) << terminal.Shown();
+    EXPECT_TRUE(terminal.Shown().ends_with("ktnotebook: interrupted, nothing was written\r\n"))
+        << terminal.Shown();
+    EXPECT_EQ(ReadWholeFile(out), "as before");
+  }
 }
 
 }  // namespace

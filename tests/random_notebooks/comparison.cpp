@@ -66,14 +66,14 @@ bool IsSameNumber(double left, double right) {
 bool ShowsTheSame(const NotebookCell& left, const NotebookCell& right) {
   return left.Text() == right.Text() && IsSameNumber(left.MinNumber(), right.MinNumber()) &&
          IsSameNumber(left.MaxNumber(), right.MaxNumber()) &&
-         left.Content().unit == right.Content().unit && left.StateText() == right.StateText() &&
+         left.Content().unit == right.Content().unit && left.State() == right.State() &&
          left.Tag() == right.Tag();
 }
 
 std::string Describe(const NotebookCell& cell) {
   return "\"" + Printable(cell.Text()) + "\" " + NumberText(cell.MinNumber()) + " .. " +
          NumberText(cell.MaxNumber()) + " unit \"" + Printable(cell.Content().unit) +
-         "\" state \"" + Printable(cell.StateText()) + "\" tag \"" + Printable(cell.Tag()) + "\"";
+         "\" state \"" + Printable(cell.State()) + "\" tag \"" + Printable(cell.Tag()) + "\"";
 }
 
 std::string AddressOf(const NotebookCell& cell) {
@@ -94,9 +94,9 @@ std::string BothSides(const std::string& where, const std::string& reference,
 // All cells of the tables.
 void ForEachCell(const NotebookForm& form, const std::function<void(const NotebookCell&)>& visit) {
   for (const NotebookTable* table : form.Tables()) {
-    for (const auto& row : table->Rows()) {
+    for (const auto row : table->Rows()) {
       for (std::size_t column = 0; column < table->Columns().size(); ++column)
-        visit(row->CellAt(column));
+        visit(row.CellAt(column));
     }
   }
 }
@@ -104,16 +104,16 @@ void ForEachCell(const NotebookForm& form, const std::function<void(const Notebo
 // "" when the cells of both show the same.
 std::string DifferenceOfCells(const LiveNotebook& reference, const LiveNotebook& other,
                               Totals& totals) {
-  std::vector<const NotebookCell*> cells;
-  ForEachCell(other.Form(), [&](const NotebookCell& cell) { cells.push_back(&cell); });
+  std::vector<NotebookCell> cells;
+  ForEachCell(other.Form(), [&](const NotebookCell& cell) { cells.push_back(cell); });
   std::size_t count = 0;
   std::string difference;
   ForEachCell(reference.Form(), [&](const NotebookCell& cell) {
     const std::size_t index = count++;
-    if (index >= cells.size() || !difference.empty() || ShowsTheSame(cell, *cells[index])) return;
+    if (index >= cells.size() || !difference.empty() || ShowsTheSame(cell, cells[index])) return;
     difference =
         BothSides(AddressOf(cell) + " " + Printable(reference.FormulaOf(cell.OwningColumn())),
-                  Describe(cell), Describe(*cells[index]));
+                  Describe(cell), Describe(cells[index]));
   });
   totals.cells += count;
   if (difference.empty() && count != cells.size()) {
@@ -125,8 +125,8 @@ std::string DifferenceOfCells(const LiveNotebook& reference, const LiveNotebook&
 // Which cells changed, in order.
 std::vector<std::string> ChangedCells(const LiveNotebook& notebook) {
   std::vector<std::string> cells;
-  for (const NotebookCell* cell : notebook.Form().Log().cells)
-    cells.push_back(AddressOf(*cell));
+  for (const NotebookCell& cell : notebook.Form().Log().cells)
+    cells.push_back(AddressOf(cell));
   return cells;
 }
 
@@ -223,7 +223,7 @@ class Lockstep {
     totals_.calls += Reference().Calls();
     ForEachCell(Reference().Form(), [&](const NotebookCell& cell) {
       const NotebookColumn& column = cell.OwningColumn();
-      if (!column.Parent().HasFormula(column) || !cell.StateText().empty()) return;
+      if (!column.Parent().HasFormula(column) || !cell.State().empty()) return;
       const std::u16string text = cell.Text();
       ++totals_.formula_cells;
       if (text.empty()) {

@@ -7,7 +7,7 @@
 #include "random_notebooks/formulas.h"
 #include "random_notebooks/random.h"
 
-#include "formats/min_digit_formula_format.h"
+#include "listener/result_formats.h"
 
 namespace random_notebooks {
 

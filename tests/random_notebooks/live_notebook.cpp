@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
-#include "formats/min_digit_formula_format.h"
+#include "listener/result_formats.h"
 #include "formula/evaluator.h"
-#include "functions/standard_functions.h"
+#include "functions/function_table.h"
 #include "listener/formula_listener.h"
 #include "notebook/tables/table_control.h"
 #include "values/raised_error.h"
@@ -62,12 +62,12 @@ std::int32_t ColumnKey(std::size_t table, std::size_t column) {
 
 // Of `form`, whose rows and cells these become too.
 void CopyRows(const NotebookTable& from, NotebookTable& to) {
-  for (const Ref<NotebookRow>& row : from.Rows()) {
-    NotebookRow& copy = *to.AddRow(row->ID());
+  for (const NotebookRow row : from.Rows()) {
+    const NotebookRow copy = *to.AddRow(row.ID());
     for (std::size_t column = 0; column < from.Columns().size(); ++column) {
-      const NotebookCell& cell = row->CellAt(column);
+      const NotebookCell cell = row.CellAt(column);
       copy.CellAt(column).SetContent(cell.Content());
-      copy.CellAt(column).SetState(cell.StateText(), cell.Tag());
+      copy.CellAt(column).SetState(cell.State(), cell.Tag());
     }
   }
 }
@@ -139,10 +139,10 @@ LiveNotebook::LiveNotebook(const NotebookPlan& plan, const Mode& mode)
   for (std::size_t i = 0; i < plan.tables.size(); ++i) {
     NotebookTable& table = *form_->Tables()[i];
     for (const RowPlan& row : plan.tables[i].rows) {
-      NotebookRow* const added = table.AddRow(row.id);
-      if (added == nullptr) continue;
+      const auto added = table.AddRow(row.id);
+      if (!added) continue;
       for (std::size_t column = 0; column < row.texts.size(); ++column) {
-        NotebookCell& cell = added->CellAt(column);
+        const NotebookCell cell = added->CellAt(column);
         if (!row.texts[column].empty() && cell.Accepts(row.texts[column])) {
           cell.Enter(row.texts[column]);
         }
@@ -222,10 +222,12 @@ std::u16string LiveNotebook::FormulaOf(const NotebookColumn& column) const {
   return listener != nullptr ? listener->FormulaOf(column.Definition().key)->formula : u"";
 }
 
-NotebookCell* LiveNotebook::CellOf(const Edit& edit) const {
+std::optional<NotebookCell> LiveNotebook::CellOf(const Edit& edit) const {
   const NotebookTable& table = *form_->Tables()[edit.table];
-  if (edit.row >= table.Rows().size() || edit.column >= table.Columns().size()) return nullptr;
-  return &table.Rows()[edit.row]->CellAt(edit.column);
+  if (edit.row >= table.Rows().size() || edit.column >= table.Columns().size()) {
+    return std::nullopt;
+  }
+  return table.Rows()[edit.row].CellAt(edit.column);
 }
 
 LiveNotebook::LiveListener* LiveNotebook::ListenerOf(const Edit& edit) {
@@ -234,19 +236,19 @@ LiveNotebook::LiveListener* LiveNotebook::ListenerOf(const Edit& edit) {
 }
 
 void LiveNotebook::Apply(const Edit& edit) {
-  NotebookCell* const cell = CellOf(edit);
+  const std::optional<NotebookCell> cell = CellOf(edit);
   LiveListener* const listener = ListenerOf(edit);
   switch (edit.kind) {
     case EditKind::kType:
-      if (cell != nullptr && cell->Accepts(edit.text)) cell->Enter(edit.text);
+      if (cell && cell->Accepts(edit.text)) cell->Enter(edit.text);
       break;
     case EditKind::kState:
-      if (cell != nullptr) cell->SetState(edit.text, edit.more);
+      if (cell) cell->SetState(edit.text, edit.more);
       break;
     case EditKind::kWrite:
-      if (cell == nullptr) break;
-      form_->Tables()[edit.table]->Control()->WriteText(*cell, edit.text, true);
-      form_->Tables()[edit.table]->Control()->FinishCell(*cell);
+      if (!cell) break;
+      form_->Tables()[edit.table]->Control()->WriteText(*cell->Object(), edit.text, true);
+      form_->Tables()[edit.table]->Control()->FinishCell(*cell->Object());
       break;
     case EditKind::kFormula:
     case EditKind::kDefinition:
@@ -285,10 +287,10 @@ void LiveNotebook::Configure(LiveListener& listener, const Edit& edit) {
 void LiveNotebook::AddRow(const Edit& edit) {
   NotebookTable& table = *form_->Tables()[edit.table];
   if (table.Rows().size() >= plan_.tables[edit.table].rows.size() + kMaximumAddedRows) return;
-  NotebookRow* const row = table.AddRow(edit.text);
-  if (row == nullptr || edit.more.empty()) return;
+  const auto row = table.AddRow(edit.text);
+  if (!row || edit.more.empty()) return;
   for (std::size_t column = 0; column < table.Columns().size(); ++column) {
-    NotebookCell& cell = row->CellAt(column);
+    const NotebookCell cell = row->CellAt(column);
     if (!table.HasFormula(*table.Columns()[column]) && cell.Accepts(edit.more)) {
       cell.Enter(edit.more);
     }

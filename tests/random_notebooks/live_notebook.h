@@ -73,7 +73,7 @@ class LiveNotebook {
   Ref<ktnotebook::NotebookForm> MakeForm();
   void AddColumns(ktnotebook::NotebookTable& table, std::size_t index) const;
   void AddListener(ktnotebook::NotebookTable& table, std::size_t index, LiveListener& listener);
-  ktnotebook::NotebookCell* CellOf(const Edit& edit) const;
+  std::optional<ktnotebook::NotebookCell> CellOf(const Edit& edit) const;
   LiveListener* ListenerOf(const Edit& edit);
   void Configure(LiveListener& listener, const Edit& edit);
   void AddRow(const Edit& edit);

@@ -33,11 +33,11 @@ INSTANTIATE_TEST_SUITE_P(Part, RandomNotebookParts, testing::Range<std::uint64_t
 TEST(RandomNotebooks, FindTheSmallestDifference) {
   struct Row {
     std::string_view what;
-    std::function<void(ktnotebook::NotebookCell&)> change;
+    std::function<void(const ktnotebook::NotebookCell&)> change;
     bool is_seen;
   };
   const auto with_content = [](auto change) {
-    return [change](ktnotebook::NotebookCell& cell) {
+    return [change](const ktnotebook::NotebookCell& cell) {
       ktnotebook::CellContent content = cell.Content();
       change(content);
       cell.SetContent(content);
@@ -64,7 +64,7 @@ TEST(RandomNotebooks, FindTheSmallestDifference) {
   for (const Row& row : rows) {
     const Mode modes[] = {{"reference", {}},
                           {"changed", {}, false, [&row](ktnotebook::NotebookForm& form) {
-                             row.change(form.Tables()[0]->Rows()[0]->CellAt(0));
+                             row.change(form.Tables()[0]->Rows()[0].CellAt(0));
                            }}};
     Totals totals;
     EXPECT_EQ(Compare(plan, modes, totals).has_value(), row.is_seen) << row.what;

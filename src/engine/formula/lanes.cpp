@@ -270,6 +270,7 @@ class ComparisonLanes final : public TruthLanes {
 
   void CompareTexts(std::size_t count) {
     Decide(count, [&](std::size_t lane) {
+      if (own_refused_.Has(lane)) return false;
       const std::u16string_view left = Left().Text(lane, left_text_);
       return Rule::Holds(left.compare(Right().Text(lane, right_text_)));
     });
@@ -328,6 +329,7 @@ class JoinedLanes final : public BinaryLanes {
   void Combine(std::size_t count) override {
     texts_.resize(std::max(count, texts_.size()));
     for (std::size_t lane = 0; lane < count; ++lane) {
+      if (own_refused_.Has(lane)) continue;
       const std::u16string_view left = Left().Text(lane, left_text_);
       const std::u16string_view right = Right().Text(lane, right_text_);
       if (left.size() + right.size() > kMaximumTextLength) {

@@ -48,7 +48,8 @@ class Lanes {
   // 1 for each refused row; nullptr when there is none.
   const std::uint8_t* Refused() const noexcept { return refused_; }
 
-  // The text that the value holds, whatever its kind. It may stand in `buffer`.
+  // The text that the value of a row that is not refused holds, whatever its kind. It may stand in
+  // `buffer`.
   virtual std::u16string_view Text(std::size_t lane, std::u16string& buffer) const = 0;
   // Whether the text stays where it is until the next Prepare, whatever is written meanwhile.
   virtual bool KeepsText(std::size_t /*lane*/) const { return false; }
@@ -85,6 +86,7 @@ class RefusedRows {
     rows_[lane] = 1;
     any_ = true;
   }
+  bool Has(std::size_t lane) const noexcept { return any_ && rows_[lane] != 0; }
   // As Lanes::Refused.
   const std::uint8_t* Get() const noexcept { return any_ ? rows_.data() : nullptr; }
 

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "notebook/commands/commands.h"
+#include "notebook/commands/interruption.h"
 #include "notebook/commands/locale_names.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
@@ -176,8 +177,10 @@ class CommandLine {
                      "write the notebook, or the .csv file, here instead of printing tables")
         ->check(&CheckGiven);
     command->add_flag("--json", recalculate_.json, "print JSON");
-    command->add_option("--rounds", recalculate_.rounds, "rounds to try until nothing changes")
-        ->capture_default_str()
+    command
+        ->add_option("--rounds", recalculate_.rounds,
+                     "rounds to try until nothing changes; otherwise one more than the form has "
+                     "formula cells, at least 8 and at most 10000")
         ->check(CLI::Range(1, 1'000'000));
     AddAll(command);
     command->add_flag("--strict", recalculate_.strict, "exit with 3 when a cell shows an error");
@@ -279,17 +282,24 @@ bool WantsPlainText() {
   return no_colour != nullptr && *no_colour != '\0';
 }
 
+struct Failure {
+  std::string reason;
+  ExitStatus status = kExitFailed;
+};
+
 // Why the work failed; nothing when it did not.
-std::optional<std::string> FailureOf(const std::function<void()>& work) {
+std::optional<Failure> FailureOf(const std::function<void()>& work) {
   try {
     work();
+  } catch (const Interrupted& interrupted) {
+    return Failure{interrupted.what(), kExitInterrupted};
   } catch (const ktformula::RaisedError& error) {
-    return ToUtf8(error.Description()) + " (error " + std::to_string(error.Number()) + " from " +
-           ToUtf8(error.Source()) + ")";
+    return Failure{ToUtf8(error.Description()) + " (error " + std::to_string(error.Number()) +
+                   " from " + ToUtf8(error.Source()) + ")"};
   } catch (const std::bad_alloc&) {
-    return "out of memory";
+    return Failure{"out of memory"};
   } catch (const std::exception& error) {
-    return error.what();
+    return Failure{error.what()};
   }
   return std::nullopt;
 }
@@ -306,14 +316,14 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
   Console own = console;
   if (WantsPlainText()) own.style.coloured = own.shows_progress = false;
   int status = kExitDone;
-  const std::optional<std::string> failure = FailureOf([&] {
+  const std::optional<Failure> failure = FailureOf([&] {
     status = CommandLine(own).Run(arguments);
     own.out.flush();
     if (!own.out) throw NotebookError("the output can not be written");
   });
   if (!failure) return status;
-  own.Say("ktnotebook: " + *failure);
-  if (own.done.empty()) return kExitFailed;
+  own.Say("ktnotebook: " + failure->reason);
+  if (own.done.empty()) return failure->status;
   own.Say("note: " + own.done + " all the same");
   return status;
 }

@@ -16,6 +16,8 @@ enum ExitStatus : int {
   kExitWrongUsage = 2,
   // With --strict: a cell shows an error.
   kExitErrorsShown = 3,
+  // Ctrl-C, as a shell tells it.
+  kExitInterrupted = 130,
 };
 
 // Runs one command; `arguments` are the program's, without its name. Returns the exit status. What

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "notebook/commands/command_line.h"
-#include "notebook/tables/recalculation.h"
 
 namespace ktnotebook {
 
@@ -18,7 +17,8 @@ struct RecalculateOptions {
   std::string output;
   bool json = false;
   bool strict = false;
-  int rounds = kDefaultMaximumRounds;
+  // Nothing for the form's own limit.
+  std::optional<int> rounds;
   // For CSV files, each "NAME=VALUE": formula columns, and how columns are shown and typed.
   std::vector<std::string> formulas;
   std::vector<std::string> formats;

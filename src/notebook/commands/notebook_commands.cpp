@@ -5,6 +5,7 @@
 
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
+#include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/text_output.h"
@@ -15,6 +16,7 @@
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/store/notebook_store.h"
+#include "notebook/tables/recalculation.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -28,14 +30,14 @@ std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
 
-// Recalculates and says on the message side what the user has to know.
-RecalculationResult RecalculateAndReport(NotebookForm& form, int rounds, Console& console,
-                                         const NotebookTable* first = nullptr) {
+// Recalculates and says on the message side what the user has to know. Throws Interrupted.
+RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> rounds,
+                                         Console& console, const NotebookTable* first = nullptr) {
   RecalculationResult result;
-  {
+  RunInterruptibly([&] {
     const ProgressLine progress(form, console);
-    result = RecalculateForm(form, rounds, first);
-  }
+    result = RecalculateForm(form, rounds.value_or(RoundLimit(form)), first);
+  });
   if (!result.settled) {
     console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
                 std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));
@@ -144,7 +146,7 @@ class FormChange {
   // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
   void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set) {
     NotebookForm& form = table.Parent();
-    RecalculateAndReport(form, kDefaultMaximumRounds, console_, &table);
+    RecalculateAndReport(form, std::nullopt, console_, &table);
     std::vector<NotebookCell>& changed = form.Log().cells;
     changed.insert(changed.end(), set.begin(), set.end());
     std::sort(changed.begin(), changed.end());
@@ -233,7 +235,7 @@ int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    RecalculateAndReport(*form, kDefaultMaximumRounds, console);
+    RecalculateAndReport(*form, std::nullopt, console);
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());

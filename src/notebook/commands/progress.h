@@ -1,13 +1,18 @@
 // A line on the terminal that tells how far long work is.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
 #include "notebook/commands/command_line.h"
 #include "notebook/tables/model.h"
 
 namespace ktnotebook {
 
-// While it lives, a recalculation of the form that takes a while is shown on the console, if the
-// console shows progress; the line is gone afterwards.
+// While it lives, Ctrl-C is looked for as often as the form tells of its progress, and a
+// recalculation that takes a while is shown on the console, if the console shows progress; the line
+// is gone afterwards.
 class ProgressLine {
  public:
   ProgressLine(NotebookForm& form, const Console& console);
@@ -16,8 +21,15 @@ class ProgressLine {
   ~ProgressLine();
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  void Show();
+
   NotebookForm& form_;
   const Console& console_;
+  Clock::time_point next_;
+  // The cells that a round computes; counted when the line is first shown.
+  std::optional<std::uint64_t> cells_;
 };
 
 }  // namespace ktnotebook

@@ -435,6 +435,7 @@ Ref<ktformula::TableProperty> NotebookTable::Column(int index) const {
 }
 
 Ref<ktformula::TableRow> NotebookTable::Row(int index) const {
+  form_.Log().NoteRowAskedFor();
   return Rows()[static_cast<std::size_t>(index) - 1].Object();
 }
 

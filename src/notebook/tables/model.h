@@ -319,8 +319,19 @@ struct WriteLog {
   // The changed cells, only while `keep_cells`.
   bool keep_cells = false;
   std::vector<NotebookCell> cells;
-  // Called now and then with the number of finished cells; may be empty.
+  // Called now and then with the number of finished cells; may be empty. What it throws ends the
+  // recalculation; anything but a RaisedError does so from within a cell too.
   std::function<void(std::uint64_t)> on_progress;
+  // The round of recalculation that is under way, from 1, and what was finished before it.
+  int round = 0;
+  std::uint64_t finished_before_round = 0;
+  std::uint64_t rows_asked_for = 0;
+
+  // What goes through rows may take long without finishing a cell.
+  void NoteRowAskedFor() {
+    constexpr std::uint64_t kInterval = 4096;
+    if (++rows_asked_for % kInterval == 0 && on_progress) on_progress(finished);
+  }
 };
 
 // Which promises a form's tables give; all of them, unless somebody wants to see what comes

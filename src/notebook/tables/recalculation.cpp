@@ -17,7 +17,21 @@ class FormNotification final : public ktformula::NotificationSource {
   NotebookForm& form_;
 };
 
+constexpr std::uint64_t kLeastRounds = 8;
+constexpr std::uint64_t kMostRounds = 10'000;
+
 }  // namespace
+
+int RoundLimit(const NotebookForm& form) {
+  std::uint64_t cells = 0;
+  for (const NotebookTable* table : form.Tables()) {
+    const auto columns = std::count_if(
+        table->Columns().begin(), table->Columns().end(),
+        [table](const Ref<NotebookColumn>& column) { return table->HasFormula(*column); });
+    cells += static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(table->RowCount());
+  }
+  return static_cast<int>(std::clamp(cells + 1, kLeastRounds, kMostRounds));
+}
 
 RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
                                     const NotebookTable* first) {
@@ -27,7 +41,10 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
   const Ref<FormNotification> source = ktformula::MakeRef<FormNotification>(form);
   RecalculationResult result;
   while (result.rounds < maximum_rounds && !result.settled) {
-    const std::uint64_t changed_before = form.Log().changed;
+    WriteLog& log = form.Log();
+    const std::uint64_t changed_before = log.changed;
+    log.round = result.rounds + 1;
+    log.finished_before_round = log.finished;
     for (const NotebookTable* table : tables) {
       // A listener may add or remove listeners while it is notified.
       const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
@@ -35,7 +52,7 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
         listener->TableNotification(*source, nullptr);
     }
     ++result.rounds;
-    result.settled = form.Log().changed == changed_before;
+    result.settled = log.changed == changed_before;
   }
   return result;
 }

@@ -5,7 +5,9 @@
 
 namespace ktnotebook {
 
-inline constexpr int kDefaultMaximumRounds = 8;
+// The rounds to try unless somebody wants another number: as many as the form's formula cells, all
+// of the columns that some listener computes, may need one after the other, within bounds.
+int RoundLimit(const NotebookForm& form);
 
 struct RecalculationResult {
   // Rounds that were run, the last one included, which changes nothing when the form is settled.
