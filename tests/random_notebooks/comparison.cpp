@@ -122,23 +122,20 @@ std::string DifferenceOfCells(const LiveNotebook& reference, const LiveNotebook&
   return difference;
 }
 
-// Which cells changed, in order.
-std::vector<std::string> ChangedCells(const LiveNotebook& notebook) {
-  std::vector<std::string> cells;
-  for (const NotebookCell& cell : notebook.Form().Log().cells)
-    cells.push_back(AddressOf(cell));
-  return cells;
+bool IsSamePlace(const NotebookCell& left, const NotebookCell& right) {
+  return left.Definition().key == right.Definition().key && left.RowIndex() == right.RowIndex();
 }
 
+// Which cells changed, and in what order.
 std::string DifferenceOfChanges(const LiveNotebook& reference, const LiveNotebook& other) {
-  const std::vector<std::string> left = ChangedCells(reference);
-  const std::vector<std::string> right = ChangedCells(other);
+  const std::vector<NotebookCell>& left = reference.Form().Log().cells;
+  const std::vector<NotebookCell>& right = other.Form().Log().cells;
   const auto [in_left, in_right] =
-      std::mismatch(left.begin(), left.end(), right.begin(), right.end());
+      std::mismatch(left.begin(), left.end(), right.begin(), right.end(), IsSamePlace);
   if (in_left == left.end() && in_right == right.end()) return {};
   return BothSides("changed cell " + std::to_string(in_left - left.begin() + 1),
-                   in_left != left.end() ? *in_left : "no more",
-                   in_right != right.end() ? *in_right : "no more");
+                   in_left != left.end() ? AddressOf(*in_left) : "no more",
+                   in_right != right.end() ? AddressOf(*in_right) : "no more");
 }
 
 // One plan in all modes.

@@ -93,6 +93,8 @@ constexpr Template kNumberTemplates[] = {
     {2, u"-[a]"},
     {3, u"([a]+[b])*([c]-[d])"},
     {3, u"[a]"},
+    {3, u"[a]*[factor]"},
+    {3, u"[a]/[total]"},
     {5, u"[a]/SUM([a])"},
     {3, u"SUM([a])"},
     {3, u"MAX([a])-MIN([b])"},

@@ -181,13 +181,14 @@ void LiveNotebook::AddColumns(NotebookTable& table, std::size_t index) const {
 void LiveNotebook::AddListener(NotebookTable& table, std::size_t index, LiveListener& listener) {
   const auto object = MakeRef<FormulaListener>(functions_);
   object->Initialize(framework_, table.Parent().OwnerOf(table.OwnField()), nullptr);
+  // What an ended one is given afterwards, it has.
+  if (listener.terminated) object->Terminate();
   object->SetPosition(listener.plan.position);
   object->SetResultFormat(listener.plan.result_format);
   for (const FormulaPlan& formula : listener.plan.formulas)
     object->SetPropertyFormula(ColumnKey(index, formula.column), formula.formula, formula.format);
   for (const DefinitionPlan& definition : listener.plan.definitions)
     object->SetDefinition(definition.name, definition.formula);
-  if (listener.terminated) object->Terminate();
   listener.object = object;
   listener.face = object.get();
   table.AddListener(object);
