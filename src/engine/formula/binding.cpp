@@ -224,6 +224,17 @@ Bound Binder::BindCell(const ReferencePath& reference, const Standpoint& at, Row
   }
 }
 
+Ref<TableProperty> Binder::OwnColumn(const Term& term, const LayerItem& item,
+                                     const Standpoint& at) {
+  if (term.kind != TermKind::kReference || term.nots != 0) return nullptr;
+  const Bound bound = BindReference(item, at, at.anchor.run);
+  const Reads& reads = bound.reads;
+  const bool is_own = !reads.is_unknown && !reads.has_definitions &&
+                      reads.runs == 1U << at.anchor.run && bound.lanes != nullptr;
+  if (!is_own) return nullptr;
+  return reads.own.empty() ? reads.others.front().column : reads.own.front();
+}
+
 Bound Binder::BindOwnCell(const Ref<NotebookObject>& object, RowRun own_run, RowRun run) {
   const Ref<TableProperty> column(static_cast<TableProperty*>(object.get()));
   Bound bound;

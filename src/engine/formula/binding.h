@@ -183,6 +183,13 @@ class Binder {
   Bound BindArgument(const LayerItem& item, const Standpoint& at, RowRun run);
   // Binds a reference that leads to a cell, definitions aside.
   Bound BindCell(const ReferencePath& reference, const Standpoint& at, RowRun run);
+  // Binds an operand; `is_head` for what begins a layer.
+  Bound BindOperand(const Term& term, const LayerItem& item, bool is_head, const Standpoint& at,
+                    RowRun run) {
+    return BindTerm(term, item, is_head, at, run);
+  }
+  // The column whose cell in the anchor's row the term is, and nothing else; empty for other terms.
+  Ref<TableProperty> OwnColumn(const Term& term, const LayerItem& item, const Standpoint& at);
   // The record of the call with these arguments.
   BoundCall& CallOf(const TokenLayer& args);
 

@@ -39,6 +39,7 @@ FunctionRegistry::FunctionRegistry() : functions_(std::make_unique<OwnFunctionDi
 
 void FunctionRegistry::Register(std::u16string_view key,
                                 std::shared_ptr<IKtFormulaFunction> function) {
+  ++stamp_;
   functions_->Add(key, function);
   registered_.push_back(std::move(function));
 }
@@ -59,6 +60,7 @@ void FunctionRegistry::RegisterAll(std::span<const FunctionClass> classes, Named
 
 // Takes back the functions that were registered last, one for each of the classes.
 void FunctionRegistry::Unregister(std::span<const FunctionClass> classes) {
+  ++stamp_;
   for (const FunctionClass& function_class : classes)
     functions_->Remove(function_class.key);
   const auto kept = registered_.end() - static_cast<std::ptrdiff_t>(classes.size());
@@ -81,6 +83,7 @@ std::shared_ptr<IKtFormulaFunction> FunctionRegistry::FormulaFunction(
 }
 
 void FunctionRegistry::Terminate() {
+  ++stamp_;
   // The others have to be told too, and the shut-down can not be stopped.
   const auto regardless = [](auto&& step) {
     try {

@@ -1,8 +1,10 @@
 // The functions that formulas can call, by name.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -41,7 +43,7 @@ class FunctionRegistry {
   // With a table of its own.
   FunctionRegistry();
   explicit FunctionRegistry(std::unique_ptr<FunctionDictionary> functions)
-      : functions_(std::move(functions)) {}
+      : functions_(std::move(functions)), is_own_(false) {}
 
   // Keys are upper case. Raises error 457 when the key is taken.
   void Register(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function);
@@ -56,6 +58,11 @@ class FunctionRegistry {
   // The same, but raises kComponentError for an unknown name.
   std::shared_ptr<IKtFormulaFunction> FormulaFunction(std::u16string_view Name) const;
 
+  // Never again the same once a function has come or gone; empty when the table is the host's.
+  std::optional<std::uint64_t> Stamp() const {
+    return is_own_ ? std::optional(stamp_) : std::nullopt;
+  }
+
   // Calls Terminate on every function in the table, in its order, then on those that were
   // registered and stand there no more; and forgets them all. What one of them, or the table,
   // raises is dropped.
@@ -65,6 +72,8 @@ class FunctionRegistry {
   void Unregister(std::span<const FunctionClass> classes);
 
   std::unique_ptr<FunctionDictionary> functions_;
+  bool is_own_ = true;
+  std::uint64_t stamp_ = 0;
   std::vector<std::shared_ptr<IKtFormulaFunction>> registered_;
 };
 

@@ -16,7 +16,8 @@ struct WordRow {
   int level;
 };
 
-// All symbols and words of the language: the operators from the loosest to the tightest, then the words without a level.
+// All symbols and words of the language: the operators from the loosest to the tightest, then the
+// words without a level.
 constexpr std::array<WordRow, 21> kWords{{
     {u"OR", kFormulaTokenTypeName, FormulaWord::kOr, 1},
     {u"XOR", kFormulaTokenTypeName, FormulaWord::kXor, 1},

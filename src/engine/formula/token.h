@@ -56,7 +56,8 @@ inline constexpr int kTightestLevel = 6;
 // The level of an operator, 0 for any other word.
 int PrecedenceLevel(FormulaWord word) noexcept;
 
-// How many characters the longest symbol takes that the text begins with; 0 when it begins with none.
+// How many characters the longest symbol takes that the text begins with; 0 when it begins with
+// none.
 std::size_t SymbolLength(std::u16string_view text) noexcept;
 
 // What a name or a symbol means, in any letter case; kNone for any other text.

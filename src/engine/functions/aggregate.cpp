@@ -165,7 +165,8 @@ Bound AggregateFunction::BindArguments(Binder& binder, const TokenLayer& args, c
   std::optional<LayerItem> condition;
   if (count == 3) condition = args.Item(2);
   return BindRowCall(binder, args, AsReference(args.Item(1)), &expression,
-                     condition ? &*condition : nullptr, anchor);
+                     condition ? &*condition : nullptr, anchor)
+      .bound;
 }
 
 Bound AggregateFunction::BindColumn(Binder& binder, const TokenLayer& args, const Place& anchor) {

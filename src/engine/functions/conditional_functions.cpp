@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "functions/choice_lanes.h"
+#include "functions/lookup.h"
 #include "functions/row_folds.h"
 #include "functions/row_lanes.h"
 #include "values/raised_error.h"
@@ -59,10 +60,23 @@ void SelectFunction::SelectFrom(const TokenLayer& args, const Table& table, Note
                   u"no row of the specified table satisfies the Where clause of a Select function");
 }
 
+// Empty when the row has to be looked for.
+std::optional<Lookup::Answer> SelectFunction::LookedUpRow(const TokenLayer& args,
+                                                          const Table& table,
+                                                          NotebookObject* anchor) const {
+  const BoundCall* const call = BoundEvaluation::FindCall(args);
+  if (call == nullptr || call->own == nullptr || table.RowCount() == 0) return std::nullopt;
+  const Ref<TableRow> row = table.Row(1);
+  EvaluationContext context = ContextAt(anchor);
+  context.anchor = row.get();
+  return static_cast<Lookup*>(call->own.get())->Find(context);
+}
+
 // The first row for which the condition holds, counted from 0.
 std::optional<std::size_t> SelectFunction::FirstRow(const TokenLayer& args, const Table& table,
                                                     NotebookObject* anchor) const {
   const auto rows = static_cast<std::size_t>(table.RowCount());
+  if (const auto answer = LookedUpRow(args, table, anchor)) return answer->row;
   RowLanes lanes(args, table, true, ContextAt(anchor));
   for (std::size_t first = 0; first < rows; first += kMaximumLanes) {
     const std::size_t count = std::min(rows - first, kMaximumLanes);
@@ -79,10 +93,18 @@ std::optional<std::size_t> SelectFunction::FirstRow(const TokenLayer& args, cons
 }
 
 Bound SelectFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
-                                    RowRun) const {
+                                    RowRun run) const {
   const LayerItem expression = args.Item(0);
   const LayerItem condition = args.Item(2);
-  return BindRowCall(binder, args, AsReference(args.Item(1)), &expression, &condition, anchor);
+  BoundRowCall call =
+      BindRowCall(binder, args, AsReference(args.Item(1)), &expression, &condition, anchor);
+  if (call.row.table == nullptr) return std::move(call.bound);
+  const Standpoint at{call.row, anchor};
+  if (const auto lookup = Lookup::Make(binder, condition, at)) {
+    binder.CallOf(args).own = lookup;
+    call.bound.lanes = Lookup::MakeLanes(lookup, binder, expression, at, run, *call.table);
+  }
+  return std::move(call.bound);
 }
 
 Bound IfFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "functions/function_base.h"
+#include "functions/lookup.h"
 #include "values/leak_check.h"
 
 namespace ktformula {
@@ -52,6 +53,8 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
                       RowRun run) const override;
   void SelectFrom(const TokenLayer& args, const Table& table, NotebookObject* anchor,
                   CellValue& target) const;
+  std::optional<Lookup::Answer> LookedUpRow(const TokenLayer& args, const Table& table,
+                                            NotebookObject* anchor) const;
   std::optional<std::size_t> FirstRow(const TokenLayer& args, const Table& table,
                                       NotebookObject* anchor) const;
 };

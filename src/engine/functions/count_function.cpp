@@ -61,7 +61,8 @@ Bound CountFunction::BindArguments(Binder& binder, const TokenLayer& args, const
   std::optional<LayerItem> condition;
   if (args.Count() == 2) condition = args.Item(1);
   return BindRowCall(binder, args, AsReference(args.Item(0)), nullptr,
-                     condition ? &*condition : nullptr, anchor);
+                     condition ? &*condition : nullptr, anchor)
+      .bound;
 }
 
 }  // namespace ktformula

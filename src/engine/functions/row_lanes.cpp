@@ -16,6 +16,20 @@ Lanes* Ready(const LanesPtr& lanes, const EvaluationContext& context) {
   return can_compute ? lanes.get() : nullptr;
 }
 
+// The table, or the one of the column, that the argument refers to; empty for anything else.
+Ref<Table> TableArgument(Binder& binder, const ReferencePath* argument, const Place& anchor,
+                         Reads& reads) {
+  if (argument == nullptr) return nullptr;
+  const Ref<NotebookObject> object = binder.ObjectArgument(*argument, anchor, reads);
+  if (!object) return nullptr;
+  switch (object->Kind()) {
+    case NotebookObjectKind::kTable: return Ref<Table>(static_cast<Table*>(object.get()));
+    case NotebookObjectKind::kTableProperty:
+      return static_cast<const TableProperty&>(*object).OwningTable();
+    default: return nullptr;
+  }
+}
+
 }  // namespace
 
 RowLanes::RowLanes(const TokenLayer& args, const Table& table, bool has_condition,
@@ -62,36 +76,29 @@ void RowLanes::Judge(std::size_t count) {
   }
 }
 
-Bound BindRowCall(Binder& binder, const TokenLayer& args, const ReferencePath* table_argument,
-                  const LayerItem* expression, const LayerItem* condition, const Place& anchor) {
-  Bound bound;
+BoundRowCall BindRowCall(Binder& binder, const TokenLayer& args,
+                         const ReferencePath* table_argument, const LayerItem* expression,
+                         const LayerItem* condition, const Place& anchor) {
+  BoundRowCall result;
+  Reads& reads = result.bound.reads;
+  result.table = TableArgument(binder, table_argument, anchor, reads);
   // What is no table is refused whatever the rows.
-  if (table_argument == nullptr) return bound;
-  const Ref<NotebookObject> object = binder.ObjectArgument(*table_argument, anchor, bound.reads);
-  if (!object) return bound;
-  Ref<Table> table;
-  if (object->Kind() == NotebookObjectKind::kTable) {
-    table = Ref<Table>(static_cast<Table*>(object.get()));
-  } else if (object->Kind() == NotebookObjectKind::kTableProperty) {
-    table = static_cast<const TableProperty&>(*object).OwningTable();
-  } else {
-    return bound;
-  }
-  const Place row = binder.RowsOf(table.get());
-  const Standpoint at{row, anchor};
+  if (!result.table) return result;
+  result.row = binder.RowsOf(result.table.get());
+  const Standpoint at{result.row, anchor};
   BoundCall& call = binder.CallOf(args);
   const auto bind = [&](const LayerItem* argument) -> LanesPtr {
     if (argument == nullptr) return nullptr;
-    Bound part = binder.BindArgument(*argument, at, row.run);
-    bound.reads.Add(part.reads);
+    Bound part = binder.BindArgument(*argument, at, result.row.run);
+    reads.Add(part.reads);
     return std::move(part.lanes);
   };
   call.expression = bind(expression);
   call.condition = bind(condition);
-  if (row.table == nullptr) bound.reads.is_unknown = true;
-  bound.reads.runs &= ~(1U << row.run);
-  call.reads = bound.reads;
-  return bound;
+  if (result.row.table == nullptr) reads.is_unknown = true;
+  reads.runs &= ~(1U << result.row.run);
+  call.reads = reads;
+  return result;
 }
 
 }  // namespace ktformula

@@ -50,9 +50,18 @@ class RowLanes {
   std::vector<RowVerdict> verdicts_;
 };
 
-// Binds a call of the shape F(…, table, …) whose `expression` and `condition`, both optional, are
-// evaluated for each row of the table.
-Bound BindRowCall(Binder& binder, const TokenLayer& args, const ReferencePath* table_argument,
-                  const LayerItem* expression, const LayerItem* condition, const Place& anchor);
+// A call of the shape F(…, table, …), as it is bound.
+struct BoundRowCall {
+  Bound bound;
+  // The table and the place of its rows; empty when the argument is no table.
+  Ref<Table> table;
+  Place row;
+};
+
+// Binds the call's `expression` and `condition`, both optional, which are evaluated for each row of
+// the table.
+BoundRowCall BindRowCall(Binder& binder, const TokenLayer& args,
+                         const ReferencePath* table_argument, const LayerItem* expression,
+                         const LayerItem* condition, const Place& anchor);
 
 }  // namespace ktformula

@@ -12,14 +12,20 @@ namespace {
 // Definitions that hang together in more than these are not looked into.
 constexpr int kMaximumBoundDefinitions = 50;
 
-// The formula's tree; nullptr for one that can not be parsed.
-std::shared_ptr<const TokenTree> TreeIfAny(PropertyFormula& formula,
+// The formula's tree, or the one that it would get; nullptr for one that can not be parsed. A
+// formula that nobody evaluates yet is left as it is: with what it is parsed is settled when it is.
+std::shared_ptr<const TokenTree> TreeIfAny(const PropertyFormula& formula,
                                            const FunctionRegistry& functions) {
+  if (formula.TokenTree != nullptr) return formula.TokenTree;
   try {
-    return TreeOf(formula, functions);
+    return MakeTokenTree(formula.Formula, functions);
   } catch (const RaisedError&) {
     return nullptr;
   }
+}
+
+bool HasTree(const PropertyFormula& formula, const std::shared_ptr<const TokenTree>& tree) {
+  return formula.TokenTree == nullptr || formula.TokenTree == tree;
 }
 
 bool IsSameLocale(const Locale& left, const Locale& right) {
@@ -44,7 +50,14 @@ std::shared_ptr<const TokenTree> TreeOf(PropertyFormula& formula,
 }
 
 bool ColumnPlan::IsOf(const PropertyFormula& formula) const {
-  return formula_.get() == &formula && formula.TokenTree == tree_ && bound.IsUpToDate();
+  return formula_.get() == &formula && HasTree(formula, tree_) && bound.IsUpToDate();
+}
+
+bool ColumnPlan::ReadsItself() const {
+  const auto& others = FormulaReads().others;
+  return std::any_of(others.begin(), others.end(), [this](const ColumnRead& read) {
+    return IsSameObject(read.column.get(), column_.get());
+  });
 }
 
 Lanes* ColumnPlan::FormulaLanes() const {
@@ -92,6 +105,8 @@ RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
     if (!column->Changes()->RowsChangedSince(stamps_[next++], found.rows)) return all;
   }
   if (!column_->Changes()->RowsChangedSince(written_stamp_, found.rows)) return all;
+  // Each row that changes may change those behind it.
+  if (ReadsItself() && !found.rows.empty()) return all;
   std::sort(found.rows.begin(), found.rows.end());
   found.rows.erase(std::unique(found.rows.begin(), found.rows.end()), found.rows.end());
   return found;
@@ -140,7 +155,8 @@ void Plans::Forget() {
 }
 
 Plans::Sources Plans::PresentSources() const {
-  return {configuration_.property_formulas.Stamp(), configuration_.definitions.Stamp()};
+  return {configuration_.property_formulas.Stamp(), configuration_.definitions.Stamp(),
+          functions_.Stamp()};
 }
 
 void Plans::Renew(Table& table) {
@@ -152,7 +168,9 @@ void Plans::Renew(Table& table) {
   Forget();
   sources_ = PresentSources();
   locale_ = UserLocale();
-  if (!sources_.first || !sources_.second || table.Binding() == nullptr) return;
+  const bool are_told = std::all_of(sources_.begin(), sources_.end(),
+                                    [](const auto& stamp) { return stamp.has_value(); });
+  if (!are_told || table.Binding() == nullptr) return;
   table_ = Ref<Table>(&table);
   Make();
 }
@@ -160,7 +178,7 @@ void Plans::Renew(Table& table) {
 bool Plans::Hold() const {
   const auto holds = [](const auto& entry) {
     const Definition& definition = entry.second;
-    return definition.formula->TokenTree == definition.tree && definition.bound->IsUpToDate();
+    return HasTree(*definition.formula, definition.tree) && definition.bound->IsUpToDate();
   };
   return table_ && sources_ == PresentSources() && IsSameLocale(locale_, UserLocale()) &&
          std::all_of(definitions_.begin(), definitions_.end(), holds) &&
@@ -181,7 +199,7 @@ void Plans::MakeColumn(const Ref<TableProperty>& column) {
   const std::shared_ptr<const TokenTree> tree = TreeIfAny(*formula, functions_);
   if (tree == nullptr) return;
   auto& plan = columns_[column->Identity()];
-  plan = std::make_shared<ColumnPlan>(column, std::move(formula));
+  plan = std::make_shared<ColumnPlan>(column, std::move(formula), tree);
   Bind(plan->bound, *tree, {table_.get(), ReferenceStart::kCell, kCellRun, column.get()});
 }
 
@@ -242,10 +260,12 @@ std::shared_ptr<ColumnPlan> Plans::Of(const TableProperty& column,
   return found->second->IsOf(formula) ? found->second : nullptr;
 }
 
-std::shared_ptr<BoundFormula> Plans::OfDefinition(const PropertyFormula& formula) const {
+std::shared_ptr<BoundFormula> Plans::OfDefinition(PropertyFormula& formula) const {
   const auto is_of = [&](const auto& entry) { return entry.second.formula.get() == &formula; };
   const auto found = std::find_if(definitions_.begin(), definitions_.end(), is_of);
-  return found != definitions_.end() && Hold() ? found->second.bound : nullptr;
+  if (found == definitions_.end() || !Hold()) return nullptr;
+  if (formula.TokenTree == nullptr) formula.TokenTree = found->second.tree;
+  return found->second.bound;
 }
 
 }  // namespace ktformula

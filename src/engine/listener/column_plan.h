@@ -4,6 +4,7 @@
 // computing only what changed; what is skipped would come to what it is.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -47,8 +48,9 @@ struct ShownAs {
 // One column with a formula.
 class ColumnPlan {
  public:
-  ColumnPlan(Ref<TableProperty> column, std::shared_ptr<PropertyFormula> formula)
-      : column_(std::move(column)), formula_(std::move(formula)), tree_(formula_->TokenTree) {}
+  ColumnPlan(Ref<TableProperty> column, std::shared_ptr<PropertyFormula> formula,
+             std::shared_ptr<const TokenTree> tree)
+      : column_(std::move(column)), formula_(std::move(formula)), tree_(std::move(tree)) {}
   ColumnPlan(const ColumnPlan&) = delete;
   ColumnPlan& operator=(const ColumnPlan&) = delete;
 
@@ -58,8 +60,12 @@ class ColumnPlan {
 
   const Reads& FormulaReads() const noexcept { return bound.top.reads; }
   const Ref<TableProperty>& Column() const noexcept { return column_; }
-  // Whether the plan is this formula's, as it is parsed now, and holds.
+  // Whether the plan is this formula's, as it is parsed or would be now, and holds.
   bool IsOf(const PropertyFormula& formula) const;
+  // To be called where the formula would be parsed now: it has this tree then.
+  void GiveTree() const {
+    if (formula_->TokenTree == nullptr) formula_->TokenTree = tree_;
+  }
   // The lanes of the formula; nullptr when rows are computed one by one.
   Lanes* FormulaLanes() const;
 
@@ -82,6 +88,7 @@ class ColumnPlan {
   bool IsInUse() const noexcept { return is_in_use_; }
 
  private:
+  bool ReadsItself() const;
   bool IsTracked() const;
   void NoteStamps();
   bool AddOthers(std::vector<std::size_t>& rows) const;
@@ -116,7 +123,8 @@ class Plans {
 
   // nullptr when there is none, when it is in use or when something changed since Renew.
   std::shared_ptr<ColumnPlan> Of(const TableProperty& column, const PropertyFormula& formula) const;
-  std::shared_ptr<BoundFormula> OfDefinition(const PropertyFormula& formula) const;
+  // Gives the definition's formula its tree, which is to be evaluated now.
+  std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
   // Whether what the plans were made from is still there.
   bool Hold() const;
 
@@ -129,8 +137,8 @@ class Plans {
     // Unknown until it is bound, as a definition that leads back to itself finds it.
     Reads reads;
   };
-  // The stamps of formulas and definitions.
-  using Sources = std::pair<std::optional<std::uint64_t>, std::optional<std::uint64_t>>;
+  // The stamps of formulas, definitions and functions.
+  using Sources = std::array<std::optional<std::uint64_t>, 3>;
 
   Sources PresentSources() const;
   void Make();

@@ -107,7 +107,7 @@ class Pass::ColumnPass {
   }
 
   void ComputeRun(std::size_t begin, std::size_t end) {
-    while (lanes_ != nullptr && begin < end && pass_.plans_->Hold()) {
+    while (lanes_ != nullptr && begin < end && HasPlan()) {
       const std::size_t count = std::min(end - begin, kMaximumLanes);
       {
         const BoundEvaluation evaluation(&plan_->bound, pass_.number_);
@@ -144,6 +144,7 @@ class Pass::ColumnPass {
   }
 
   void WriteRun(std::size_t first, std::size_t lane, std::size_t count) {
+    plan_->GiveTree();
     if (lanes_->Kind() == kCellValueTypeNumber) {
       Cells().WriteNumbers(first + lane, {lanes_->MinNumbers() + lane, count});
     } else {
@@ -161,9 +162,15 @@ class Pass::ColumnPass {
     }
     const Ref<TableCell> cell = column_.Cell(static_cast<int>(row) + 1);
     if (cell->StateText() == kEnteredState) return;
+    plan_->GiveTree();
     value_.SetNumber(lanes_->MinNumbers()[lane], lanes_->MaxNumbers()[lane]);
     writer_.Write(*cell, value_, number_formatting_, formula_->StringFormat);
     writer_.Finish(*cell);
+  }
+
+  // Whether there is a plan that still holds: the host may change much from within a call.
+  bool HasPlan() const {
+    return plan_ != nullptr && pass_.plans_->Hold() && plan_->IsOf(*formula_);
   }
 
   ColumnCells& Cells() const { return *plan_->Column()->Cells(); }
@@ -176,6 +183,7 @@ class Pass::ColumnPass {
 
   void ComputeCell(TableCell& cell) {
     if (cell.StateText() == kEnteredState) return;
+    if (HasPlan()) plan_->GiveTree();
     if (!parsed_ || !parsed_->IsUpToDate(*formula_)) parsed_ = Parse(*formula_, pass_.functions_);
     CellValue value;
     if (const auto error = Compute(cell, value)) {
@@ -189,8 +197,7 @@ class Pass::ColumnPass {
   // Evaluates the formula for the cell; the description of an error that was raised.
   std::optional<std::u16string> Compute(TableCell& cell, CellValue& value) {
     if (parsed_->tree == nullptr) return parsed_->error;
-    const bool is_bound = plan_ != nullptr && pass_.plans_->Hold() && plan_->IsOf(*formula_);
-    const BoundEvaluation evaluation(is_bound ? &plan_->bound : nullptr, pass_.number_);
+    const BoundEvaluation evaluation(HasPlan() ? &plan_->bound : nullptr, pass_.number_);
     try {
       pass_.Evaluate(*parsed_->tree, property_.get(), &cell, value);
     } catch (const RaisedError& error) {
@@ -225,8 +232,8 @@ Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& fu
       plans_(plans),
       number_(NextPassNumber()),
       definitions_([this](PropertyFormula& formula, CellValue& value) {
-        const auto tree = TreeOf(formula, functions_);
         const auto bound = plans_ != nullptr ? plans_->OfDefinition(formula) : nullptr;
+        const auto tree = TreeOf(formula, functions_);
         const BoundEvaluation evaluation(bound.get(), number_);
         Evaluate(*tree, nullptr, table_.get(), value);
       }) {
