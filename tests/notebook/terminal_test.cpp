@@ -296,7 +296,8 @@ TEST_F(TerminalTest, LongWorkShowsItsShareAndCanBeInterrupted) {
     const char* progress;
   } cases[] = {
       {{"--formula=x=[y]+1", "--formula=y=[x]+1", "--rounds=1000000"}, "recalculating, round "},
-      {{"--formula=x=SUM(SUM(SUM([n]*[this:parent:n],[t]),[t],[this:parent:n]>0),[t])"},
+      {{"--formula=x=SUM(SUM(SUM([n]*[this:parent:n],[t])*[this:parent:n],[t])*[this:parent:n],[t]"
+        ")"},
        "recalculating: 0 %"},
   };
   for (const auto& [formulas, progress] : cases) {
