@@ -68,7 +68,7 @@ void Forms(benchmark::State& state) {
   for (auto _ : state) {
     const Notebook notebook = Read(forms);
     for (const auto& form : notebook.forms)
-      ktnotebook::RecalculateForm(*form, ktnotebook::RoundLimit(*form));
+      ktnotebook::RecalculateForm(*form, 8);
     benchmark::DoNotOptimize(ktnotebook::WriteNotebook(notebook.forms));
   }
   state.SetComplexityN(state.range(0));
