@@ -347,7 +347,7 @@ struct WriteLog {
   // What goes through rows may take long without finishing a cell. Many rows may be computed for
   // one that is asked for.
   void NoteRowAskedFor() {
-    constexpr std::uint64_t kInterval = 256;
+    constexpr std::uint64_t kInterval = 16;
     if (++rows_asked_for % kInterval == 0 && on_progress) on_progress(finished);
   }
 };
