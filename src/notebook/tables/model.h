@@ -327,9 +327,10 @@ struct WriteLog {
   std::uint64_t finished_before_round = 0;
   std::uint64_t rows_asked_for = 0;
 
-  // What goes through rows may take long without finishing a cell.
+  // What goes through rows may take long without finishing a cell. Many rows may be computed for
+  // one that is asked for.
   void NoteRowAskedFor() {
-    constexpr std::uint64_t kInterval = 4096;
+    constexpr std::uint64_t kInterval = 16;
     if (++rows_asked_for % kInterval == 0 && on_progress) on_progress(finished);
   }
 };
