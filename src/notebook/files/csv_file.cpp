@@ -202,10 +202,12 @@ class CsvReader {
       const CsvColumn texts = std::exchange(csv_.columns[i], {});
       NotebookColumn& column = *table_->Columns()[i];
       const TypedMark mark = column.TypedState();
+      column.ReserveTexts(texts.Size());
       texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
         column.Enter(row++, text, mark);
         return true;
       });
+      column.NoteChanges();
     }
   }
 
@@ -250,6 +252,8 @@ std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u
   return text;
 }
 
+constexpr std::size_t kFirstRows = 1000;
+
 // One record, from a function that gives the field of a column.
 template <typename FieldOf>
 void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
@@ -266,9 +270,12 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
 
 }  // namespace
 
-Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options) {
-  return CsvReader(ParseCsv(utf8, source), source, options).Read(name);
+  CsvReader reader(ParseCsv(utf8, source), source, options);
+  // It may be as large as what is made of it.
+  utf8 = {};
+  return reader.Read(name);
 }
 
 std::string WriteCsv(const NotebookTable& table) {
@@ -277,6 +284,9 @@ std::string WriteCsv(const NotebookTable& table) {
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
   std::u16string buffer;
   for (const NotebookRow row : table.Rows()) {
+    // All the memory at once, as far as the first rows tell.
+    if (row.Index() == kFirstRows)
+      csv.reserve(csv.size() / kFirstRows * table.Rows().size() * 5 / 4);
     AppendRecord(csv, table,
                  [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
   }

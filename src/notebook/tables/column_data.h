@@ -53,6 +53,7 @@ class ColumnData {
 
   std::size_t Count() const noexcept { return min_.size(); }
   void Reserve(std::size_t rows);
+  void ReserveTexts(std::size_t units) { texts_.ReserveTexts(units); }
   // Appends empty cells.
   void Append(std::size_t rows);
 

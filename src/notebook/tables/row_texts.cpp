@@ -31,6 +31,11 @@ std::u16string_view RowTexts::TextAt(Place place) const noexcept {
   return {head + 3, static_cast<std::size_t>(head[1]) << 16U | head[2]};
 }
 
+void RowTexts::ReserveTexts(std::size_t units) {
+  pool_.reserve(pool_.size() + units);
+  next_look_ = std::max(next_look_, pool_.size() + units);
+}
+
 void RowTexts::Set(std::size_t row, std::u16string_view text) {
   if (IsInPool(text)) return Set(row, std::u16string(text));
   Place& place = places_[row];

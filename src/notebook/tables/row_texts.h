@@ -23,6 +23,8 @@ class RowTexts {
   using Place = std::uint32_t;
 
   void Reserve(std::size_t rows) { places_.reserve(rows); }
+  // Makes room for texts of so many code units, one more counted for each.
+  void ReserveTexts(std::size_t units);
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
 
   // Good until a text is set, shared or given up.
