@@ -102,7 +102,7 @@ bool ColumnData::SetGeneralNumber(std::size_t row, double number) {
   }
   SetNumbers(row, number, number);
   texts_.SetMade(row);
-  units_.Set(row, u"", Count());
+  ClearUnit(row);
   return !is_same;
 }
 
@@ -140,7 +140,7 @@ bool ColumnData::SharedTexts::Set(std::size_t row, std::size_t which) {
   }
   data_->SetNumbers(row, number, number);
   data_->texts_.SetPlace(row, place);
-  data_->units_.Set(row, u"", data_->Count());
+  data_->ClearUnit(row);
   return !is_same;
 }
 

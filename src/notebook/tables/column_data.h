@@ -117,6 +117,9 @@ class ColumnData {
   bool HasSameNumbers(std::size_t row, double min, double max) const noexcept;
   void SetNumbers(std::size_t row, double min, double max);
   bool SetGeneralNumber(std::size_t row, double number);
+  void ClearUnit(std::size_t row) {
+    if (units_.NumberAt(row) != 0) units_.Set(row, u"", Count());
+  }
   void MakeTextsReal();
 
   std::vector<double> min_;
