@@ -9,7 +9,6 @@
 #include "notebook/files/csv_parser.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
-#include "notebook/tables/cell_text.h"
 #include "values/platform.h"
 #include "values/text.h"
 
@@ -56,13 +55,14 @@ class CsvReader {
     notebook_.forms.push_back(
         ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
     table_ = notebook_.forms.front()->AddTable(name, 1);
+    table_->AddNumberedRows(csv_.rows);
     for (std::size_t i = 0; i < csv_.header.size(); ++i)
       AddFileColumn(csv_.header[i], csv_.columns[i]);
     for (const auto& [column, formula] : options_.formulas)
       AddFormulaColumn(column);
     CheckSettings();
     AddListener();
-    AddRows();
+    EnterTexts();
     return std::move(notebook_);
   }
 
@@ -80,10 +80,25 @@ class CsvReader {
     return column.AllAre([&](std::u16string_view text) { return text.empty() || test(text); });
   }
 
-  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) const {
-    return AllAre(column, [&](std::u16string_view text) {
-      return ParseNumberText(text, unit, Units()).has_value();
-    });
+  // Whether all texts of the column are numbers in the unit; then they are kept.
+  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) {
+    PropertyDefinition definition;
+    definition.type = DataType::kNumber;
+    definition.unit = unit;
+    TypedTexts typed(definition, Units());
+    ColumnData data;
+    data.Append(csv_.rows);
+    data.ReserveTexts(column.Size());
+    const bool are_numbers =
+        column.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
+          typed.Enter(text, kQuantityMark, data, row);
+          // Blanks are typed as nothing, and are no number.
+          const bool is_number = data.IsMarked(row) && !std::isnan(data.MinNumbers()[row]);
+          ++row;
+          return text.empty() || is_number;
+        });
+    if (are_numbers) numbers_ = {std::move(data), unit};
+    return are_numbers;
   }
 
   // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
@@ -98,7 +113,7 @@ class CsvReader {
     return false;
   }
 
-  DataType TypeOf(const CsvColumn& column) const {
+  DataType TypeOf(const CsvColumn& column) {
     if (AreNumbers(column, nullptr)) return DataType::kNumber;
     if (AllAre(column, IsTruthWord)) return DataType::kBoolean;
     const auto is_date = [](std::u16string_view text) {
@@ -107,7 +122,8 @@ class CsvReader {
     return AllAre(column, is_date) ? DataType::kDate : DataType::kString;
   }
 
-  void AddFileColumn(const std::u16string& header, const CsvColumn& column) {
+  void AddFileColumn(const std::u16string& header, CsvColumn& column) {
+    numbers_.reset();
     if (header.empty()) {
       Refuse("column " + std::to_string(table_->ColumnCount() + 1) + " has no name");
     }
@@ -124,6 +140,17 @@ class CsvReader {
       definition.type = TypeOf(column);
     }
     Add(std::move(definition));
+    FillWithNumbers(*table_->Columns().back(), column);
+  }
+
+  // Unless the options want something else of the column.
+  void FillWithNumbers(NotebookColumn& added, CsvColumn& column) {
+    const PropertyDefinition& definition = added.Definition();
+    if (!numbers_ || definition.type != DataType::kNumber || definition.unit != numbers_->unit) {
+      return;
+    }
+    added.Adopt(std::move(numbers_->data));
+    column = {};
   }
 
   void AddFormulaColumn(const std::u16string& name) {
@@ -195,12 +222,12 @@ class CsvReader {
     }
   }
 
-  void AddRows() {
-    table_->AddNumberedRows(csv_.rows);
+  // Fills the columns that are not filled with numbers.
+  void EnterTexts() {
     for (std::size_t i = 0; i < csv_.columns.size(); ++i) {
+      NotebookColumn& column = *table_->Columns()[i];
       // What is entered needs no second place in memory.
       const CsvColumn texts = std::exchange(csv_.columns[i], {});
-      NotebookColumn& column = *table_->Columns()[i];
       const TypedMark mark = column.TypedState();
       column.ReserveTexts(texts.Size());
       texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
@@ -211,11 +238,18 @@ class CsvReader {
     }
   }
 
+  struct Numbers {
+    ColumnData data;
+    const NotebookUnit* unit;
+  };
+
   CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
+  // The texts of the column that is being added, if they are numbers.
+  std::optional<Numbers> numbers_;
 };
 
 void AppendField(std::u16string_view text, std::string& csv) {

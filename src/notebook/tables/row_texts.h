@@ -79,8 +79,11 @@ class FewTexts {
  public:
   // With a first text other than "", which is number 1 from the start.
   explicit FewTexts(std::u16string_view first);
+  FewTexts(FewTexts&&) = default;
+  FewTexts& operator=(FewTexts&&) = default;
   FewTexts(const FewTexts&) = delete;
   FewTexts& operator=(const FewTexts&) = delete;
+  ~FewTexts() = default;
 
   const std::u16string& At(std::size_t row) const noexcept { return *texts_[NumberAt(row)]; }
   // The number of the row's text; 0 is "".
