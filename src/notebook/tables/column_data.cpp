@@ -36,7 +36,7 @@ std::optional<double> RoundedToGeneralForm(double value) {
   return is_kept ? rounded : std::nullopt;
 }
 
-ColumnData::ColumnData() : states_(ktformula::kEnteredState) {}
+ColumnData::ColumnData() : states_(ktformula::kEnteredState), tags_(ktformula::kEnteredState) {}
 
 void ColumnData::Reserve(std::size_t rows) {
   min_.reserve(rows);

@@ -130,9 +130,9 @@ class ColumnData {
   RowTexts texts_;
   // How texts that are made show their decimals.
   char16_t decimal_separator_ = u'.';
-  FewTexts units_{u""};
+  FewTexts units_{u"%"};
   FewTexts states_;
-  FewTexts tags_{u""};
+  FewTexts tags_;
   std::size_t entered_ = 0;
 };
 

@@ -69,11 +69,12 @@ std::vector<RowTexts::Place> RowTexts::Share(std::span<const std::u16string_view
 
 RowTexts::Place RowTexts::ShareOne(std::u16string_view text) {
   if (text.empty()) return 0;
-  const auto found = shared_.find(text);
-  if (found != shared_.end()) return found->second;
+  if (!shared_) shared_ = std::make_unique<Places>();
+  const auto found = shared_->find(text);
+  if (found != shared_->end()) return found->second;
   const Place place = Add(text) | kShared;
-  if (text.size() <= kLongestRemembered && shared_.size() < kMostRemembered) {
-    shared_.emplace(text, place);
+  if (text.size() <= kLongestRemembered && shared_->size() < kMostRemembered) {
+    shared_->emplace(text, place);
   }
   return place;
 }
@@ -143,41 +144,50 @@ void RowTexts::CloseGaps(std::size_t living) {
     place = found->second;
   }
   pool_ = std::move(closed.pool_);
-  shared_.clear();
+  shared_.reset();
   ++moves_;
 }
 
-FewTexts::FewTexts(std::u16string_view first) {
-  NumberOf(u"");
-  if (!first.empty()) NumberOf(first);
+const std::u16string& FewTexts::At(std::size_t row) const noexcept {
+  static const std::u16string kEmpty;
+  const std::uint32_t number = NumberAt(row);
+  return number == 0 ? kEmpty : *set_->texts[number];
 }
 
 void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) {
-  const std::uint32_t number = NumberOf(text);
-  if (number == NumberAt(row)) return;
-  if (number > std::numeric_limits<std::uint8_t>::max() && wide_.empty()) {
-    wide_.assign(narrow_.begin(), narrow_.end());
-    narrow_ = {};
+  if (!set_) {
+    if (text.empty()) return;
+    set_ = std::make_unique<Texts>();
+    set_->NumberOf(u"");
+    set_->NumberOf(first_);
   }
-  if (wide_.empty()) {
-    if (row >= narrow_.size()) narrow_.resize(rows);
-    narrow_[row] = static_cast<std::uint8_t>(number);
+  const std::uint32_t number = set_->NumberOf(text);
+  if (number == NumberAt(row)) return;
+  std::vector<std::uint8_t>& narrow = set_->narrow;
+  std::vector<std::uint32_t>& wide = set_->wide;
+  if (number > std::numeric_limits<std::uint8_t>::max() && wide.empty()) {
+    wide.assign(narrow.begin(), narrow.end());
+    narrow = {};
+  }
+  if (wide.empty()) {
+    if (row >= narrow.size()) narrow.resize(rows);
+    narrow[row] = static_cast<std::uint8_t>(number);
   } else {
-    if (row >= wide_.size()) wide_.resize(rows);
-    wide_[row] = number;
+    if (row >= wide.size()) wide.resize(rows);
+    wide[row] = number;
   }
 }
 
-std::uint32_t FewTexts::NumberOf(std::u16string_view text) {
-  if (!texts_.empty() && *texts_[last_number_] == text) return last_number_;
-  auto found = numbers_.find(text);
-  if (found == numbers_.end()) {
-    const auto number = static_cast<std::uint32_t>(texts_.size());
-    found = numbers_.emplace(std::u16string(text), number).first;
-    texts_.push_back(&found->first);
+std::uint32_t FewTexts::Texts::NumberOf(std::u16string_view text) {
+  if (!texts.empty() && *texts[last_number] == text) return last_number;
+  auto found = numbers.find(text);
+  if (found == numbers.end()) {
+    const auto number = static_cast<std::uint32_t>(texts.size());
+    found = numbers.emplace(std::u16string(text), number).first;
+    texts.push_back(&found->first);
   }
-  last_number_ = found->second;
-  return last_number_;
+  last_number = found->second;
+  return last_number;
 }
 
 }  // namespace ktnotebook
