@@ -17,6 +17,8 @@ constexpr std::size_t kFewUnits = 4096;
 // Shared texts that are worth remembering.
 constexpr std::size_t kLongestRemembered = 64;
 constexpr std::size_t kMostRemembered = 1024;
+// Texts that are looked through rather than looked up.
+constexpr std::size_t kFewTexts = 16;
 
 std::size_t HeadOf(std::u16string_view text) noexcept {
   return text.size() < kLongText ? 1 : 3;
@@ -151,15 +153,14 @@ void RowTexts::CloseGaps(std::size_t living) {
 const std::u16string& FewTexts::At(std::size_t row) const noexcept {
   static const std::u16string kEmpty;
   const std::uint32_t number = NumberAt(row);
-  return number == 0 ? kEmpty : *set_->texts[number];
+  return number == 0 ? kEmpty : set_->texts[number];
 }
 
 void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) {
   if (!set_) {
     if (text.empty()) return;
     set_ = std::make_unique<Texts>();
-    set_->NumberOf(u"");
-    set_->NumberOf(first_);
+    set_->texts = {std::u16string(), std::u16string(first_)};
   }
   const std::uint32_t number = set_->NumberOf(text);
   if (number == NumberAt(row)) return;
@@ -179,15 +180,26 @@ void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) 
 }
 
 std::uint32_t FewTexts::Texts::NumberOf(std::u16string_view text) {
-  if (!texts.empty() && *texts[last_number] == text) return last_number;
-  auto found = numbers.find(text);
-  if (found == numbers.end()) {
-    const auto number = static_cast<std::uint32_t>(texts.size());
-    found = numbers.emplace(std::u16string(text), number).first;
-    texts.push_back(&found->first);
+  if (texts[last_number] == text) return last_number;
+  const std::size_t number = Find(text);
+  if (number == texts.size()) Add(text);
+  return last_number = static_cast<std::uint32_t>(number);
+}
+
+std::size_t FewTexts::Texts::Find(std::u16string_view text) const {
+  if (!numbers) {
+    return static_cast<std::size_t>(std::find(texts.begin(), texts.end(), text) - texts.begin());
   }
-  last_number = found->second;
-  return last_number;
+  const auto found = numbers->find(text);
+  return found == numbers->end() ? texts.size() : found->second;
+}
+
+void FewTexts::Texts::Add(std::u16string_view text) {
+  texts.emplace_back(text);
+  if (texts.size() <= kFewTexts) return;
+  if (!numbers) numbers = std::make_unique<std::map<std::u16string, std::uint32_t, std::less<>>>();
+  for (std::size_t number = numbers->size(); number < texts.size(); ++number)
+    numbers->emplace(texts[number], static_cast<std::uint32_t>(number));
 }
 
 }  // namespace ktnotebook

@@ -96,15 +96,19 @@ class FewTexts {
 
  private:
   struct Texts {
-    std::map<std::u16string, std::uint32_t, std::less<>> numbers;
-    // The keys of the numbers, by number.
-    std::vector<const std::u16string*> texts;
+    // By number.
+    std::vector<std::u16string> texts;
     std::uint32_t last_number = 0;
+    // The numbers of all, once there are too many to look through.
+    std::unique_ptr<std::map<std::u16string, std::uint32_t, std::less<>>> numbers;
     // The rows' numbers: one byte each as long as that suffices. Rows beyond the end have 0.
     std::vector<std::uint8_t> narrow;
     std::vector<std::uint32_t> wide;
 
     std::uint32_t NumberOf(std::u16string_view text);
+    // As many as there are texts for one that is not among them.
+    std::size_t Find(std::u16string_view text) const;
+    void Add(std::u16string_view text);
   };
 
   std::u16string_view first_;

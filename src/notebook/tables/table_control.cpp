@@ -146,7 +146,7 @@ TableControl::Snapshot TableControl::SnapshotOf(const NotebookCell& cell) {
 void TableControl::NoteUnfinished() {
   if (!current_ || !IsToBeNoted()) return;
   current_->OwningColumn().NoteChange(current_->RowIndex());
-  noted_ = SnapshotOf(*current_);
+  noted_ = std::make_unique<Snapshot>(SnapshotOf(*current_));
 }
 
 void TableControl::EndWrite() {
