@@ -8,17 +8,22 @@
 
 namespace ktnotebook {
 
-// Rows that changed, each with a stamp, as far back as they are listed.
+// Rows that changed, each with a stamp, as far back as they are listed. They are from the first
+// question for the stamp on: without that nobody asks for rows.
 class ChangeList {
  public:
   // Nothing is known of what was before this stamp.
   explicit ChangeList(std::uint64_t stamp) : last_(stamp), known_since_(stamp) {}
 
   // The last change; the other stamps are of the same growing counter.
-  std::uint64_t Stamp() const noexcept { return last_; }
+  std::uint64_t Stamp() const noexcept {
+    is_asked_ = true;
+    return last_;
+  }
 
   // A row of a table of so many changed. Old changes are forgotten when there are too many.
   void Note(std::size_t row, std::uint64_t stamp, std::size_t rows) {
+    if (!is_asked_) return NoteAny(stamp);
     if (entries_.size() > rows / 8 + 1024) ForgetOlderHalf();
     entries_.push_back({stamp, row});
     last_ = stamp;
@@ -52,6 +57,7 @@ class ChangeList {
 
   std::uint64_t last_;
   std::uint64_t known_since_;
+  mutable bool is_asked_ = false;
   // In the order of the stamps.
   std::vector<Entry> entries_;
 };

@@ -12,10 +12,6 @@ namespace ktnotebook {
 
 namespace {
 
-bool IsSameNumber(double left, double right) noexcept {
-  return left == right || (std::isnan(left) && std::isnan(right));
-}
-
 // Whether one number says all: two zeros with different signs are two.
 bool AreOne(double min, double max) noexcept {
   return std::bit_cast<std::uint64_t>(min) == std::bit_cast<std::uint64_t>(max) ||
@@ -36,7 +32,7 @@ std::optional<double> RoundedToGeneralForm(double value) {
   return is_kept ? rounded : std::nullopt;
 }
 
-ColumnData::ColumnData() : states_(ktformula::kEnteredState) {}
+ColumnData::ColumnData() : states_(ktformula::kEnteredState), tags_(ktformula::kEnteredState) {}
 
 void ColumnData::Reserve(std::size_t rows) {
   min_.reserve(rows);
@@ -82,10 +78,6 @@ bool ColumnData::SetState(std::size_t row, std::u16string_view state, std::u16st
   return true;
 }
 
-bool ColumnData::HasSameNumbers(std::size_t row, double min, double max) const noexcept {
-  return IsSameNumber(min_[row], min) && IsSameNumber(MaxNumbers()[row], max);
-}
-
 void ColumnData::SetNumbers(std::size_t row, double min, double max) {
   const bool was_range = ranges_ != 0 && !AreOne(min_[row], max_[row]);
   const bool is_range = !AreOne(min, max);
@@ -102,7 +94,7 @@ bool ColumnData::SetGeneralNumber(std::size_t row, double number) {
   }
   SetNumbers(row, number, number);
   texts_.SetMade(row);
-  units_.Set(row, u"", Count());
+  ClearUnit(row);
   return !is_same;
 }
 
@@ -129,18 +121,14 @@ ColumnData::SharedTexts::SharedTexts(ColumnData& data, std::span<const std::u16s
       places_(data.texts_.Share(texts)),
       moves_(data.texts_.Moves()) {}
 
-bool ColumnData::SharedTexts::Set(std::size_t row, std::size_t which) {
-  if (moves_ != data_->texts_.Moves()) *this = SharedTexts(*data_, texts_, numbers_);
-  const RowTexts::Place place = places_[which];
+bool ColumnData::SharedTexts::SetOther(std::size_t row, std::size_t which) {
   const double number = numbers_[which];
-  bool is_same = data_->HasSameNumbers(row, number, number) && data_->units_.NumberAt(row) == 0;
-  if (is_same && data_->texts_.PlaceOf(row) != place) {
-    std::u16string buffer;
-    is_same = data_->Text(row, buffer) == texts_[which];
-  }
+  std::u16string buffer;
+  const bool is_same =
+      IsSameContent(data_->Content(row, buffer), {texts_[which], number, number, {}});
   data_->SetNumbers(row, number, number);
-  data_->texts_.SetPlace(row, place);
-  data_->units_.Set(row, u"", data_->Count());
+  data_->texts_.SetPlace(row, places_[which]);
+  data_->ClearUnit(row);
   return !is_same;
 }
 

@@ -1,6 +1,7 @@
 // What the cells of a column hold, kept together in memory.
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -38,6 +39,9 @@ struct CellContent {
 };
 
 // Not-a-number equals itself here.
+inline bool IsSameNumber(double left, double right) noexcept {
+  return left == right || (std::isnan(left) && std::isnan(right));
+}
 bool IsSameContent(const ContentView& left, const ContentView& right) noexcept;
 
 // The number that the general form of a finite number reads as, where that number's own general
@@ -53,6 +57,7 @@ class ColumnData {
 
   std::size_t Count() const noexcept { return min_.size(); }
   void Reserve(std::size_t rows);
+  void ReserveTexts(std::size_t units) { texts_.ReserveTexts(units); }
   // Appends empty cells.
   void Append(std::size_t rows);
 
@@ -61,6 +66,8 @@ class ColumnData {
   std::span<const double> MaxNumbers() const noexcept { return ranges_ == 0 ? min_ : max_; }
   // May stand in `buffer`; good until that is used again or something is set.
   std::u16string_view Text(std::size_t row, std::u16string& buffer) const;
+  // Whether the text is the general form of the number, and not an error's.
+  bool IsGeneralNumber(std::size_t row) const noexcept { return texts_.IsMade(row); }
   const std::u16string& Unit(std::size_t row) const noexcept { return units_.At(row); }
   ContentView Content(std::size_t row, std::u16string& buffer) const;
   const std::u16string& State(std::size_t row) const noexcept { return states_.At(row); }
@@ -98,9 +105,18 @@ class ColumnData {
     // `texts` and `numbers` go together, and are borrowed.
     SharedTexts(ColumnData& data, std::span<const std::u16string_view> texts,
                 std::span<const double> numbers);
-    bool Set(std::size_t row, std::size_t which);
+    bool Set(std::size_t row, std::size_t which) {
+      if (moves_ != data_->texts_.Moves()) *this = SharedTexts(*data_, texts_, numbers_);
+      const double number = numbers_[which];
+      const bool is_same = data_->texts_.PlaceOf(row) == places_[which] &&
+                           data_->HasSameNumbers(row, number, number) &&
+                           data_->units_.NumberAt(row) == 0;
+      return !is_same && SetOther(row, which);
+    }
 
    private:
+    bool SetOther(std::size_t row, std::size_t which);
+
     ColumnData* data_;
     std::span<const std::u16string_view> texts_;
     std::span<const double> numbers_;
@@ -111,9 +127,14 @@ class ColumnData {
  private:
   static constexpr std::uint32_t kEntered = 1;
 
-  bool HasSameNumbers(std::size_t row, double min, double max) const noexcept;
+  bool HasSameNumbers(std::size_t row, double min, double max) const noexcept {
+    return IsSameNumber(min_[row], min) && IsSameNumber(MaxNumbers()[row], max);
+  }
   void SetNumbers(std::size_t row, double min, double max);
   bool SetGeneralNumber(std::size_t row, double number);
+  void ClearUnit(std::size_t row) {
+    if (units_.NumberAt(row) != 0) units_.Set(row, u"", Count());
+  }
   void MakeTextsReal();
 
   std::vector<double> min_;
@@ -124,9 +145,9 @@ class ColumnData {
   RowTexts texts_;
   // How texts that are made show their decimals.
   char16_t decimal_separator_ = u'.';
-  FewTexts units_{u""};
+  FewTexts units_{u"%"};
   FewTexts states_;
-  FewTexts tags_{u""};
+  FewTexts tags_;
   std::size_t entered_ = 0;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "listener/entered_values.h"
 #include "notebook/tables/cell_text.h"
@@ -21,8 +20,6 @@ namespace {
 
 constexpr std::array<std::u16string_view, 5> kDataTypeTexts{u"string", u"number", u"date",
                                                             u"Boolean", u"structure"};
-
-constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 bool IsParent(std::u16string_view part) {
   return ktformula::LowerCase(part) == u"parent";
@@ -158,27 +155,26 @@ Ref<CellObject> NotebookColumn::ObjectAt(std::size_t row) {
 
 TypedMark NotebookColumn::TypedState() const {
   const bool is_quantity = Definition().type == DataType::kNumber || table_.HasFormula(*this);
-  return {is_quantity ? ktformula::kEnteredState : u"noted", ktformula::kEnteredState};
+  return is_quantity ? kQuantityMark : kNotedMark;
 }
 
-void NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
-  const std::u16string_view text = TrimTypedText(typed);
-  const TypedMark& state = text.empty() ? TypedMark{} : mark;
-  const bool is_new_content = TakeTypedText(row, text);
-  const bool is_new_state = TakeState(row, state.state, state.tag);
-  if (is_new_content || is_new_state) NoteChange(row);
+bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
+  // As it was, and as it will be.
+  NoteEntered(row);
+  const bool is_new =
+      TypedTexts(Definition(), table_.Parent().Units()).Enter(typed, mark, data_, row);
+  NoteEntered(row);
+  return is_new;
 }
 
 bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
-  ContentView content = MereText(text);
-  std::optional<ParsedNumber> number;
-  if (Definition().type == DataType::kNumber) {
-    number = ParseNumberText(text, Definition().unit, table_.Parent().Units());
-    if (number) content = {text, number->min + 0.0, number->max + 0.0, number->typed_unit};
-  } else if (Definition().type == DataType::kDate) {
-    content.min = content.max = ktformula::DateValue(text).value_or(0);
-  }
-  return Take(row, content);
+  return Take(row, TypedTexts(Definition(), table_.Parent().Units()).Read(text));
+}
+
+void NotebookColumn::Adopt(ColumnData data) {
+  if (data_.EnteredCount() + data.EnteredCount() > 0) table_.Parent().Entered().NoteChange();
+  data_ = std::move(data);
+  NoteChanges();
 }
 
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
@@ -186,19 +182,13 @@ bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, 
 }
 
 ContentView NotebookColumn::WrittenText(std::u16string_view text, bool is_value) const {
-  ContentView content = MereText(text);
+  ContentView content = MereText(Definition().type, text);
   if (!is_value) return content;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
                                            : ktformula::NumericValue(text);
   if (number) content.min = content.max = *number;
   return content;
-}
-
-ContentView NotebookColumn::MereText(std::u16string_view text) const noexcept {
-  const bool is_unreadable = Definition().type == DataType::kNumber && !text.empty();
-  const double number = is_unreadable ? kNotANumber : 0;
-  return {text, number, number, {}};
 }
 
 bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
@@ -208,7 +198,6 @@ bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
 
 bool NotebookColumn::TakeState(std::size_t row, std::u16string_view state,
                                std::u16string_view tag) {
-  // As it was, and as it will be.
   NoteEntered(row);
   const bool is_new = data_.SetState(row, state, tag);
   NoteEntered(row);
@@ -221,6 +210,10 @@ void NotebookColumn::NoteEntered(std::size_t row) {
 
 void NotebookColumn::NoteChange(std::size_t row) {
   changes_.Note(row, table_.Parent().NextChange(), data_.Count());
+}
+
+void NotebookColumn::NoteChanges() {
+  changes_.NoteAny(table_.Parent().NextChange());
 }
 
 Ref<ktformula::PropertyScope> NotebookColumn::Scope() {

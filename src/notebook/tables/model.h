@@ -22,6 +22,8 @@
 #include "notebook/tables/change_list.h"
 #include "notebook/tables/column_data.h"
 #include "notebook/tables/living_objects.h"
+#include "notebook/tables/property.h"
+#include "notebook/tables/typed_text.h"
 #include "notebook/tables/unit_catalogue.h"
 #include "values/dictionary.h"
 
@@ -31,21 +33,6 @@ class NotebookField;
 class NotebookForm;
 class NotebookTable;
 class TableControl;
-
-enum class DataType { kString, kNumber, kDate, kBoolean, kStructure };
-
-// "string", "number", "date", "Boolean", "structure"; exactly these.
-std::u16string_view DataTypeText(DataType type) noexcept;
-std::optional<DataType> FindDataType(std::u16string_view text) noexcept;
-
-struct PropertyDefinition {
-  std::int32_t key = 0;
-  std::u16string name;
-  DataType type = DataType::kString;
-  // nullptr for none; numbers only. The catalogue owns it.
-  const NotebookUnit* unit = nullptr;
-  bool number_formatting = false;
-};
 
 class NotebookProperty final : public ktformula::ELNProperty {
  public:
@@ -68,12 +55,6 @@ class NotebookProperty final : public ktformula::ELNProperty {
   PropertyDefinition definition_;
 };
 
-// The state and tag of a cell that somebody typed into.
-struct TypedMark {
-  std::u16string_view state;
-  std::u16string_view tag;
-};
-
 // A column with its cells. Rows count from 0 here.
 class NotebookColumn final : public ktformula::TableProperty,
                              private ktformula::ColumnCells,
@@ -91,16 +72,21 @@ class NotebookColumn final : public ktformula::TableProperty,
 
   // What typing a text makes of a cell of this column.
   TypedMark TypedState() const;
-  // NotebookCell::Enter, for many cells with one mark.
-  void Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
+  // See RowTexts.
+  void ReserveTexts(std::size_t units) { data_.ReserveTexts(units); }
+  // Takes over cells that were filled elsewhere, as many as the table has rows.
+  void Adopt(ColumnData data);
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
+  bool Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
   bool TakeTypedText(std::size_t row, std::u16string_view text);
   bool TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value);
   bool Take(std::size_t row, const ContentView& content);
   bool TakeState(std::size_t row, std::u16string_view state, std::u16string_view tag);
   void NoteChange(std::size_t row);
+  // Any row may have changed.
+  void NoteChanges();
 
   std::u16string TypeName() const override { return u"TableProperty"; }
   Ref<ktformula::PropertyScope> Scope() override;
@@ -130,8 +116,6 @@ class NotebookColumn final : public ktformula::TableProperty,
   std::uint64_t Stamp() const override;
   bool RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const override;
 
-  // The text without a number: a formula must not go on as if it were 0.
-  ContentView MereText(std::u16string_view text) const noexcept;
   ContentView WrittenText(std::u16string_view text, bool is_value) const;
   // Tells the form when the cell is an entered one.
   void NoteEntered(std::size_t row);

@@ -17,6 +17,8 @@ constexpr std::size_t kFewUnits = 4096;
 // Shared texts that are worth remembering.
 constexpr std::size_t kLongestRemembered = 64;
 constexpr std::size_t kMostRemembered = 1024;
+// Texts that are looked through rather than looked up.
+constexpr std::size_t kFewTexts = 16;
 
 std::size_t HeadOf(std::u16string_view text) noexcept {
   return text.size() < kLongText ? 1 : 3;
@@ -29,6 +31,11 @@ std::u16string_view RowTexts::TextAt(Place place) const noexcept {
   const char16_t* head = pool_.data() + OffsetOf(place);
   if (*head != kLongText) return {head + 1, *head};
   return {head + 3, static_cast<std::size_t>(head[1]) << 16U | head[2]};
+}
+
+void RowTexts::ReserveTexts(std::size_t units) {
+  pool_.reserve(pool_.size() + units);
+  next_look_ = std::max(next_look_, pool_.size() + units);
 }
 
 void RowTexts::Set(std::size_t row, std::u16string_view text) {
@@ -64,11 +71,12 @@ std::vector<RowTexts::Place> RowTexts::Share(std::span<const std::u16string_view
 
 RowTexts::Place RowTexts::ShareOne(std::u16string_view text) {
   if (text.empty()) return 0;
-  const auto found = shared_.find(text);
-  if (found != shared_.end()) return found->second;
+  if (!shared_) shared_ = std::make_unique<Places>();
+  const auto found = shared_->find(text);
+  if (found != shared_->end()) return found->second;
   const Place place = Add(text) | kShared;
-  if (text.size() <= kLongestRemembered && shared_.size() < kMostRemembered) {
-    shared_.emplace(text, place);
+  if (text.size() <= kLongestRemembered && shared_->size() < kMostRemembered) {
+    shared_->emplace(text, place);
   }
   return place;
 }
@@ -138,41 +146,60 @@ void RowTexts::CloseGaps(std::size_t living) {
     place = found->second;
   }
   pool_ = std::move(closed.pool_);
-  shared_.clear();
+  shared_.reset();
   ++moves_;
 }
 
-FewTexts::FewTexts(std::u16string_view first) {
-  NumberOf(u"");
-  if (!first.empty()) NumberOf(first);
+const std::u16string& FewTexts::At(std::size_t row) const noexcept {
+  static const std::u16string kEmpty;
+  const std::uint32_t number = NumberAt(row);
+  return number == 0 ? kEmpty : set_->texts[number];
 }
 
 void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) {
-  const std::uint32_t number = NumberOf(text);
-  if (number == NumberAt(row)) return;
-  if (number > std::numeric_limits<std::uint8_t>::max() && wide_.empty()) {
-    wide_.assign(narrow_.begin(), narrow_.end());
-    narrow_ = {};
+  if (!set_) {
+    if (text.empty()) return;
+    set_ = std::make_unique<Texts>();
+    set_->texts = {std::u16string(), std::u16string(first_)};
   }
-  if (wide_.empty()) {
-    if (row >= narrow_.size()) narrow_.resize(rows);
-    narrow_[row] = static_cast<std::uint8_t>(number);
+  const std::uint32_t number = set_->NumberOf(text);
+  if (number == NumberAt(row)) return;
+  std::vector<std::uint8_t>& narrow = set_->narrow;
+  std::vector<std::uint32_t>& wide = set_->wide;
+  if (number > std::numeric_limits<std::uint8_t>::max() && wide.empty()) {
+    wide.assign(narrow.begin(), narrow.end());
+    narrow = {};
+  }
+  if (wide.empty()) {
+    if (row >= narrow.size()) narrow.resize(rows);
+    narrow[row] = static_cast<std::uint8_t>(number);
   } else {
-    if (row >= wide_.size()) wide_.resize(rows);
-    wide_[row] = number;
+    if (row >= wide.size()) wide.resize(rows);
+    wide[row] = number;
   }
 }
 
-std::uint32_t FewTexts::NumberOf(std::u16string_view text) {
-  if (!texts_.empty() && *texts_[last_number_] == text) return last_number_;
-  auto found = numbers_.find(text);
-  if (found == numbers_.end()) {
-    const auto number = static_cast<std::uint32_t>(texts_.size());
-    found = numbers_.emplace(std::u16string(text), number).first;
-    texts_.push_back(&found->first);
+std::uint32_t FewTexts::Texts::NumberOf(std::u16string_view text) {
+  if (texts[last_number] == text) return last_number;
+  const std::size_t number = Find(text);
+  if (number == texts.size()) Add(text);
+  return last_number = static_cast<std::uint32_t>(number);
+}
+
+std::size_t FewTexts::Texts::Find(std::u16string_view text) const {
+  if (!numbers) {
+    return static_cast<std::size_t>(std::find(texts.begin(), texts.end(), text) - texts.begin());
   }
-  last_number_ = found->second;
-  return last_number_;
+  const auto found = numbers->find(text);
+  return found == numbers->end() ? texts.size() : found->second;
+}
+
+void FewTexts::Texts::Add(std::u16string_view text) {
+  texts.emplace_back(text);
+  if (texts.size() <= kFewTexts) return;
+  if (!numbers) numbers = std::make_unique<std::map<std::u16string, std::uint32_t, std::less<>>>();
+  for (std::size_t number = numbers->size(); number < texts.size(); ++number)
+    numbers->emplace(texts[number], static_cast<std::uint32_t>(number));
 }
 
 }  // namespace ktnotebook

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,6 +24,8 @@ class RowTexts {
   using Place = std::uint32_t;
 
   void Reserve(std::size_t rows) { places_.reserve(rows); }
+  // Makes room for texts of so many code units, one more counted for each.
+  void ReserveTexts(std::size_t units);
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
 
   // Good until a text is set, shared or given up.
@@ -64,8 +67,9 @@ class RowTexts {
   std::u16string pool_ = std::u16string(1, u'\0');
   // The row whose text was added last: equal texts often follow each other.
   std::size_t last_row_ = 0;
-  // Where short shared texts stand, so that they come to stand there once.
-  std::unordered_map<std::u16string, Place, ktformula::TextHash, std::equal_to<>> shared_;
+  using Places = std::unordered_map<std::u16string, Place, ktformula::TextHash, std::equal_to<>>;
+  // Where short shared texts stand, so that they come to stand there once; nullptr for none.
+  std::unique_ptr<Places> shared_;
   // The size of the pool at which to look for gaps.
   std::size_t next_look_ = 4096;
   std::uint64_t moves_ = 0;
@@ -75,33 +79,40 @@ class RowTexts {
 // take no memory.
 class FewTexts {
  public:
-  // With a first text other than "", which is number 1 from the start.
-  explicit FewTexts(std::u16string_view first);
-  FewTexts(const FewTexts&) = delete;
-  FewTexts& operator=(const FewTexts&) = delete;
+  // With a text of the program's, not "", that is number 1 whenever it comes.
+  explicit FewTexts(std::u16string_view first) noexcept : first_(first) {}
 
-  const std::u16string& At(std::size_t row) const noexcept { return *texts_[NumberAt(row)]; }
+  // Good until a text is set.
+  const std::u16string& At(std::size_t row) const noexcept;
   // The number of the row's text; 0 is "".
   std::uint32_t NumberAt(std::size_t row) const noexcept {
-    if (row < narrow_.size()) return narrow_[row];
-    return row < wide_.size() ? wide_[row] : 0;
+    if (!set_) return 0;
+    if (row < set_->narrow.size()) return set_->narrow[row];
+    return row < set_->wide.size() ? set_->wide[row] : 0;
   }
-  bool AllAreEmpty() const noexcept { return narrow_.empty() && wide_.empty(); }
+  bool AllAreEmpty() const noexcept { return !set_; }
   // For a table of so many rows.
   void Set(std::size_t row, std::u16string_view text, std::size_t rows);
 
  private:
-  using Numbers = std::map<std::u16string, std::uint32_t, std::less<>>;
+  struct Texts {
+    // By number.
+    std::vector<std::u16string> texts;
+    std::uint32_t last_number = 0;
+    // The numbers of all, once there are too many to look through.
+    std::unique_ptr<std::map<std::u16string, std::uint32_t, std::less<>>> numbers;
+    // The rows' numbers: one byte each as long as that suffices. Rows beyond the end have 0.
+    std::vector<std::uint8_t> narrow;
+    std::vector<std::uint32_t> wide;
 
-  std::uint32_t NumberOf(std::u16string_view text);
+    std::uint32_t NumberOf(std::u16string_view text);
+    // As many as there are texts for one that is not among them.
+    std::size_t Find(std::u16string_view text) const;
+    void Add(std::u16string_view text);
+  };
 
-  Numbers numbers_;
-  // The keys of the numbers, by number.
-  std::vector<const std::u16string*> texts_;
-  std::uint32_t last_number_ = 0;
-  // The rows' numbers: one byte each as long as that suffices. Rows beyond the end have 0.
-  std::vector<std::uint8_t> narrow_;
-  std::vector<std::uint32_t> wide_;
+  std::u16string_view first_;
+  std::unique_ptr<Texts> set_;
 };
 
 }  // namespace ktnotebook

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -60,7 +61,7 @@ class TableControl final : public ktformula::GridControl {
   std::optional<NotebookCell> current_;
   Snapshot before_;
   // What it held when a change was noted before it was finished.
-  std::optional<Snapshot> noted_;
+  std::unique_ptr<Snapshot> noted_;
 };
 
 }  // namespace ktnotebook
