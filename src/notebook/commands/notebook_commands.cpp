@@ -80,8 +80,9 @@ std::size_t CountErrors(const NotebookForm& form) {
   for (const NotebookTable* table : form.Tables()) {
     for (const Ref<NotebookColumn>& column : table->Columns()) {
       std::u16string buffer;
-      for (std::size_t row = 0; row < column->Data().Count(); ++row) {
-        if (ShowsError(column->Data().Text(row, buffer))) ++count;
+      const ColumnData& data = column->Data();
+      for (std::size_t row = 0; row < data.Count(); ++row) {
+        if (!data.IsGeneralNumber(row) && ShowsError(data.Text(row, buffer))) ++count;
       }
     }
   }

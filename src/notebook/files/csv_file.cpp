@@ -4,6 +4,7 @@
 #include <cmath>
 #include <optional>
 #include <unordered_set>
+#include <utility>
 
 #include "notebook/files/csv_parser.h"
 #include "notebook/files/notebook_error.h"
@@ -15,8 +16,6 @@
 namespace ktnotebook {
 
 namespace {
-
-using Records = std::vector<std::vector<std::u16string>>;
 
 const std::u16string* FindSetting(const ColumnSettings& settings, std::u16string_view name) {
   for (const auto& [column, value] : settings) {
@@ -49,17 +48,16 @@ bool IsTruthWord(std::u16string_view text) {
 
 class CsvReader {
  public:
-  CsvReader(const Records& records, const std::string& source, const CsvOptions& options)
-      : records_(records), source_(source), options_(options) {}
+  CsvReader(CsvTable csv, const std::string& source, const CsvOptions& options)
+      : csv_(std::move(csv)), source_(source), options_(options) {}
 
   Notebook Read(std::u16string_view name) {
-    CheckShape();
     notebook_.framework = ktformula::MakeRef<NotebookFramework>();
     notebook_.forms.push_back(
         ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
     table_ = notebook_.forms.front()->AddTable(name, 1);
-    for (std::size_t i = 0; i < records_.front().size(); ++i)
-      AddFileColumn(i);
+    for (std::size_t i = 0; i < csv_.header.size(); ++i)
+      AddFileColumn(csv_.header[i], csv_.columns[i]);
     for (const auto& [column, formula] : options_.formulas)
       AddFormulaColumn(column);
     CheckSettings();
@@ -76,57 +74,46 @@ class CsvReader {
 
   const NotebookUnitCatalogue& Units() const { return *notebook_.framework->OwnUnits(); }
 
-  void CheckShape() const {
-    if (records_.empty()) Refuse("there is no header row");
-    for (std::size_t i = 1; i < records_.size(); ++i) {
-      if (records_[i].size() != records_.front().size()) {
-        Refuse("record " + std::to_string(i + 1) + " has " + std::to_string(records_[i].size()) +
-               " fields, the header has " + std::to_string(records_.front().size()));
-      }
-    }
-  }
-
   // Whether all texts of the column are of the kind; of an empty column all are.
   template <typename Test>
-  bool AllAre(std::size_t index, Test test) const {
-    return std::all_of(records_.begin() + 1, records_.end(), [&](const auto& record) {
-      return record[index].empty() || test(record[index]);
-    });
+  static bool AllAre(const CsvColumn& column, Test test) {
+    return column.AllAre([&](std::u16string_view text) { return text.empty() || test(text); });
   }
 
-  bool AreNumbers(std::size_t index, const NotebookUnit* unit) const {
-    return AllAre(index, [&](const std::u16string& text) {
+  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) const {
+    return AllAre(column, [&](std::u16string_view text) {
       return ParseNumberText(text, unit, Units()).has_value();
     });
   }
 
   // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
   // or the options name it so.
-  bool IsQuantity(std::size_t index, const Header& header) {
-    if (FindSetting(options_.types, records_.front()[index]) != nullptr) return false;
-    if (FindSetting(options_.types, header.name) != nullptr) return true;
-    if (AreNumbers(index, header.unit)) return true;
-    notebook_.notes.push_back("the column " + Quoted(records_.front()[index]) +
+  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column) {
+    if (FindSetting(options_.types, header) != nullptr) return false;
+    if (FindSetting(options_.types, split.name) != nullptr) return true;
+    if (AreNumbers(column, split.unit)) return true;
+    notebook_.notes.push_back("the column " + Quoted(header) +
                               " holds texts that are no numbers and is taken as text; --type '" +
-                              ToUtf8(header.name) + "=number' takes it as numbers");
+                              ToUtf8(split.name) + "=number' takes it as numbers");
     return false;
   }
 
-  DataType TypeOf(std::size_t index) const {
-    if (AreNumbers(index, nullptr)) return DataType::kNumber;
-    if (AllAre(index, IsTruthWord)) return DataType::kBoolean;
-    const auto is_date = [](const std::u16string& text) {
+  DataType TypeOf(const CsvColumn& column) const {
+    if (AreNumbers(column, nullptr)) return DataType::kNumber;
+    if (AllAre(column, IsTruthWord)) return DataType::kBoolean;
+    const auto is_date = [](std::u16string_view text) {
       return ktformula::DateValue(text).has_value();
     };
-    return AllAre(index, is_date) ? DataType::kDate : DataType::kString;
+    return AllAre(column, is_date) ? DataType::kDate : DataType::kString;
   }
 
-  void AddFileColumn(std::size_t index) {
-    const std::u16string& header = records_.front()[index];
-    if (header.empty()) Refuse("column " + std::to_string(index + 1) + " has no name");
+  void AddFileColumn(const std::u16string& header, const CsvColumn& column) {
+    if (header.empty()) {
+      Refuse("column " + std::to_string(table_->ColumnCount() + 1) + " has no name");
+    }
     const Header split = SplitHeader(header, Units());
     PropertyDefinition definition;
-    if (split.unit != nullptr && IsQuantity(index, split)) {
+    if (split.unit != nullptr && IsQuantity(header, split, column)) {
       definition.name = split.name;
       definition.type = DataType::kNumber;
       definition.unit = split.unit;
@@ -134,7 +121,7 @@ class CsvReader {
       definition.number_formatting = FindSetting(options_.formulas, split.name) != nullptr;
     } else {
       definition.name = header;
-      definition.type = TypeOf(index);
+      definition.type = TypeOf(column);
     }
     Add(std::move(definition));
   }
@@ -209,33 +196,40 @@ class CsvReader {
   }
 
   void AddRows() {
-    table_->AddNumberedRows(records_.size() - 1);
-    for (std::size_t i = 0; i < records_.front().size(); ++i) {
+    table_->AddNumberedRows(csv_.rows);
+    for (std::size_t i = 0; i < csv_.columns.size(); ++i) {
+      // What is entered needs no second place in memory.
+      const CsvColumn texts = std::exchange(csv_.columns[i], {});
       NotebookColumn& column = *table_->Columns()[i];
       const TypedMark mark = column.TypedState();
-      for (std::size_t row = 0; row + 1 < records_.size(); ++row)
-        column.Enter(row, records_[row + 1][i], mark);
+      texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
+        column.Enter(row++, text, mark);
+        return true;
+      });
     }
   }
 
-  const Records& records_;
+  CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
 };
 
-std::string CsvField(std::u16string_view text) {
-  std::string field = ToUtf8(text);
+void AppendField(std::u16string_view text, std::string& csv) {
+  constexpr std::u16string_view kSpecial = u",\"\r\n";
+  constexpr char16_t kMark = u'\uFEFF';
+  const bool is_plain = std::none_of(text.begin(), text.end(), [&](char16_t unit) {
+    return kSpecial.find(unit) != std::u16string_view::npos;
+  });
   // A byte order mark is a field's own only in quotes.
-  const bool is_plain = field.find_first_of(",\"\r\n") == std::string::npos;
-  if (is_plain && !field.starts_with(kByteOrderMark)) return field;
-  std::string quoted = "\"";
-  for (const char character : field) {
-    if (character == '"') quoted.push_back('"');
-    quoted.push_back(character);
+  if (is_plain && !text.starts_with(kMark)) return AppendUtf8(text, csv);
+  csv += '"';
+  for (const char character : ToUtf8(text)) {
+    if (character == '"') csv += '"';
+    csv += character;
   }
-  return quoted + "\"";
+  csv += '"';
 }
 
 std::u16string HeaderOf(const PropertyDefinition& definition) {
@@ -248,8 +242,9 @@ std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u
   const ColumnData& data = column.Data();
   std::u16string_view text = data.Text(row, buffer);
   const NotebookUnit* unit = column.Definition().unit;
+  if (unit == nullptr) return text;
   const bool is_computed_number = data.State(row).empty() && !std::isnan(data.MinNumbers()[row]);
-  if (is_computed_number && unit != nullptr && text.ends_with(u" " + unit->UnitText())) {
+  if (is_computed_number && text.ends_with(u" " + unit->UnitText())) {
     text.remove_suffix(unit->UnitText().size() + 1);
   }
   return text;
@@ -261,7 +256,7 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
   const char* separator = "";
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     csv += separator;
-    csv += CsvField(field_of(*column));
+    AppendField(field_of(*column), csv);
     separator = ",";
   }
   // An empty line would be no record.
@@ -273,8 +268,7 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
 
 Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options) {
-  const Records records = ParseCsv(utf8, source);
-  return CsvReader(records, source, options).Read(name);
+  return CsvReader(ParseCsv(utf8, source), source, options).Read(name);
 }
 
 std::string WriteCsv(const NotebookTable& table) {

@@ -1,8 +1,10 @@
 #include "notebook/files/utf.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utf8proc.h>
 
 namespace ktnotebook {
@@ -23,6 +25,15 @@ constexpr bool IsTrailSurrogate(char32_t unit) {
 }
 constexpr bool IsSurrogate(char32_t unit) {
   return unit >= 0xD800 && unit <= 0xDFFF;
+}
+
+// Where the first character stands that is not ASCII.
+template <typename Text>
+std::size_t AsciiLength(Text text) {
+  const auto end = std::find_if(text.begin(), text.end(), [](auto unit) {
+    return static_cast<std::make_unsigned_t<decltype(unit)>>(unit) >= 0x80;
+  });
+  return static_cast<std::size_t>(end - text.begin());
 }
 
 // The code point at the position, which moves behind it. A lone surrogate stands for itself.
@@ -49,7 +60,7 @@ char ContinuationByte(char32_t code, int shift) {
   return static_cast<char>(0x80 | ((code >> shift) & 0x3F));
 }
 
-void AppendUtf8(std::string& bytes, char32_t code) {
+void AppendCodePoint(std::string& bytes, char32_t code) {
   if (code < 0x80) {
     bytes.push_back(static_cast<char>(code));
   } else if (code < 0x800) {
@@ -104,7 +115,7 @@ std::string Encode(std::u16string_view text, Surrogates surrogates) {
   for (std::size_t position = 0; position < text.size();) {
     const char32_t code = TakeCodePoint(text, position);
     const bool replace = surrogates == Surrogates::kRefuse && IsSurrogate(code);
-    AppendUtf8(bytes, replace ? kReplacement : code);
+    AppendCodePoint(bytes, replace ? kReplacement : code);
   }
   return bytes;
 }
@@ -159,6 +170,32 @@ std::optional<std::u16string> FromUtf8(std::string_view bytes) {
     AppendUtf16(text, *code);
   }
   return text;
+}
+
+bool IsUtf8(std::string_view bytes) {
+  for (std::size_t position = AsciiLength(bytes); position < bytes.size();) {
+    if (!TakeSequence(bytes, position, Surrogates::kRefuse)) return false;
+  }
+  return true;
+}
+
+void TakeUtf8(std::string_view bytes, std::u16string& text) {
+  if (AsciiLength(bytes) == bytes.size()) {
+    text.assign(bytes.begin(), bytes.end());
+  } else {
+    text = FromUtf8(bytes).value_or(u"");
+  }
+}
+
+void AppendUtf8(std::u16string_view text, std::string& bytes) {
+  if (AsciiLength(text) != text.size()) {
+    bytes += ToUtf8(text);
+    return;
+  }
+  const std::size_t begin = bytes.size();
+  bytes.resize(begin + text.size());
+  std::transform(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(begin),
+                 [](char16_t unit) { return static_cast<char>(unit); });
 }
 
 bool IsActive(char16_t unit) {

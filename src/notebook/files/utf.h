@@ -25,6 +25,11 @@ std::u16string FromStoredUtf8(std::string_view bytes);
 // Strict: empty when the bytes are not valid UTF-8 (truncated or overlong sequences, surrogates,
 // code points beyond U+10FFFF).
 std::optional<std::u16string> FromUtf8(std::string_view bytes);
+bool IsUtf8(std::string_view bytes);
+
+// Fast where the text is ASCII: valid UTF-8 in place of the text, and ToUtf8 behind the bytes.
+void TakeUtf8(std::string_view bytes, std::u16string& text);
+void AppendUtf8(std::u16string_view text, std::string& bytes);
 
 // Whether the character could move a terminal's cursor, change its state or reorder its line:
 // control characters and direction marks.

@@ -61,6 +61,8 @@ class ColumnData {
   std::span<const double> MaxNumbers() const noexcept { return ranges_ == 0 ? min_ : max_; }
   // May stand in `buffer`; good until that is used again or something is set.
   std::u16string_view Text(std::size_t row, std::u16string& buffer) const;
+  // Whether the text is the general form of the number, and not an error's.
+  bool IsGeneralNumber(std::size_t row) const noexcept { return texts_.IsMade(row); }
   const std::u16string& Unit(std::size_t row) const noexcept { return units_.At(row); }
   ContentView Content(std::size_t row, std::u16string& buffer) const;
   const std::u16string& State(std::size_t row) const noexcept { return states_.At(row); }
