@@ -56,13 +56,16 @@ class CsvReader {
     notebook_.forms.push_back(
         ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
     table_ = notebook_.forms.front()->AddTable(name, 1);
+    table_->AddNumberedRows(csv_.rows);
+    // What stands in the table needs no second place in memory.
     for (std::size_t i = 0; i < csv_.header.size(); ++i)
-      AddFileColumn(csv_.header[i], csv_.columns[i]);
+      AddFileColumn(csv_.header[i], std::exchange(csv_.columns[i], {}));
     for (const auto& [column, formula] : options_.formulas)
       AddFormulaColumn(column);
     CheckSettings();
     AddListener();
-    AddRows();
+    for (std::size_t i = 0; i < csv_.header.size(); ++i)
+      table_->Columns()[i]->MarkTyped();
     return std::move(notebook_);
   }
 
@@ -80,26 +83,62 @@ class CsvReader {
     return column.AllAre([&](std::u16string_view text) { return text.empty() || test(text); });
   }
 
-  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) const {
-    return AllAre(column, [&](std::u16string_view text) {
-      return ParseNumberText(text, unit, Units()).has_value();
+  ColumnData NoCells(const CsvColumn& column) const {
+    ColumnData cells;
+    cells.Reserve(csv_.rows, column.Size());
+    return cells;
+  }
+
+  // Appends the cell that typing the text into such a column makes; of a column of numbers it tells
+  // whether the text is one.
+  bool AppendCell(std::u16string_view typed, const PropertyDefinition& definition,
+                  ColumnData& cells) const {
+    std::u16string unit;
+    const ContentView content = TypedContent(TrimTypedText(typed), definition, Units(), unit);
+    cells.AppendContent(content);
+    return !content.text.empty() && !std::isnan(content.min);
+  }
+
+  ColumnData CellsOf(const CsvColumn& column, const PropertyDefinition& definition) const {
+    ColumnData cells = NoCells(column);
+    column.AllAre([&](std::u16string_view text) {
+      AppendCell(text, definition, cells);
+      return true;
     });
+    return cells;
+  }
+
+  // The column's cells when all its texts are numbers, those without a unit in this one.
+  std::optional<ColumnData> Numbers(const CsvColumn& column, const NotebookUnit* unit) const {
+    PropertyDefinition definition;
+    definition.type = DataType::kNumber;
+    definition.unit = unit;
+    ColumnData cells = NoCells(column);
+    const bool are_numbers = column.AllAre([&](std::u16string_view text) {
+      return AppendCell(text, definition, cells) || text.empty();
+    });
+    if (!are_numbers) return std::nullopt;
+    return cells;
   }
 
   // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
-  // or the options name it so.
-  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column) {
+  // which `cells` then has, or the options name it so.
+  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column,
+                  std::optional<ColumnData>& cells) {
     if (FindSetting(options_.types, header) != nullptr) return false;
     if (FindSetting(options_.types, split.name) != nullptr) return true;
-    if (AreNumbers(column, split.unit)) return true;
+    cells = Numbers(column, split.unit);
+    if (cells) return true;
     notebook_.notes.push_back("the column " + Quoted(header) +
                               " holds texts that are no numbers and is taken as text; --type '" +
                               ToUtf8(split.name) + "=number' takes it as numbers");
     return false;
   }
 
-  DataType TypeOf(const CsvColumn& column) const {
-    if (AreNumbers(column, nullptr)) return DataType::kNumber;
+  // `cells` has those of a column of numbers.
+  DataType TypeOf(const CsvColumn& column, std::optional<ColumnData>& cells) const {
+    cells = Numbers(column, nullptr);
+    if (cells) return DataType::kNumber;
     if (AllAre(column, IsTruthWord)) return DataType::kBoolean;
     const auto is_date = [](std::u16string_view text) {
       return ktformula::DateValue(text).has_value();
@@ -113,7 +152,8 @@ class CsvReader {
     }
     const Header split = SplitHeader(header, Units());
     PropertyDefinition definition;
-    if (split.unit != nullptr && IsQuantity(header, split, column)) {
+    std::optional<ColumnData> cells;
+    if (split.unit != nullptr && IsQuantity(header, split, column, cells)) {
       definition.name = split.name;
       definition.type = DataType::kNumber;
       definition.unit = split.unit;
@@ -121,9 +161,13 @@ class CsvReader {
       definition.number_formatting = FindSetting(options_.formulas, split.name) != nullptr;
     } else {
       definition.name = header;
-      definition.type = TypeOf(column);
+      definition.type = TypeOf(column, cells);
     }
-    Add(std::move(definition));
+    const NotebookUnit* const unit = definition.unit;
+    ApplyOptions(definition);
+    const bool are_read = cells && definition.type == DataType::kNumber && definition.unit == unit;
+    if (!are_read) cells = CellsOf(column, definition);
+    Add(std::move(definition), std::move(*cells));
   }
 
   void AddFormulaColumn(const std::u16string& name) {
@@ -135,12 +179,13 @@ class CsvReader {
     PropertyDefinition definition;
     definition.name = name;
     definition.type = DataType::kNumber;
-    Add(std::move(definition));
+    ApplyOptions(definition);
+    ColumnData cells;
+    cells.Append(csv_.rows);
+    Add(std::move(definition), std::move(cells));
   }
 
-  // Adds the column as the options want it.
-  void Add(PropertyDefinition definition) {
-    definition.key = table_->ColumnCount() + 1;
+  void ApplyOptions(PropertyDefinition& definition) const {
     if (const std::u16string* type = FindSetting(options_.types, definition.name)) {
       const std::optional<DataType> known = FindDataType(*type);
       if (!known) Refuse("the type " + Quoted(*type) + " is not known");
@@ -158,8 +203,12 @@ class CsvReader {
     if (FindSetting(options_.formats, definition.name) != nullptr) {
       definition.number_formatting = true;
     }
+  }
+
+  void Add(PropertyDefinition definition, ColumnData cells) {
+    definition.key = table_->ColumnCount() + 1;
     const std::u16string name = definition.name;
-    if (table_->AddColumn(std::move(definition)) == nullptr) {
+    if (table_->AddColumn(std::move(definition), std::move(cells)) == nullptr) {
       Refuse("the column name " + Quoted(name) + " is used twice");
     }
   }
@@ -195,20 +244,6 @@ class CsvReader {
     }
   }
 
-  void AddRows() {
-    table_->AddNumberedRows(csv_.rows);
-    for (std::size_t i = 0; i < csv_.columns.size(); ++i) {
-      // What is entered needs no second place in memory.
-      const CsvColumn texts = std::exchange(csv_.columns[i], {});
-      NotebookColumn& column = *table_->Columns()[i];
-      const TypedMark mark = column.TypedState();
-      texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
-        column.Enter(row++, text, mark);
-        return true;
-      });
-    }
-  }
-
   CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
@@ -216,14 +251,32 @@ class CsvReader {
   NotebookTable* table_ = nullptr;
 };
 
+bool IsSpecial(char16_t unit) {
+  return unit == u',' || unit == u'"' || unit == u'\r' || unit == u'\n';
+}
+
+// Appends what most fields are, ASCII without special characters, in one go; any other text leaves
+// the CSV text as it was.
+bool AppendPlainField(std::u16string_view text, std::string& csv) {
+  const std::size_t begin = csv.size();
+  csv.resize(begin + text.size());
+  bool is_plain = true;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    is_plain = is_plain && text[i] < 0x80 && !IsSpecial(text[i]);
+    csv[begin + i] = static_cast<char>(text[i]);
+  }
+  if (!is_plain) csv.resize(begin);
+  return is_plain;
+}
+
 void AppendField(std::u16string_view text, std::string& csv) {
-  constexpr std::u16string_view kSpecial = u",\"\r\n";
+  if (AppendPlainField(text, csv)) return;
   constexpr char16_t kMark = u'\uFEFF';
-  const bool is_plain = std::none_of(text.begin(), text.end(), [&](char16_t unit) {
-    return kSpecial.find(unit) != std::u16string_view::npos;
-  });
   // A byte order mark is a field's own only in quotes.
-  if (is_plain && !text.starts_with(kMark)) return AppendUtf8(text, csv);
+  if (std::none_of(text.begin(), text.end(), IsSpecial) && !text.starts_with(kMark)) {
+    csv += ToUtf8(text);
+    return;
+  }
   csv += '"';
   for (const char character : ToUtf8(text)) {
     if (character == '"') csv += '"';
@@ -253,11 +306,9 @@ std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u
 // One record, from a function that gives the field of a column.
 template <typename FieldOf>
 void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
-  const char* separator = "";
   for (const Ref<NotebookColumn>& column : table.Columns()) {
-    csv += separator;
+    if (column->Index() != 0) csv += ',';
     AppendField(field_of(*column), csv);
-    separator = ",";
   }
   // An empty line would be no record.
   if (csv.empty() || csv.ends_with('\n')) csv += "\"\"";
@@ -276,9 +327,13 @@ std::string WriteCsv(const NotebookTable& table) {
   AppendRecord(csv, table,
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
   std::u16string buffer;
-  for (const NotebookRow row : table.Rows()) {
+  const std::size_t rows = table.Rows().size();
+  constexpr std::size_t kSample = 1024;
+  for (std::size_t row = 0; row < rows; ++row) {
+    // The first rows tell about how much room the others need.
+    if (row == kSample) csv.reserve(csv.size() / kSample * (rows + rows / 4));
     AppendRecord(csv, table,
-                 [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
+                 [&](const NotebookColumn& column) { return TextOf(column, row, buffer); });
   }
   return csv;
 }

@@ -16,6 +16,9 @@ class CsvColumn {
   // The bytes are valid UTF-8.
   void Append(std::string_view utf8) { (bytes_ += utf8) += kEnd; }
 
+  // At least as many as the UTF-16 code units of all texts and one more for each.
+  std::size_t Size() const noexcept { return bytes_.size(); }
+
   // Calls `test` with each text, good for the length of the call, until it says no; whether it
   // never did.
   template <typename Test>

@@ -92,8 +92,8 @@ class CellTextReader {
 bool ResolveUnit(std::u16string_view unit_text, const NotebookUnit* default_unit,
                  const NotebookUnitCatalogue& catalogue, ParsedNumber& number) {
   number.unit = default_unit;
-  number.typed_unit = NormalizeUnitName(unit_text);
   if (unit_text.empty()) return true;
+  number.typed_unit = NormalizeUnitName(unit_text);
   if (default_unit == nullptr) return unit_text == kPercentSign;
   if (unit_text == default_unit->Name()) return true;
   number.unit = catalogue.FindUnit(number.typed_unit);

@@ -30,17 +30,17 @@ bool IsSameContent(const ContentView& left, const ContentView& right) noexcept {
 }
 
 std::optional<double> RoundedToGeneralForm(double value) {
-  const std::optional<double> rounded = ktformula::NumericValue(ktformula::NumberToText(value));
+  const double rounded = ktformula::RoundedToText(value);
   // Fifteen digits survive a double of the normal range, and no other.
-  const bool is_kept = rounded && (std::isnormal(*rounded) || value == 0);
-  return is_kept ? rounded : std::nullopt;
+  if (std::isnormal(rounded) || value == 0) return rounded;
+  return std::nullopt;
 }
 
 ColumnData::ColumnData() : states_(ktformula::kEnteredState) {}
 
-void ColumnData::Reserve(std::size_t rows) {
+void ColumnData::Reserve(std::size_t rows, std::size_t units) {
   min_.reserve(rows);
-  texts_.Reserve(rows);
+  texts_.Reserve(rows, units);
 }
 
 void ColumnData::Append(std::size_t rows) {
@@ -49,9 +49,18 @@ void ColumnData::Append(std::size_t rows) {
   texts_.Append(rows);
 }
 
+void ColumnData::AppendContent(const ContentView& content) {
+  const std::size_t row = Count();
+  Append(1);
+  SetNumbers(row, content.min, content.max);
+  texts_.Set(row, content.text);
+  if (!content.unit.empty()) units_.Set(row, content.unit, Count());
+}
+
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
-  buffer = ktformula::NumberToText(min_[row]);
+  buffer.clear();
+  ktformula::AppendNumberText(min_[row], buffer);
   const char16_t separator = ktformula::UserLocale().decimal_separator;
   if (separator != decimal_separator_) {
     std::replace(buffer.begin(), buffer.end(), separator, decimal_separator_);
@@ -80,6 +89,17 @@ bool ColumnData::SetState(std::size_t row, std::u16string_view state, std::u16st
   tags_.Set(row, tag, Count());
   if (IsEntered(row)) ++entered_;
   return true;
+}
+
+void ColumnData::MarkFilled(std::u16string_view state, std::u16string_view tag) {
+  const std::uint32_t state_number = states_.NumberOf(state);
+  const std::uint32_t tag_number = tags_.NumberOf(tag);
+  for (std::size_t row = 0; row < Count(); ++row) {
+    if (texts_.IsEmpty(row)) continue;
+    states_.SetNumber(row, state_number, Count());
+    tags_.SetNumber(row, tag_number, Count());
+    if (state_number == kEntered) ++entered_;
+  }
 }
 
 bool ColumnData::HasSameNumbers(std::size_t row, double min, double max) const noexcept {

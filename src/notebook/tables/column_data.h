@@ -52,9 +52,12 @@ class ColumnData {
   ColumnData();
 
   std::size_t Count() const noexcept { return min_.size(); }
-  void Reserve(std::size_t rows);
+  // So many rows and, where that is known, code units of their texts, with one more for each.
+  void Reserve(std::size_t rows, std::size_t units = 0);
   // Appends empty cells.
   void Append(std::size_t rows);
+  // Appends a cell that has this content.
+  void AppendContent(const ContentView& content);
 
   // One and the same when no cell has two different numbers.
   std::span<const double> MinNumbers() const noexcept { return min_; }
@@ -78,6 +81,9 @@ class ColumnData {
   // All that set something tell whether it was anything else before.
   bool SetContent(std::size_t row, const ContentView& content);
   bool SetState(std::size_t row, std::u16string_view state, std::u16string_view tag);
+
+  // Sets them for all cells that have a text; none has a state or a tag so far.
+  void MarkFilled(std::u16string_view state, std::u16string_view tag);
 
   // Sets content without a unit: numbers as RoundedToGeneralForm gives them, with the general form
   // for the text.

@@ -143,14 +143,38 @@ Ref<ktformula::Unit> NotebookProperty::DefaultUnit() const {
   return Ref<ktformula::Unit>(const_cast<NotebookUnit*>(definition_.unit));
 }
 
+namespace {
+
+// The text without a number: a formula must not go on as if it were 0.
+ContentView MereText(std::u16string_view text, DataType type) noexcept {
+  const double number = type == DataType::kNumber && !text.empty() ? kNotANumber : 0;
+  return {text, number, number, {}};
+}
+
+}  // namespace
+
+ContentView TypedContent(std::u16string_view text, const PropertyDefinition& definition,
+                         const NotebookUnitCatalogue& units, std::u16string& unit) {
+  ContentView content = MereText(text, definition.type);
+  if (definition.type == DataType::kNumber) {
+    std::optional<ParsedNumber> number = ParseNumberText(text, definition.unit, units);
+    if (!number) return content;
+    unit = std::move(number->typed_unit);
+    return {text, number->min + 0.0, number->max + 0.0, unit};
+  }
+  if (definition.type == DataType::kDate) {
+    content.min = content.max = ktformula::DateValue(text).value_or(0);
+  }
+  return content;
+}
+
 NotebookColumn::NotebookColumn(NotebookTable& table, std::size_t index,
-                               PropertyDefinition definition)
+                               PropertyDefinition definition, ColumnData cells)
     : table_(table),
       index_(index),
       property_(MakeRef<NotebookProperty>(std::move(definition))),
-      changes_(table.Parent().NextChange()) {
-  data_.Append(static_cast<std::size_t>(table.RowCount()));
-}
+      data_(std::move(cells)),
+      changes_(table.Parent().NextChange()) {}
 
 Ref<CellObject> NotebookColumn::ObjectAt(std::size_t row) {
   return objects_.At(row, data_.Count(), NotebookCell(*this, row));
@@ -169,16 +193,16 @@ void NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const Typ
   if (is_new_content || is_new_state) NoteChange(row);
 }
 
+void NotebookColumn::MarkTyped() {
+  const TypedMark mark = TypedState();
+  data_.MarkFilled(mark.state, mark.tag);
+  if (data_.EnteredCount() != 0) table_.Parent().Entered().NoteChange();
+  changes_.NoteAny(table_.Parent().NextChange());
+}
+
 bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
-  ContentView content = MereText(text);
-  std::optional<ParsedNumber> number;
-  if (Definition().type == DataType::kNumber) {
-    number = ParseNumberText(text, Definition().unit, table_.Parent().Units());
-    if (number) content = {text, number->min + 0.0, number->max + 0.0, number->typed_unit};
-  } else if (Definition().type == DataType::kDate) {
-    content.min = content.max = ktformula::DateValue(text).value_or(0);
-  }
-  return Take(row, content);
+  std::u16string unit;
+  return Take(row, TypedContent(text, Definition(), table_.Parent().Units(), unit));
 }
 
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
@@ -186,19 +210,13 @@ bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, 
 }
 
 ContentView NotebookColumn::WrittenText(std::u16string_view text, bool is_value) const {
-  ContentView content = MereText(text);
+  ContentView content = MereText(text, Definition().type);
   if (!is_value) return content;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
                                            : ktformula::NumericValue(text);
   if (number) content.min = content.max = *number;
   return content;
-}
-
-ContentView NotebookColumn::MereText(std::u16string_view text) const noexcept {
-  const bool is_unreadable = Definition().type == DataType::kNumber && !text.empty();
-  const double number = is_unreadable ? kNotANumber : 0;
-  return {text, number, number, {}};
 }
 
 bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
@@ -301,8 +319,15 @@ bool NotebookTable::HasRow(std::u16string_view id) const {
 }
 
 NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition) {
+  ColumnData cells;
+  cells.Append(row_count_);
+  return AddColumn(std::move(definition), std::move(cells));
+}
+
+NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition, ColumnData cells) {
   if (!column_positions_.try_emplace(definition.name, columns_.size()).second) return nullptr;
-  columns_.push_back(MakeRef<NotebookColumn>(*this, columns_.size(), std::move(definition)));
+  columns_.push_back(
+      MakeRef<NotebookColumn>(*this, columns_.size(), std::move(definition), std::move(cells)));
   form_.NoteName();
   return columns_.back().get();
 }

@@ -74,12 +74,19 @@ struct TypedMark {
   std::u16string_view tag;
 };
 
+// What a cell of such a column holds when somebody types the text into it, given without blanks
+// around. The unit may stand in `unit`.
+ContentView TypedContent(std::u16string_view text, const PropertyDefinition& definition,
+                         const NotebookUnitCatalogue& units, std::u16string& unit);
+
 // A column with its cells. Rows count from 0 here.
 class NotebookColumn final : public ktformula::TableProperty,
                              private ktformula::ColumnCells,
                              private ktformula::ColumnChanges {
  public:
-  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition);
+  // The cells are as many as the table's rows.
+  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition,
+                 ColumnData cells);
 
   const PropertyDefinition& Definition() const noexcept { return property_->Definition(); }
   const Ref<NotebookProperty>& OwnProperty() const noexcept { return property_; }
@@ -93,6 +100,9 @@ class NotebookColumn final : public ktformula::TableProperty,
   TypedMark TypedState() const;
   // NotebookCell::Enter, for many cells with one mark.
   void Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
+
+  // Marks all cells that have a text as typed; none of them is marked yet.
+  void MarkTyped();
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
@@ -130,8 +140,6 @@ class NotebookColumn final : public ktformula::TableProperty,
   std::uint64_t Stamp() const override;
   bool RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const override;
 
-  // The text without a number: a formula must not go on as if it were 0.
-  ContentView MereText(std::u16string_view text) const noexcept;
   ContentView WrittenText(std::u16string_view text, bool is_value) const;
   // Tells the form when the cell is an entered one.
   void NoteEntered(std::size_t row);
@@ -165,6 +173,8 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
 
   // Both refuse (nullptr, empty) a name, or an id, that is in use.
   NotebookColumn* AddColumn(PropertyDefinition definition);
+  // With cells that hold something already, as many as there are rows.
+  NotebookColumn* AddColumn(PropertyDefinition definition, ColumnData cells);
   std::optional<NotebookRow> AddRow(std::u16string_view id);
   // Adds rows whose ids are their numbers, to a table whose other rows have such ids too.
   void AddNumberedRows(std::size_t count);

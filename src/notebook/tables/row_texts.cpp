@@ -31,6 +31,12 @@ std::u16string_view RowTexts::TextAt(Place place) const noexcept {
   return {head + 3, static_cast<std::size_t>(head[1]) << 16U | head[2]};
 }
 
+void RowTexts::Reserve(std::size_t rows, std::size_t units) {
+  places_.reserve(rows);
+  pool_.reserve(pool_.size() + units);
+  next_look_ = std::max(next_look_, pool_.size() + units);
+}
+
 void RowTexts::Set(std::size_t row, std::u16string_view text) {
   if (IsInPool(text)) return Set(row, std::u16string(text));
   Place& place = places_[row];
@@ -147,8 +153,7 @@ FewTexts::FewTexts(std::u16string_view first) {
   if (!first.empty()) NumberOf(first);
 }
 
-void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) {
-  const std::uint32_t number = NumberOf(text);
+void FewTexts::SetNumber(std::size_t row, std::uint32_t number, std::size_t rows) {
   if (number == NumberAt(row)) return;
   if (number > std::numeric_limits<std::uint8_t>::max() && wide_.empty()) {
     wide_.assign(narrow_.begin(), narrow_.end());

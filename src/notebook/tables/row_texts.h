@@ -22,13 +22,16 @@ class RowTexts {
   // Where a text stands in the pool; 0 is the empty text.
   using Place = std::uint32_t;
 
-  void Reserve(std::size_t rows) { places_.reserve(rows); }
+  // So many rows and, where that is known, code units of texts, with one in front of each.
+  void Reserve(std::size_t rows, std::size_t units);
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
 
   // Good until a text is set, shared or given up.
   std::u16string_view At(std::size_t row) const noexcept { return TextAt(places_[row]); }
   // The text may be one of these texts.
   void Set(std::size_t row, std::u16string_view text);
+
+  bool IsEmpty(std::size_t row) const noexcept { return places_[row] == 0; }
 
   // A row whose text is made from something else, and stands nowhere.
   bool IsMade(std::size_t row) const noexcept { return places_[row] == kMade; }
@@ -77,8 +80,8 @@ class FewTexts {
  public:
   // With a first text other than "", which is number 1 from the start.
   explicit FewTexts(std::u16string_view first);
-  FewTexts(const FewTexts&) = delete;
-  FewTexts& operator=(const FewTexts&) = delete;
+  FewTexts(FewTexts&&) = default;
+  FewTexts& operator=(FewTexts&&) = default;
 
   const std::u16string& At(std::size_t row) const noexcept { return *texts_[NumberAt(row)]; }
   // The number of the row's text; 0 is "".
@@ -88,12 +91,15 @@ class FewTexts {
   }
   bool AllAreEmpty() const noexcept { return narrow_.empty() && wide_.empty(); }
   // For a table of so many rows.
-  void Set(std::size_t row, std::u16string_view text, std::size_t rows);
+  void Set(std::size_t row, std::u16string_view text, std::size_t rows) {
+    SetNumber(row, NumberOf(text), rows);
+  }
+  // The number of a text, for many rows.
+  std::uint32_t NumberOf(std::u16string_view text);
+  void SetNumber(std::size_t row, std::uint32_t number, std::size_t rows);
 
  private:
   using Numbers = std::map<std::u16string, std::uint32_t, std::less<>>;
-
-  std::uint32_t NumberOf(std::u16string_view text);
 
   Numbers numbers_;
   // The keys of the numbers, by number.
