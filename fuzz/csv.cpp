@@ -9,7 +9,8 @@
 namespace {
 
 std::string Rewritten(std::string_view text, const ktnotebook::CsvOptions& options) {
-  const ktnotebook::Notebook read = ktnotebook::ReadCsvNotebook(text, "input", u"table", options);
+  const ktnotebook::Notebook read =
+      ktnotebook::ReadCsvNotebook(std::string(text), "input", u"table", options);
   ktnotebook::NotebookForm& form = *read.forms.front();
   ktnotebook::RecalculateForm(form, 3);
   return ktnotebook::WriteCsv(*form.Tables().front());

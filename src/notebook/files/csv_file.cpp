@@ -85,7 +85,8 @@ class CsvReader {
 
   ColumnData NoCells(const CsvColumn& column) const {
     ColumnData cells;
-    cells.Reserve(csv_.rows, column.Size());
+    cells.Reserve(csv_.rows);
+    cells.ReserveTexts(column.Size());
     return cells;
   }
 
@@ -303,6 +304,8 @@ std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u
   return text;
 }
 
+constexpr std::size_t kFirstRows = 1000;
+
 // One record, from a function that gives the field of a column.
 template <typename FieldOf>
 void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
@@ -317,9 +320,12 @@ void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of
 
 }  // namespace
 
-Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options) {
-  return CsvReader(ParseCsv(utf8, source), source, options).Read(name);
+  CsvReader reader(ParseCsv(utf8, source), source, options);
+  // It may be as large as what is made of it.
+  utf8 = {};
+  return reader.Read(name);
 }
 
 std::string WriteCsv(const NotebookTable& table) {
@@ -328,10 +334,9 @@ std::string WriteCsv(const NotebookTable& table) {
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
   std::u16string buffer;
   const std::size_t rows = table.Rows().size();
-  constexpr std::size_t kSample = 1024;
   for (std::size_t row = 0; row < rows; ++row) {
-    // The first rows tell about how much room the others need.
-    if (row == kSample) csv.reserve(csv.size() / kSample * (rows + rows / 4));
+    // All the memory at once, as far as the first rows tell.
+    if (row == kFirstRows) csv.reserve(csv.size() / kFirstRows * rows * 5 / 4);
     AppendRecord(csv, table,
                  [&](const NotebookColumn& column) { return TextOf(column, row, buffer); });
   }

@@ -28,7 +28,7 @@ struct CsvOptions {
 // is the column Mass in g. Rows are numbered from 1. New formula columns stand on the right; a
 // formula for a column of the file fills its empty cells. Throws NotebookError with "SOURCE: ..."
 // for text that is no such CSV and for options that do not fit.
-Notebook ReadCsvNotebook(std::string_view utf8, const std::string& source, std::u16string_view name,
+Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options);
 
 // The table as CSV text with CRLF line ends. Numbers in a column's own unit stand without it.

@@ -22,6 +22,8 @@ struct Collected {
   std::size_t odd_record = 0;
   std::size_t odd_fields = 0;
   bool is_utf8 = true;
+  // Of the whole text.
+  std::size_t size = 0;
 };
 
 // The library's callbacks; nothing may be thrown through it.
@@ -50,6 +52,8 @@ void OnRecord(int, void* data) {
   const std::size_t fields = std::exchange(collected.fields, 0);
   if (collected.records == 1) {
     collected.table.columns.resize(fields);
+    for (CsvColumn& column : collected.table.columns)
+      column.Reserve(collected.size / fields);
   } else if (fields != collected.table.header.size() && collected.odd_record == 0) {
     collected.odd_record = collected.records;
     collected.odd_fields = fields;
@@ -71,6 +75,7 @@ CsvTable ParseCsv(std::string_view utf8, const std::string& source) {
   csv_set_space_func(&parser, IsSkippedSpace);
   csv_set_blk_size(&parser, kBlockSize);
   Collected collected;
+  collected.size = utf8.size();
   const auto refuse = [&](const std::string& reason) {
     throw NotebookError(source + ": " + reason);
   };

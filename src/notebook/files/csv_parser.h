@@ -15,9 +15,9 @@ class CsvColumn {
  public:
   // The bytes are valid UTF-8.
   void Append(std::string_view utf8) { (bytes_ += utf8) += kEnd; }
-
-  // At least as many as the UTF-16 code units of all texts and one more for each.
+  // Of all texts, one more counted for each; not less than they have code units.
   std::size_t Size() const noexcept { return bytes_.size(); }
+  void Reserve(std::size_t size) { bytes_.reserve(size); }
 
   // Calls `test` with each text, good for the length of the call, until it says no; whether it
   // never did.

@@ -18,8 +18,10 @@ namespace {
 // As many as systems follow themselves.
 constexpr int kMostLinks = 40;
 
-std::string ReadStream(std::istream& stream) {
+// Of about so many bytes.
+std::string ReadStream(std::istream& stream, std::uintmax_t size) {
   std::string bytes;
+  bytes.reserve(static_cast<std::size_t>(size));
   std::array<char, std::size_t{1} << 16U> chunk{};
   do {
     stream.read(chunk.data(), chunk.size());
@@ -32,7 +34,9 @@ std::string ReadStream(std::istream& stream) {
 std::string ReadFile(const std::string& name) {
   std::ifstream stream(PathOf(name), std::ios::binary);
   if (!stream) FailWithSystemReason();
-  return ReadStream(stream);
+  std::error_code unknown;
+  const std::uintmax_t size = std::filesystem::file_size(PathOf(name), unknown);
+  return ReadStream(stream, unknown ? 0 : size);
 }
 
 void Write(std::FILE* file, std::string_view bytes) {
@@ -126,7 +130,7 @@ std::string PathText(const std::filesystem::path& path) {
 std::string ReadWholeFile(const std::string& name) {
   const bool is_standard_input = name == "-";
   try {
-    return is_standard_input ? ReadStream(std::cin) : ReadFile(name);
+    return is_standard_input ? ReadStream(std::cin, 0) : ReadFile(name);
   } catch (const std::system_error& error) {
     throw NotebookError((is_standard_input ? "standard input" : name) + ": " +
                         error.code().message());

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 #include <utf8proc.h>
 
 namespace ktnotebook {
@@ -28,12 +27,11 @@ constexpr bool IsSurrogate(char32_t unit) {
 }
 
 // Where the first character stands that is not ASCII.
-template <typename Text>
-std::size_t AsciiLength(Text text) {
-  const auto end = std::find_if(text.begin(), text.end(), [](auto unit) {
-    return static_cast<std::make_unsigned_t<decltype(unit)>>(unit) >= 0x80;
+std::size_t AsciiLength(std::string_view bytes) {
+  const auto* const end = std::find_if(bytes.begin(), bytes.end(), [](char byte) {
+    return static_cast<unsigned char>(byte) >= 0x80;
   });
-  return static_cast<std::size_t>(end - text.begin());
+  return static_cast<std::size_t>(end - bytes.begin());
 }
 
 // The code point at the position, which moves behind it. A lone surrogate stands for itself.

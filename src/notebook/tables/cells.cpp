@@ -55,7 +55,7 @@ bool NotebookCell::Accepts(std::u16string_view typed) const {
 }
 
 void NotebookCell::Enter(std::u16string_view typed) const {
-  column_->Enter(row_, typed, column_->TypedState());
+  if (column_->Enter(row_, typed, column_->TypedState())) column_->NoteChange(row_);
 }
 
 void NotebookCell::TakeTypedText(std::u16string_view text) const {

@@ -38,9 +38,9 @@ std::optional<double> RoundedToGeneralForm(double value) {
 
 ColumnData::ColumnData() : states_(ktformula::kEnteredState) {}
 
-void ColumnData::Reserve(std::size_t rows, std::size_t units) {
+void ColumnData::Reserve(std::size_t rows) {
   min_.reserve(rows);
-  texts_.Reserve(rows, units);
+  texts_.Reserve(rows);
 }
 
 void ColumnData::Append(std::size_t rows) {
@@ -122,7 +122,7 @@ bool ColumnData::SetGeneralNumber(std::size_t row, double number) {
   }
   SetNumbers(row, number, number);
   texts_.SetMade(row);
-  units_.Set(row, u"", Count());
+  ClearUnit(row);
   return !is_same;
 }
 
@@ -160,7 +160,7 @@ bool ColumnData::SharedTexts::Set(std::size_t row, std::size_t which) {
   }
   data_->SetNumbers(row, number, number);
   data_->texts_.SetPlace(row, place);
-  data_->units_.Set(row, u"", data_->Count());
+  data_->ClearUnit(row);
   return !is_same;
 }
 

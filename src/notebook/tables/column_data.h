@@ -52,8 +52,8 @@ class ColumnData {
   ColumnData();
 
   std::size_t Count() const noexcept { return min_.size(); }
-  // So many rows and, where that is known, code units of their texts, with one more for each.
-  void Reserve(std::size_t rows, std::size_t units = 0);
+  void Reserve(std::size_t rows);
+  void ReserveTexts(std::size_t units) { texts_.ReserveTexts(units); }
   // Appends empty cells.
   void Append(std::size_t rows);
   // Appends a cell that has this content.
@@ -122,6 +122,9 @@ class ColumnData {
   bool HasSameNumbers(std::size_t row, double min, double max) const noexcept;
   void SetNumbers(std::size_t row, double min, double max);
   bool SetGeneralNumber(std::size_t row, double number);
+  void ClearUnit(std::size_t row) {
+    if (units_.NumberAt(row) != 0) units_.Set(row, u"", Count());
+  }
   void MakeTextsReal();
 
   std::vector<double> min_;

@@ -185,19 +185,19 @@ TypedMark NotebookColumn::TypedState() const {
   return {is_quantity ? ktformula::kEnteredState : u"noted", ktformula::kEnteredState};
 }
 
-void NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
+bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
   const std::u16string_view text = TrimTypedText(typed);
   const TypedMark& state = text.empty() ? TypedMark{} : mark;
   const bool is_new_content = TakeTypedText(row, text);
   const bool is_new_state = TakeState(row, state.state, state.tag);
-  if (is_new_content || is_new_state) NoteChange(row);
+  return is_new_content || is_new_state;
 }
 
 void NotebookColumn::MarkTyped() {
   const TypedMark mark = TypedState();
   data_.MarkFilled(mark.state, mark.tag);
   if (data_.EnteredCount() != 0) table_.Parent().Entered().NoteChange();
-  changes_.NoteAny(table_.Parent().NextChange());
+  NoteChanges();
 }
 
 bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
@@ -239,6 +239,10 @@ void NotebookColumn::NoteEntered(std::size_t row) {
 
 void NotebookColumn::NoteChange(std::size_t row) {
   changes_.Note(row, table_.Parent().NextChange(), data_.Count());
+}
+
+void NotebookColumn::NoteChanges() {
+  changes_.NoteAny(table_.Parent().NextChange());
 }
 
 Ref<ktformula::PropertyScope> NotebookColumn::Scope() {

@@ -98,19 +98,19 @@ class NotebookColumn final : public ktformula::TableProperty,
 
   // What typing a text makes of a cell of this column.
   TypedMark TypedState() const;
-  // NotebookCell::Enter, for many cells with one mark.
-  void Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
-
-  // Marks all cells that have a text as typed; none of them is marked yet.
+  // Marks all cells that have a text as typed ones, and as changed; none of them has a mark yet.
   void MarkTyped();
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
+  bool Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
   bool TakeTypedText(std::size_t row, std::u16string_view text);
   bool TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value);
   bool Take(std::size_t row, const ContentView& content);
   bool TakeState(std::size_t row, std::u16string_view state, std::u16string_view tag);
   void NoteChange(std::size_t row);
+  // Any row may have changed.
+  void NoteChanges();
 
   std::u16string TypeName() const override { return u"TableProperty"; }
   Ref<ktformula::PropertyScope> Scope() override;

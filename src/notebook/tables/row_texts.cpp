@@ -31,8 +31,7 @@ std::u16string_view RowTexts::TextAt(Place place) const noexcept {
   return {head + 3, static_cast<std::size_t>(head[1]) << 16U | head[2]};
 }
 
-void RowTexts::Reserve(std::size_t rows, std::size_t units) {
-  places_.reserve(rows);
+void RowTexts::ReserveTexts(std::size_t units) {
   pool_.reserve(pool_.size() + units);
   next_look_ = std::max(next_look_, pool_.size() + units);
 }

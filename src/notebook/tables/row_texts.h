@@ -22,8 +22,9 @@ class RowTexts {
   // Where a text stands in the pool; 0 is the empty text.
   using Place = std::uint32_t;
 
-  // So many rows and, where that is known, code units of texts, with one in front of each.
-  void Reserve(std::size_t rows, std::size_t units);
+  void Reserve(std::size_t rows) { places_.reserve(rows); }
+  // Makes room for texts of so many code units, one more counted for each.
+  void ReserveTexts(std::size_t units);
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
 
   // Good until a text is set, shared or given up.

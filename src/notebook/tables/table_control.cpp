@@ -107,9 +107,10 @@ void TableControl::WriteNumbers(NotebookColumn& column, std::size_t first,
                                 std::span<const double> numbers) {
   EndWrite();
   const bool is_date = column.Definition().type == DataType::kDate;
+  ColumnData::GeneralNumbers general(column.data_);
   WriteRows(column, first, numbers.size(), [&](std::size_t i) {
     const std::optional<double> rounded = is_date ? std::nullopt : RoundedToGeneralForm(numbers[i]);
-    if (rounded) return ColumnData::GeneralNumbers(column.data_).Set(first + i, *rounded);
+    if (rounded) return general.Set(first + i, *rounded);
     return column.TakeWrittenText(first + i, ktformula::NumberToText(numbers[i]), true);
   });
 }
