@@ -9,7 +9,6 @@
 #include "notebook/files/csv_parser.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
-#include "notebook/tables/cell_text.h"
 #include "values/platform.h"
 #include "values/text.h"
 
@@ -57,15 +56,13 @@ class CsvReader {
         ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
     table_ = notebook_.forms.front()->AddTable(name, 1);
     table_->AddNumberedRows(csv_.rows);
-    // What stands in the table needs no second place in memory.
     for (std::size_t i = 0; i < csv_.header.size(); ++i)
-      AddFileColumn(csv_.header[i], std::exchange(csv_.columns[i], {}));
+      AddFileColumn(csv_.header[i], csv_.columns[i]);
     for (const auto& [column, formula] : options_.formulas)
       AddFormulaColumn(column);
     CheckSettings();
     AddListener();
-    for (std::size_t i = 0; i < csv_.header.size(); ++i)
-      table_->Columns()[i]->MarkTyped();
+    EnterTexts();
     return std::move(notebook_);
   }
 
@@ -83,63 +80,41 @@ class CsvReader {
     return column.AllAre([&](std::u16string_view text) { return text.empty() || test(text); });
   }
 
-  ColumnData NoCells(const CsvColumn& column) const {
-    ColumnData cells;
-    cells.Reserve(csv_.rows);
-    cells.ReserveTexts(column.Size());
-    return cells;
-  }
-
-  // Appends the cell that typing the text into such a column makes; of a column of numbers it tells
-  // whether the text is one.
-  bool AppendCell(std::u16string_view typed, const PropertyDefinition& definition,
-                  ColumnData& cells) const {
-    std::u16string unit;
-    const ContentView content = TypedContent(TrimTypedText(typed), definition, Units(), unit);
-    cells.AppendContent(content);
-    return !content.text.empty() && !std::isnan(content.min);
-  }
-
-  ColumnData CellsOf(const CsvColumn& column, const PropertyDefinition& definition) const {
-    ColumnData cells = NoCells(column);
-    column.AllAre([&](std::u16string_view text) {
-      AppendCell(text, definition, cells);
-      return true;
-    });
-    return cells;
-  }
-
-  // The column's cells when all its texts are numbers, those without a unit in this one.
-  std::optional<ColumnData> Numbers(const CsvColumn& column, const NotebookUnit* unit) const {
+  // Whether all texts of the column are numbers in the unit; then they are kept.
+  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) {
     PropertyDefinition definition;
     definition.type = DataType::kNumber;
     definition.unit = unit;
-    ColumnData cells = NoCells(column);
-    const bool are_numbers = column.AllAre([&](std::u16string_view text) {
-      return AppendCell(text, definition, cells) || text.empty();
-    });
-    if (!are_numbers) return std::nullopt;
-    return cells;
+    TypedTexts typed(definition, Units());
+    ColumnData data;
+    data.Append(csv_.rows);
+    data.ReserveTexts(column.Size());
+    const bool are_numbers =
+        column.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
+          typed.Enter(text, kQuantityMark, data, row);
+          // Blanks are typed as nothing, and are no number.
+          const bool is_number = data.IsMarked(row) && !std::isnan(data.MinNumbers()[row]);
+          ++row;
+          return text.empty() || is_number;
+        });
+    if (are_numbers) numbers_ = {std::move(data), unit};
+    return are_numbers;
   }
 
   // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
-  // which `cells` then has, or the options name it so.
-  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column,
-                  std::optional<ColumnData>& cells) {
+  // or the options name it so.
+  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column) {
     if (FindSetting(options_.types, header) != nullptr) return false;
     if (FindSetting(options_.types, split.name) != nullptr) return true;
-    cells = Numbers(column, split.unit);
-    if (cells) return true;
+    if (AreNumbers(column, split.unit)) return true;
     notebook_.notes.push_back("the column " + Quoted(header) +
                               " holds texts that are no numbers and is taken as text; --type '" +
                               ToUtf8(split.name) + "=number' takes it as numbers");
     return false;
   }
 
-  // `cells` has those of a column of numbers.
-  DataType TypeOf(const CsvColumn& column, std::optional<ColumnData>& cells) const {
-    cells = Numbers(column, nullptr);
-    if (cells) return DataType::kNumber;
+  DataType TypeOf(const CsvColumn& column) {
+    if (AreNumbers(column, nullptr)) return DataType::kNumber;
     if (AllAre(column, IsTruthWord)) return DataType::kBoolean;
     const auto is_date = [](std::u16string_view text) {
       return ktformula::DateValue(text).has_value();
@@ -147,14 +122,14 @@ class CsvReader {
     return AllAre(column, is_date) ? DataType::kDate : DataType::kString;
   }
 
-  void AddFileColumn(const std::u16string& header, const CsvColumn& column) {
+  void AddFileColumn(const std::u16string& header, CsvColumn& column) {
+    numbers_.reset();
     if (header.empty()) {
       Refuse("column " + std::to_string(table_->ColumnCount() + 1) + " has no name");
     }
     const Header split = SplitHeader(header, Units());
     PropertyDefinition definition;
-    std::optional<ColumnData> cells;
-    if (split.unit != nullptr && IsQuantity(header, split, column, cells)) {
+    if (split.unit != nullptr && IsQuantity(header, split, column)) {
       definition.name = split.name;
       definition.type = DataType::kNumber;
       definition.unit = split.unit;
@@ -162,13 +137,20 @@ class CsvReader {
       definition.number_formatting = FindSetting(options_.formulas, split.name) != nullptr;
     } else {
       definition.name = header;
-      definition.type = TypeOf(column, cells);
+      definition.type = TypeOf(column);
     }
-    const NotebookUnit* const unit = definition.unit;
-    ApplyOptions(definition);
-    const bool are_read = cells && definition.type == DataType::kNumber && definition.unit == unit;
-    if (!are_read) cells = CellsOf(column, definition);
-    Add(std::move(definition), std::move(*cells));
+    Add(std::move(definition));
+    FillWithNumbers(*table_->Columns().back(), column);
+  }
+
+  // Unless the options want something else of the column.
+  void FillWithNumbers(NotebookColumn& added, CsvColumn& column) {
+    const PropertyDefinition& definition = added.Definition();
+    if (!numbers_ || definition.type != DataType::kNumber || definition.unit != numbers_->unit) {
+      return;
+    }
+    added.Adopt(std::move(numbers_->data));
+    column = {};
   }
 
   void AddFormulaColumn(const std::u16string& name) {
@@ -180,13 +162,12 @@ class CsvReader {
     PropertyDefinition definition;
     definition.name = name;
     definition.type = DataType::kNumber;
-    ApplyOptions(definition);
-    ColumnData cells;
-    cells.Append(csv_.rows);
-    Add(std::move(definition), std::move(cells));
+    Add(std::move(definition));
   }
 
-  void ApplyOptions(PropertyDefinition& definition) const {
+  // Adds the column as the options want it.
+  void Add(PropertyDefinition definition) {
+    definition.key = table_->ColumnCount() + 1;
     if (const std::u16string* type = FindSetting(options_.types, definition.name)) {
       const std::optional<DataType> known = FindDataType(*type);
       if (!known) Refuse("the type " + Quoted(*type) + " is not known");
@@ -204,12 +185,8 @@ class CsvReader {
     if (FindSetting(options_.formats, definition.name) != nullptr) {
       definition.number_formatting = true;
     }
-  }
-
-  void Add(PropertyDefinition definition, ColumnData cells) {
-    definition.key = table_->ColumnCount() + 1;
     const std::u16string name = definition.name;
-    if (table_->AddColumn(std::move(definition), std::move(cells)) == nullptr) {
+    if (table_->AddColumn(std::move(definition)) == nullptr) {
       Refuse("the column name " + Quoted(name) + " is used twice");
     }
   }
@@ -245,11 +222,34 @@ class CsvReader {
     }
   }
 
+  // Fills the columns that are not filled with numbers.
+  void EnterTexts() {
+    for (std::size_t i = 0; i < csv_.columns.size(); ++i) {
+      NotebookColumn& column = *table_->Columns()[i];
+      // What is entered needs no second place in memory.
+      const CsvColumn texts = std::exchange(csv_.columns[i], {});
+      const TypedMark mark = column.TypedState();
+      column.ReserveTexts(texts.Size());
+      texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
+        column.Enter(row++, text, mark);
+        return true;
+      });
+      column.NoteChanges();
+    }
+  }
+
+  struct Numbers {
+    ColumnData data;
+    const NotebookUnit* unit;
+  };
+
   CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
+  // The texts of the column that is being added, if they are numbers.
+  std::optional<Numbers> numbers_;
 };
 
 bool IsSpecial(char16_t unit) {
@@ -333,12 +333,12 @@ std::string WriteCsv(const NotebookTable& table) {
   AppendRecord(csv, table,
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
   std::u16string buffer;
-  const std::size_t rows = table.Rows().size();
-  for (std::size_t row = 0; row < rows; ++row) {
+  for (const NotebookRow row : table.Rows()) {
     // All the memory at once, as far as the first rows tell.
-    if (row == kFirstRows) csv.reserve(csv.size() / kFirstRows * rows * 5 / 4);
+    if (row.Index() == kFirstRows)
+      csv.reserve(csv.size() / kFirstRows * table.Rows().size() * 5 / 4);
     AppendRecord(csv, table,
-                 [&](const NotebookColumn& column) { return TextOf(column, row, buffer); });
+                 [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
   }
   return csv;
 }

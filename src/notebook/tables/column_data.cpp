@@ -49,14 +49,6 @@ void ColumnData::Append(std::size_t rows) {
   texts_.Append(rows);
 }
 
-void ColumnData::AppendContent(const ContentView& content) {
-  const std::size_t row = Count();
-  Append(1);
-  SetNumbers(row, content.min, content.max);
-  texts_.Set(row, content.text);
-  if (!content.unit.empty()) units_.Set(row, content.unit, Count());
-}
-
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
   buffer.clear();
@@ -89,17 +81,6 @@ bool ColumnData::SetState(std::size_t row, std::u16string_view state, std::u16st
   tags_.Set(row, tag, Count());
   if (IsEntered(row)) ++entered_;
   return true;
-}
-
-void ColumnData::MarkFilled(std::u16string_view state, std::u16string_view tag) {
-  const std::uint32_t state_number = states_.NumberOf(state);
-  const std::uint32_t tag_number = tags_.NumberOf(tag);
-  for (std::size_t row = 0; row < Count(); ++row) {
-    if (texts_.IsEmpty(row)) continue;
-    states_.SetNumber(row, state_number, Count());
-    tags_.SetNumber(row, tag_number, Count());
-    if (state_number == kEntered) ++entered_;
-  }
 }
 
 bool ColumnData::HasSameNumbers(std::size_t row, double min, double max) const noexcept {

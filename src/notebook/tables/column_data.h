@@ -56,8 +56,6 @@ class ColumnData {
   void ReserveTexts(std::size_t units) { texts_.ReserveTexts(units); }
   // Appends empty cells.
   void Append(std::size_t rows);
-  // Appends a cell that has this content.
-  void AppendContent(const ContentView& content);
 
   // One and the same when no cell has two different numbers.
   std::span<const double> MinNumbers() const noexcept { return min_; }
@@ -81,9 +79,6 @@ class ColumnData {
   // All that set something tell whether it was anything else before.
   bool SetContent(std::size_t row, const ContentView& content);
   bool SetState(std::size_t row, std::u16string_view state, std::u16string_view tag);
-
-  // Sets them for all cells that have a text; none has a state or a tag so far.
-  void MarkFilled(std::u16string_view state, std::u16string_view tag);
 
   // Sets content without a unit: numbers as RoundedToGeneralForm gives them, with the general form
   // for the text.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "listener/entered_values.h"
 #include "notebook/tables/cell_text.h"
@@ -21,8 +20,6 @@ namespace {
 
 constexpr std::array<std::u16string_view, 5> kDataTypeTexts{u"string", u"number", u"date",
                                                             u"Boolean", u"structure"};
-
-constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 bool IsParent(std::u16string_view part) {
   return ktformula::LowerCase(part) == u"parent";
@@ -143,38 +140,14 @@ Ref<ktformula::Unit> NotebookProperty::DefaultUnit() const {
   return Ref<ktformula::Unit>(const_cast<NotebookUnit*>(definition_.unit));
 }
 
-namespace {
-
-// The text without a number: a formula must not go on as if it were 0.
-ContentView MereText(std::u16string_view text, DataType type) noexcept {
-  const double number = type == DataType::kNumber && !text.empty() ? kNotANumber : 0;
-  return {text, number, number, {}};
-}
-
-}  // namespace
-
-ContentView TypedContent(std::u16string_view text, const PropertyDefinition& definition,
-                         const NotebookUnitCatalogue& units, std::u16string& unit) {
-  ContentView content = MereText(text, definition.type);
-  if (definition.type == DataType::kNumber) {
-    std::optional<ParsedNumber> number = ParseNumberText(text, definition.unit, units);
-    if (!number) return content;
-    unit = std::move(number->typed_unit);
-    return {text, number->min + 0.0, number->max + 0.0, unit};
-  }
-  if (definition.type == DataType::kDate) {
-    content.min = content.max = ktformula::DateValue(text).value_or(0);
-  }
-  return content;
-}
-
 NotebookColumn::NotebookColumn(NotebookTable& table, std::size_t index,
-                               PropertyDefinition definition, ColumnData cells)
+                               PropertyDefinition definition)
     : table_(table),
       index_(index),
       property_(MakeRef<NotebookProperty>(std::move(definition))),
-      data_(std::move(cells)),
-      changes_(table.Parent().NextChange()) {}
+      changes_(table.Parent().NextChange()) {
+  data_.Append(static_cast<std::size_t>(table.RowCount()));
+}
 
 Ref<CellObject> NotebookColumn::ObjectAt(std::size_t row) {
   return objects_.At(row, data_.Count(), NotebookCell(*this, row));
@@ -182,27 +155,26 @@ Ref<CellObject> NotebookColumn::ObjectAt(std::size_t row) {
 
 TypedMark NotebookColumn::TypedState() const {
   const bool is_quantity = Definition().type == DataType::kNumber || table_.HasFormula(*this);
-  return {is_quantity ? ktformula::kEnteredState : u"noted", ktformula::kEnteredState};
+  return is_quantity ? kQuantityMark : kNotedMark;
 }
 
 bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
-  const std::u16string_view text = TrimTypedText(typed);
-  const TypedMark& state = text.empty() ? TypedMark{} : mark;
-  const bool is_new_content = TakeTypedText(row, text);
-  const bool is_new_state = TakeState(row, state.state, state.tag);
-  return is_new_content || is_new_state;
-}
-
-void NotebookColumn::MarkTyped() {
-  const TypedMark mark = TypedState();
-  data_.MarkFilled(mark.state, mark.tag);
-  if (data_.EnteredCount() != 0) table_.Parent().Entered().NoteChange();
-  NoteChanges();
+  // As it was, and as it will be.
+  NoteEntered(row);
+  const bool is_new =
+      TypedTexts(Definition(), table_.Parent().Units()).Enter(typed, mark, data_, row);
+  NoteEntered(row);
+  return is_new;
 }
 
 bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
-  std::u16string unit;
-  return Take(row, TypedContent(text, Definition(), table_.Parent().Units(), unit));
+  return Take(row, TypedTexts(Definition(), table_.Parent().Units()).Read(text));
+}
+
+void NotebookColumn::Adopt(ColumnData data) {
+  if (data_.EnteredCount() + data.EnteredCount() > 0) table_.Parent().Entered().NoteChange();
+  data_ = std::move(data);
+  NoteChanges();
 }
 
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
@@ -210,7 +182,7 @@ bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, 
 }
 
 ContentView NotebookColumn::WrittenText(std::u16string_view text, bool is_value) const {
-  ContentView content = MereText(text, Definition().type);
+  ContentView content = MereText(Definition().type, text);
   if (!is_value) return content;
   const std::optional<double> number = Definition().type == DataType::kDate
                                            ? ktformula::DateValue(text)
@@ -226,7 +198,6 @@ bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
 
 bool NotebookColumn::TakeState(std::size_t row, std::u16string_view state,
                                std::u16string_view tag) {
-  // As it was, and as it will be.
   NoteEntered(row);
   const bool is_new = data_.SetState(row, state, tag);
   NoteEntered(row);
@@ -323,15 +294,8 @@ bool NotebookTable::HasRow(std::u16string_view id) const {
 }
 
 NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition) {
-  ColumnData cells;
-  cells.Append(row_count_);
-  return AddColumn(std::move(definition), std::move(cells));
-}
-
-NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition, ColumnData cells) {
   if (!column_positions_.try_emplace(definition.name, columns_.size()).second) return nullptr;
-  columns_.push_back(
-      MakeRef<NotebookColumn>(*this, columns_.size(), std::move(definition), std::move(cells)));
+  columns_.push_back(MakeRef<NotebookColumn>(*this, columns_.size(), std::move(definition)));
   form_.NoteName();
   return columns_.back().get();
 }

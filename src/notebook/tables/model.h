@@ -22,6 +22,8 @@
 #include "notebook/tables/change_list.h"
 #include "notebook/tables/column_data.h"
 #include "notebook/tables/living_objects.h"
+#include "notebook/tables/property.h"
+#include "notebook/tables/typed_text.h"
 #include "notebook/tables/unit_catalogue.h"
 #include "values/dictionary.h"
 
@@ -31,21 +33,6 @@ class NotebookField;
 class NotebookForm;
 class NotebookTable;
 class TableControl;
-
-enum class DataType { kString, kNumber, kDate, kBoolean, kStructure };
-
-// "string", "number", "date", "Boolean", "structure"; exactly these.
-std::u16string_view DataTypeText(DataType type) noexcept;
-std::optional<DataType> FindDataType(std::u16string_view text) noexcept;
-
-struct PropertyDefinition {
-  std::int32_t key = 0;
-  std::u16string name;
-  DataType type = DataType::kString;
-  // nullptr for none; numbers only. The catalogue owns it.
-  const NotebookUnit* unit = nullptr;
-  bool number_formatting = false;
-};
 
 class NotebookProperty final : public ktformula::ELNProperty {
  public:
@@ -68,25 +55,12 @@ class NotebookProperty final : public ktformula::ELNProperty {
   PropertyDefinition definition_;
 };
 
-// The state and tag of a cell that somebody typed into.
-struct TypedMark {
-  std::u16string_view state;
-  std::u16string_view tag;
-};
-
-// What a cell of such a column holds when somebody types the text into it, given without blanks
-// around. The unit may stand in `unit`.
-ContentView TypedContent(std::u16string_view text, const PropertyDefinition& definition,
-                         const NotebookUnitCatalogue& units, std::u16string& unit);
-
 // A column with its cells. Rows count from 0 here.
 class NotebookColumn final : public ktformula::TableProperty,
                              private ktformula::ColumnCells,
                              private ktformula::ColumnChanges {
  public:
-  // The cells are as many as the table's rows.
-  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition,
-                 ColumnData cells);
+  NotebookColumn(NotebookTable& table, std::size_t index, PropertyDefinition definition);
 
   const PropertyDefinition& Definition() const noexcept { return property_->Definition(); }
   const Ref<NotebookProperty>& OwnProperty() const noexcept { return property_; }
@@ -98,8 +72,10 @@ class NotebookColumn final : public ktformula::TableProperty,
 
   // What typing a text makes of a cell of this column.
   TypedMark TypedState() const;
-  // Marks all cells that have a text as typed ones, and as changed; none of them has a mark yet.
-  void MarkTyped();
+  // See RowTexts.
+  void ReserveTexts(std::size_t units) { data_.ReserveTexts(units); }
+  // Takes over cells that were filled elsewhere, as many as the table has rows.
+  void Adopt(ColumnData data);
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
@@ -173,8 +149,6 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
 
   // Both refuse (nullptr, empty) a name, or an id, that is in use.
   NotebookColumn* AddColumn(PropertyDefinition definition);
-  // With cells that hold something already, as many as there are rows.
-  NotebookColumn* AddColumn(PropertyDefinition definition, ColumnData cells);
   std::optional<NotebookRow> AddRow(std::u16string_view id);
   // Adds rows whose ids are their numbers, to a table whose other rows have such ids too.
   void AddNumberedRows(std::size_t count);

@@ -152,7 +152,8 @@ FewTexts::FewTexts(std::u16string_view first) {
   if (!first.empty()) NumberOf(first);
 }
 
-void FewTexts::SetNumber(std::size_t row, std::uint32_t number, std::size_t rows) {
+void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) {
+  const std::uint32_t number = NumberOf(text);
   if (number == NumberAt(row)) return;
   if (number > std::numeric_limits<std::uint8_t>::max() && wide_.empty()) {
     wide_.assign(narrow_.begin(), narrow_.end());

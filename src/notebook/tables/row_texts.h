@@ -32,8 +32,6 @@ class RowTexts {
   // The text may be one of these texts.
   void Set(std::size_t row, std::u16string_view text);
 
-  bool IsEmpty(std::size_t row) const noexcept { return places_[row] == 0; }
-
   // A row whose text is made from something else, and stands nowhere.
   bool IsMade(std::size_t row) const noexcept { return places_[row] == kMade; }
   void SetMade(std::size_t row) noexcept { places_[row] = kMade; }
@@ -83,6 +81,9 @@ class FewTexts {
   explicit FewTexts(std::u16string_view first);
   FewTexts(FewTexts&&) = default;
   FewTexts& operator=(FewTexts&&) = default;
+  FewTexts(const FewTexts&) = delete;
+  FewTexts& operator=(const FewTexts&) = delete;
+  ~FewTexts() = default;
 
   const std::u16string& At(std::size_t row) const noexcept { return *texts_[NumberAt(row)]; }
   // The number of the row's text; 0 is "".
@@ -92,15 +93,12 @@ class FewTexts {
   }
   bool AllAreEmpty() const noexcept { return narrow_.empty() && wide_.empty(); }
   // For a table of so many rows.
-  void Set(std::size_t row, std::u16string_view text, std::size_t rows) {
-    SetNumber(row, NumberOf(text), rows);
-  }
-  // The number of a text, for many rows.
-  std::uint32_t NumberOf(std::u16string_view text);
-  void SetNumber(std::size_t row, std::uint32_t number, std::size_t rows);
+  void Set(std::size_t row, std::u16string_view text, std::size_t rows);
 
  private:
   using Numbers = std::map<std::u16string, std::uint32_t, std::less<>>;
+
+  std::uint32_t NumberOf(std::u16string_view text);
 
   Numbers numbers_;
   // The keys of the numbers, by number.

@@ -1,0 +1,36 @@
+#include "notebook/tables/typed_text.h"
+
+#include <limits>
+
+#include "values/platform.h"
+
+namespace ktnotebook {
+
+ContentView MereText(DataType type, std::u16string_view text) noexcept {
+  const bool is_unreadable = type == DataType::kNumber && !text.empty();
+  const double number = is_unreadable ? std::numeric_limits<double>::quiet_NaN() : 0;
+  return {text, number, number, {}};
+}
+
+ContentView TypedTexts::Read(std::u16string_view text) {
+  ContentView content = MereText(definition_.type, text);
+  if (definition_.type == DataType::kNumber) {
+    number_ = ParseNumberText(text, definition_.unit, units_);
+    // Negative zero becomes zero: nobody types it, and not every database keeps it.
+    if (number_) content = {text, number_->min + 0.0, number_->max + 0.0, number_->typed_unit};
+  } else if (definition_.type == DataType::kDate) {
+    content.min = content.max = ktformula::DateValue(text).value_or(0);
+  }
+  return content;
+}
+
+bool TypedTexts::Enter(std::u16string_view typed, const TypedMark& mark, ColumnData& data,
+                       std::size_t row) {
+  const std::u16string_view text = TrimTypedText(typed);
+  const bool is_new_content = data.SetContent(row, Read(text));
+  const bool is_new_mark =
+      text.empty() ? data.SetState(row, u"", u"") : data.SetState(row, mark.state, mark.tag);
+  return is_new_content || is_new_mark;
+}
+
+}  // namespace ktnotebook
