@@ -273,14 +273,14 @@ char16_t* WriteNumberText(double value, char16_t* begin) {
 }
 
 void AppendNumberText(double value, std::u16string& text) {
-  std::array<char16_t, kNumberTextRoom> buffer;
+  std::array<char16_t, kNumberTextRoom> buffer{};
   const char16_t* const begin = buffer.data();
   const char16_t* const end = WriteNumberText(value, buffer.data());
   text.append(begin, end);
 }
 
 std::u16string NumberToText(double value) {
-  std::array<char16_t, kNumberTextRoom> buffer;
+  std::array<char16_t, kNumberTextRoom> buffer{};
   const char16_t* const begin = buffer.data();
   const char16_t* const end = WriteNumberText(value, buffer.data());
   return std::u16string(begin, end);

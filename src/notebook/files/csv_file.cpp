@@ -252,14 +252,32 @@ class CsvReader {
   std::optional<Numbers> numbers_;
 };
 
+bool IsSpecial(char16_t unit) {
+  return unit == u',' || unit == u'"' || unit == u'\r' || unit == u'\n';
+}
+
+// Appends what most fields are, ASCII without special characters, in one go; any other text leaves
+// the CSV text as it was.
+bool AppendPlainField(std::u16string_view text, std::string& csv) {
+  const std::size_t begin = csv.size();
+  csv.resize(begin + text.size());
+  bool is_plain = true;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    is_plain = is_plain && text[i] < 0x80 && !IsSpecial(text[i]);
+    csv[begin + i] = static_cast<char>(text[i]);
+  }
+  if (!is_plain) csv.resize(begin);
+  return is_plain;
+}
+
 void AppendField(std::u16string_view text, std::string& csv) {
-  constexpr std::u16string_view kSpecial = u",\"\r\n";
+  if (AppendPlainField(text, csv)) return;
   constexpr char16_t kMark = u'\uFEFF';
-  const bool is_plain = std::none_of(text.begin(), text.end(), [&](char16_t unit) {
-    return kSpecial.find(unit) != std::u16string_view::npos;
-  });
   // A byte order mark is a field's own only in quotes.
-  if (is_plain && !text.starts_with(kMark)) return AppendUtf8(text, csv);
+  if (std::none_of(text.begin(), text.end(), IsSpecial) && !text.starts_with(kMark)) {
+    csv += ToUtf8(text);
+    return;
+  }
   csv += '"';
   for (const char character : ToUtf8(text)) {
     if (character == '"') csv += '"';
@@ -291,11 +309,9 @@ constexpr std::size_t kFirstRows = 1000;
 // One record, from a function that gives the field of a column.
 template <typename FieldOf>
 void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
-  const char* separator = "";
   for (const Ref<NotebookColumn>& column : table.Columns()) {
-    csv += separator;
+    if (column->Index() != 0) csv += ',';
     AppendField(field_of(*column), csv);
-    separator = ",";
   }
   // An empty line would be no record.
   if (csv.empty() || csv.ends_with('\n')) csv += "\"\"";

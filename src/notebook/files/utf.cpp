@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 #include <utf8proc.h>
 
 namespace ktnotebook {
@@ -28,12 +27,11 @@ constexpr bool IsSurrogate(char32_t unit) {
 }
 
 // Where the first character stands that is not ASCII.
-template <typename Text>
-std::size_t AsciiLength(Text text) {
-  const auto end = std::find_if(text.begin(), text.end(), [](auto unit) {
-    return static_cast<std::make_unsigned_t<decltype(unit)>>(unit) >= 0x80;
+std::size_t AsciiLength(std::string_view bytes) {
+  const auto* const end = std::find_if(bytes.begin(), bytes.end(), [](char byte) {
+    return static_cast<unsigned char>(byte) >= 0x80;
   });
-  return static_cast<std::size_t>(end - text.begin());
+  return static_cast<std::size_t>(end - bytes.begin());
 }
 
 // The code point at the position, which moves behind it. A lone surrogate stands for itself.
@@ -60,7 +58,7 @@ char ContinuationByte(char32_t code, int shift) {
   return static_cast<char>(0x80 | ((code >> shift) & 0x3F));
 }
 
-void AppendCodePoint(std::string& bytes, char32_t code) {
+void AppendUtf8(std::string& bytes, char32_t code) {
   if (code < 0x80) {
     bytes.push_back(static_cast<char>(code));
   } else if (code < 0x800) {
@@ -115,7 +113,7 @@ std::string Encode(std::u16string_view text, Surrogates surrogates) {
   for (std::size_t position = 0; position < text.size();) {
     const char32_t code = TakeCodePoint(text, position);
     const bool replace = surrogates == Surrogates::kRefuse && IsSurrogate(code);
-    AppendCodePoint(bytes, replace ? kReplacement : code);
+    AppendUtf8(bytes, replace ? kReplacement : code);
   }
   return bytes;
 }
@@ -180,22 +178,14 @@ bool IsUtf8(std::string_view bytes) {
 }
 
 void TakeUtf8(std::string_view bytes, std::u16string& text) {
-  if (AsciiLength(bytes) == bytes.size()) {
-    text.assign(bytes.begin(), bytes.end());
-  } else {
-    text = FromUtf8(bytes).value_or(u"");
+  text.resize(bytes.size());
+  unsigned all_bits = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(bytes[i]);
+    all_bits |= byte;
+    text[i] = byte;
   }
-}
-
-void AppendUtf8(std::u16string_view text, std::string& bytes) {
-  if (AsciiLength(text) != text.size()) {
-    bytes += ToUtf8(text);
-    return;
-  }
-  const std::size_t begin = bytes.size();
-  bytes.resize(begin + text.size());
-  std::transform(text.begin(), text.end(), bytes.begin() + static_cast<std::ptrdiff_t>(begin),
-                 [](char16_t unit) { return static_cast<char>(unit); });
+  if (all_bits >= 0x80) text = FromUtf8(bytes).value_or(u"");
 }
 
 bool IsActive(char16_t unit) {

@@ -27,9 +27,8 @@ std::u16string FromStoredUtf8(std::string_view bytes);
 std::optional<std::u16string> FromUtf8(std::string_view bytes);
 bool IsUtf8(std::string_view bytes);
 
-// Fast where the text is ASCII: valid UTF-8 in place of the text, and ToUtf8 behind the bytes.
+// Valid UTF-8 in place of the text; fast where it is ASCII.
 void TakeUtf8(std::string_view bytes, std::u16string& text);
-void AppendUtf8(std::u16string_view text, std::string& bytes);
 
 // Whether the character could move a terminal's cursor, change its state or reorder its line:
 // control characters and direction marks.

@@ -92,13 +92,17 @@ class CellTextReader {
 bool ResolveUnit(std::u16string_view unit_text, const NotebookUnit* default_unit,
                  const NotebookUnitCatalogue& catalogue, ParsedNumber& number) {
   number.unit = default_unit;
-  number.typed_unit = NormalizeUnitName(unit_text);
   if (unit_text.empty()) return true;
-  if (default_unit == nullptr) return unit_text == kPercentSign;
-  if (unit_text == default_unit->Name()) return true;
-  number.unit = catalogue.FindUnit(number.typed_unit);
-  return number.unit != nullptr &&
-         number.unit->MeasuredQuantity() == default_unit->MeasuredQuantity();
+  if (default_unit == nullptr) {
+    number.typed_unit = kPercentSign;
+    return unit_text == kPercentSign;
+  }
+  if (unit_text != default_unit->Name()) {
+    number.unit = catalogue.FindUnit(NormalizeUnitName(unit_text));
+    if (number.unit == nullptr) return false;
+  }
+  number.typed_unit = number.unit->Name();
+  return number.unit->MeasuredQuantity() == default_unit->MeasuredQuantity();
 }
 
 double ToBase(double value, const ParsedNumber& number) {

@@ -19,8 +19,9 @@ struct ParsedNumber {
   // The unit that the number was meant in; nullptr where the property has none. The catalogue or
   // the caller owns it.
   const NotebookUnit* unit = nullptr;
-  // The catalogue's spelling of the unit that was typed, "%" for a percentage, "" for none.
-  std::u16string typed_unit;
+  // The catalogue's spelling of the unit that was typed, good as long as the unit; "%" for a
+  // percentage, "" for none.
+  std::u16string_view typed_unit;
 };
 
 // Reads NUMBER [UNIT], NUMBER ± NUMBER [UNIT] (also "+/-") and NUMBER .. NUMBER [UNIT]. A number

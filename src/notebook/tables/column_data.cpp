@@ -26,10 +26,10 @@ bool IsSameContent(const ContentView& left, const ContentView& right) noexcept {
 }
 
 std::optional<double> RoundedToGeneralForm(double value) {
-  const std::optional<double> rounded = ktformula::NumericValue(ktformula::NumberToText(value));
+  const double rounded = ktformula::RoundedToText(value);
   // Fifteen digits survive a double of the normal range, and no other.
-  const bool is_kept = rounded && (std::isnormal(*rounded) || value == 0);
-  return is_kept ? rounded : std::nullopt;
+  if (std::isnormal(rounded) || value == 0) return rounded;
+  return std::nullopt;
 }
 
 ColumnData::ColumnData() : states_(ktformula::kEnteredState), tags_(ktformula::kEnteredState) {}
@@ -47,7 +47,8 @@ void ColumnData::Append(std::size_t rows) {
 
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
-  buffer = ktformula::NumberToText(min_[row]);
+  buffer.clear();
+  ktformula::AppendNumberText(min_[row], buffer);
   const char16_t separator = ktformula::UserLocale().decimal_separator;
   if (separator != decimal_separator_) {
     std::replace(buffer.begin(), buffer.end(), separator, decimal_separator_);
