@@ -12,11 +12,11 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::uint64_t kProgressInterval = 4096;
+constexpr std::size_t kProgressInterval = 4096;
 
 // How many cells may be finished until progress is told; at least 1.
-std::uint64_t UntilProgress(const WriteLog& log) {
-  return kProgressInterval - log.finished % kProgressInterval;
+std::size_t UntilProgress(const WriteLog& log) {
+  return kProgressInterval - static_cast<std::size_t>(log.finished % kProgressInterval);
 }
 
 // Of at most as many cells as that.
@@ -87,7 +87,7 @@ void TableControl::WriteRows(NotebookColumn& column, std::size_t first, std::siz
                              Write write) {
   WriteLog& log = form_.Log();
   for (std::size_t done = 0; done < count;) {
-    const std::size_t end = done + std::min<std::uint64_t>(count - done, UntilProgress(log));
+    const std::size_t end = done + std::min(count - done, UntilProgress(log));
     const std::size_t begin = std::exchange(done, end);
     for (std::size_t i = begin; i < end; ++i) {
       const std::size_t row = first + i;
