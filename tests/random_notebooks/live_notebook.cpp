@@ -4,10 +4,10 @@
 #include <memory>
 #include <utility>
 
-#include "listener/result_formats.h"
 #include "formula/evaluator.h"
 #include "functions/function_table.h"
 #include "listener/formula_listener.h"
+#include "listener/result_formats.h"
 #include "notebook/tables/table_control.h"
 #include "values/raised_error.h"
 
