@@ -204,6 +204,10 @@ Bound Binder::BindBareTerm(const Term& term, const LayerItem& item, bool is_head
 Bound Binder::BindReference(const LayerItem& item, const Standpoint& at, RowRun run) {
   const ReferencePath& reference = item.Reference();
   if (const Reads* const definition = definitions_(reference.text)) {
+    auto& names = formula_.definitions;
+    if (std::find(names.begin(), names.end(), reference.text) == names.end()) {
+      names.push_back(reference.text);
+    }
     Bound bound{*definition, nullptr};
     bound.reads.has_definitions = true;
     return bound;
@@ -277,8 +281,12 @@ Bound Binder::BindCall(const Term& term, const LayerItem& item, const Standpoint
   return function.Bind(*this, item.Other(item.Index() + 1).Layer(), at.anchor, run);
 }
 
-BoundEvaluation::BoundEvaluation(BoundFormula* formula, std::uint64_t pass) noexcept
-    : formula_(formula), pass_(pass), outer_(std::exchange(current, this)) {}
+BoundEvaluation::BoundEvaluation(BoundFormula* formula, std::uint64_t pass,
+                                 bool may_ask_early) noexcept
+    : formula_(formula),
+      pass_(pass),
+      may_ask_early_(may_ask_early),
+      outer_(std::exchange(current, this)) {}
 
 BoundEvaluation::~BoundEvaluation() {
   current = outer_;
@@ -288,6 +296,10 @@ BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) noexcept {
   if (current == nullptr || current->formula_ == nullptr) return nullptr;
   if (current->foreign_calls_ != ForeignCallsUnderWay()) return nullptr;
   return current->formula_->FindCall(args);
+}
+
+bool BoundEvaluation::MayAskEarly(const BoundCall& call) noexcept {
+  return !call.reads.has_definitions || current->may_ask_early_;
 }
 
 std::uint64_t BoundEvaluation::Pass() noexcept {

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <utility>
@@ -138,6 +139,8 @@ class BoundFormula {
   BoundFormula& operator=(const BoundFormula&) = delete;
 
   Bound top;
+  // The definitions that the formula itself refers to, each once.
+  std::vector<std::u16string> definitions;
 
   // Whether everything that was asked would answer the same again.
   bool IsUpToDate() const;
@@ -219,19 +222,22 @@ class Binder {
 class BoundEvaluation {
  public:
   // `formula` may be nullptr. Definitions have the same values within one `pass`, a number that no
-  // other has.
-  BoundEvaluation(BoundFormula* formula, std::uint64_t pass) noexcept;
+  // other has; with `may_ask_early` it does not matter when they are asked first.
+  BoundEvaluation(BoundFormula* formula, std::uint64_t pass, bool may_ask_early) noexcept;
   BoundEvaluation(const BoundEvaluation&) = delete;
   BoundEvaluation& operator=(const BoundEvaluation&) = delete;
   ~BoundEvaluation();
 
   // nullptr when nothing is known about the call.
   static BoundCall* FindCall(const TokenLayer& args) noexcept;
+  // Whether what the call reads may be asked before its rows come to it.
+  static bool MayAskEarly(const BoundCall& call) noexcept;
   static std::uint64_t Pass() noexcept;
 
  private:
   BoundFormula* formula_;
   std::uint64_t pass_;
+  bool may_ask_early_;
   int foreign_calls_ = ForeignCallsUnderWay();
   BoundEvaluation* outer_;
 };

@@ -36,7 +36,7 @@ RowLanes::RowLanes(const TokenLayer& args, const Table& table, bool has_conditio
                    const EvaluationContext& context)
     : has_condition_(has_condition) {
   const BoundCall* const call = BoundEvaluation::FindCall(args);
-  if (call == nullptr || table.RowCount() == 0) return;
+  if (call == nullptr || table.RowCount() == 0 || !BoundEvaluation::MayAskEarly(*call)) return;
   const Ref<TableRow> row = table.Row(1);
   const EvaluationContext at_row{nullptr, row.get(), context.anchor, context.listener};
   expression_ = Ready(call->expression, at_row);

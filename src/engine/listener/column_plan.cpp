@@ -247,9 +247,10 @@ void Plans::FindUnsteady() {
         return reads.is_unknown ||
                std::any_of(reads.others.begin(), reads.others.end(), is_written);
       });
+  have_unsteady_definitions_ = are_unsteady || may_write_anywhere;
   for (auto& [identity, plan] : columns_) {
     plan->has_unsteady_definitions =
-        plan->FormulaReads().has_definitions && (are_unsteady || may_write_anywhere);
+        plan->FormulaReads().has_definitions && have_unsteady_definitions_;
   }
 }
 

@@ -55,7 +55,8 @@ class ColumnPlan {
   ColumnPlan& operator=(const ColumnPlan&) = delete;
 
   BoundFormula bound;
-  // Whether what the formula comes to depends on when definitions are asked for their values.
+  // Whether what the formula comes to depends on when definitions are asked for their values; not
+  // any more in a pass in which they all have been.
   bool has_unsteady_definitions = false;
 
   const Reads& FormulaReads() const noexcept { return bound.top.reads; }
@@ -66,7 +67,7 @@ class ColumnPlan {
   void GiveTree() const {
     if (formula_->TokenTree == nullptr) formula_->TokenTree = tree_;
   }
-  // The lanes of the formula; nullptr when rows are computed one by one.
+  // The lanes of the formula; nullptr when rows are always computed one by one.
   Lanes* FormulaLanes() const;
 
   RowsToCompute FindRows(const ShownAs& shown_as) const;
@@ -125,6 +126,8 @@ class Plans {
   std::shared_ptr<ColumnPlan> Of(const TableProperty& column, const PropertyFormula& formula) const;
   // Gives the definition's formula its tree, which is to be evaluated now.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
+  // Whether it matters when a definition is asked for its value first.
+  bool HaveUnsteadyDefinitions() const noexcept { return have_unsteady_definitions_; }
   // Whether what the plans were made from is still there.
   bool Hold() const;
 
@@ -155,6 +158,7 @@ class Plans {
   // By the columns' identities.
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
+  bool have_unsteady_definitions_ = false;
   int depth_ = 0;
 };
 

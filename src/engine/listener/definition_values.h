@@ -41,6 +41,11 @@ class DefinitionValues {
   // The value of the definition of this name among `definitions`; empty when there is none.
   std::shared_ptr<CellValue> Get(const PropertyFormulas& definitions, std::u16string_view name);
 
+  // Whether the definition has been asked for and would give the same value again.
+  bool IsSettled(std::u16string_view name) const {
+    return begun_.empty() && entries_.contains(name);
+  }
+
  private:
   struct Entry {
     std::shared_ptr<CellValue> value = std::make_shared<CellValue>();

@@ -64,7 +64,6 @@ class Pass::ColumnPass {
     const RowsToCompute found = plan_->FindRows(shown_as);
     if (!found.are_all && found.rows.empty()) return;
     ColumnPlan::Use use(*plan_, shown_as);
-    lanes_ = ReadyLanes();
     if (found.are_all) {
       ComputeRun(0, rows_);
     } else {
@@ -74,13 +73,29 @@ class Pass::ColumnPass {
   }
 
  private:
+  // Whether the values of definitions are what they would be if rows were computed one by one.
+  bool AreDefinitionsSettled() const {
+    const auto& names = plan_->bound.definitions;
+    return !plan_->has_unsteady_definitions ||
+           std::all_of(names.begin(), names.end(), [this](const std::u16string& name) {
+             return pass_.definitions_.IsSettled(name);
+           });
+  }
+
+  // Looks once whether the lanes can compute anything, as soon as that can be told.
+  void TryLanes() {
+    if (has_tried_lanes_ || !AreDefinitionsSettled()) return;
+    has_tried_lanes_ = true;
+    lanes_ = ReadyLanes();
+  }
+
   // The lanes, if they can compute anything now.
   Lanes* ReadyLanes() const {
     Lanes* const lanes = plan_->FormulaLanes();
     if (lanes == nullptr || rows_ == 0) return nullptr;
     const Ref<TableCell> cell = column_.Cell(1);
     const std::uint64_t refusals = EvaluationRefusals();
-    const BoundEvaluation evaluation(&plan_->bound, pass_.number_);
+    const BoundEvaluation evaluation(&plan_->bound, pass_.number_, true);
     lanes->Prepare({property_.get(), cell.get(), cell.get(), &pass_.names_});
     return IsWritable(lanes->Kind()) && EvaluationRefusals() == refusals ? lanes : nullptr;
   }
@@ -107,16 +122,26 @@ class Pass::ColumnPass {
   }
 
   void ComputeRun(std::size_t begin, std::size_t end) {
-    while (lanes_ != nullptr && begin < end && HasPlan()) {
-      const std::size_t count = std::min(end - begin, kMaximumLanes);
-      {
-        const BoundEvaluation evaluation(&plan_->bound, pass_.number_);
-        lanes_->Compute(begin, count);
+    while (begin < end && HasPlan()) {
+      TryLanes();
+      if (lanes_ == nullptr && has_tried_lanes_) break;
+      const std::size_t count = lanes_ != nullptr ? std::min(end - begin, kMaximumLanes) : 1;
+      if (lanes_ != nullptr) {
+        ComputeLanes(begin, count);
+      } else {
+        ComputeRows(begin, begin + 1);
       }
-      WriteLanes(begin, count);
       begin += count;
     }
     ComputeRows(begin, end);
+  }
+
+  void ComputeLanes(std::size_t first, std::size_t count) {
+    {
+      const BoundEvaluation evaluation(&plan_->bound, pass_.number_, true);
+      lanes_->Compute(first, count);
+    }
+    WriteLanes(first, count);
   }
 
   bool IsAlone(std::size_t first, std::size_t lane) const {
@@ -183,10 +208,11 @@ class Pass::ColumnPass {
 
   void ComputeCell(TableCell& cell) {
     if (cell.StateText() == kEnteredState) return;
-    if (HasPlan()) plan_->GiveTree();
+    const bool has_plan = HasPlan();
+    if (has_plan) plan_->GiveTree();
     if (!parsed_ || !parsed_->IsUpToDate(*formula_)) parsed_ = Parse(*formula_, pass_.functions_);
     CellValue value;
-    if (const auto error = Compute(cell, value)) {
+    if (const auto error = Compute(cell, has_plan, value)) {
       writer_.WriteError(cell, *error);
     } else {
       writer_.Write(cell, value, number_formatting_, formula_->StringFormat);
@@ -195,9 +221,10 @@ class Pass::ColumnPass {
   }
 
   // Evaluates the formula for the cell; the description of an error that was raised.
-  std::optional<std::u16string> Compute(TableCell& cell, CellValue& value) {
+  std::optional<std::u16string> Compute(TableCell& cell, bool has_plan, CellValue& value) {
     if (parsed_->tree == nullptr) return parsed_->error;
-    const BoundEvaluation evaluation(HasPlan() ? &plan_->bound : nullptr, pass_.number_);
+    const BoundEvaluation evaluation(has_plan ? &plan_->bound : nullptr, pass_.number_,
+                                     has_plan && AreDefinitionsSettled());
     try {
       pass_.Evaluate(*parsed_->tree, property_.get(), &cell, value);
     } catch (const RaisedError& error) {
@@ -217,6 +244,7 @@ class Pass::ColumnPass {
   std::size_t rows_;
   std::shared_ptr<ColumnPlan> plan_;
   Lanes* lanes_ = nullptr;
+  bool has_tried_lanes_ = false;
   bool has_entered_ = false;
   LaneTexts texts_;
   CellValue value_;
@@ -234,7 +262,8 @@ Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& fu
       definitions_([this](PropertyFormula& formula, CellValue& value) {
         const auto bound = plans_ != nullptr ? plans_->OfDefinition(formula) : nullptr;
         const auto tree = TreeOf(formula, functions_);
-        const BoundEvaluation evaluation(bound.get(), number_);
+        const BoundEvaluation evaluation(bound.get(), number_,
+                                         bound != nullptr && !plans_->HaveUnsteadyDefinitions());
         Evaluate(*tree, nullptr, table_.get(), value);
       }) {
   if (plans_ != nullptr && table_) plans_->Renew(*table_);
