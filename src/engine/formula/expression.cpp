@@ -171,9 +171,9 @@ class LayerReader {
   }
 
   Term TakeOperand() {
-    std::uint32_t nots = 0;
+    std::uint8_t nots = 0;
     for (; IsAtNot(); ++position_)
-      ++nots;
+      nots = nots == 2 ? 1 : static_cast<std::uint8_t>(nots + 1);
     Term operand = TakeBareOperand();
     operand.nots = nots;
     return operand;

@@ -55,8 +55,8 @@ enum class TermKind : std::uint8_t {
 struct Term {
   TermKind kind = TermKind::kRefusal;
   Refusal refusal = Refusal::kNone;
-  // How many NOTs stand in front.
-  std::uint32_t nots = 0;
+  // How many NOTs stand in front; of more than two every other pair is as good as none.
+  std::uint8_t nots = 0;
   // The item of the tree; for kCall the function, and the item behind it are the arguments.
   std::uint32_t item = 0;
 };

@@ -101,7 +101,7 @@ class TokenTreeBuilder {
             u"the specified formula has an unbalanced right parentheses.");
     }
     tree_->top_ = open_.back().Place();
-    open_ = {};
+    open_ = std::vector<Item>();
     ReadExpressions();
     // Each layer but the top one is an item of another.
     tree_->counted_tokens_.Add(tree_->items_.size() + 1 - tree_->layers_.size());

@@ -29,7 +29,7 @@ class AggregateFunction : public FunctionBase {
                       RowRun run) const final;
 
   // The aggregate of a column's cells, into `target`, which is initialised from the column.
-  virtual void ComputeColumn(const TableProperty& column, CellValue& target) const = 0;
+  virtual void ComputeColumn(TableProperty& column, CellValue& target) const = 0;
 
   // Takes one row's value into the aggregate; `is_first` for the first row that is taken. Before
   // it the aggregate is the number 0.

@@ -14,9 +14,16 @@ class ExtremeFunction : public AggregateFunction {
 
  private:
   // Cells without text take no part; a column without others gives 0.
-  void ComputeColumn(const TableProperty& column, CellValue& target) const final;
+  void ComputeColumn(TableProperty& column, CellValue& target) const final;
   // Keeps the earliest of equal values; the result is a point, never a range.
   void Accumulate(CellValue& aggregate, const CellValue& value, bool is_first) const final;
+
+  class Contest;
+
+  // The cell that wins, empty when none takes part.
+  static Ref<TableCell> FindWinner(const TableProperty& column, Contest& contest);
+  static Ref<TableCell> FindWinner(const TableProperty& column, const ColumnCells& cells,
+                                   Contest& contest);
 
   // Whether `number` is strictly more extreme than `best`.
   virtual bool IsBeyond(double number, double best) const = 0;

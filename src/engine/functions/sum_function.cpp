@@ -16,12 +16,6 @@ constexpr AggregateMessages kMessages{
     u"the second argument for the Sum function is not a reference to a table",
 };
 
-}  // namespace
-
-SumFunction::SumFunction() : AggregateFunction(FunctionRowOf(kClassName), kMessages) {}
-
-namespace {
-
 double SumOfTaken(double sum, const double* numbers, const std::uint8_t* takes, std::size_t count) {
   // To add 0 changes no sum that began at 0.
   for (std::size_t i = 0; i < count; ++i)
@@ -43,8 +37,8 @@ bool SetSums(CellValue& target, double min, double max) {
 }
 
 // Adds the cells from the second one on.
-bool AddNumbers(CellValue& target, const TableProperty& column) {
-  const ColumnCells* const cells = const_cast<TableProperty&>(column).Cells();
+bool AddNumbers(CellValue& target, TableProperty& column) {
+  const ColumnCells* const cells = column.Cells();
   if (cells == nullptr || target.CellValueType() != kCellValueTypeNumber) return false;
   const std::span<const double> min = cells->MinNumbers();
   const std::span<const double> max = cells->MaxNumbers();
@@ -55,7 +49,9 @@ bool AddNumbers(CellValue& target, const TableProperty& column) {
 
 }  // namespace
 
-void SumFunction::ComputeColumn(const TableProperty& column, CellValue& target) const {
+SumFunction::SumFunction() : AggregateFunction(FunctionRowOf(kClassName), kMessages) {}
+
+void SumFunction::ComputeColumn(TableProperty& column, CellValue& target) const {
   const Ref<Table> table = column.OwningTable();
   const int rows = table->RowCount();
   if (rows == 0) target.SetNumber(0, 0);

@@ -14,7 +14,7 @@ class SumFunction final : public AggregateFunction, private LeakCounted<SumFunct
 
  private:
   // Empty cells take part; a table without rows gives 0.
-  void ComputeColumn(const TableProperty& column, CellValue& target) const override;
+  void ComputeColumn(TableProperty& column, CellValue& target) const override;
   void Accumulate(CellValue& aggregate, const CellValue& value, bool is_first) const override;
   bool AccumulateRun(CellValue& aggregate, const NumberRun& run) const override;
 };

@@ -50,7 +50,8 @@ class ReferenceBinding {
   virtual Denotation Denote(ReferenceStart start, std::span<const std::u16string> parts) = 0;
 
   // Never again the same number once any reference of the form may denote something else, for
-  // which it takes a table, a column, a row or a field that comes, goes or gets another name.
+  // which it takes a table, a column, a row or a field that comes, goes or gets another name; nor
+  // once a column has another type or unit, or a structure other data.
   virtual std::uint64_t Stamp() const = 0;
 
  protected:
