@@ -199,6 +199,16 @@ class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
 
 }  // namespace
 
+bool EnteredValues::operator==(const EnteredValues& other) const {
+  const auto has = [&other](const ExaminedUnitsMap::Entry& entry) {
+    const std::u16string* unit = other.ExaminedUnits.Find(entry.first);
+    return unit != nullptr && *unit == entry.second;
+  };
+  return ExaminedSigDig == other.ExaminedSigDig &&
+         ExaminedUnits.Size() == other.ExaminedUnits.Size() &&
+         std::all_of(ExaminedUnits.begin(), ExaminedUnits.end(), has);
+}
+
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredCellsPromise* const promise = owner.EnteredCells();
   if (promise == nullptr) return LookAtEnteredCells(owner, units);
