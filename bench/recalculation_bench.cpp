@@ -23,6 +23,11 @@ class Bench {
     listener_ = &framework_->AddFormulaListener(*table_);
   }
 
+  void AddTyped(std::u16string_view column, std::u16string_view unit, std::u16string_view text) {
+    AddColumn(column, ktnotebook::DataType::kNumber, unit);
+    for (const ktnotebook::NotebookRow& row : table_->Rows())
+      row.CellAt(static_cast<std::size_t>(table_->ColumnCount()) - 1).Enter(text);
+  }
   void AddFormula(std::u16string_view column, ktnotebook::DataType type, std::u16string_view unit,
                   std::u16string_view formula) {
     const std::int32_t key = AddColumn(column, type, unit);
@@ -33,6 +38,10 @@ class Bench {
   }
 
   void Pass() { ktnotebook::RecalculateForm(*form_, 1); }
+  void Settle() { ktnotebook::RecalculateForm(*form_, ktnotebook::RoundLimit(*form_)); }
+  void TypeMass(std::int64_t row, std::u16string_view text) {
+    table_->Rows()[static_cast<std::size_t>(row)].CellAt(0).Enter(text);
+  }
 
  private:
   std::int32_t AddColumn(std::u16string_view name, ktnotebook::DataType type,
@@ -101,6 +110,22 @@ void ThreeColumns(benchmark::State& state) {
   RunPasses(state, bench, 3);
 }
 
+// One mass is typed, with as many digits and the same unit as before, and shown in all that depends
+// on it.
+void TypedCell(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddTyped(u"Volume", u"ml", u"2.50 ml");
+  bench.AddFormula(u"Moles", ktnotebook::DataType::kNumber, u"mmol", u"[Mass]/[MW]");
+  bench.AddFormula(u"Concentration", ktnotebook::DataType::kNumber, u"mol/L", u"[Moles]/[Volume]");
+  bench.Settle();
+  constexpr std::u16string_view kMasses[] = {u"3.25 mg", u"4.25 mg"};
+  std::size_t edits = 0;
+  for (auto _ : state) {
+    bench.TypeMass(state.range(0) / 2, kMasses[++edits % 2]);
+    bench.Settle();
+  }
+}
+
 // An aggregate in the column's formula walks the table again for every cell: the time for a pass
 // grows with the square of the table's length. The same aggregate in a definition is computed once.
 constexpr std::u16string_view kSum = u"SUM([Mass])";
@@ -137,6 +162,7 @@ BENCHMARK(FormattedQuotient)->Apply(TableLengths);
 BENCHMARK(ComparisonAsText)->Apply(TableLengths);
 BENCHMARK(Definition)->Apply(TableLengths);
 BENCHMARK(ThreeColumns)->Apply(TableLengths);
+BENCHMARK(TypedCell)->Apply(TableLengths)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(ShareOfDefinition, sum, kSum)->Apply(TableLengths)->Complexity();
 BENCHMARK_CAPTURE(ShareOfDefinition, filtered_sum, kFilteredSum)->Apply(TableLengths)->Complexity();
 BENCHMARK_CAPTURE(ShareOf, sum, kSum)->Apply(SquareLengths);

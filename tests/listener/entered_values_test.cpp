@@ -10,10 +10,14 @@
 namespace ktformula {
 namespace {
 
+EnteredValues ValuesOf(const std::string& notation) {
+  const auto form = MakeRef<TestForm>(notation);
+  return ExamineEnteredValues(*form->OwnerOf(u"T"), *form->units);
+}
+
 // "3 mass=g volume=ml" for a form of this notation.
 std::string ExamineForm(const std::string& notation) {
-  const auto form = MakeRef<TestForm>(notation);
-  const EnteredValues values = ExamineEnteredValues(*form->OwnerOf(u"T"), *form->units);
+  const EnteredValues values = ValuesOf(notation);
   std::string answer = std::to_string(values.ExaminedSigDig);
   for (const auto& [quantity, unit] : values.ExaminedUnits)
     answer += " " + ToUtf8(quantity) + "=" + ToUtf8(unit);
@@ -100,6 +104,18 @@ TEST(EnteredValuesTest, CompletesUnitsThatGoTogether) {
           "1 mg, 5 mol/kg -> 1 mass=mg molality=mol/kg volume=µl moles=mmol",
       },
       Examine);
+}
+
+TEST(EnteredValuesTest, AreTheSameInAnyOrder) {
+  const auto values = [](const std::string& first, const std::string& second) {
+    return ValuesOf("table T\n 1 A string | 2 B string\n entered " + first + " | entered " +
+                    second);
+  };
+  EXPECT_EQ(values("5 g", "1 K"), values("1 K", "5 g"));
+  EXPECT_NE(values("5 g", "1 K"), values("5 g", "1 °C"));
+  EXPECT_NE(values("5 g", "1 K"), values("5 g", "1 s"));
+  EXPECT_NE(values("5 g", "1 K"), values("5 g", "1"));
+  EXPECT_NE(values("1.5 g", "1.0 K"), values("5 g", "1 K"));
 }
 
 }  // namespace

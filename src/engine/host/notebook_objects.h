@@ -200,14 +200,17 @@ class Field : public HostObject {
   virtual Ref<Table> AsTable() = 0;
 };
 
-// A promise that a host may give: to tell whether what its users entered is still the same. Without
-// it, every pass that writes formatted numbers looks at all cells of the form.
+// A promise that a host may give: to tell whether what its users entered is still the same, and that
+// a catalogue of units knows a unit for good. Without it, every pass that writes formatted numbers
+// looks at all cells of the form; with it, at none until the stamp changes, and then only at those
+// that changed if the tables give all promises of host/promises.h.
 class EnteredCellsPromise {
  public:
   // Never again the same number once an entered cell of the tables has another text, or a cell has
   // become an entered one or ceased to be one.
   virtual std::uint64_t Stamp() const = 0;
-  // What was kept last, by whichever listener of these tables; empty until then.
+  // What was kept last, by whichever listener of these tables; empty until then, and when nothing
+  // was. It holds on to no object of the form.
   virtual Ref<HostObject> Kept() const = 0;
   virtual void Keep(Ref<HostObject> object) = 0;
 

@@ -28,11 +28,6 @@ bool HasTree(const PropertyFormula& formula, const std::shared_ptr<const TokenTr
   return formula.TokenTree == nullptr || formula.TokenTree == tree;
 }
 
-bool IsSameLocale(const Locale& left, const Locale& right) {
-  return left.decimal_separator == right.decimal_separator &&
-         left.thousands_separator == right.thousands_separator;
-}
-
 std::uint64_t StampOf(const Ref<TableProperty>& column) {
   return column->Changes()->Stamp();
 }
@@ -180,7 +175,7 @@ bool Plans::Hold() const {
     const Definition& definition = entry.second;
     return HasTree(*definition.formula, definition.tree) && definition.bound->IsUpToDate();
   };
-  return table_ && sources_ == PresentSources() && IsSameLocale(locale_, UserLocale()) &&
+  return table_ && sources_ == PresentSources() && locale_ == UserLocale() &&
          std::all_of(definitions_.begin(), definitions_.end(), holds) &&
          std::all_of(columns_.begin(), columns_.end(),
                      [](const auto& column) { return column.second->bound.IsUpToDate(); });

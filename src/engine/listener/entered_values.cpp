@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <optional>
+#include <vector>
 
+#include "listener/entered_tally.h"
 #include "values/leak_check.h"
 #include "values/platform.h"
 #include "values/significant_digits.h"
-#include "values/text.h"
 
 namespace ktformula {
 
@@ -54,94 +55,173 @@ void CompleteUnits(ExaminedUnitsMap& units) {
   }
 }
 
-// The unit behind the numeral; empty when the catalogue has none of this name.
-Ref<Unit> SplitUnitText(std::u16string_view text, UnitCatalogue& units) {
-  const std::u16string_view trimmed = TrimBlanks(text);
-  // A text without a numeral in front may be a unit as a whole.
-  const bool has_numeral = !trimmed.empty() && (IsDigit(trimmed[0]) || trimmed[0] == u'.');
-  const std::u16string_view unit_text =
-      TrimBlanks(trimmed.substr(has_numeral ? NumeralLength(trimmed) : 0));
-  return unit_text.empty() ? nullptr : units.Find(unit_text);
-}
-
+// What columns say one after the other, in the order of the form.
 class EnteredValuesWalk {
  public:
   explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
 
-  void Visit(const Table& table) {
-    const int columns = table.ColumnCount();
-    for (int c = 1; c <= columns; ++c) {
-      const Ref<TableProperty> column = table.Column(c);
-      const int count = column->CellCount();
-      for (int r = 1; r <= count; ++r)
-        Visit(*column->Cell(r));
+  void Visit(const TableProperty& column) {
+    const int count = column.CellCount();
+    for (int r = 1; r <= count; ++r) {
+      const Ref<TableCell> cell = column.Cell(r);
+      if (cell->StateText() == kEnteredState) Visit(cell->Text());
+    }
+  }
+
+  void Visit(const ColumnCells& cells) {
+    std::u16string buffer;
+    std::size_t left = cells.EnteredCount();
+    const std::size_t count = cells.Count();
+    for (std::size_t row = 0; left > 0 && row < count; ++row) {
+      if (!cells.IsEntered(row)) continue;
+      Visit(cells.Text(row, buffer));
+      --left;
+    }
+  }
+
+  void Visit(EnteredTally& tally, const UnitNumbers& numbers) {
+    smallest_ = std::min(smallest_, tally.SmallestDigits());
+    for (const std::uint16_t number : tally.FirstUnits()) {
+      const UnitNames& names = numbers.NamesOf(number);
+      values_.ExaminedUnits.Add(names.quantity, names.unit);
     }
   }
 
   EnteredValues Result() && {
-    if (smallest_ != kNothingSeen) values_.ExaminedSigDig = smallest_;
+    if (smallest_ != kTooManyDigits) values_.ExaminedSigDig = smallest_;
     CompleteUnits(values_.ExaminedUnits);
     return std::move(values_);
   }
 
  private:
-  static constexpr std::int16_t kNothingSeen = 999;
-
-  void Visit(const TableCell& cell) {
-    if (cell.StateText() != kEnteredState) return;
-    const std::u16string text = cell.Text();
+  void Visit(std::u16string_view text) {
     smallest_ = std::min(smallest_, CountSignificantDigits(text, false));
-    if (const Ref<Unit> unit = SplitUnitText(text, units_)) {
+    const std::u16string_view unit_text = UnitPart(text);
+    if (unit_text.empty()) return;
+    if (const Ref<Unit> unit = units_.Find(unit_text)) {
       values_.ExaminedUnits.Add(unit->QuantityName(), unit->UnitText());
     }
   }
 
   UnitCatalogue& units_;
   EnteredValues values_;
-  std::int16_t smallest_ = kNothingSeen;
+  std::int16_t smallest_ = kTooManyDigits;
 };
+
+// Calls `visit` with each column of the collection and its table.
+template <typename Visit>
+void ForEachColumn(const OwnerCollection& owner, Visit visit) {
+  const int fields = owner.FieldCount();
+  for (int i = 1; i <= fields; ++i) {
+    const Ref<Table> table = owner.FieldAt(i)->AsTable();
+    if (!table) continue;
+    const int columns = table->ColumnCount();
+    for (int c = 1; c <= columns; ++c)
+      visit(*table, *table->Column(c));
+  }
+}
+
+void VisitAll(EnteredValuesWalk& walk, TableProperty& column) {
+  if (const ColumnCells* cells = column.Cells()) {
+    walk.Visit(*cells);
+  } else {
+    walk.Visit(column);
+  }
+}
 
 EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredValuesWalk walk(units);
-  const int fields = owner.FieldCount();
-  for (int i = 1; i <= fields; ++i) {
-    if (const Ref<Table> table = owner.FieldAt(i)->AsTable()) walk.Visit(*table);
-  }
+  ForEachColumn(owner, [&](Table&, TableProperty& column) { VisitAll(walk, column); });
   return std::move(walk).Result();
 }
 
-// What a look at the entered cells found, kept with the host until they change.
+// What a look at the entered cells found and, of columns that promise to tell what changed, what
+// each of their cells says. Kept with the host.
 class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
  public:
   static constexpr std::string_view kClassName = "KeptValues";
 
-  KeptValues(std::uint64_t stamp, UnitCatalogue& units, EnteredValues values)
-      : values_(std::move(values)), stamp_(stamp), units_(&units) {}
+  explicit KeptValues(UnitCatalogue& catalogue) : units_(catalogue) {}
 
   std::u16string TypeName() const override { return u"EnteredValues"; }
-  bool HoldFor(std::uint64_t stamp, const UnitCatalogue& units) const {
-    return stamp_ == stamp && IsSameObject(units_.get(), &units);
+  // Whether cells that did not change say what they said.
+  bool IsFor(const UnitCatalogue& catalogue) const {
+    return IsSameObject(units_.Catalogue().get(), &catalogue) && locale_ == UserLocale();
   }
+  bool HoldFor(std::uint64_t stamp) const { return stamp_ == stamp; }
   const EnteredValues& Values() const { return values_; }
 
+  void Renew(const OwnerCollection& owner, std::uint64_t stamp) {
+    EnteredValuesWalk walk(*units_.Catalogue());
+    std::size_t known = 0;
+    ForEachColumn(owner, [&](Table& table, TableProperty& column) {
+      const ColumnCells* const cells = column.Cells();
+      const ColumnChanges* const changes = column.Changes();
+      const ReferenceBinding* const binding = table.Binding();
+      if (cells == nullptr || changes == nullptr || binding == nullptr) {
+        return VisitAll(walk, column);
+      }
+      EnteredTally& tally = TallyOf(known++, column, *binding);
+      if (!tally.Renew(*cells, *changes, units_)) return walk.Visit(*cells);
+      walk.Visit(tally, units_);
+    });
+    columns_.resize(known);
+    values_ = std::move(walk).Result();
+    stamp_ = stamp;
+  }
+
  private:
+  struct Column {
+    // What the tally is of: an identity alone may be used again for another column.
+    const void* identity = nullptr;
+    std::uint64_t structure = 0;
+    EnteredTally tally;
+  };
+
+  // A new one unless it is still the same column in the same place.
+  EnteredTally& TallyOf(std::size_t index, const TableProperty& column,
+                        const ReferenceBinding& binding) {
+    if (index == columns_.size()) columns_.emplace_back();
+    Column& kept = columns_[index];
+    const std::uint64_t structure = binding.Stamp();
+    if (kept.identity != column.Identity() || kept.structure != structure) {
+      kept = {column.Identity(), structure, {}};
+    }
+    return kept.tally;
+  }
+
+  UnitNumbers units_;
+  Locale locale_ = UserLocale();
+  std::vector<Column> columns_;
   EnteredValues values_;
-  std::uint64_t stamp_;
-  Ref<UnitCatalogue> units_;
+  std::optional<std::uint64_t> stamp_;
 };
 
 }  // namespace
+
+bool EnteredValues::operator==(const EnteredValues& other) const {
+  const auto has = [&other](const ExaminedUnitsMap::Entry& entry) {
+    const std::u16string* unit = other.ExaminedUnits.Find(entry.first);
+    return unit != nullptr && *unit == entry.second;
+  };
+  return ExaminedSigDig == other.ExaminedSigDig &&
+         ExaminedUnits.Size() == other.ExaminedUnits.Size() &&
+         std::all_of(ExaminedUnits.begin(), ExaminedUnits.end(), has);
+}
 
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredCellsPromise* const promise = owner.EnteredCells();
   if (promise == nullptr) return LookAtEnteredCells(owner, units);
   const std::uint64_t stamp = promise->Stamp();
-  const Ref<HostObject> kept = promise->Kept();
-  const auto* const known = dynamic_cast<const KeptValues*>(kept.get());
-  if (known != nullptr && known->HoldFor(stamp, units)) return known->Values();
-  EnteredValues values = LookAtEnteredCells(owner, units);
-  promise->Keep(MakeRef<KeptValues>(stamp, units, values));
-  return values;
+  const Ref<HostObject> object = promise->Kept();
+  Ref<KeptValues> kept(dynamic_cast<KeptValues*>(object.get()));
+  if (!kept || !kept->IsFor(units)) kept = MakeRef<KeptValues>(units);
+  if (kept->HoldFor(stamp)) return kept->Values();
+  // Whoever asks from within a call of the host, or after one that failed, begins anew.
+  promise->Keep(nullptr);
+  kept->Renew(owner, stamp);
+  promise->Keep(kept);
+  return kept->Values();
 }
 
 }  // namespace ktformula

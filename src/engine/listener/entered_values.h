@@ -21,7 +21,8 @@ struct EnteredValues {
   // The first unit entered for each quantity, completed by the units that go with it.
   ExaminedUnitsMap ExaminedUnits;
 
-  bool operator==(const EnteredValues&) const = default;
+  // Whether formats that find units by their quantities show the same: in any order.
+  bool operator==(const EnteredValues& other) const;
 };
 
 // What the entered cells of all tables of the collection say. With the host's promise they are

@@ -12,6 +12,8 @@ namespace ktformula {
 struct Locale {
   char16_t decimal_separator = u'.';
   char16_t thousands_separator = u',';
+
+  bool operator==(const Locale&) const = default;
 };
 
 // The locale of the user who runs the process, one for all its threads; usually set at start.
