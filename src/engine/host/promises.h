@@ -2,7 +2,9 @@
 //
 // Three faces of a table and its columns, each optional. Where one is not given, the engine asks
 // object by object, cell by cell and pass by pass, with the same results: a promise that is kept
-// changes the time that things take, and nothing else. Rows count from 0 here.
+// changes the time that things take, and nothing else. A face that is given once is given always,
+// and tables and columns are held, until Terminate, by listeners whose formulas read them. Rows
+// count from 0 here.
 #pragma once
 
 #include <cstddef>
@@ -50,7 +52,8 @@ class ReferenceBinding {
   virtual Denotation Denote(ReferenceStart start, std::span<const std::u16string> parts) = 0;
 
   // Never again the same number once any reference of the form may denote something else, for
-  // which it takes a table, a column, a row or a field that comes, goes or gets another name.
+  // which it takes a table, a column, a row or a field that comes, goes or gets another name; nor
+  // once a column has another definition, or a structure other data, of which no column tells.
   virtual std::uint64_t Stamp() const = 0;
 
  protected:
