@@ -53,7 +53,7 @@ class ReferenceBinding {
 
   // Never again the same number once any reference of the form may denote something else, for
   // which it takes a table, a column, a row or a field that comes, goes or gets another name; nor
-  // once a column has another definition, or a structure other data, of which no column tells.
+  // once a column has another type or unit, or a structure other data.
   virtual std::uint64_t Stamp() const = 0;
 
  protected:

@@ -70,7 +70,7 @@ class ColumnPlan {
   void GiveTree() const {
     if (formula_->TokenTree == nullptr) formula_->TokenTree = tree_;
   }
-  // The lanes of the formula; nullptr when rows have to be computed one by one.
+  // The lanes of the formula; nullptr when rows are always computed one by one.
   Lanes* FormulaLanes() const;
 
   // The rows for which something that they read, or the computed cell itself, has changed since
@@ -133,7 +133,7 @@ class Plans {
   // What is known about a definition's formula, nullptr for nothing. It is to be evaluated now, and
   // gets its tree.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
-  // Whether all that the plans were made from is as it was.
+  // Whether what the plans were made from is still there.
   bool Hold() const;
 
  private:
@@ -163,7 +163,6 @@ class Plans {
   // By the columns' identities.
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
-  // How many definitions are bound within one another at present.
   int depth_ = 0;
 };
 
