@@ -33,10 +33,12 @@ struct ColumnRead {
   std::optional<std::size_t> row;
 };
 
-// A run over rows that a formula is evaluated for: 0 is that of the cells that are computed, each
-// aggregate within has one of its own.
+// A run over rows that a formula is evaluated for. `[x]*SUM([y], [T])` has two: 0 is that of the
+// cells that are computed, in which [x] is read, and 1 that of the rows of T, in which [y] is. Each
+// aggregate has one of its own.
 using RowRun = unsigned;
 inline constexpr RowRun kCellRun = 0;
+// Reads::runs has a bit for each of them.
 inline constexpr RowRun kMaximumRuns = 30;
 
 // What a part of a formula reads.
@@ -46,7 +48,7 @@ struct Reads {
   bool is_unknown = false;
   // Whether a definition is among it; what that reads is too.
   bool has_definitions = false;
-  // A bit for each run whose row decides what is read.
+  // The bit `1 << run` for each run whose row decides what is read.
   std::uint32_t runs = 0;
   // Columns of which the cell in the computed cell's own row is read.
   std::vector<Ref<TableProperty>> own;
@@ -59,7 +61,7 @@ struct Reads {
   bool IsFixedIn(RowRun run) const noexcept { return !is_unknown && (runs >> run & 1U) == 0; }
 };
 
-// A sort of object from which references start.
+// From where references start: not one object, but all cells, or all rows, of a table alike.
 struct Place {
   // nullptr where nothing is promised about it.
   Table* table = nullptr;
@@ -78,7 +80,8 @@ struct Standpoint {
   static Standpoint At(const Place& place) { return {place, place}; }
 };
 
-// What a reference denotes from a standpoint.
+// What a reference denotes from a standpoint: a Denotation of the host's, or what it starts from
+// itself (kStart).
 struct Denoted {
   enum class Kind { kVaries, kNothing, kObject, kOwnCell, kOwnRow, kStart };
 
@@ -89,7 +92,7 @@ struct Denoted {
   RowRun run = kCellRun;
 };
 
-// What was found out about a part.
+// What was found out about a part of a formula: an operand, an argument, a layer.
 struct Bound {
   Reads reads;
   // nullptr when it has to be evaluated row by row.
@@ -105,7 +108,7 @@ class BoundCall {
   // when it has to be evaluated row by row.
   LanesPtr expression;
   LanesPtr condition;
-  // Whatever else the function keeps.
+  // Whatever else the function keeps: SELECT its Lookup.
   std::shared_ptr<void> own;
 
   // Whether the call comes to the same wherever it is evaluated, so that its outcome may be kept.
@@ -159,7 +162,8 @@ class BoundFormula {
   std::vector<std::pair<Ref<Table>, std::uint64_t>> stamps_;
 };
 
-// Binds one formula. Borrows all that it is given.
+// Binds one formula. Borrows all that it is given. In all of it `at` says where references start,
+// and `run` over which rows lanes are wanted: of these runs what stays the same is evaluated once.
 class Binder {
  public:
   // What the definition of this name reads; nullptr when there is none.
@@ -182,7 +186,7 @@ class Binder {
   // the same everywhere; `reads` becomes unknown when the reference has to be asked each time.
   Ref<NotebookObject> ObjectArgument(const ReferencePath& reference, const Place& anchor,
                                      Reads& reads);
-  // Binds an argument; the lanes are over the rows of `run`.
+  // Binds an argument.
   Bound BindArgument(const LayerItem& item, const Standpoint& at, RowRun run);
   // Binds a reference that leads to a cell, definitions aside.
   Bound BindCell(const ReferencePath& reference, const Standpoint& at, RowRun run);
@@ -191,7 +195,8 @@ class Binder {
                     RowRun run) {
     return BindTerm(term, item, is_head, at, run);
   }
-  // The column whose cell in the anchor's row the term is, and nothing else; empty for other terms.
+  // The column, where the term is nothing but the cell of a column in the anchor's row; empty for
+  // other terms.
   Ref<TableProperty> OwnColumn(const Term& term, const LayerItem& item, const Standpoint& at);
   // The record of the call with these arguments.
   BoundCall& CallOf(const TokenLayer& args);

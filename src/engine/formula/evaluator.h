@@ -15,7 +15,8 @@ namespace ktformula {
 
 // What every step of an evaluation is given; all may be nullptr and are borrowed.
 struct EvaluationContext {
-  // The property that the result is bound to.
+  // The property of the cell that is computed: each layer's value begins as one of this property
+  // into which nothing was entered.
   ELNProperty* prop = nullptr;
   // The object in whose context references are resolved and functions are called.
   NotebookObject* anchor = nullptr;
@@ -50,7 +51,7 @@ std::uint64_t EvaluationRefusals() noexcept;
 void CountEvaluationRefusal() noexcept;
 
 // Stands for a call into foreign code, such as a host's function, or out of it: no exception but
-// RaisedError is sent through it, and the notebook may be another one behind it.
+// RaisedError is sent through it, and behind it anything in the notebook may have changed.
 class ForeignCall {
  public:
   ForeignCall() noexcept;

@@ -1,8 +1,9 @@
 // Expressions: the layers of a token tree, understood once.
 //
-// Every question that evaluation would ask about tokens is answered here when the tree is built.
-// What a formula has no right to is not refused before evaluation reaches it, so that what comes
-// first happens first.
+// Every question that evaluation would ask about tokens is answered here when the tree is built:
+// `[x] - 2 - SUM([y])` is a layer with the head [x] and the steps "- 2" and "- SUM([y])". Operators
+// of other levels are in layers of their own. What is wrong in a formula becomes a refusal, which
+// is raised when evaluation reaches it: what stands in front of it is evaluated first.
 #pragma once
 
 #include <cstdint>
@@ -66,7 +67,7 @@ enum class StepKind : std::uint8_t {
   kOperation,
   // Puts the inverted operand in place of what is on the left.
   kNot,
-  // Evaluates the operand and drops it.
+  // Evaluates the operand and drops it: the symbol "!".
   kDrop,
   // Evaluates the operand, then makes the result an error value: no operation has this symbol.
   kUnknownSymbol,
@@ -76,7 +77,7 @@ enum class StepKind : std::uint8_t {
   kRefusal,
 };
 
-// One operator and its operand, which is evaluated first.
+// One operator and its operand, which is evaluated before the operator is applied.
 struct Step {
   StepKind kind = StepKind::kRefusal;
   FormulaWord word = FormulaWord::kNone;

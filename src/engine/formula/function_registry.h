@@ -42,6 +42,7 @@ class FunctionRegistry {
  public:
   // With a table of its own.
   FunctionRegistry();
+  // With one that the host may change at any time.
   explicit FunctionRegistry(std::unique_ptr<FunctionDictionary> functions)
       : functions_(std::move(functions)), is_own_(false) {}
 

@@ -20,7 +20,7 @@
 
 namespace ktformula {
 
-// Rows that are computed at once.
+// At most so many rows are computed at once.
 inline constexpr std::size_t kMaximumLanes = 1024;
 
 class Lanes {
@@ -77,7 +77,7 @@ LanesPtr MakeNotLanes(LanesPtr operand, std::uint32_t nots);
 // not know.
 LanesPtr MakeStepLanes(const Step& step, LanesPtr left, LanesPtr operand);
 
-// For lanes of the functions: which rows are refused, by their operands or on their own.
+// Which rows are refused, by their operands or on their own; for classes derived from Lanes.
 class RefusedRows {
  public:
   // Begins with the rows that are refused in one of the two, either of which may be nullptr.
@@ -95,10 +95,12 @@ class RefusedRows {
   bool any_ = false;
 };
 
-// Whether the value, or the operand of a NOT, is true: Booleans and numbers alone have that here.
+// Whether the values are true or false, as a condition or behind a logic operator: Booleans and
+// numbers are, of which all but 0 are true.
 inline bool HasTruth(const Lanes& lanes) noexcept {
   return lanes.Kind() == kCellValueTypeBoolean || lanes.Kind() == kCellValueTypeNumber;
 }
+// Which of both the value of such lanes is.
 inline bool TruthOf(const Lanes& lanes, std::size_t lane) noexcept {
   return lanes.Kind() == kCellValueTypeBoolean ? lanes.Truths()[lane] != 0
                                                : lanes.MinNumbers()[lane] != 0;

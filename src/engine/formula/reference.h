@@ -26,7 +26,7 @@ class NamedValues {
 };
 
 // A reference text, taken apart once: parts separated by ":", each without surrounding blanks, a
-// leading "this" removed.
+// leading "this" removed. "parent" stays among the parts.
 struct ReferencePath {
   explicit ReferencePath(std::u16string_view reference_text);
 

@@ -28,8 +28,7 @@ class TokenLayer;
 class TokenTree;
 class TokenTreeBuilder;
 
-// A token, or a nested layer. For any other kind of token than the one named, the members about
-// tokens must not be called.
+// A token, or a nested layer. A member about one kind of token may be called for this kind only.
 class LayerItem {
  public:
   bool IsLayer() const noexcept;

@@ -1,7 +1,8 @@
 // The notebook's objects as the component sees them: forms, tables, cells and what they know.
 //
 // Everything here belongs to the host. The component borrows the objects through Ref for the
-// length of a call or, for those given to it at Initialize, until Terminate. Indices count from 1.
+// length of a call or, for those given to it at Initialize and for tables and columns that promise
+// something, until Terminate. Indices count from 1.
 #pragma once
 
 #include <cstddef>

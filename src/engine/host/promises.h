@@ -2,7 +2,9 @@
 //
 // Three faces of a table and its columns, each optional. Where one is not given, the engine asks
 // object by object, cell by cell and pass by pass, with the same results: a promise that is kept
-// changes the time that things take, and nothing else. Rows count from 0 here.
+// changes the time that things take, and nothing else. A face that is given once is given always,
+// and tables and columns are held, until Terminate, by listeners whose formulas read them. Rows
+// count from 0 here.
 #pragma once
 
 #include <cstddef>

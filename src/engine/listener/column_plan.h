@@ -1,7 +1,8 @@
 // What a listener knows about the formulas of its columns, from one pass to the next.
 //
-// Only where the host promises what references denote. It serves computing many rows at once and
-// computing only what changed; what is skipped would come to what it is.
+// There are plans only where the host promises what references denote. They are there to compute
+// many rows at once, and only those for which something has changed: what is skipped would come to
+// what it is.
 #pragma once
 
 #include <array>
@@ -37,11 +38,12 @@ struct RowsToCompute {
   std::vector<std::size_t> rows;
 };
 
-// How the values of a column are shown.
+// How the values of a column are shown in a pass.
 struct ShownAs {
   // Whether numbers go through the result format.
   bool is_formatted = false;
-  // What the format goes by; nullptr when it may show the same otherwise each time.
+  // What the format goes by; nullptr when it may show the same number otherwise each time, and for
+  // values that are not formatted.
   const EnteredValues* entered = nullptr;
 };
 
@@ -61,18 +63,23 @@ class ColumnPlan {
 
   const Reads& FormulaReads() const noexcept { return bound.top.reads; }
   const Ref<TableProperty>& Column() const noexcept { return column_; }
-  // Whether the plan is this formula's, as it is parsed or would be now, and holds.
+  // Whether the plan is this formula's, which has the plan's tree or none so far, and what was
+  // asked about references holds.
   bool IsOf(const PropertyFormula& formula) const;
-  // To be called where the formula would be parsed now: it has this tree then.
+  // Gives a formula without a tree that of the plan. To be called where the formula would be
+  // parsed now, which is where its first cell is computed.
   void GiveTree() const {
     if (formula_->TokenTree == nullptr) formula_->TokenTree = tree_;
   }
   // The lanes of the formula; nullptr when rows are always computed one by one.
   Lanes* FormulaLanes() const;
 
+  // The rows for which something that they read, or the computed cell itself, has changed since
+  // they were computed last.
   RowsToCompute FindRows(const ShownAs& shown_as) const;
 
-  // While rows are computed. What does not come to its end has to be done again.
+  // Lives while these rows are computed: notes the stamps in front of that and, at End, that all of
+  // them were. Without End all rows are to be computed next time.
   class Use {
    public:
     Use(ColumnPlan& plan, const ShownAs& shown_as);
@@ -102,7 +109,7 @@ class ColumnPlan {
   bool is_computed_ = false;
   // Of the columns that are read: others, then own.
   std::vector<std::uint64_t> stamps_;
-  // Of the column itself.
+  // Of the column itself: after the pass or, where it wrote formatted numbers, before it.
   std::uint64_t written_stamp_ = 0;
   std::u16string string_format_;
   bool was_formatted_ = false;
@@ -124,7 +131,8 @@ class Plans {
 
   // nullptr when there is none, when it is in use or when something changed since Renew.
   std::shared_ptr<ColumnPlan> Of(const TableProperty& column, const PropertyFormula& formula) const;
-  // Gives the definition's formula its tree, which is to be evaluated now.
+  // What is known about a definition's formula, nullptr for nothing. It is to be evaluated now, and
+  // gets its tree.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
   // Whether it matters when a definition is asked for its value first.
   bool HaveUnsteadyDefinitions() const noexcept { return have_unsteady_definitions_; }
@@ -140,7 +148,7 @@ class Plans {
     // Unknown until it is bound, as a definition that leads back to itself finds it.
     Reads reads;
   };
-  // The stamps of formulas, definitions and functions.
+  // The stamps of formulas, definitions and functions; empty for those that the host keeps.
   using Sources = std::array<std::optional<std::uint64_t>, 3>;
 
   Sources PresentSources() const;
