@@ -99,7 +99,7 @@ RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
     return all;
   }
   RowsToCompute found;
-  if (!AddOthers(found.rows)) return all;
+  if (!OthersHold()) return all;
   std::size_t next = FormulaReads().others.size();
   for (const auto& column : FormulaReads().own) {
     if (!column->Changes()->RowsChangedSince(stamps_[next++], found.rows)) return all;
@@ -112,8 +112,8 @@ RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
   return found;
 }
 
-// False when another cell has changed that all rows may read.
-bool ColumnPlan::AddOthers(std::vector<std::size_t>&) const {
+// Whether no cell has changed that all rows may read.
+bool ColumnPlan::OthersHold() const {
   const auto& others = FormulaReads().others;
   for (std::size_t i = 0; i < others.size(); ++i) {
     const ColumnChanges& changes = *others[i].column->Changes();

@@ -91,7 +91,7 @@ class ColumnPlan {
   bool ReadsItself() const;
   bool IsTracked() const;
   void NoteStamps();
-  bool AddOthers(std::vector<std::size_t>& rows) const;
+  bool OthersHold() const;
 
   Ref<TableProperty> column_;
   std::shared_ptr<PropertyFormula> formula_;
