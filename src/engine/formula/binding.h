@@ -107,11 +107,12 @@ class BoundCall {
   // Whatever else the function keeps.
   std::shared_ptr<void> own;
 
-  // Whether the call comes to the same wherever it is evaluated, so that its outcome may be kept.
-  bool CanBeKept() const noexcept { return !reads.is_unknown && reads.runs == 0; }
+  // Whether the call comes to the same wherever it is evaluated, as long as nothing changes of
+  // which all changes are told.
+  bool CanBeKept() const;
 
-  // Gives what was kept, if none of what the call reads has changed since; false otherwise. Raises
-  // what the call raised.
+  // For a call that can be kept. Gives what was kept, if none of what the call reads has changed
+  // since; false otherwise. Raises what the call raised.
   bool TakeKept(CellValue& target) const;
   // Keeps what the call came to.
   void Keep(const CellValue& target, std::optional<RaisedError> raised);
