@@ -297,4 +297,9 @@ std::uint64_t BoundEvaluation::Pass() noexcept {
   return current != nullptr ? current->pass_ : 0;
 }
 
+bool BoundEvaluation::HasUnsteadyDefinitions() noexcept {
+  return current != nullptr && current->formula_ != nullptr &&
+         current->formula_->has_unsteady_definitions;
+}
+
 }  // namespace ktformula

@@ -139,6 +139,8 @@ class BoundFormula {
   BoundFormula& operator=(const BoundFormula&) = delete;
 
   Bound top;
+  // Whether what the formula comes to depends on when definitions are asked for their values.
+  bool has_unsteady_definitions = false;
 
   // Whether everything that was asked would answer the same again.
   bool IsUpToDate() const;
@@ -230,6 +232,8 @@ class BoundEvaluation {
   static BoundCall* FindCall(const TokenLayer& args) noexcept;
   static std::uint64_t Pass() noexcept;
 
+  // Whether definitions may only be asked for their values where a row needs them.
+  static bool HasUnsteadyDefinitions() noexcept;
  private:
   BoundFormula* formula_;
   std::uint64_t pass_;

@@ -61,11 +61,7 @@ bool ColumnPlan::ReadsItself() const {
 }
 
 Lanes* ColumnPlan::FormulaLanes() const {
-  const Reads& reads = FormulaReads();
-  const bool reads_itself = std::any_of(
-      reads.others.begin(), reads.others.end(),
-      [this](const ColumnRead& read) { return IsSameObject(read.column.get(), column_.get()); });
-  if (reads_itself || has_unsteady_definitions || reads.is_unknown) return nullptr;
+  if (ReadsItself() || bound.has_unsteady_definitions || FormulaReads().is_unknown) return nullptr;
   return column_->Cells() != nullptr ? bound.top.lanes.get() : nullptr;
 }
 
@@ -75,7 +71,7 @@ bool ColumnPlan::IsTracked() const {
     return column->Changes() != nullptr;
   };
   const Reads& reads = FormulaReads();
-  return !reads.is_unknown && !has_unsteady_definitions && is_tracked(column_) &&
+  return !reads.is_unknown && !bound.has_unsteady_definitions && is_tracked(column_) &&
          std::all_of(reads.own.begin(), reads.own.end(), is_tracked) &&
          std::all_of(reads.others.begin(), reads.others.end(),
                      [&](const ColumnRead& read) { return is_tracked(read.column); });
@@ -235,9 +231,9 @@ const Reads* Plans::ReadsOfDefinition(std::u16string_view name) {
 // The value of a definition is that of the moment when it was asked for first. When that is does
 // not matter as long as the pass writes into no column that the definition reads.
 void Plans::FindUnsteady() {
-  const bool may_write_anywhere =
-      std::any_of(columns_.begin(), columns_.end(),
-                  [](const auto& column) { return column.second->FormulaReads().is_unknown; });
+  may_call_host_ = std::any_of(columns_.begin(), columns_.end(), [](const auto& column) {
+    return column.second->FormulaReads().is_unknown;
+  });
   const auto is_written = [this](const ColumnRead& read) {
     return columns_.contains(read.column->Identity());
   };
@@ -247,10 +243,14 @@ void Plans::FindUnsteady() {
         return reads.is_unknown ||
                std::any_of(reads.others.begin(), reads.others.end(), is_written);
       });
-  for (auto& [identity, plan] : columns_) {
-    plan->has_unsteady_definitions =
-        plan->FormulaReads().has_definitions && (are_unsteady || may_write_anywhere);
-  }
+  const auto mark = [&](BoundFormula& bound) {
+    bound.has_unsteady_definitions =
+        bound.top.reads.has_definitions && (are_unsteady || may_call_host_);
+  };
+  for (auto& [identity, plan] : columns_)
+    mark(plan->bound);
+  for (auto& [name, definition] : definitions_)
+    mark(*definition.bound);
 }
 
 std::shared_ptr<ColumnPlan> Plans::Of(const TableProperty& column,

@@ -55,8 +55,6 @@ class ColumnPlan {
   ColumnPlan& operator=(const ColumnPlan&) = delete;
 
   BoundFormula bound;
-  // Whether what the formula comes to depends on when definitions are asked for their values.
-  bool has_unsteady_definitions = false;
 
   const Reads& FormulaReads() const noexcept { return bound.top.reads; }
   const Ref<TableProperty>& Column() const noexcept { return column_; }
@@ -130,6 +128,8 @@ class Plans {
 
  private:
   // A named definition as it is bound.
+  // Whether some column's formula may call a function of the host, which may do anything.
+  bool MayCallHost() const noexcept { return may_call_host_; }
   struct Definition {
     std::shared_ptr<PropertyFormula> formula;
     std::shared_ptr<const TokenTree> tree;
@@ -158,4 +158,5 @@ class Plans {
   int depth_ = 0;
 };
 
+  bool may_call_host_ = false;
 }  // namespace ktformula
