@@ -41,7 +41,7 @@ struct RowsToCompute {
 struct ShownAs {
   // Whether numbers go through the result format.
   bool is_formatted = false;
-  // What the format goes by; nullptr when it may show the same otherwise each time.
+  // What the format goes by; nullptr when that is not known before a number is shown.
   const EnteredValues* entered = nullptr;
 };
 

@@ -59,8 +59,7 @@ class Pass::ColumnPass {
 
   void Run() {
     if (plan_ == nullptr) return ComputeRows(0, rows_);
-    const ShownAs shown_as{number_formatting_,
-                           number_formatting_ ? writer_.PromisedEntered() : nullptr};
+    const ShownAs shown_as{number_formatting_, EnteredIfSettled()};
     const RowsToCompute found = plan_->FindRows(shown_as);
     if (!found.are_all && found.rows.empty()) return;
     ColumnPlan::Use use(*plan_, shown_as);
@@ -75,6 +74,12 @@ class Pass::ColumnPass {
 
  private:
   // The lanes, if they can compute anything now.
+  // What the host's functions enter in the middle of the pass counts if no number was shown before.
+  const EnteredValues* EnteredIfSettled() const {
+    if (!number_formatting_ || pass_.plans_->MayCallHost()) return nullptr;
+    return writer_.PromisedEntered();
+  }
+
   Lanes* ReadyLanes() const {
     Lanes* const lanes = plan_->FormulaLanes();
     if (lanes == nullptr || rows_ == 0) return nullptr;
