@@ -289,7 +289,7 @@ BoundEvaluation::~BoundEvaluation() {
 
 BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) noexcept {
   if (current == nullptr || current->formula_ == nullptr) return nullptr;
-  if (current->foreign_calls_ != ForeignCallsUnderWay()) return nullptr;
+  if (current->foreign_calls_ != ForeignCallsUnderWay() || !EvaluationHasRoom()) return nullptr;
   return current->formula_->FindCall(args);
 }
 

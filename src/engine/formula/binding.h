@@ -218,7 +218,8 @@ class Binder {
 };
 
 // The formula under evaluation on this thread, as far as it is bound: functions find their calls
-// there. Within a foreign call there is none.
+// there. Within a foreign call there is none, nor where evaluation may be refused for its depth:
+// what is known does without the layers that would be counted.
 class BoundEvaluation {
  public:
   // `formula` may be nullptr. Definitions have the same values within one `pass`, a number that no
@@ -231,9 +232,9 @@ class BoundEvaluation {
   // nullptr when nothing is known about the call.
   static BoundCall* FindCall(const TokenLayer& args) noexcept;
   static std::uint64_t Pass() noexcept;
-
   // Whether definitions may only be asked for their values where a row needs them.
   static bool HasUnsteadyDefinitions() noexcept;
+
  private:
   BoundFormula* formula_;
   std::uint64_t pass_;

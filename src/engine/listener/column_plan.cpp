@@ -135,7 +135,7 @@ ColumnPlan::Use::~Use() {
 }
 
 void ColumnPlan::Use::End() {
-  if (!plan_.IsTracked()) return;
+  if (!plan_.IsTracked() || refusals_ != EvaluationRefusals()) return;
   plan_.is_computed_ = true;
   plan_.was_formatted_ = shown_as_.is_formatted;
   plan_.string_format_ = plan_.formula_->StringFormat;

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "formula/binding.h"
+#include "formula/evaluator.h"
 #include "formula/function_registry.h"
 #include "host/notebook_objects.h"
 #include "listener/configuration.h"
@@ -69,7 +70,8 @@ class ColumnPlan {
 
   RowsToCompute FindRows(const ShownAs& shown_as) const;
 
-  // While rows are computed. What does not come to its end has to be done again.
+  // While rows are computed. What does not come to its end has to be done again, and what the
+  // limits of the evaluation under way refused.
   class Use {
    public:
     Use(ColumnPlan& plan, const ShownAs& shown_as);
@@ -81,6 +83,7 @@ class ColumnPlan {
    private:
     ColumnPlan& plan_;
     ShownAs shown_as_;
+    std::uint64_t refusals_ = EvaluationRefusals();
   };
   // A pass that begins while another is at this column does without the plan.
   bool IsInUse() const noexcept { return is_in_use_; }
@@ -125,11 +128,11 @@ class Plans {
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
   // Whether what the plans were made from is still there.
   bool Hold() const;
+  // Whether some column's formula may call a function of the host, which may do anything.
+  bool MayCallHost() const noexcept { return may_call_host_; }
 
  private:
   // A named definition as it is bound.
-  // Whether some column's formula may call a function of the host, which may do anything.
-  bool MayCallHost() const noexcept { return may_call_host_; }
   struct Definition {
     std::shared_ptr<PropertyFormula> formula;
     std::shared_ptr<const TokenTree> tree;
@@ -155,8 +158,8 @@ class Plans {
   // By the columns' identities.
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
+  bool may_call_host_ = false;
   int depth_ = 0;
 };
 
-  bool may_call_host_ = false;
 }  // namespace ktformula

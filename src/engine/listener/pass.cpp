@@ -55,7 +55,8 @@ class Pass::ColumnPass {
         writer_(writer),
         number_formatting_(property_->NumberFormatting()),
         rows_(static_cast<std::size_t>(column.CellCount())),
-        plan_(pass.plans_ != nullptr ? pass.plans_->Of(column, *formula_) : nullptr) {}
+        plan_(pass.plans_ != nullptr && EvaluationHasRoom() ? pass.plans_->Of(column, *formula_)
+                                                            : nullptr) {}
 
   void Run() {
     if (plan_ == nullptr) return ComputeRows(0, rows_);
@@ -73,13 +74,13 @@ class Pass::ColumnPass {
   }
 
  private:
-  // The lanes, if they can compute anything now.
   // What the host's functions enter in the middle of the pass counts if no number was shown before.
   const EnteredValues* EnteredIfSettled() const {
     if (!number_formatting_ || pass_.plans_->MayCallHost()) return nullptr;
     return writer_.PromisedEntered();
   }
 
+  // The lanes, if they can compute anything now.
   Lanes* ReadyLanes() const {
     Lanes* const lanes = plan_->FormulaLanes();
     if (lanes == nullptr || rows_ == 0) return nullptr;
