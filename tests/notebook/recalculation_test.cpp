@@ -4,13 +4,17 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "formats/formula_format.h"
+#include "formula/evaluator.h"
 #include "listener/field_listener.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/files/csv_file.h"
+#include "notebook/files/framework.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/store/database.h"
 #include "notebook/store/notebook_store.h"
+#include "values/platform.h"
 
 namespace ktnotebook {
 namespace {
@@ -190,6 +194,86 @@ TEST(Recalculation, GoesOnAfterAnInterruptedOne) {
   const Notebook anew = one_cell();
   RecalculateForm(*anew.forms[0], 8);
   EXPECT_EQ(CellsOf(interrupted), CellsOf(anew));
+}
+
+// The limits of one recalculation, such as one that a host's function began, are not the next
+// one's.
+TEST(Recalculation, ComputesAgainWhatWasRefused) {
+  for (const Promises& promises : {Promises{}, Promises{false, false, false}}) {
+    const Notebook notebook = TwoTables({{"A", "[C]*2"}, {"B", "SUM([C])"}}, {});
+    NotebookForm& form = *notebook.forms[0];
+    form.Given() = promises;
+    for (const std::u16string_view text : {u"1", u"2"}) {
+      Cell(notebook, u"T", u"C").Enter(text);
+      RecalculateForm(form, 8);
+      const std::string shown = CellsOf(notebook);
+      const char end = 0;
+      ktformula::SetEvaluationStackEnd(&end);
+      RecalculateForm(form, 8);
+      ktformula::SetEvaluationStackEnd(nullptr);
+      for (const std::u16string_view column : {u"A", u"B"}) {
+        EXPECT_EQ(Cell(notebook, u"T", column).Text(), u"#Error: the formula is nested too deeply");
+      }
+      RecalculateForm(form, 8);
+      EXPECT_EQ(CellsOf(notebook), shown);
+    }
+  }
+}
+
+TEST(Recalculation, PromisesMayBeWithdrawn) {
+  const Notebook notebook =
+      TwoTables({{"A", "[C]/SUM([C])"}, {"B", "SELECT([C], [T], [C]=[this:parent:C])"}}, {});
+  const Notebook asked =
+      TwoTables({{"A", "[C]/SUM([C])"}, {"B", "SELECT([C], [T], [C]=[this:parent:C])"}}, {});
+  asked.forms[0]->Given() = {false, false, false};
+  for (int step = 0; step < 16; ++step) {
+    notebook.forms[0]->Given() = {step % 4 != 0, step % 3 != 0, step % 2 != 0};
+    for (const Notebook* each : {&notebook, &asked}) {
+      Cell(*each, u"T", u"C", static_cast<std::size_t>(step % 3))
+          .Enter(ktformula::NumberToText(step + 1));
+      RecalculateForm(*each->forms[0], 8);
+    }
+    EXPECT_EQ(CellsOf(notebook), CellsOf(asked)) << step;
+  }
+}
+
+// A result format of the host that enters a number into the next row's C with each one it shows.
+class EnteringFormat final : public ktformula::FieldListener, public ktformula::IKtFormulaFormat {
+ public:
+  EnteringFormat() : FieldListener(u"EnteringFormat") {}
+  ~EnteringFormat() override { Terminate(); }
+  std::u16string TypeName() const override { return u"EnteringFormat"; }
+  void EditProperties() override {}
+  void TableNotification(ktformula::NotificationSource&, ktformula::HostObject*) override {}
+  void SetGridCellValue(ktformula::GridControl& control, ktformula::TableCell& cell, double value,
+                        std::u16string_view, std::int16_t,
+                        const ktformula::ExaminedUnitsMap&) override {
+    control.WriteText(cell, ktformula::NumberToText(value), true);
+    const NotebookCell& own = static_cast<CellObject&>(cell).Cell();
+    const NotebookRows rows = own.OwningColumn().Parent().Rows();
+    if (own.RowIndex() + 1 < rows.size()) {
+      rows[own.RowIndex() + 1].CellAt(2).Enter(ktformula::NumberToText(value + 1));
+    }
+  }
+};
+
+TEST(Recalculation, AFormatOfTheHostMayChangeWhatRowsRead) {
+  std::vector<std::string> shown;
+  for (const Promises& promises : {Promises{}, Promises{false, false, false}}) {
+    const Notebook notebook = TwoTables({{"A", "[C]*2"}}, {});
+    NotebookForm& form = *notebook.forms[0];
+    form.Given() = promises;
+    auto& listener =
+        dynamic_cast<ktformula::IKtFormulaListener&>(*form.FindTable(u"T")->Listeners().front());
+    listener.SetResultFormat(u"Entering");
+    Cell(notebook, u"T", u"C").Enter(u"1");
+    NotebookFramework::UseClasses(
+        [](std::u16string_view) { return ktformula::MakeRef<EnteringFormat>(); });
+    RecalculateForm(form, 1);
+    NotebookFramework::UseClasses({});
+    shown.push_back(CellsOf(notebook));
+  }
+  EXPECT_EQ(shown.front(), shown.back());
 }
 
 // The oracle: the same form from its file, computed cells emptied, calculated from nothing.

@@ -8,6 +8,8 @@
 #include "random_notebooks/comparison.h"
 #include "random_notebooks/generator.h"
 
+#include "values/text.h"
+
 namespace random_notebooks {
 namespace {
 
@@ -27,6 +29,63 @@ TEST_P(RandomNotebookParts, ShowTheSameInAllModes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Part, RandomNotebookParts, testing::Range<std::uint64_t>(0, kParts));
+
+// What chance rarely comes to: when definitions are asked for their values, and what the host's
+// function POKE does in the middle of a pass.
+TEST(RandomNotebooks, NotebooksMadeByHandShowTheSameInAllModes) {
+  struct Row {
+    // Of the columns "a", "b" and "shown", in this order.
+    std::u16string_view a;
+    std::u16string_view b;
+    std::u16string_view shown;
+    std::u16string_view d;
+    // What POKE enters: the column of `x` or `w`, the row, the text.
+    std::size_t poked_column = 0;
+    std::size_t poked_row = 0;
+    std::u16string_view poked = u"";
+  };
+  const Row rows[] = {
+      // Definitions keep the value that they have when a row first needs them, if one does.
+      {u"SUM([d], [T], [w] > 5)+[x]", u"[d]", u"", u"[T:a:2]"},
+      {u"COUNT([T], IF([x] > 9, [d], 1) > 0)+[x]", u"[d]", u"", u"[T:a:2]"},
+      {u"[e]+[x]", u"[d]", u"", u"[T:a:2]"},
+      // The host's function writes what later rows, and their conditions, read.
+      {u"SUM(POKE([x]), [T], [w] > 0)", u"", u"", u"", 1, 1, u"1"},
+      {u"SUM(IF([w] = 1, POKE(1), [x]), [T])", u"", u"", u"", 0, 3, u"30"},
+      {u"COUNT([T], IF([w] = 1, POKE(0), [x] > 1))", u"", u"", u"", 0, 3, u"0"},
+      {u"SUM(ONERROR([x]/([w]-1), POKE(1)), [T])", u"", u"", u"", 0, 3, u"30"},
+      {u"SELECT([x], [T], IF([w] = 1, POKE(0) = 1, [x] > 3))", u"", u"", u"", 0, 3, u"1"},
+      // Units are looked for when the first number is shown.
+      {u"", u"", u"POKE([x])", u"", 0, 3, u"5 mg"},
+  };
+  for (const Row& row : rows) {
+    NotebookPlan plan;
+    TablePlan& table = plan.tables.emplace_back();
+    table.name = u"T";
+    const auto column = [](std::u16string_view name, std::u16string_view unit) {
+      return ColumnPlan{std::u16string(name), DataType::kNumber, std::u16string(unit),
+                        !unit.empty(), false};
+    };
+    table.columns = {column(u"x", u""), column(u"w", u""), column(u"a", u""), column(u"b", u""),
+                     column(u"shown", u"g")};
+    for (const auto& [x, w] : {std::pair{u"1", u"1"}, {u"2", u"0"}, {u"3", u"1"}, {u"4", u"0"}})
+      table.rows.push_back({ktformula::ToDecimalText(1 + std::ssize(table.rows)), {x, w}});
+    ListenerPlan& listener = table.listeners.emplace_back();
+    listener.formulas = {{2, std::u16string(row.a), u""},
+                         {3, std::u16string(row.b), u""},
+                         {4, std::u16string(row.shown), u""}};
+    listener.definitions = {{u"d", std::u16string(row.d)}, {u"e", u"SUM([d], [T], [w] > 5)"}};
+    Edit poke;
+    poke.column = row.poked_column;
+    poke.row = row.poked_row;
+    poke.text = row.poked;
+    if (!row.poked.empty()) plan.pokes = {poke};
+    plan.steps.resize(2);
+    Totals totals;
+    const std::optional<Difference> difference = Compare(plan, AllModes(), totals);
+    EXPECT_FALSE(difference) << difference->mode << ": " << difference->what;
+  }
+}
 
 // A notebook with one cell, in which something is changed after each round of one mode: that much,
 // and no less, is to be seen.

@@ -58,6 +58,12 @@ void Reads::Add(const Reads& other) {
     AddOther(read.column, read.row);
 }
 
+bool BoundCall::CanBeKept() const {
+  return !reads.is_unknown && reads.runs == 0 &&
+         std::all_of(reads.others.begin(), reads.others.end(),
+                     [](const ColumnRead& read) { return read.column->Changes() != nullptr; });
+}
+
 bool BoundCall::StampsHold() const {
   const auto& stamps = outcome_->stamps;
   for (std::size_t i = 0; i < stamps.size(); ++i) {
@@ -78,11 +84,8 @@ bool BoundCall::TakeKept(CellValue& target) const {
 
 void BoundCall::Keep(const CellValue& target, std::optional<RaisedError> raised) {
   Outcome outcome{target, std::move(raised), {}, BoundEvaluation::Pass()};
-  for (const ColumnRead& read : reads.others) {
-    ColumnChanges* const changes = read.column->Changes();
-    if (changes == nullptr) return;
-    outcome.stamps.push_back(changes->Stamp());
-  }
+  for (const ColumnRead& read : reads.others)
+    outcome.stamps.push_back(read.column->Changes()->Stamp());
   outcome_ = std::move(outcome);
 }
 
@@ -294,7 +297,7 @@ BoundEvaluation::~BoundEvaluation() {
 
 BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) noexcept {
   if (current == nullptr || current->formula_ == nullptr) return nullptr;
-  if (current->foreign_calls_ != ForeignCallsUnderWay()) return nullptr;
+  if (current->foreign_calls_ != ForeignCallsUnderWay() || !EvaluationHasRoom()) return nullptr;
   return current->formula_->FindCall(args);
 }
 

@@ -111,11 +111,12 @@ class BoundCall {
   // Whatever else the function keeps: SELECT its Lookup.
   std::shared_ptr<void> own;
 
-  // Whether the call comes to the same wherever it is evaluated, so that its outcome may be kept.
-  bool CanBeKept() const noexcept { return !reads.is_unknown && reads.runs == 0; }
+  // Whether the call comes to the same wherever it is evaluated, as long as nothing changes of
+  // which all changes are told.
+  bool CanBeKept() const;
 
-  // Gives what was kept, if none of what the call reads has changed since; false otherwise. Raises
-  // what the call raised.
+  // For a call that can be kept. Gives what was kept, if none of what the call reads has changed
+  // since; false otherwise. Raises what the call raised.
   bool TakeKept(CellValue& target) const;
   // Keeps what the call came to.
   void Keep(const CellValue& target, std::optional<RaisedError> raised);
@@ -144,6 +145,9 @@ class BoundFormula {
   Bound top;
   // The definitions that the formula itself refers to, each once.
   std::vector<std::u16string> definitions;
+  // Whether what the formula comes to depends on when definitions are asked for their values; not
+  // any more in a pass in which they all have been.
+  bool has_unsteady_definitions = false;
 
   // Whether everything that was asked would answer the same again.
   bool IsUpToDate() const;
@@ -223,7 +227,8 @@ class Binder {
 };
 
 // The formula under evaluation on this thread, as far as it is bound: functions find their calls
-// there. Within a foreign call there is none.
+// there. Within a foreign call there is none, nor where evaluation may be refused for its depth:
+// what is known does without the layers that would be counted.
 class BoundEvaluation {
  public:
   // `formula` may be nullptr. Definitions have the same values within one `pass`, a number that no

@@ -1,6 +1,7 @@
 #include "functions/lookup.h"
 
 #include <bit>
+#include <cmath>
 #include <functional>
 #include <utility>
 
@@ -124,7 +125,8 @@ void KeyIndex::Fill() {
   for (std::size_t row = 0; row < count; ++row) {
     if (kind_ == kCellValueTypeNumber) {
       const double min = cells.MinNumbers()[row];
-      if (!FindNumbers(min, cells.MaxNumbers()[row])) Add(row, HashOf(min));
+      // What is no number is never found, and would stand in one place with all its like.
+      if (!std::isnan(min) && !FindNumbers(min, cells.MaxNumbers()[row])) Add(row, HashOf(min));
     } else {
       key_ = cells.Text(row, buffer_);
       if (!FindText(key_)) Add(row, HashOf(key_));

@@ -16,6 +16,12 @@ Lanes* Ready(const LanesPtr& lanes, const EvaluationContext& context) {
   return can_compute ? lanes.get() : nullptr;
 }
 
+// Whether the notebook stays as it is from the first row to the last, and no definition is asked
+// for its value too early, when rows are computed ahead.
+bool CanGoAhead(const BoundCall& call) {
+  return !call.reads.is_unknown && BoundEvaluation::MayAskEarly(call);
+}
+
 // The table, or the one of the column, that the argument refers to; empty for anything else.
 Ref<Table> TableArgument(Binder& binder, const ReferencePath* argument, const Place& anchor,
                          Reads& reads) {
@@ -36,7 +42,7 @@ RowLanes::RowLanes(const TokenLayer& args, const Table& table, bool has_conditio
                    const EvaluationContext& context)
     : has_condition_(has_condition) {
   const BoundCall* const call = BoundEvaluation::FindCall(args);
-  if (call == nullptr || table.RowCount() == 0 || !BoundEvaluation::MayAskEarly(*call)) return;
+  if (call == nullptr || !CanGoAhead(*call) || table.RowCount() == 0) return;
   const Ref<TableRow> row = table.Row(1);
   const EvaluationContext at_row{nullptr, row.get(), context.anchor, context.listener};
   expression_ = Ready(call->expression, at_row);

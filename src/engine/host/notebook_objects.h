@@ -201,10 +201,10 @@ class Field : public HostObject {
   virtual Ref<Table> AsTable() = 0;
 };
 
-// A promise that a host may give: to tell whether what its users entered is still the same, and that
-// a catalogue of units knows a unit for good. Without it, every pass that writes formatted numbers
-// looks at all cells of the form; with it, at none until the stamp changes, and then only at those
-// that changed if the tables give all promises of host/promises.h.
+// A promise that a host may give: to tell whether what its users entered is still the same, and
+// that a catalogue of units knows a unit for good. Without it, every pass that writes formatted
+// numbers looks at all cells of the form; with it, at none until the stamp changes, and then only
+// at those that changed if the tables give all promises of host/promises.h.
 class EnteredCellsPromise {
  public:
   // Never again the same number once an entered cell of the tables has another text, or a cell has

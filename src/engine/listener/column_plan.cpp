@@ -56,11 +56,7 @@ bool ColumnPlan::ReadsItself() const {
 }
 
 Lanes* ColumnPlan::FormulaLanes() const {
-  const Reads& reads = FormulaReads();
-  const bool reads_itself = std::any_of(
-      reads.others.begin(), reads.others.end(),
-      [this](const ColumnRead& read) { return IsSameObject(read.column.get(), column_.get()); });
-  if (reads_itself || has_unsteady_definitions || reads.is_unknown) return nullptr;
+  if (ReadsItself() || FormulaReads().is_unknown) return nullptr;
   return column_->Cells() != nullptr ? bound.top.lanes.get() : nullptr;
 }
 
@@ -70,7 +66,7 @@ bool ColumnPlan::IsTracked() const {
     return column->Changes() != nullptr;
   };
   const Reads& reads = FormulaReads();
-  return !reads.is_unknown && !has_unsteady_definitions && is_tracked(column_) &&
+  return !reads.is_unknown && !bound.has_unsteady_definitions && is_tracked(column_) &&
          std::all_of(reads.own.begin(), reads.own.end(), is_tracked) &&
          std::all_of(reads.others.begin(), reads.others.end(),
                      [&](const ColumnRead& read) { return is_tracked(read.column); });
@@ -94,7 +90,7 @@ RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
     return all;
   }
   RowsToCompute found;
-  if (!AddOthers(found.rows)) return all;
+  if (!OthersHold()) return all;
   std::size_t next = FormulaReads().others.size();
   for (const auto& column : FormulaReads().own) {
     if (!column->Changes()->RowsChangedSince(stamps_[next++], found.rows)) return all;
@@ -107,8 +103,8 @@ RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
   return found;
 }
 
-// False when another cell has changed that all rows may read.
-bool ColumnPlan::AddOthers(std::vector<std::size_t>&) const {
+// Whether no cell has changed that all rows may read.
+bool ColumnPlan::OthersHold() const {
   const auto& others = FormulaReads().others;
   for (std::size_t i = 0; i < others.size(); ++i) {
     const ColumnChanges& changes = *others[i].column->Changes();
@@ -134,7 +130,7 @@ ColumnPlan::Use::~Use() {
 }
 
 void ColumnPlan::Use::End() {
-  if (!plan_.IsTracked()) return;
+  if (!plan_.IsTracked() || refusals_ != EvaluationRefusals()) return;
   plan_.is_computed_ = true;
   plan_.was_formatted_ = shown_as_.is_formatted;
   plan_.string_format_ = plan_.formula_->StringFormat;
@@ -230,9 +226,9 @@ const Reads* Plans::ReadsOfDefinition(std::u16string_view name) {
 // The value of a definition is that of the moment when it was asked for first. When that is does
 // not matter as long as the pass writes into no column that the definition reads.
 void Plans::FindUnsteady() {
-  const bool may_write_anywhere =
-      std::any_of(columns_.begin(), columns_.end(),
-                  [](const auto& column) { return column.second->FormulaReads().is_unknown; });
+  may_call_host_ = std::any_of(columns_.begin(), columns_.end(), [](const auto& column) {
+    return column.second->FormulaReads().is_unknown;
+  });
   const auto is_written = [this](const ColumnRead& read) {
     return columns_.contains(read.column->Identity());
   };
@@ -242,11 +238,14 @@ void Plans::FindUnsteady() {
         return reads.is_unknown ||
                std::any_of(reads.others.begin(), reads.others.end(), is_written);
       });
-  have_unsteady_definitions_ = are_unsteady || may_write_anywhere;
-  for (auto& [identity, plan] : columns_) {
-    plan->has_unsteady_definitions =
-        plan->FormulaReads().has_definitions && have_unsteady_definitions_;
-  }
+  const auto mark = [&](BoundFormula& bound) {
+    bound.has_unsteady_definitions =
+        bound.top.reads.has_definitions && (are_unsteady || may_call_host_);
+  };
+  for (auto& [identity, plan] : columns_)
+    mark(plan->bound);
+  for (auto& [name, definition] : definitions_)
+    mark(*definition.bound);
 }
 
 std::shared_ptr<ColumnPlan> Plans::Of(const TableProperty& column,

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "formula/binding.h"
+#include "formula/evaluator.h"
 #include "formula/function_registry.h"
 #include "host/notebook_objects.h"
 #include "listener/configuration.h"
@@ -42,8 +43,8 @@ struct RowsToCompute {
 struct ShownAs {
   // Whether numbers go through the result format.
   bool is_formatted = false;
-  // What the format goes by; nullptr when it may show the same number otherwise each time, and for
-  // values that are not formatted.
+  // What the format goes by; nullptr when that is not known before a number is shown, or when it
+  // may show the same number otherwise each time.
   const EnteredValues* entered = nullptr;
 };
 
@@ -57,9 +58,6 @@ class ColumnPlan {
   ColumnPlan& operator=(const ColumnPlan&) = delete;
 
   BoundFormula bound;
-  // Whether what the formula comes to depends on when definitions are asked for their values; not
-  // any more in a pass in which they all have been.
-  bool has_unsteady_definitions = false;
 
   const Reads& FormulaReads() const noexcept { return bound.top.reads; }
   const Ref<TableProperty>& Column() const noexcept { return column_; }
@@ -79,7 +77,8 @@ class ColumnPlan {
   RowsToCompute FindRows(const ShownAs& shown_as) const;
 
   // Lives while these rows are computed: notes the stamps in front of that and, at End, that all of
-  // them were. Without End all rows are to be computed next time.
+  // them were. Without End, or where the limits of the evaluation under way refused something, all
+  // rows are to be computed next time.
   class Use {
    public:
     Use(ColumnPlan& plan, const ShownAs& shown_as);
@@ -91,6 +90,7 @@ class ColumnPlan {
    private:
     ColumnPlan& plan_;
     ShownAs shown_as_;
+    std::uint64_t refusals_ = EvaluationRefusals();
   };
   // A pass that begins while another is at this column does without the plan.
   bool IsInUse() const noexcept { return is_in_use_; }
@@ -99,7 +99,7 @@ class ColumnPlan {
   bool ReadsItself() const;
   bool IsTracked() const;
   void NoteStamps();
-  bool AddOthers(std::vector<std::size_t>& rows) const;
+  bool OthersHold() const;
 
   Ref<TableProperty> column_;
   std::shared_ptr<PropertyFormula> formula_;
@@ -134,10 +134,10 @@ class Plans {
   // What is known about a definition's formula, nullptr for nothing. It is to be evaluated now, and
   // gets its tree.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
-  // Whether it matters when a definition is asked for its value first.
-  bool HaveUnsteadyDefinitions() const noexcept { return have_unsteady_definitions_; }
   // Whether what the plans were made from is still there.
   bool Hold() const;
+  // Whether some column's formula may call a function of the host, which may do anything.
+  bool MayCallHost() const noexcept { return may_call_host_; }
 
  private:
   // A named definition as it is bound.
@@ -166,7 +166,7 @@ class Plans {
   // By the columns' identities.
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
-  bool have_unsteady_definitions_ = false;
+  bool may_call_host_ = false;
   int depth_ = 0;
 };
 

@@ -115,7 +115,8 @@ void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {
   // Asked for in each pass, so that a host may build on it, and not used here.
   holder->Properties();
   const Ref<Table> table = field->AsTable();
-  PassUnderWay pass(*this, table, &plans_);
+  // A format of the host may change the notebook with each number that it shows.
+  PassUnderWay pass(*this, table, format->IsPure() ? &plans_ : nullptr);
   if (!table) return;
   const Ref<GridControl> grid = holder->Object();
   ResultWriter writer(*owner, *framework, *format, *grid);

@@ -55,12 +55,12 @@ class Pass::ColumnPass {
         writer_(writer),
         number_formatting_(property_->NumberFormatting()),
         rows_(static_cast<std::size_t>(column.CellCount())),
-        plan_(pass.plans_ != nullptr ? pass.plans_->Of(column, *formula_) : nullptr) {}
+        plan_(pass.plans_ != nullptr && EvaluationHasRoom() ? pass.plans_->Of(column, *formula_)
+                                                            : nullptr) {}
 
   void Run() {
     if (plan_ == nullptr) return ComputeRows(0, rows_);
-    const ShownAs shown_as{number_formatting_,
-                           number_formatting_ ? writer_.PromisedEntered() : nullptr};
+    const ShownAs shown_as{number_formatting_, EnteredIfSettled()};
     const RowsToCompute found = plan_->FindRows(shown_as);
     if (!found.are_all && found.rows.empty()) return;
     ColumnPlan::Use use(*plan_, shown_as);
@@ -76,7 +76,7 @@ class Pass::ColumnPass {
   // Whether the values of definitions are what they would be if rows were computed one by one.
   bool AreDefinitionsSettled() const {
     const auto& names = plan_->bound.definitions;
-    return !plan_->has_unsteady_definitions ||
+    return !plan_->bound.has_unsteady_definitions ||
            std::all_of(names.begin(), names.end(), [this](const std::u16string& name) {
              return pass_.definitions_.IsSettled(name);
            });
@@ -87,6 +87,12 @@ class Pass::ColumnPass {
     if (has_tried_lanes_ || !AreDefinitionsSettled()) return;
     has_tried_lanes_ = true;
     lanes_ = ReadyLanes();
+  }
+
+  // What the host's functions enter in the middle of the pass counts if no number was shown before.
+  const EnteredValues* EnteredIfSettled() const {
+    if (!number_formatting_ || pass_.plans_->MayCallHost()) return nullptr;
+    return writer_.PromisedEntered();
   }
 
   // The lanes, if they can compute anything now.
@@ -263,7 +269,7 @@ Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& fu
         const auto bound = plans_ != nullptr ? plans_->OfDefinition(formula) : nullptr;
         const auto tree = TreeOf(formula, functions_);
         const BoundEvaluation evaluation(bound.get(), number_,
-                                         bound != nullptr && !plans_->HaveUnsteadyDefinitions());
+                                         bound != nullptr && !bound->has_unsteady_definitions);
         Evaluate(*tree, nullptr, table_.get(), value);
       }) {
   if (plans_ != nullptr && table_) plans_->Renew(*table_);

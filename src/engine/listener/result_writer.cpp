@@ -53,7 +53,7 @@ const EnteredValues& ResultWriter::Entered() {
 }
 
 const EnteredValues* ResultWriter::PromisedEntered() {
-  return format_.IsPure() && owner_.EnteredCells() != nullptr ? &Entered() : nullptr;
+  return owner_.EnteredCells() != nullptr ? &Entered() : nullptr;
 }
 
 void ResultWriter::WriteText(TableCell& cell, const CellValue& value) {

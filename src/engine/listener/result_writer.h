@@ -30,8 +30,8 @@ class ResultWriter {
 
   void Finish(TableCell& cell) { grid_.FinishCell(cell); }
 
-  // What formatted numbers are shown with; nullptr when the format may show them otherwise each
-  // time, or when the host does not promise to tell whether it changes.
+  // What formatted numbers are shown with, which is settled then for the whole pass; nullptr when
+  // the host does not promise to tell whether it changes.
   const EnteredValues* PromisedEntered();
 
  private:
