@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 
 #include "functions/function_base.h"
 #include "values/leak_check.h"
@@ -52,8 +51,7 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
                       RowRun run) const override;
   void SelectFrom(const TokenLayer& args, const Table& table, NotebookObject* anchor,
                   CellValue& target) const;
-  std::optional<std::size_t> FirstRow(const TokenLayer& args, const Table& table,
-                                      NotebookObject* anchor) const;
+  Ref<TableRow> FirstRow(const TokenLayer& args, const Table& table, NotebookObject* anchor) const;
 };
 
 }  // namespace ktformula
