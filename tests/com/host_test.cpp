@@ -1,10 +1,13 @@
 // The notebook as a host in COM: its objects as COM objects, foreign listeners as its own, and XML
 // between the two. Runs on Windows.
+#include <array>
+#include <atomic>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "script_object.h"
@@ -81,6 +84,44 @@ TEST(Values, AreConvertedAsTheUserWritesNumbers) {
   EXPECT_EQ(Variant(1002.5).Text(), u"1002,5");
   EXPECT_EQ(Variant(u"1.002,5"sv).Number(), 1002.5);
   ktformula::SetUserLocale({});
+}
+
+// A host changes them behind the component's back.
+TEST_F(HostTest, DictionariesAreAskedEachTime) {
+  ScriptingDictionary own;
+  ScriptingDictionary hosts(own.Dispatch());
+  EXPECT_FALSE(own.Exists(u"a"));
+  hosts.Add(u"a", Variant(1));
+  EXPECT_TRUE(own.Exists(u"a"));
+  EXPECT_FALSE(own.Exists(u"A"));
+  hosts.RemoveAll();
+  EXPECT_FALSE(own.Exists(u"a"));
+}
+
+// Each thread frees what another has made; no block may be handed out twice, nor be too small.
+TEST(SmallMemory, BelongsToOneOwner) {
+  constexpr std::size_t kThreads = 4;
+  std::atomic<int> damaged = 0;
+  std::array<std::atomic<std::string*>, 64> shared{};
+  std::vector<std::thread> threads;
+  for (std::size_t number = 0; number < kThreads; ++number) {
+    threads.emplace_back([&, number] {
+      for (std::size_t i = 0; i < 50'000; ++i) {
+        const std::size_t length = (i * 7 + number) % 160;
+        auto* const made = new std::string(length, static_cast<char>('a' + length % 26));
+        const std::string* const found = shared[i % shared.size()].exchange(made);
+        if (found == nullptr) continue;
+        if (*found != std::string(found->size(), static_cast<char>('a' + found->size() % 26)))
+          ++damaged;
+        delete found;
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  for (const auto& left : shared)
+    delete left.load();
+  EXPECT_EQ(damaged, 0);
 }
 
 TEST_F(HostTest, OneObjectIsOneComObject) {

@@ -19,10 +19,12 @@ class Counted : public Interfaces... {
   Counted& operator=(const Counted&) = delete;
 
   ULONG STDMETHODCALLTYPE AddRef() noexcept override {
-    return static_cast<ULONG>(InterlockedIncrement(&references_));
+    return static_cast<ULONG>(Derived::kCountsForOneThread ? ++references_
+                                                           : InterlockedIncrement(&references_));
   }
   ULONG STDMETHODCALLTYPE Release() noexcept override {
-    const LONG left = InterlockedDecrement(&references_);
+    const LONG left =
+        Derived::kCountsForOneThread ? --references_ : InterlockedDecrement(&references_);
     if (left == 0) {
       // What the destructor calls may take hold of this object and let it go again.
       references_ = kDying;
@@ -30,6 +32,9 @@ class Counted : public Interfaces... {
     }
     return static_cast<ULONG>(left);
   }
+
+  // A class that no other thread's pointers lead to, but through the system's proxies, hides this.
+  static constexpr bool kCountsForOneThread = false;
 
  protected:
   Counted() noexcept = default;

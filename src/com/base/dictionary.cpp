@@ -7,15 +7,32 @@
 namespace ktcom {
 
 ScriptingDictionary::ScriptingDictionary()
-    : dictionary_(CreateSystemObject<IDispatch>(u"Scripting.Dictionary")) {}
+    : ScriptingDictionary(CreateSystemObject<IDispatch>(u"Scripting.Dictionary")) {}
+
+ScriptingDictionary::ScriptingDictionary(ComPtr<IDispatch> dictionary)
+    : dictionary_(std::move(dictionary)) {
+  if (dictionary_ != nullptr) dictionary_.As(&system_dictionary_);
+}
 
 void ScriptingDictionary::Add(std::u16string_view key, Variant item) {
   InvokeByName(*dictionary_.Get(), u"Add", Variants(key, std::move(item)));
 }
 
 bool ScriptingDictionary::Exists(std::u16string_view key) const {
-  if (exists_ == DISPID_UNKNOWN) exists_ = MemberOf(*dictionary_.Get(), u"Exists");
-  return InvokeById(*dictionary_.Get(), exists_, Variants(key)).Boolean();
+  if (system_dictionary_ == nullptr) {
+    return InvokeByName(*dictionary_.Get(), u"Exists", Variants(key)).Boolean();
+  }
+  const auto check = [this](HRESULT code) {
+    Check(code, dictionary_.Get(), __uuidof(ISystemDictionary));
+  };
+  ForgetErrorObject();
+  LONG count = 0;
+  check(system_dictionary_->get_Count(&count));
+  if (count == 0) return false;
+  const Variant asked(key);
+  VARIANT_BOOL exists = VARIANT_FALSE;
+  check(system_dictionary_->Exists(const_cast<VARIANT*>(&asked.Get()), &exists));
+  return exists != VARIANT_FALSE;
 }
 
 Variant ScriptingDictionary::Item(std::u16string_view key) const {

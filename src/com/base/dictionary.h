@@ -8,6 +8,19 @@
 
 #include "com/base/variant.h"
 
+// The typed interface of the system's own dictionary, as far as it is called.
+MIDL_INTERFACE("42C642C1-97E1-11CF-978F-00A02463E06F")
+ISystemDictionary : public IDispatch {
+  virtual HRESULT STDMETHODCALLTYPE putref_Item(VARIANT * key, VARIANT * item) = 0;
+  virtual HRESULT STDMETHODCALLTYPE put_Item(VARIANT * key, VARIANT * item) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Item(VARIANT * key, VARIANT * item) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Add(VARIANT * key, VARIANT * item) = 0;
+  virtual HRESULT STDMETHODCALLTYPE get_Count(LONG * count) = 0;
+  virtual HRESULT STDMETHODCALLTYPE Exists(VARIANT * key, VARIANT_BOOL * exists) = 0;
+};
+__CRT_UUID_DECL(ISystemDictionary, 0x42C642C1, 0x97E1, 0x11CF, 0x97, 0x8F, 0x00, 0xA0, 0x24, 0x63,
+                0xE0, 0x6F)
+
 namespace ktcom {
 
 class ScriptingDictionary {
@@ -15,7 +28,7 @@ class ScriptingDictionary {
   // A new, empty dictionary whose keys compare exactly.
   ScriptingDictionary();
   // A dictionary that someone else has made.
-  explicit ScriptingDictionary(ComPtr<IDispatch> dictionary) : dictionary_(std::move(dictionary)) {}
+  explicit ScriptingDictionary(ComPtr<IDispatch> dictionary);
 
   const ComPtr<IDispatch>& Dispatch() const noexcept { return dictionary_; }
 
@@ -36,8 +49,8 @@ class ScriptingDictionary {
   std::vector<Variant> ListOf(std::u16string_view member) const;
 
   ComPtr<IDispatch> dictionary_;
-  // Asked for each reference of a formula.
-  mutable DISPID exists_ = DISPID_UNKNOWN;
+  // The same when it is the system's: it is asked for each reference of a formula.
+  ComPtr<ISystemDictionary> system_dictionary_;
 };
 
 }  // namespace ktcom

@@ -63,8 +63,6 @@ ComPtr<ITypeInfo> TypeInformation(IUnknown* object) {
   return information;
 }
 
-}  // namespace
-
 DISPID MemberOf(IDispatch& object, std::u16string_view name) {
   const DISPID member = FindMember(object, name);
   if (member == DISPID_UNKNOWN) {
@@ -75,11 +73,10 @@ DISPID MemberOf(IDispatch& object, std::u16string_view name) {
   return member;
 }
 
-Variant InvokeByName(IDispatch& object, std::u16string_view name, std::vector<Variant> arguments) {
-  return InvokeById(object, MemberOf(object, name), std::move(arguments));
-}
+}  // namespace
 
-Variant InvokeById(IDispatch& object, DISPID member, std::vector<Variant> arguments) {
+Variant InvokeByName(IDispatch& object, std::u16string_view name, std::vector<Variant> arguments) {
+  const DISPID member = MemberOf(object, name);
   // Automation counts arguments from the last one.
   std::vector<VARIANT> reversed;
   reversed.reserve(arguments.size());

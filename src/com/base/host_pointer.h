@@ -28,9 +28,6 @@ std::vector<Variant> Variants(Arguments&&... arguments) {
 // Calls a method, or gets a property, by name. Raises what the object raises, and error 438 when
 // it has no such member.
 Variant InvokeByName(IDispatch& object, std::u16string_view name, std::vector<Variant> arguments);
-// The same in two steps, for members that are called often.
-DISPID MemberOf(IDispatch& object, std::u16string_view name);
-Variant InvokeById(IDispatch& object, DISPID member, std::vector<Variant> arguments);
 // Sets a property by name.
 void PutByName(IDispatch& object, std::u16string_view name, Variant value);
 // Whether the object has a member of this name.

@@ -18,7 +18,7 @@ void UseObjectMaker(ObjectMaker maker) noexcept {
 
 ComPtr<IDispatch> ToDispatch(const ktformula::HostObject* object) {
   if (object == nullptr) return nullptr;
-  if (const auto* foreign = dynamic_cast<const Foreign*>(object)) return foreign->Dispatch();
+  if (void* const stand_in = object->StandIn()) return static_cast<IDispatch*>(stand_in);
   ComPtr<IDispatch> shell = FindShell(object->Identity());
   // The COM object keeps its native one, though it was given for reading only.
   if (const ObjectMaker maker = own_maker; shell == nullptr && maker != nullptr) {

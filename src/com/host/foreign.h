@@ -13,15 +13,6 @@
 
 namespace ktcom {
 
-// The COM object behind an adapter.
-class Foreign {
- public:
-  virtual IDispatch* Dispatch() const noexcept = 0;
-
- protected:
-  ~Foreign() = default;
-};
-
 // The COM object that stands for an object of the engine's world: the one behind an adapter, or the
 // one that this module has made, or makes now, for an object of its own. Empty for nullptr; raises
 // error 13 for an object that no COM object stands for.
@@ -39,11 +30,13 @@ void UseObjectMaker(ObjectMaker maker) noexcept;
 
 // An engine's interface answered by a foreign object in the role of a COM interface.
 template <typename EngineInterface, typename Interface>
-class ForeignObject : public EngineInterface, public Foreign {
+class ForeignObject : public EngineInterface {
  public:
-  explicit ForeignObject(HostPointer<Interface> object) : object_(std::move(object)) {}
+  explicit ForeignObject(HostPointer<Interface> object) : object_(std::move(object)) {
+    this->NoteStandIn(object_.Dispatch());
+  }
 
-  IDispatch* Dispatch() const noexcept final { return object_.Dispatch(); }
+  IDispatch* Dispatch() const noexcept { return object_.Dispatch(); }
   // The object's identity in COM, so that two adapters of one object are the same.
   const void* Identity() const noexcept final {
     ComPtr<IUnknown> identity;

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "com/base/object.h"
-#include "com/base/shells.h"
 #include "host/ref.h"
 #include "values/raised_error.h"
 
@@ -18,19 +17,22 @@ template <typename Derived, typename EngineInterface, typename Interface, typena
 class Shell : public Object<Derived, Interface, Others...> {
  public:
   static constexpr const GUID& kClassIdentifier = GUID_NULL;
+  // The program has one thread, and an apartment for it.
+  static constexpr bool kCountsForOneThread = true;
 
   explicit Shell(Ref<EngineInterface> native) : native_(std::move(native)) {
-    AddShell(native_->Identity(), static_cast<Interface*>(this));
+    native_->NoteStandIn(static_cast<IDispatch*>(static_cast<Interface*>(this)));
   }
 
   void* STDMETHODCALLTYPE Native(const std::type_info& type) noexcept override {
+    if (type == typeid(EngineInterface)) return native_.get();
     return type == typeid(ktformula::HostObject)
                ? static_cast<ktformula::HostObject*>(native_.get())
                : nullptr;
   }
 
  protected:
-  ~Shell() { RemoveShell(native_->Identity()); }
+  ~Shell() { native_->NoteStandIn(nullptr); }
 
   EngineInterface& Own() const noexcept { return *native_; }
 
@@ -43,8 +45,9 @@ class Shell : public Object<Derived, Interface, Others...> {
 template <typename ShellClass, typename Interface, typename EngineInterface>
 ComPtr<Interface> FindOrMake(const Ref<EngineInterface>& native) {
   if (!native) return nullptr;
-  const ComPtr<IDispatch> known = FindShell(native->Identity());
-  if (known != nullptr) return static_cast<Interface*>(known.Get());
+  if (void* const known = native->StandIn()) {
+    return static_cast<Interface*>(static_cast<IDispatch*>(known));
+  }
   return MakeObject<ShellClass>(native);
 }
 
@@ -53,6 +56,7 @@ ComPtr<Interface> FindOrMake(const Ref<EngineInterface>& native) {
 template <typename EngineInterface>
 EngineInterface& OwnArgument(IDispatch* object) {
   if (object == nullptr) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  if (auto* const native = NativeOf<EngineInterface>(object)) return *native;
   auto* const native = dynamic_cast<EngineInterface*>(NativeOf<ktformula::HostObject>(object));
   if (native == nullptr) ktformula::Raise(ktformula::RuntimeError::kTypeMismatch);
   return *native;

@@ -51,8 +51,7 @@ void SelectFunction::Compute(const TokenLayer& args, NotebookObject* anchor, Cel
 
 void SelectFunction::SelectFrom(const TokenLayer& args, const Table& table, NotebookObject* anchor,
                                 CellValue& target) const {
-  if (const auto row_index = FirstRow(args, table, anchor)) {
-    const Ref<TableRow> row = table.Row(static_cast<int>(*row_index) + 1);
+  if (const Ref<TableRow> row = FirstRow(args, table, anchor)) {
     Evaluate(target, args.Item(0), nullptr, row.get(), anchor);
     return;
   }
@@ -72,11 +71,13 @@ std::optional<Lookup::Answer> SelectFunction::LookedUpRow(const TokenLayer& args
   return static_cast<Lookup*>(call->own.get())->Find(context);
 }
 
-// The first row for which the condition holds, counted from 0.
-std::optional<std::size_t> SelectFunction::FirstRow(const TokenLayer& args, const Table& table,
-                                                    NotebookObject* anchor) const {
+// The first row for which the condition holds, empty when there is none. It is asked for once.
+Ref<TableRow> SelectFunction::FirstRow(const TokenLayer& args, const Table& table,
+                                       NotebookObject* anchor) const {
   const auto rows = static_cast<std::size_t>(table.RowCount());
-  if (const auto answer = LookedUpRow(args, table, anchor)) return answer->row;
+  if (const auto answer = LookedUpRow(args, table, anchor)) {
+    return answer->row ? table.Row(static_cast<int>(*answer->row) + 1) : nullptr;
+  }
   RowLanes lanes(args, table, true, ContextAt(anchor));
   for (std::size_t first = 0; first < rows; first += kMaximumLanes) {
     const std::size_t count = std::min(rows - first, kMaximumLanes);
@@ -84,12 +85,13 @@ std::optional<std::size_t> SelectFunction::FirstRow(const TokenLayer& args, cons
     for (std::size_t lane = 0; lane < count; ++lane) {
       const RowVerdict verdict = lanes.Verdicts()[lane];
       if (verdict == RowVerdict::kSkip) continue;
-      if (verdict == RowVerdict::kTake) return first + lane;
-      const Ref<TableRow> row = table.Row(static_cast<int>(first + lane) + 1);
-      if (Holds(args.Item(2), nullptr, row.get(), anchor)) return first + lane;
+      Ref<TableRow> row = table.Row(static_cast<int>(first + lane) + 1);
+      if (verdict == RowVerdict::kTake || Holds(args.Item(2), nullptr, row.get(), anchor)) {
+        return row;
+      }
     }
   }
-  return std::nullopt;
+  return nullptr;
 }
 
 Bound SelectFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,

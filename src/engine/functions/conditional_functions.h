@@ -55,8 +55,7 @@ class SelectFunction final : public FunctionBase, private LeakCounted<SelectFunc
                   CellValue& target) const;
   std::optional<Lookup::Answer> LookedUpRow(const TokenLayer& args, const Table& table,
                                             NotebookObject* anchor) const;
-  std::optional<std::size_t> FirstRow(const TokenLayer& args, const Table& table,
-                                      NotebookObject* anchor) const;
+  Ref<TableRow> FirstRow(const TokenLayer& args, const Table& table, NotebookObject* anchor) const;
 };
 
 }  // namespace ktformula

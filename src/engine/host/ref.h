@@ -24,6 +24,11 @@ class HostObject {
   // Two wrappers of one foreign object are different C++ objects with the same identity.
   virtual const void* Identity() const noexcept { return this; }
 
+  // What stands for this object in another world, such as a COM object; nullptr for nothing. It is
+  // not kept alive here: whoever notes it takes it back in time.
+  void* StandIn() const noexcept { return stand_in_; }
+  void NoteStandIn(void* stand_in) const noexcept { stand_in_ = stand_in; }
+
   // The name that messages show for an object of this class.
   virtual std::u16string TypeName() const = 0;
 
@@ -32,6 +37,7 @@ class HostObject {
   virtual ~HostObject() = default;
 
  private:
+  mutable void* stand_in_ = nullptr;
   mutable std::uint32_t references_ = 0;
 };
 
@@ -77,6 +83,7 @@ Ref<T> MakeRef(Args&&... args) {
 // Whether both refer to the same host object; two empty references are the same too.
 inline bool IsSameObject(const HostObject* left, const HostObject* right) noexcept {
   if (left == nullptr || right == nullptr) return left == right;
+  if (left->StandIn() != nullptr && left->StandIn() == right->StandIn()) return true;
   return left->Identity() == right->Identity();
 }
 
