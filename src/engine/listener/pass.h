@@ -14,6 +14,7 @@
 #include "listener/definition_values.h"
 #include "listener/result_writer.h"
 #include "values/cell_value.h"
+#include "values/platform.h"
 
 namespace ktformula {
 
@@ -44,6 +45,7 @@ class Pass {
  private:
   class ColumnPass;
 
+  StoppedClock clock_;
   const FormulaConfiguration& configuration_;
   const FunctionRegistry& functions_;
   NamedValues& names_;

@@ -50,8 +50,7 @@ void CellValue::InitializeFromChemicalStructure(const ChemicalStructure& cs) {
 void CellValue::InitializeFromELNProperty(ktformula::ELNProperty* property) {
   SetTypeFromProperty(property);
   text_.clear();
-  min_date_ = CurrentDateTime();
-  max_date_ = CurrentDateTime();
+  min_date_ = max_date_ = CurrentDateTime();
   min_number_ = max_number_ = 0;
   boolean_ = false;
   mvr_structure_.clear();

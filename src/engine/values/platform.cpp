@@ -5,6 +5,7 @@
 #include <cmath>
 #include <ctime>
 #include <limits>
+#include <utility>
 
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -96,6 +97,25 @@ std::int64_t LocalOffset(std::time_t minute) {
   return seconds.count() - time;
 }
 
+thread_local StoppedClock* stopped_clock = nullptr;
+
+double ReadClock() {
+  using std::chrono::system_clock;
+  const double seconds =
+      std::chrono::duration<double>(system_clock::now().time_since_epoch()).count();
+  // Clocks change on full minutes, so the offset is asked for once a minute: this runs for every
+  // evaluated layer.
+  thread_local std::time_t known_minute = -1;
+  thread_local std::int64_t offset = 0;
+  const auto minute = static_cast<std::time_t>(seconds / 60);
+  if (minute != known_minute) {
+    offset = LocalOffset(minute);
+    known_minute = minute;
+  }
+  constexpr double kUnixEpoch = 25569;  // 1970-01-01 as a day count
+  return kUnixEpoch + (seconds + static_cast<double>(offset)) / kSecondsPerDay;
+}
+
 }  // namespace
 
 std::optional<bool> BooleanText(std::u16string_view text) {
@@ -146,20 +166,16 @@ std::u16string DateToText(double date) {
 }
 
 double CurrentDateTime() {
-  using std::chrono::system_clock;
-  const double seconds =
-      std::chrono::duration<double>(system_clock::now().time_since_epoch()).count();
-  // Clocks change on full minutes, so the offset is asked for once a minute: this runs for every
-  // evaluated layer.
-  thread_local std::time_t known_minute = -1;
-  thread_local std::int64_t offset = 0;
-  const auto minute = static_cast<std::time_t>(seconds / 60);
-  if (minute != known_minute) {
-    offset = LocalOffset(minute);
-    known_minute = minute;
-  }
-  constexpr double kUnixEpoch = 25569;  // 1970-01-01 as a day count
-  return kUnixEpoch + (seconds + static_cast<double>(offset)) / kSecondsPerDay;
+  if (stopped_clock == nullptr) return ReadClock();
+  std::optional<double>& moment = stopped_clock->moment_;
+  if (!moment) moment = ReadClock();
+  return *moment;
+}
+
+StoppedClock::StoppedClock() noexcept : outer_(std::exchange(stopped_clock, this)) {}
+
+StoppedClock::~StoppedClock() {
+  stopped_clock = outer_;
 }
 
 std::int32_t RoundToInteger(double value) {

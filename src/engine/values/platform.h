@@ -20,8 +20,25 @@ std::optional<bool> BooleanText(std::u16string_view text);
 std::optional<double> DateValue(std::u16string_view text);
 std::u16string DateToText(double date);
 
-// The current local date and time as a day count.
+// The current local date and time as a day count; while a StoppedClock lives on this thread, the
+// one at which it was asked first.
 double CurrentDateTime();
+
+// Lets this thread see one moment as long as it lives, and reads the clock at most once for that.
+// Within another one it has a moment of its own. They end in the opposite order.
+class StoppedClock {
+ public:
+  StoppedClock() noexcept;
+  StoppedClock(const StoppedClock&) = delete;
+  StoppedClock& operator=(const StoppedClock&) = delete;
+  ~StoppedClock();
+
+ private:
+  friend double CurrentDateTime();
+
+  std::optional<double> moment_;
+  StoppedClock* outer_;
+};
 
 // Round half to even, as the conversion to a 32-bit integer does; raises error 6 outside its
 // range.
