@@ -2,9 +2,11 @@
 #include "values/platform.h"
 
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <thread>
 #include <vector>
 
 #include "values/describe.h"
@@ -60,6 +62,18 @@ TEST(Dates, ReadAndWrite) {
   std::array<char, 32> text{};
   ASSERT_NE(std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", std::localtime(&now)), 0U);
   EXPECT_NEAR(CurrentDateTime(), DateValue(Widen(text.data())).value(), 2.0 / 86400);
+}
+
+TEST(StoppedClock, ShowsOneMomentToItsThread) {
+  const StoppedClock outer;
+  const double moment = CurrentDateTime();
+  const auto wait = [] { std::this_thread::sleep_for(std::chrono::milliseconds(2)); };
+  wait();
+  {
+    const StoppedClock inner;
+    EXPECT_GT(CurrentDateTime(), moment);
+  }
+  EXPECT_EQ(CurrentDateTime(), moment);
 }
 
 TEST(Booleans, HaveTwoReadings) {

@@ -31,8 +31,9 @@ class IKtFormulaFunction {
   // changes nothing. So it is with the language's own functions; of a host's nothing is known.
   virtual bool IsPure() const noexcept { return false; }
 
-  // What a call with these arguments reads, and how it is computed for many rows of `run` at once,
-  // if it can be; `anchor` is where its references start. Of a host's functions nothing is known.
+  // What a call with these arguments reads, and how it is computed for many rows of `run`, a
+  // RowRun, at once, if it can be; `anchor` is where its references start. Of a host's functions
+  // nothing is known.
   virtual Bound Bind(Binder& binder, const TokenLayer& args, const Place& anchor,
                      unsigned run) const;
 
