@@ -142,6 +142,9 @@ class BoundFormula {
   // Whether what the formula comes to depends on when definitions are asked for their values.
   bool has_unsteady_definitions = false;
 
+  // Whether what its maker knew besides still is so; empty for always.
+  std::function<bool()> holds;
+
   // Whether everything that was asked would answer the same again.
   bool IsUpToDate() const;
 
@@ -230,15 +233,18 @@ class BoundEvaluation {
   ~BoundEvaluation();
 
   // nullptr when nothing is known about the call.
-  static BoundCall* FindCall(const TokenLayer& args) noexcept;
+  static BoundCall* FindCall(const TokenLayer& args);
   static std::uint64_t Pass() noexcept;
   // Whether definitions may only be asked for their values where a row needs them.
   static bool HasUnsteadyDefinitions() noexcept;
 
  private:
+  void ForgetWhatNoLongerHolds();
+
   BoundFormula* formula_;
   std::uint64_t pass_;
   int foreign_calls_ = ForeignCallsUnderWay();
+  std::uint64_t boundaries_ = ForeignCallBoundaries();
   BoundEvaluation* outer_;
 };
 

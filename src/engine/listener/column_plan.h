@@ -126,8 +126,6 @@ class Plans {
   std::shared_ptr<ColumnPlan> Of(const TableProperty& column, const PropertyFormula& formula) const;
   // Gives the definition's formula its tree, which is to be evaluated now.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
-  // Whether what the plans were made from is still there.
-  bool Hold() const;
   // Whether some column's formula may call a function of the host, which may do anything.
   bool MayCallHost() const noexcept { return may_call_host_; }
 
@@ -143,6 +141,8 @@ class Plans {
   // The stamps of formulas, definitions and functions.
   using Sources = std::array<std::optional<std::uint64_t>, 3>;
 
+  // Whether what the plans were made from is still there.
+  bool Hold() const;
   Sources PresentSources() const;
   void Make();
   void MakeColumn(const Ref<TableProperty>& column);
@@ -159,6 +159,8 @@ class Plans {
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
   bool may_call_host_ = false;
+  // Of the plans that are there now.
+  std::uint64_t generation_ = 0;
   int depth_ = 0;
 };
 
