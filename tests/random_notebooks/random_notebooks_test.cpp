@@ -39,10 +39,12 @@ TEST(RandomNotebooks, NotebooksMadeByHandShowTheSameInAllModes) {
     std::u16string_view b;
     std::u16string_view shown;
     std::u16string_view d;
-    // What POKE enters: the column of `x` or `w`, the row, the text.
+    // What POKE enters: the column of `x` or `w`, the row, the text; or the formula of a definition
+    // "x".
     std::size_t poked_column = 0;
     std::size_t poked_row = 0;
     std::u16string_view poked = u"";
+    EditKind poke = EditKind::kType;
   };
   const Row rows[] = {
       // Definitions keep the value that they have when a row first needs them, if one does.
@@ -55,6 +57,8 @@ TEST(RandomNotebooks, NotebooksMadeByHandShowTheSameInAllModes) {
       {u"COUNT([T], IF([w] = 1, POKE(0), [x] > 1))", u"", u"", u"", 0, 3, u"0"},
       {u"SUM(ONERROR([x]/([w]-1), POKE(1)), [T])", u"", u"", u"", 0, 3, u"30"},
       {u"SELECT([x], [T], IF([w] = 1, POKE(0) = 1, [x] > 3))", u"", u"", u"", 0, 3, u"1"},
+      // It gives a name another meaning within the formula.
+      {u"POKE(1)+SUM([x], [T])", u"", u"", u"", 0, 0, u"7", EditKind::kDefinition},
       // Units are looked for when the first number is shown.
       {u"", u"", u"POKE([x])", u"", 0, 3, u"5 mg"},
   };
@@ -79,6 +83,8 @@ TEST(RandomNotebooks, NotebooksMadeByHandShowTheSameInAllModes) {
     poke.column = row.poked_column;
     poke.row = row.poked_row;
     poke.text = row.poked;
+    poke.kind = row.poke;
+    poke.more = u"x";
     if (!row.poked.empty()) plan.pokes = {poke};
     plan.steps.resize(2);
     Totals totals;

@@ -295,14 +295,22 @@ BoundEvaluation::~BoundEvaluation() {
   current = outer_;
 }
 
-BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) noexcept {
-  if (current == nullptr || current->formula_ == nullptr) return nullptr;
-  if (current->foreign_calls_ != ForeignCallsUnderWay() || !EvaluationHasRoom()) return nullptr;
+BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) {
+  if (current == nullptr || current->foreign_calls_ != ForeignCallsUnderWay()) return nullptr;
+  current->ForgetWhatNoLongerHolds();
+  if (current->formula_ == nullptr || !EvaluationHasRoom()) return nullptr;
   return current->formula_->FindCall(args);
 }
 
 bool BoundEvaluation::MayAskEarly(const BoundCall& call) noexcept {
   return !call.reads.has_definitions || current->may_ask_early_;
+}
+
+// A function of the host that was called meanwhile may have changed anything.
+void BoundEvaluation::ForgetWhatNoLongerHolds() {
+  const std::uint64_t boundaries = ForeignCallBoundaries();
+  if (formula_ == nullptr || std::exchange(boundaries_, boundaries) == boundaries) return;
+  if (formula_->holds && !formula_->holds()) formula_ = nullptr;
 }
 
 std::uint64_t BoundEvaluation::Pass() noexcept {

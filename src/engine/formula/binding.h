@@ -149,6 +149,9 @@ class BoundFormula {
   // any more in a pass in which they all have been.
   bool has_unsteady_definitions = false;
 
+  // Whether what its maker knew besides still is so; empty for always.
+  std::function<bool()> holds;
+
   // Whether everything that was asked would answer the same again.
   bool IsUpToDate() const;
 
@@ -239,16 +242,19 @@ class BoundEvaluation {
   ~BoundEvaluation();
 
   // nullptr when nothing is known about the call.
-  static BoundCall* FindCall(const TokenLayer& args) noexcept;
+  static BoundCall* FindCall(const TokenLayer& args);
   // Whether what the call reads may be asked before its rows come to it.
   static bool MayAskEarly(const BoundCall& call) noexcept;
   static std::uint64_t Pass() noexcept;
 
  private:
+  void ForgetWhatNoLongerHolds();
+
   BoundFormula* formula_;
   std::uint64_t pass_;
   bool may_ask_early_;
   int foreign_calls_ = ForeignCallsUnderWay();
+  std::uint64_t boundaries_ = ForeignCallBoundaries();
   BoundEvaluation* outer_;
 };
 

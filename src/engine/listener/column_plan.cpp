@@ -140,6 +140,7 @@ void ColumnPlan::Use::End() {
 }
 
 void Plans::Forget() {
+  ++generation_;
   columns_.clear();
   definitions_.clear();
   table_ = nullptr;
@@ -195,6 +196,7 @@ void Plans::MakeColumn(const Ref<TableProperty>& column) {
 }
 
 void Plans::Bind(BoundFormula& bound, const TokenTree& tree, const Place& place) {
+  bound.holds = [this, generation = generation_] { return generation_ == generation && Hold(); };
   Binder(bound, [this](std::u16string_view name) {
     return ReadsOfDefinition(name);
   }).Bind(tree, place);

@@ -134,8 +134,6 @@ class Plans {
   // What is known about a definition's formula, nullptr for nothing. It is to be evaluated now, and
   // gets its tree.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
-  // Whether what the plans were made from is still there.
-  bool Hold() const;
   // Whether some column's formula may call a function of the host, which may do anything.
   bool MayCallHost() const noexcept { return may_call_host_; }
 
@@ -151,6 +149,8 @@ class Plans {
   // The stamps of formulas, definitions and functions; empty for those that the host keeps.
   using Sources = std::array<std::optional<std::uint64_t>, 3>;
 
+  // Whether what the plans were made from is still there.
+  bool Hold() const;
   Sources PresentSources() const;
   void Make();
   void MakeColumn(const Ref<TableProperty>& column);
@@ -167,6 +167,8 @@ class Plans {
   std::unordered_map<const void*, std::shared_ptr<ColumnPlan>> columns_;
   std::map<std::u16string, Definition, std::less<>> definitions_;
   bool may_call_host_ = false;
+  // Of the plans that are there now.
+  std::uint64_t generation_ = 0;
   int depth_ = 0;
 };
 

@@ -201,7 +201,7 @@ class Pass::ColumnPass {
 
   // Whether there is a plan that still holds: the host may change much from within a call.
   bool HasPlan() const {
-    return plan_ != nullptr && pass_.plans_->Hold() && plan_->IsOf(*formula_);
+    return plan_ != nullptr && plan_->bound.holds() && plan_->IsOf(*formula_);
   }
 
   ColumnCells& Cells() const { return *plan_->Column()->Cells(); }
