@@ -82,7 +82,8 @@ class ColumnCells {
   // form of the number and the flag true, then FinishCell. The numbers are finite.
   virtual void WriteNumbers(std::size_t first, std::span<const double> numbers) = 0;
 
-  // The same with the text texts[which[i]], and `is_value` for the flag.
+  // The same with the text texts[which[i]], and `is_value` for the flag; without it, ClearNumber
+  // before all in cells with a number.
   virtual void WriteTexts(std::size_t first, std::span<const std::uint32_t> which,
                           std::span<const std::u16string_view> texts, bool is_value) = 0;
 
