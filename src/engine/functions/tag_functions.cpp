@@ -145,6 +145,12 @@ void IsEnteredFunction::Compute(const TokenLayer& args, NotebookObject* anchor, 
   target.SetBoolean(cell && cell->Tag() == kEntered);
 }
 
+Bound RowTagFunction::BindArguments(Binder&, const TokenLayer&, const Place&, RowRun) const {
+  Bound bound;
+  bound.reads.is_unknown = true;
+  return bound;
+}
+
 void RowTagFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) {
   const LayerItem argument = FirstArgument(args);
   // A text denotes no row.

@@ -16,7 +16,7 @@ class CellNoteFunction : public FunctionBase {
       : FunctionBase(row), messages_(messages) {}
 
   Bound BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
-                      RowRun run) const final;
+                      RowRun run) const override;
 
   // The first argument: a reference or a text.
   LayerItem FirstArgument(const TokenLayer& args) const;
@@ -63,6 +63,8 @@ class RowTagFunction final : public CellNoteFunction, private LeakCounted<RowTag
   RowTagFunction();
 
  private:
+  // Nobody promises to tell of the tags of rows.
+  Bound BindArguments(Binder&, const TokenLayer&, const Place&, RowRun) const override;
   void Compute(const TokenLayer& args, NotebookObject* anchor, CellValue& target) override;
 };
 
