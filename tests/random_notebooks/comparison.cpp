@@ -142,7 +142,11 @@ std::string DifferenceOfChanges(const LiveNotebook& reference, const LiveNoteboo
 class Lockstep {
  public:
   Lockstep(const NotebookPlan& plan, std::span<const Mode> modes, Totals& totals)
-      : plan_(plan), totals_(totals) {
+      : plan_(plan),
+        totals_(totals),
+        has_one_locale_(std::all_of(plan.steps.begin(), plan.steps.end(), [&](const Step& step) {
+          return step.comma == plan.steps.front().comma;
+        })) {
     for (const Mode& mode : modes)
       notebooks_.push_back(std::make_unique<LiveNotebook>(plan, mode));
   }
@@ -165,12 +169,10 @@ class Lockstep {
     round_ = 0;
     ++totals_.recalculations;
     UsedLocale::Set(step.comma);
-    // A formula keeps the numerals that it was parsed with, and so does what is known of it.
-    may_renew_ = may_renew_ && step.comma == plan_.steps.front().comma;
     for (const auto& notebook : notebooks_) {
       for (const Edit& edit : step.edits)
         notebook->Apply(edit);
-      if (may_renew_) notebook->Renew();
+      if (has_one_locale_) notebook->Renew();
     }
     if (!step.look_at_rounds) {
       RunRounds(step, step.maximum_rounds, step.look_at_end);
@@ -238,7 +240,8 @@ class Lockstep {
   const NotebookPlan& plan_;
   Totals& totals_;
   std::vector<std::unique_ptr<LiveNotebook>> notebooks_;
-  bool may_renew_ = true;
+  // Otherwise nothing is made anew: a formula keeps the numerals that it was parsed with.
+  bool has_one_locale_;
   std::size_t step_ = 0;
   int round_ = 0;
   std::optional<Difference> difference_;
