@@ -250,6 +250,12 @@ void Plans::FindUnsteady() {
     mark(*definition.bound);
 }
 
+bool Plans::AreDefinitionsParsed() const {
+  return std::all_of(definitions_.begin(), definitions_.end(), [](const auto& entry) {
+    return entry.second.formula->TokenTree != nullptr || entry.second.tree == nullptr;
+  });
+}
+
 std::shared_ptr<ColumnPlan> Plans::Of(const TableProperty& column,
                                       const PropertyFormula& formula) const {
   const auto found = columns_.find(column.Identity());

@@ -134,6 +134,9 @@ class Plans {
   // What is known about a definition's formula, nullptr for nothing. It is to be evaluated now, and
   // gets its tree.
   std::shared_ptr<BoundFormula> OfDefinition(PropertyFormula& formula) const;
+  // Whether every definition that formulas refer to is parsed, as far as it can be: with which
+  // separators that is done is settled when it is asked for first.
+  bool AreDefinitionsParsed() const;
   // Whether some column's formula may call a function of the host, which may do anything.
   bool MayCallHost() const noexcept { return may_call_host_; }
 

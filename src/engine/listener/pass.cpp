@@ -76,7 +76,7 @@ class Pass::ColumnPass {
   // Whether the values of definitions are what they would be if rows were computed one by one.
   bool AreDefinitionsSettled() const {
     const auto& names = plan_->bound.definitions;
-    return !plan_->bound.has_unsteady_definitions ||
+    return pass_.MayAskEarly(plan_->bound) ||
            std::all_of(names.begin(), names.end(), [this](const std::u16string& name) {
              return pass_.definitions_.IsSettled(name);
            });
@@ -269,10 +269,15 @@ Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& fu
         const auto bound = plans_ != nullptr ? plans_->OfDefinition(formula) : nullptr;
         const auto tree = TreeOf(formula, functions_);
         const BoundEvaluation evaluation(bound.get(), number_,
-                                         bound != nullptr && !bound->has_unsteady_definitions);
+                                         bound != nullptr && MayAskEarly(*bound));
         Evaluate(*tree, nullptr, table_.get(), value);
       }) {
   if (plans_ != nullptr && table_) plans_->Renew(*table_);
+}
+
+bool Pass::MayAskEarly(const BoundFormula& formula) const {
+  return formula.definitions.empty() ||
+         (!formula.has_unsteady_definitions && plans_->AreDefinitionsParsed());
 }
 
 void Pass::Recalculate(ResultWriter& writer) {

@@ -45,6 +45,9 @@ class Pass {
  private:
   class ColumnPass;
 
+  // Whether it does not matter when the definitions are asked for, that the formula refers to.
+  bool MayAskEarly(const BoundFormula& formula) const;
+
   StoppedClock clock_;
   const FormulaConfiguration& configuration_;
   const FunctionRegistry& functions_;
