@@ -174,16 +174,24 @@ std::shared_ptr<Lookup> Lookup::Make(Binder& binder, const LayerItem& condition,
   if (!is_equation) return nullptr;
   const Term& left = layer.Head();
   const Term& right = layer.Steps()[0].operand;
+  auto lookup = MakeFor(binder, condition.Other(left.item), left, condition.Other(right.item),
+                        right, false, at);
+  if (lookup == nullptr) {
+    lookup = MakeFor(binder, condition.Other(right.item), right, condition.Other(left.item), left,
+                     true, at);
+  }
+  return lookup;
+}
+
+std::shared_ptr<Lookup> Lookup::MakeFor(Binder& binder, const LayerItem& key_item, const Term& key,
+                                        const LayerItem& item, const Term& sought, bool is_head,
+                                        const Standpoint& at) {
   const RowRun run = at.anchor.run;
-  const auto make = [&](const Term& key, const Term& sought, bool is_head) {
-    const Ref<TableProperty> column = binder.OwnColumn(key, condition.Other(key.item), at);
-    const LayerItem item = condition.Other(sought.item);
-    const bool is_lookup =
-        column && binder.BindOperand(sought, item, is_head, at, run).reads.IsFixedIn(run);
-    return is_lookup ? std::shared_ptr<Lookup>(new Lookup(column, sought, item, is_head)) : nullptr;
-  };
-  if (auto lookup = make(left, right, false)) return lookup;
-  return make(right, left, true);
+  const Ref<TableProperty> column = binder.OwnColumn(key, key_item, at);
+  if (!column || !binder.BindOperand(sought, item, is_head, at, run).reads.IsFixedIn(run)) {
+    return nullptr;
+  }
+  return std::shared_ptr<Lookup>(new Lookup(column, sought, item, is_head));
 }
 
 LanesPtr Lookup::MakeLanes(const std::shared_ptr<Lookup>& lookup, Binder& binder,

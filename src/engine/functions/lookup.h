@@ -72,6 +72,11 @@ class Lookup {
   Lookup(Ref<TableProperty> column, const Term& sought, const LayerItem& item, bool is_head)
       : index_(std::move(column)), sought_(sought), item_(item), is_head_(is_head) {}
 
+  // For a key and what is sought on its other side, each with its item; nullptr when the one is no
+  // column of the table or the other not the same for all its rows.
+  static std::shared_ptr<Lookup> MakeFor(Binder& binder, const LayerItem& key_item, const Term& key,
+                                         const LayerItem& item, const Term& sought, bool is_head,
+                                         const Standpoint& at);
   std::optional<Answer> FindValue(const CellValue& sought) const;
 
   KeyIndex index_;

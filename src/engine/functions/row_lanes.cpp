@@ -65,7 +65,7 @@ void RowLanes::Compute(std::size_t first, std::size_t count, bool without_expres
     if (refused == nullptr) return;
   }
   for (std::size_t lane = 0; lane < count; ++lane) {
-    const bool is_computed = expression_ != nullptr && refused[lane] == 0;
+    const bool is_computed = refused != nullptr && refused[lane] == 0;
     if (verdicts_[lane] == RowVerdict::kTake && !is_computed) verdicts_[lane] = RowVerdict::kAsk;
   }
 }

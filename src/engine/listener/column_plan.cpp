@@ -81,7 +81,7 @@ void ColumnPlan::NoteStamps() {
 }
 
 RowsToCompute ColumnPlan::FindRows(const ShownAs& shown_as) const {
-  const RowsToCompute all{true, {}};
+  RowsToCompute all{true, {}};
   if (!is_computed_ || !IsTracked()) return all;
   if (shown_as.is_formatted != was_formatted_ || formula_->StringFormat != string_format_) {
     return all;
