@@ -30,9 +30,12 @@ void LaneTexts::Take(const Lanes& lanes, std::size_t count) {
       which_[lane] = IndexOf(text);
       continue;
     }
-    if (text.data() != buffer.data()) buffer.assign(text);
     which_[lane] = static_cast<std::uint32_t>(texts_.size());
-    texts_.emplace_back(buffer);
+    if (text.data() == buffer.data()) {
+      texts_.push_back(text);
+    } else {
+      texts_.emplace_back(buffer.assign(text));
+    }
   }
 }
 

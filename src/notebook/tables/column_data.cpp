@@ -47,13 +47,13 @@ void ColumnData::Append(std::size_t rows) {
 
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
-  buffer.clear();
-  ktformula::AppendNumberText(min_[row], buffer);
+  // Room for any number, so that none has to be copied into its place.
+  if (buffer.size() < ktformula::kNumberTextRoom) buffer.resize(ktformula::kNumberTextRoom);
+  char16_t* const begin = buffer.data();
+  char16_t* const end = ktformula::WriteNumberText(min_[row], begin);
   const char16_t separator = ktformula::UserLocale().decimal_separator;
-  if (separator != decimal_separator_) {
-    std::replace(buffer.begin(), buffer.end(), separator, decimal_separator_);
-  }
-  return buffer;
+  if (separator != decimal_separator_) std::replace(begin, end, separator, decimal_separator_);
+  return {begin, end};
 }
 
 ContentView ColumnData::Content(std::size_t row, std::u16string& buffer) const {
