@@ -2,6 +2,7 @@
 #include "listener/entered_values.h"
 
 #include <gtest/gtest.h>
+#include <utility>
 
 #include "test_host/notebook.h"
 #include "test_host/utf8.h"
@@ -116,6 +117,62 @@ TEST(EnteredValuesTest, AreTheSameInAnyOrder) {
   EXPECT_NE(values("5 g", "1 K"), values("5 g", "1 s"));
   EXPECT_NE(values("5 g", "1 K"), values("5 g", "1"));
   EXPECT_NE(values("1.5 g", "1.0 K"), values("5 g", "1 K"));
+}
+
+// A form's owner that counts how often its fields are looked at and, if it is to, promises to tell
+// when its entered cells change.
+class CountingOwner final : public OwnerCollection, public EnteredCellsPromise {
+ public:
+  CountingOwner(TestForm& form, bool promises) : owner_(form.OwnerOf(u"T")), promises_(promises) {}
+
+  std::uint64_t stamp = 1;
+  mutable int looks = 0;
+
+  std::u16string TypeName() const override { return u"FormSection"; }
+  int FieldCount() const override { return owner_->FieldCount(); }
+  Ref<Field> FieldAt(int index) const override {
+    ++looks;
+    return owner_->FieldAt(index);
+  }
+  Ref<Field> WatchedField() const override { return owner_->WatchedField(); }
+  Ref<ELNProperties> WatchedProperties() const override { return owner_->WatchedProperties(); }
+  std::u16string Description(int flag) const override { return owner_->Description(flag); }
+  EnteredCellsPromise* EnteredCells() const override {
+    return promises_ ? const_cast<CountingOwner*>(this) : nullptr;
+  }
+  std::uint64_t Stamp() const override { return stamp; }
+  Ref<HostObject> Kept() const override { return kept_; }
+  void Keep(Ref<HostObject> object) override { kept_ = std::move(object); }
+
+ private:
+  Ref<OwnerCollection> owner_;
+  bool promises_;
+  Ref<HostObject> kept_;
+};
+
+// Digits found and looks taken, after each step.
+TEST(EnteredValuesTest, AreLookedAtAgainOnlyWhereTheyMayHaveChanged) {
+  for (const bool promises : {true, false}) {
+    const auto form = MakeRef<TestForm>("table T\n 1 A string\n entered 1.5 K");
+    const auto owner = MakeRef<CountingOwner>(*form, promises);
+    std::string seen;
+    const auto examine = [&](UnitCatalogue& units) {
+      const EnteredValues values = ExamineEnteredValues(*owner, units);
+      seen += std::to_string(values.ExaminedSigDig) + " by " + std::to_string(owner->looks) + "; ";
+    };
+    examine(*form->units);
+    examine(*form->units);
+    form->TableOf(u"T").CellAt(u"A", 1).Type(u"1.25 K");
+    ++owner->stamp;
+    examine(*form->units);
+    const auto other_units = MakeRef<TestUnits>();
+    examine(*other_units);
+    // What somebody else kept is none of ours.
+    owner->Keep(other_units);
+    examine(*other_units);
+    EXPECT_EQ(seen, promises ? "2 by 1; 2 by 1; 3 by 2; 3 by 3; 3 by 4; "
+                             : "2 by 1; 2 by 2; 3 by 3; 3 by 4; 3 by 5; ");
+  }
 }
 
 }  // namespace
