@@ -177,7 +177,9 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
       {{"eval", "1", "--jason"}, 2, "--jason"},
       {{"eval", "1", "--locale", "xx"}, 2, "unknown locale xx"},
       {{"eval", "1", "--cell", "F/T:Half:A"}, 2, "--file"},
-      {{"eval", "1", "--file", file, "--cell", "F/T:Half:Z"}, 1, "is not found"},
+      {{"eval", "1", "--file", file, "--cell", "F/T:Half:Z"},
+       1,
+       "there is no row \"Z\" in table \"T\""},
       {{"eval", "\xFF"}, 1, "not UTF-8"},
       {{"tree", "(1"}, 1, "unbalanced left parenthesis"},
       {{"tokens", "#"}, 1, "is not recognized"},
@@ -199,7 +201,7 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
       {{"import", file, "--db", ""}, 1, "needs a name"},
       {{"import", file, "--db", db}, 0, "has not settled"},
       {{"import", file, "--db", db}, 1, "has a form \"F\" already"},
-      {{"show", "f", "--db", db}, 1, "no form \"f\""},
+      {{"show", "f", "--db", db}, 1, "no form \"f\"; did you mean \"F\"?"},
       {{"set", "F/T:Mass:A", "--db", db}, 2, "TEXT is required"},
   };
   for (const auto& row : cases) {
