@@ -241,6 +241,25 @@ void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out) {
   out << "]}\n";
 }
 
+std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions) {
+  Json json = Json::array();
+  for (const ktformula::FunctionRow* function : functions) {
+    const auto& [summary, forms, errors, examples] = function->help;
+    Json form_list = Json::array();
+    for (const ktformula::FunctionForm& form : forms)
+      form_list.push_back({{"syntax", form.syntax}, {"meaning", form.meaning}});
+    Json example_list = Json::array();
+    for (const ktformula::FunctionExample& example : examples)
+      example_list.push_back({{"formula", example.formula}, {"shows", example.shows}});
+    json.push_back({{"name", ToUtf8(function->name)},
+                    {"summary", summary},
+                    {"forms", form_list},
+                    {"errors", errors},
+                    {"examples", example_list}});
+  }
+  return Dump(json);
+}
+
 std::string NameListJson(const std::vector<std::u16string>& names) {
   return Dump(NamesJson(names));
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "formula/token_tree.h"
+#include "functions/function_table.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
 #include "values/cell_value.h"
@@ -32,6 +33,9 @@ struct FormReport {
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
 void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out);
+
+// What users are told about functions.
+std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions);
 
 std::string NameListJson(const std::vector<std::u16string>& names);
 
