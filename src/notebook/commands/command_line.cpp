@@ -17,13 +17,12 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr const char* kVersion = "ktnotebook " KT_VERSION;
-
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
+    &AddHelpCommands,
 };
 
 // What to say of a word that is no command, or no option of its command, whatever else is wrong.
@@ -50,9 +49,7 @@ int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
   program.require_subcommand(1);
   // A slash begins a path or a formula's text on every system.
   program.allow_windows_style_options(false);
-  program.set_version_flag("--version", kVersion);
   CommandSet commands(program, console);
-  commands.AddLocale(&program);
   for (const auto add_family : kFamilies)
     add_family(commands);
   UnshieldOptions(program);
