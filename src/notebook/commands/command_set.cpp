@@ -58,6 +58,11 @@ void CommandSet::AddAllRows(CLI::App* command) {
   command->add_flag("--all", console_.style.all_rows, "print all rows of long tables");
 }
 
+void CommandSet::AddTableStyle(CLI::App* command) {
+  AddAllRows(command);
+  command->add_flag("--marks", console_.style.marks, "put = in front of what is computed");
+}
+
 int CommandSet::RunChosen() const {
   ktformula::SetUserLocale(*FindLocale(locale_));
   return chosen_(console_);

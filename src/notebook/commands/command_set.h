@@ -46,8 +46,10 @@ class CommandSet {
   // variables that `run` keeps alive; texts come as the user gave them.
   CLI::App* Add(const CommandHelp& help, Run run);
 
-  // An option that several commands share: for those that print tables.
+  // Options that several commands share: for those that print tables.
   void AddAllRows(CLI::App* command);
+  // For commands that print a notebook's tables.
+  void AddTableStyle(CLI::App* command);
 
   const CLI::App& Program() const noexcept { return program_; }
   // In the order in which they were added.

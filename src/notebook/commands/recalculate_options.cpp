@@ -62,7 +62,7 @@ void AddRecalculateCommands(CommandSet& commands) {
                    "formula cells, at least 8 and at most 10000")
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000).description(""));
-  commands.AddAllRows(command);
+  commands.AddTableStyle(command);
   command->add_flag("--strict", options->strict, "exit with 3 when a cell shows an error");
   AddCsvOptions(command, *options);
 }

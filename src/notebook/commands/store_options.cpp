@@ -74,7 +74,7 @@ void AddShow(CommandSet& commands) {
                                   {"ktnotebook show Aspirin", "prints them as they are kept"},
                                   {"ktnotebook show Aspirin --json", "prints them as JSON"}}},
                                 "FORM", "the form's name", &Show);
-  commands.AddAllRows(show.command);
+  commands.AddTableStyle(show.command);
 }
 
 void AddSet(CommandSet& commands) {
