@@ -25,22 +25,19 @@ constexpr void (*kFamilies[])(CommandSet&) = {
     &AddHelpCommands,
 };
 
-// What to say of a word that is no command, or no option of its command, whatever else is wrong.
+// What to say of arguments that lack a command, or of a word that is no command, or no option of
+// its command, whatever else is wrong.
 std::optional<std::string> UnknownWord(const std::vector<std::string>& arguments,
                                        const CLI::App& program) {
-  if (arguments.empty()) return std::nullopt;
   const CLI::App* const command = NamedCommand(arguments, program);
-  const std::string& first = arguments.front();
-  if (command == nullptr && !first.starts_with('-')) {
-    return "there is no command \"" + first + "\"" +
-           DidYouMean(FromStoredUtf8(first), CommandNames(program));
-  }
+  if (command == nullptr && !arguments.empty() && !arguments.front().starts_with('-'))
+    return UnknownCommandText(arguments.front(), program);
   for (const std::string& unknown : program.remaining(true)) {
     if (!unknown.starts_with("--")) continue;
-    const std::string option = unknown.substr(0, unknown.find('='));
-    return "there is no option \"" + option + "\"" +
-           DidYouMean(FromStoredUtf8(option), OptionNames(command != nullptr ? *command : program));
+    return UnknownOptionText(unknown.substr(0, unknown.find('=')),
+                             command != nullptr ? *command : program);
   }
+  if (command == nullptr) return "a command is required";
   return std::nullopt;
 }
 

@@ -5,8 +5,6 @@
 
 #include "notebook/commands/arguments.h"
 #include "notebook/commands/help_pages.h"
-#include "notebook/files/notebook_error.h"
-#include "notebook/files/utf.h"
 
 namespace ktnotebook {
 
@@ -17,12 +15,22 @@ struct HelpOptions {
   bool manual = false;
 };
 
-std::string HelpOn(const std::string& name, const CommandSet& commands) {
-  for (const CommandSet::Command& command : commands.All()) {
-    if (command.help.name == name) return CommandHelpText(command);
+int PrintHelp(const HelpOptions& options, const CommandSet& commands, Console& console) {
+  if (options.manual) {
+    console.out << ManualPage(commands);
+    return kExitDone;
   }
-  throw NotebookError("there is no command \"" + name + "\"" +
-                      DidYouMean(FromStoredUtf8(name), CommandNames(commands.Program())));
+  if (options.command.empty()) {
+    console.out << ProgramHelpText(commands);
+    return kExitDone;
+  }
+  for (const CommandSet::Command& command : commands.All()) {
+    if (command.help.name != options.command) continue;
+    console.out << CommandHelpText(command);
+    return kExitDone;
+  }
+  console.Say(UnknownCommandText(options.command, commands.Program()));
+  return kExitWrongUsage;
 }
 
 void AddHelp(CommandSet& commands) {
@@ -34,15 +42,7 @@ void AddHelp(CommandSet& commands) {
         {"ktnotebook help --man > ktnotebook.1",
          "makes the manual page, which man ./ktnotebook.1 "
          "shows"}}},
-      [options, &commands](Console& console) {
-        if (options->manual) {
-          console.out << ManualPage(commands);
-        } else {
-          console.out << (options->command.empty() ? ProgramHelpText(commands)
-                                                   : HelpOn(options->command, commands));
-        }
-        return kExitDone;
-      });
+      [options, &commands](Console& console) { return PrintHelp(*options, commands, console); });
   command->add_option("COMMAND", options->command, "explain this command");
   command->add_flag("--man", options->manual, "print the manual page, in roff");
 }
