@@ -170,7 +170,7 @@ TEST(Recalculation, AListenerMayBeAddedWhileOthersAreNotified) {
 // The cells as JSON, without the count of rounds.
 std::string CellsOf(const Notebook& notebook) {
   std::ostringstream out;
-  WriteRecalculationJson({{notebook.forms[0].get(), {}}}, out);
+  WriteFormsJson({{notebook.forms[0].get(), {}}}, out);
   return out.str();
 }
 

@@ -209,8 +209,12 @@ TEST(Addresses, FitExactlyOnePlaceOrAreRefused) {
       {u"A/B/T:1:x:2", "A/B/T:1:x:2"},
       {u"A/B/T:1:x:y:r", "fits more than one place"},
       {u"A/B/T:1:x:1", "fits more than one place"},
-      {u"A/B/T:1:x", "is not found"},
-      {u"", "is not found"},
+      {u"A/B/T:1:x", "\"A/B/T:1:x\" is incomplete; an address is FORM/TABLE:COLUMN:ROW"},
+      {u"", "\"\" is incomplete"},
+      {u"Q/T:x:r", "there is no form \"Q\""},
+      {u"A/C/T:1:x:q", "there is no table \"C/T\" in form \"A\""},
+      {u"A/B/T:1:xy:r", "there is no column \"xy\" in table \"T:1\"; did you mean \"x:y\"?"},
+      {u"A/B/T:1:x:yr", "there is no row \"yr\" in table \"T:1\"; did you mean \"y:r\"?"},
   };
   for (const auto& row : cases) {
     std::string found;

@@ -185,17 +185,25 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
-  std::vector<std::pair<CellPlace, NotebookCell>> ordered;
-  ordered.reserve(cells.size());
+std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells) {
+  std::vector<std::pair<CellPlace, NotebookCell>> placed;
+  placed.reserve(cells.size());
   for (const NotebookCell& cell : cells)
-    ordered.emplace_back(PlaceOf(cell), cell);
-  std::sort(ordered.begin(), ordered.end());
+    placed.emplace_back(PlaceOf(cell), cell);
+  std::sort(placed.begin(), placed.end());
+  placed.erase(std::unique(placed.begin(), placed.end()), placed.end());
+  std::vector<NotebookCell> ordered;
+  ordered.reserve(placed.size());
+  for (const auto& [place, cell] : placed)
+    ordered.push_back(cell);
+  return ordered;
+}
+
+std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
   TextTable layout({{u"cell"}, {u"shows"}}, style);
-  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
-    const NotebookCell& cell = ordered[i].second;
-    const TextKind kind = ShowsError(cell.Text()) ? TextKind::kError : TextKind::kPlain;
-    return {{AddressOf(cell)}, {ShownText(cell), kind}};
+  layout.AddRows(cells.size(), [&cells](std::size_t i) -> std::vector<TableText> {
+    const TextKind kind = ShowsError(cells[i].Text()) ? TextKind::kError : TextKind::kPlain;
+    return {{AddressOf(cells[i])}, {ShownText(cells[i]), kind}};
   });
   return layout.Render();
 }
