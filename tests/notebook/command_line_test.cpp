@@ -135,8 +135,8 @@ TEST_F(CommandLineTest, JsonHasExactlyTheStatedForms) {
        R"("entered","min":0.0012,"max":0.0012,"unit":"g"},"Half":{"text":"0.6 g","state":"",)"
        R"("min":0.0006,"max":0.0006,"unit":"g"},"Note":{"text":"\\1.20 g","state":"","min":0.0,)"
        R"("max":0.0,"unit":""}}},{"id":"B","cells":{"Mass":{"text":"n.d.","state":"entered",)"
-       R"("min":null,"max":null,"unit":""},"Half":{"text":"#Error: Overflow","state":"","min":null,)"
-       R"("max":null,"unit":""},"Note":{"text":"\\n.d.","state":"","min":0.0,"max":0.0,"unit":""}}}]}]},)"
+       R"("min":null,"max":null,"unit":""},"Half":{"text":"#Error: the value \"n.d.\" )"
+       R"(is not a number","state":"","min":null,"max":null,"unit":""},"Note":{"text":"\\n.d.","state":"","min":0.0,"max":0.0,"unit":""}}}]}]},)"
        R"({"name":"Ring","settled":false,"rounds":8,"tables":[{"name":"T","columns":["x","y"],"rows":)"
        R"([{"id":"1","cells":{"x":{"text":"8","state":"","min":8.0,"max":8.0,"unit":""},)"
        R"("y":{"text":"8","state":"","min":8.0,"max":8.0,"unit":""}}}]}]}]})"},

@@ -108,7 +108,7 @@ TEST_F(ReferencesTest, AnchorAndTextGiveTheValue) {
        "different table"},
       {"cell", u"Target", "CC(=O)O"},
       {"cell", u"Remark", "! the object of type \"Field\" can not be converted into a value"},
-      {"cell of C", u"Mass", "#Error: Overflow"},
+      {"cell of C", u"Mass", "#Error: the value \"n.d.\" is not a number"},
       {"far cell", u"Name", kNothing},
       {"row", u"Mass", "0.001"},
       {"row", u"parent:Name:C", "salt"},

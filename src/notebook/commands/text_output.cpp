@@ -15,7 +15,7 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+using ktformula::kErrorPrefix;
 
 constexpr std::array<std::string_view, 10> kTokenKinds{
     "whitespace", "name",       "string",      "reference", "number",
@@ -123,6 +123,9 @@ std::u16string ValueText(const ktformula::CellValue& value) {
     case ktformula::kCellValueTypeError:
       return std::u16string(kErrorPrefix) + value.ErrorDescription();
     case ktformula::kCellValueTypeNumber:
+      if (value.IsMissingNumber()) {
+        return std::u16string(kErrorPrefix) + value.MissingNumberDescription();
+      }
       if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
         return NumberText(value.MinNumber());
       }
