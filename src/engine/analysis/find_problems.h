@@ -1,0 +1,16 @@
+// All problems of a form.
+#pragma once
+
+#include <vector>
+
+#include "analysis/problem.h"
+#include "analysis/watched_form.h"
+
+namespace ktformula {
+
+// In document order: table by table, column by column, definitions behind the columns, and by
+// place. What another problem explains is left out: a cell that fails because of a name that means
+// nothing is reported for the name only. The form has to be recalculated.
+std::vector<Problem> FindProblems(const WatchedForm& form);
+
+}  // namespace ktformula
