@@ -22,6 +22,7 @@ constexpr const char* kVersion = "ktnotebook " KT_VERSION;
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
+    &AddCheckCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
 };

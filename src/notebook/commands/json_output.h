@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "formula/token_tree.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
 #include "values/cell_value.h"
@@ -26,5 +27,8 @@ struct RecalculatedForm {
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
 void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out);
+
+// An array of objects, one for each problem.
+std::string ProblemListJson(const std::vector<FormProblems>& forms);
 
 }  // namespace ktnotebook

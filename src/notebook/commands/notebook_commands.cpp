@@ -65,20 +65,6 @@ ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   return settings;
 }
 
-Notebook ReadInput(const RecalculateOptions& options) {
-  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
-                       ParseSettings(options.units), ParseSettings(options.types)};
-  if (IsCsvName(options.file)) {
-    const std::string name = PathText(PathOf(options.file).stem());
-    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
-  }
-  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
-    throw NotebookError(options.file +
-                        ": formulas, formats, units and types are given to CSV files only");
-  }
-  return ReadNotebookFile(options.file);
-}
-
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
   for (const NotebookTable* table : form.Tables()) {
@@ -199,6 +185,20 @@ TransactionKind KindOf(const StoreOptions& options) {
 }
 
 }  // namespace
+
+Notebook ReadInput(const RecalculateOptions& options) {
+  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
+                       ParseSettings(options.units), ParseSettings(options.types)};
+  if (IsCsvName(options.file)) {
+    const std::string name = PathText(PathOf(options.file).stem());
+    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+  }
+  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
+    throw NotebookError(options.file +
+                        ": formulas, formats, units and types are given to CSV files only");
+  }
+  return ReadNotebookFile(options.file);
+}
 
 int Recalculate(const RecalculateOptions& options, Console& console) {
   const bool is_csv = IsCsvName(options.file);
