@@ -106,15 +106,25 @@ std::u16string SourceOf(const SourceMap& map, const LayerItem& item) {
   return std::u16string(map.Text(map.Of(item)));
 }
 
-// What is written between the end of the item and the next blank or sign; for help texts.
-std::u16string_view OperandBehind(const SourceMap& map, const LayerItem& item) {
-  const std::u16string& text = map.Text();
-  const std::size_t begin = text.find_first_not_of(u" \t\r\n", map.Of(item).End());
-  if (begin == std::u16string::npos) return {};
-  const TokenPlace token = Tokenizer(text, map.Tree().NumberLocale()).At(begin);
-  const bool is_operand =
-      token.type == kFormulaTokenTypeNumber || token.type == kFormulaTokenTypeReference;
-  return is_operand ? map.Text({token.begin, token.end - token.begin}) : std::u16string_view();
+// The token behind the position, blanks aside.
+std::optional<TokenPlace> TokenBehind(const SourceMap& map, std::size_t position) {
+  const std::size_t begin = map.Text().find_first_not_of(u" \t\r\n", position);
+  if (begin == std::u16string::npos) return std::nullopt;
+  return Tokenizer(map.Text(), map.Tree().NumberLocale()).At(begin);
+}
+
+// What to write where a sign and its operand stand behind another operator; "" for other cases.
+std::u16string HelpOnSignBehind(const SourceMap& map, std::size_t position) {
+  const auto sign = TokenBehind(map, position);
+  if (!sign) return {};
+  const std::u16string_view symbol = map.Text({sign->begin, sign->end - sign->begin});
+  const auto operand =
+      symbol == u"-" || symbol == u"+" ? TokenBehind(map, sign->end) : std::nullopt;
+  if (!operand) return {};
+  const bool is_single =
+      operand->type == kFormulaTokenTypeNumber || operand->type == kFormulaTokenTypeReference;
+  if (!is_single) return {};
+  return u"write (" + std::u16string(map.Text({sign->begin, operand->end - sign->begin})) + u")";
 }
 
 // "%" that was meant as "percent"; its left neighbour is a number or something else.
@@ -169,9 +179,8 @@ Finding MisplacedSymbol(const SourceMap& map, const LayerItem& item) {
                   u"something is missing in front of " + InQuotes(text)};
   if (item.Word() == FormulaWord::kNot) {
     finding.help = u"behind another operator it is written in capitals: NOT";
-  } else if (const std::u16string_view operand = OperandBehind(map, item); !operand.empty()) {
-    const bool is_sign = item.Word() == FormulaWord::kSubtract || item.Word() == FormulaWord::kAdd;
-    if (is_sign) finding.help = u"write (" + text + std::u16string(operand) + u")";
+  } else {
+    finding.help = HelpOnSignBehind(map, map.Of(item).start);
   }
   return finding;
 }
@@ -179,7 +188,8 @@ Finding MisplacedSymbol(const SourceMap& map, const LayerItem& item) {
 Finding MissingOperand(const SourceMap& map, const LayerItem& item) {
   if (item.Word() == FormulaWord::kModulus) return PercentSign(map, item);
   return {ProblemCode::kSyntax, map.Of(item),
-          u"something is missing behind " + InQuotes(SourceOf(map, item))};
+          u"something is missing behind " + InQuotes(SourceOf(map, item)),
+          HelpOnSignBehind(map, map.Of(item).End())};
 }
 
 Finding Leftover(const SourceMap& map, const LayerItem& item, UnitCatalogue* units) {

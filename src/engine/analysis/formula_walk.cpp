@@ -104,6 +104,14 @@ std::uint32_t LastItemOf(const Term& term) {
 
 }  // namespace
 
+void FormulaWalk::Tell(Finding finding) {
+  // The rest of a unit such as "g/ml" has been told with its beginning.
+  const bool is_told = finding.code == ProblemCode::kUnknownName && finding.place &&
+                       finding.place->start < told_until_ &&
+                       map_.Text()[finding.place->start] != u'[';
+  if (!is_told) findings_.push_back(std::move(finding));
+}
+
 Sketch FormulaWalk::Run(const Spot& spot) {
   return OfLayer(map_.Tree().Top(), {Standing::At(spot), u""});
 }
@@ -115,7 +123,7 @@ Sketch FormulaWalk::OfLayer(const TokenLayer& layer, const Surrounding& in) {
   Sketch value;
   TextRange place;
   if (head.kind == TermKind::kRefusal) {
-    Refuse(head.refusal, head_item, &layer, in);
+    Refuse(head.refusal, head_item, in);
     value = SketchOfKind(kCellValueTypeError);
   } else {
     value = OfTerm(head, head_item, in);
@@ -131,7 +139,9 @@ Sketch FormulaWalk::OfLayer(const TokenLayer& layer, const Surrounding& in) {
     const bool takes_operand =
         step.kind != StepKind::kRefusal && step.kind != StepKind::kUnknownName;
     last_item = has_operand && takes_operand ? LastItemOf(step.operand) : step.item;
-    place = Around(place, Around(map_.Of(item), {0, 0}));
+    // What stands in the place of an operator is looked at like the rest.
+    if (step.kind == StepKind::kRefusal) --last_item;
+    place = Around(place, map_.Of(item));
     if (has_operand && takes_operand) {
       place = Around(place, PlaceOf(step.operand, layer.ItemOfTree(step.operand.item)));
     }
@@ -166,7 +176,7 @@ void FormulaWalk::WalkArguments(const TokenLayer& args, const Surrounding& in) {
 Sketch FormulaWalk::OfArgument(const LayerItem& item, const Surrounding& in) {
   const Term term = ArgumentTerm(item);
   if (term.kind == TermKind::kRefusal) {
-    Refuse(term.refusal, item, nullptr, in);
+    Refuse(term.refusal, item, in);
     return SketchOfKind(kCellValueTypeError);
   }
   return OfTerm(term, item, in);
@@ -226,6 +236,7 @@ void FormulaWalk::TakeStep(Sketch& left, const TextRange& left_place, const Step
                            const LayerItem& item, const Surrounding& in) {
   if (step.kind == StepKind::kRefusal || step.kind == StepKind::kUnknownName) {
     Tell(Leftover(map_, item, around_.units));
+    told_until_ = findings_.back().place->End();
     left = SketchOfKind(kCellValueTypeError);
     return;
   }
@@ -241,7 +252,7 @@ void FormulaWalk::TakeStep(Sketch& left, const TextRange& left_place, const Step
                step.operand.refusal == Refusal::kSymbolAsOperand) {
       Tell(MissingOperand(map_, item));
     } else {
-      Refuse(step.operand.refusal, operand_item, nullptr, in);
+      Refuse(step.operand.refusal, operand_item, in);
     }
     left = SketchOfKind(kCellValueTypeError);
     return;
@@ -298,13 +309,7 @@ void FormulaWalk::Operate(Sketch& left, const TextRange& left_place, const Step&
   left = result;
 }
 
-// Whether the item is what stands in front of parentheses, as a function does.
-bool FormulaWalk::IsBehindName(const TokenLayer& layer, std::size_t position) const {
-  return position + 1 < layer.Count() && layer.Item(position + 1).IsLayer();
-}
-
-void FormulaWalk::Refuse(Refusal refusal, const LayerItem& item, const TokenLayer* /*layer*/,
-                         const Surrounding& in) {
+void FormulaWalk::Refuse(Refusal refusal, const LayerItem& item, const Surrounding& in) {
   switch (refusal) {
     case Refusal::kNoFirstItem:
       Tell({ProblemCode::kSyntax, std::nullopt, u"there is nothing to compute"});
@@ -317,6 +322,7 @@ void FormulaWalk::Refuse(Refusal refusal, const LayerItem& item, const TokenLaye
       Tell({ProblemCode::kSyntax,
             begin == std::u16string::npos ? std::nullopt : std::optional(TextRange{begin, 1}),
             u"a leading \"=\" can stand before a single part only", u"leave the \"=\" out"});
+      OfLayer(item.Layer(), in);
       return;
     }
     case Refusal::kNoNumber:

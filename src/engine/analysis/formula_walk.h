@@ -56,8 +56,7 @@ class FormulaWalk {
                 const Surrounding& in);
   void Operate(Sketch& left, const TextRange& left_place, const Step& step, const LayerItem& item,
                const Sketch& right);
-  void Refuse(Refusal refusal, const LayerItem& item, const TokenLayer* layer,
-              const Surrounding& in);
+  void Refuse(Refusal refusal, const LayerItem& item, const Surrounding& in);
   void RefuseName(const LayerItem& name, const Surrounding& in);
   // What stands behind that at which evaluation would stop.
   void WalkRest(const TokenLayer& layer, std::uint32_t last_item, const Surrounding& in);
@@ -73,13 +72,14 @@ class FormulaWalk {
   // The rows of the table that the argument names, as seen from where the call stands.
   Surrounding RowsOf(const LayerItem& table, const Surrounding& in);
 
-  bool IsBehindName(const TokenLayer& layer, std::size_t position) const;
   TextRange PlaceOf(const Term& term, const LayerItem& item) const { return map_.Of(term, item); }
-  void Tell(Finding finding) { findings_.push_back(std::move(finding)); }
+  void Tell(Finding finding);
 
   const SourceMap& map_;
   const FormulaSurroundings& around_;
   Findings& findings_;
+  // Where the last leftover ends.
+  std::size_t told_until_ = 0;
 };
 
 }  // namespace ktformula
