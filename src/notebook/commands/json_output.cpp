@@ -190,7 +190,8 @@ std::string TreeJson(const ktformula::TokenLayer& layer) {
   return Dump(LayerJson(layer));
 }
 
-void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out) {
+void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms,
+                            const std::vector<FormProblems>& problems, std::ostream& out) {
   out << "{\"forms\":[";
   const char* separator = "";
   for (const RecalculatedForm& form : forms) {
@@ -198,7 +199,9 @@ void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ost
     WriteForm(form, out);
     separator = ",";
   }
-  out << "]}\n";
+  out << "]";
+  if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems);
+  out << "}\n";
 }
 
 std::string ProblemListJson(const std::vector<FormProblems>& forms) {

@@ -7,6 +7,7 @@
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
@@ -144,6 +145,8 @@ class FormChange {
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
     if (!changed.empty()) console_.out << CellsText(changed, console_.style);
+    console_.out.flush();
+    SayProblems({ProblemsOf(form, *notebook_.framework)}, console_);
   }
 
  private:
@@ -209,9 +212,11 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   for (const std::string& note : notebook.notes)
     console.Say("note: " + note);
   std::vector<RecalculatedForm> recalculated;
+  std::vector<FormProblems> problems;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
     recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    problems.push_back(ProblemsOf(*form, *notebook.framework));
     errors += CountErrors(*form);
   }
   if (!options.output.empty()) {
@@ -222,23 +227,27 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
                  console);
   }
   if (options.json) {
-    WriteRecalculationJson(recalculated, console.out);
+    WriteRecalculationJson(recalculated, problems, console.out);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
+  console.out.flush();
+  SayProblems(problems, console);
   if (errors > 0) {
-    console.out.flush();
     console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
                 " an error");
   }
-  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+  const bool is_bad = errors > 0 || HaveErrors(problems);
+  return options.strict && is_bad ? kExitErrorsShown : kExitDone;
 }
 
 int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
+  std::vector<FormProblems> problems;
   for (const Ref<NotebookForm>& form : notebook.forms) {
     RecalculateAndReport(*form, std::nullopt, console);
+    problems.push_back(ProblemsOf(*form, *notebook.framework));
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());
@@ -251,6 +260,8 @@ int Import(const StoreOptions& options, Console& console) {
   }
   console.SetDone(options.target + " is imported");
   console.out << imported;
+  console.out.flush();
+  SayProblems(problems, console);
   return kExitDone;
 }
 
