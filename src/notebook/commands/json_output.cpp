@@ -190,8 +190,8 @@ std::string TreeJson(const ktformula::TokenLayer& layer) {
   return Dump(LayerJson(layer));
 }
 
-void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms,
-                            const std::vector<FormProblems>& problems, std::ostream& out) {
+void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out,
+                            const std::vector<FormProblems>& problems) {
   out << "{\"forms\":[";
   const char* separator = "";
   for (const RecalculatedForm& form : forms) {

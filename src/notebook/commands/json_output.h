@@ -26,8 +26,8 @@ struct RecalculatedForm {
 };
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
-void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms,
-                            const std::vector<FormProblems>& problems, std::ostream& out);
+void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out,
+                            const std::vector<FormProblems>& problems = {});
 
 // An array of objects, one for each problem.
 std::string ProblemListJson(const std::vector<FormProblems>& forms);

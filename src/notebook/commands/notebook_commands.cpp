@@ -227,7 +227,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
                  console);
   }
   if (options.json) {
-    WriteRecalculationJson(recalculated, problems, console.out);
+    WriteRecalculationJson(recalculated, console.out, problems);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
