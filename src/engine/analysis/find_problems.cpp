@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <limits>
 #include <tuple>
+#include <utility>
 
 #include "analysis/formula_problems.h"
+#include "analysis/observed_problems.h"
 
 namespace ktformula {
 
@@ -48,10 +50,24 @@ class DocumentOrder {
   const WatchedForm& form_;
 };
 
+// What a formula shows by itself is seen once more where it is evaluated.
+bool IsAmong(const std::vector<Problem>& problems, const Problem& problem) {
+  return std::any_of(problems.begin(), problems.end(), [&problem](const Problem& known) {
+    return known.code == problem.code && IsSameObject(known.table.get(), problem.table.get()) &&
+           IsSameObject(known.column.get(), problem.column.get()) &&
+           known.definition == problem.definition &&
+           (problem.definition || known.place == problem.place);
+  });
+}
+
 }  // namespace
 
-std::vector<Problem> FindProblems(const WatchedForm& form) {
+std::vector<Problem> FindProblems(const WatchedForm& form,
+                                  std::span<const Ref<TableCell>> unsettled) {
   std::vector<Problem> problems = FindFormulaProblems(form);
+  for (Problem& observed : FindObservedProblems(form, unsettled, problems)) {
+    if (!IsAmong(problems, observed)) problems.push_back(std::move(observed));
+  }
   std::stable_sort(problems.begin(), problems.end(), DocumentOrder(form));
   return problems;
 }

@@ -29,8 +29,8 @@ FormProblems RecalculateAndCheck(NotebookForm& form, const Notebook& notebook,
   FormProblems problems;
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
-    RecalculateForm(form, RoundLimit(form));
-    problems = ProblemsOf(form, *notebook.framework);
+    const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+    problems = ProblemsOf(form, *notebook.framework, result);
   });
   return problems;
 }

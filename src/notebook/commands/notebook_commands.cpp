@@ -144,7 +144,7 @@ class FormChange {
     store_.SaveCells(changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
-    const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework)};
+    const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework, result)};
     if (is_json_) {
       WriteFormsJson({{&form, result, changed}}, console_.out, problems);
     } else if (!changed.empty()) {
@@ -232,8 +232,9 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   std::vector<FormProblems> problems;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
-    problems.push_back(ProblemsOf(*form, *notebook.framework));
+    const RecalculationResult result = RecalculateAndReport(*form, options.rounds, console);
+    recalculated.push_back({form.get(), result});
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
     errors += CountErrors(*form);
   }
   if (!options.output.empty()) {
@@ -263,8 +264,8 @@ int Import(const StoreOptions& options, Console& console) {
   SayDropped(notebook, options.target, console);
   std::vector<FormProblems> problems;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    RecalculateAndReport(*form, std::nullopt, console);
-    problems.push_back(ProblemsOf(*form, *notebook.framework));
+    const RecalculationResult result = RecalculateAndReport(*form, std::nullopt, console);
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());

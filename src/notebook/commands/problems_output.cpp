@@ -145,8 +145,12 @@ std::string ProblemText(const Problem& problem, const NotebookForm& form, const 
 
 }  // namespace
 
-FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework) {
-  return {&form, ktformula::FindProblems(WatchForm(form, framework))};
+FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
+                        const RecalculationResult& result) {
+  std::vector<Ref<ktformula::TableCell>> unsettled;
+  for (const NotebookCell& cell : result.unsettled)
+    unsettled.push_back(cell.Object());
+  return {&form, ktformula::FindProblems(WatchForm(form, framework), unsettled)};
 }
 
 std::size_t CountProblems(const std::vector<FormProblems>& forms) {

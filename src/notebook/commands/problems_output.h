@@ -9,6 +9,7 @@
 #include "notebook/commands/console.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/tables/model.h"
+#include "notebook/tables/recalculation.h"
 
 namespace ktnotebook {
 
@@ -17,8 +18,9 @@ struct FormProblems {
   std::vector<ktformula::Problem> problems;
 };
 
-// Of the form as it was recalculated last.
-FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework);
+// Of the form as it was recalculated last, with this result.
+FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
+                        const RecalculationResult& result);
 
 std::size_t CountProblems(const std::vector<FormProblems>& forms);
 // Whether one has the severity error.
