@@ -20,6 +20,7 @@ namespace {
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
+    &AddCheckCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
     &AddHelpCommands,

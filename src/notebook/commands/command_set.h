@@ -74,6 +74,7 @@ std::string CheckGiven(const std::string& value);
 
 // The families of commands, in the order of the help.
 void AddRecalculateCommands(CommandSet& commands);
+void AddCheckCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
 void AddHelpCommands(CommandSet& commands);
