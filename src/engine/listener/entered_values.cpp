@@ -45,12 +45,16 @@ constexpr std::array<CompletionRow, 10> kCompletion{{
     {kMoles, u"µmol", {{{kMass, u"mg"}, {kVolume, u"µl"}, {kMolality, u"µmol/mg"}}}},
 }};
 
-void CompleteUnits(ExaminedUnitsMap& units) {
+// `deciding` may be nullptr.
+void CompleteUnits(ExaminedUnitsMap& units, DecidingCells* deciding) {
   for (const CompletionRow& row : kCompletion) {
     const std::u16string* unit = units.Find(row.quantity);
     if (unit == nullptr || *unit != row.unit) continue;
     for (const Addition& addition : row.additions) {
-      units.Add(addition.quantity, std::u16string(addition.unit));
+      const bool is_new = units.Add(addition.quantity, std::u16string(addition.unit));
+      if (is_new && deciding != nullptr) {
+        deciding->units.Add(addition.quantity, *deciding->units.Find(row.quantity));
+      }
     }
   }
 }
@@ -58,23 +62,25 @@ void CompleteUnits(ExaminedUnitsMap& units) {
 // What columns say one after the other, in the order of the form.
 class EnteredValuesWalk {
  public:
-  explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
+  // `deciding` may be nullptr.
+  explicit EnteredValuesWalk(UnitCatalogue& units, DecidingCells* deciding = nullptr)
+      : units_(units), deciding_(deciding) {}
 
   void Visit(const TableProperty& column) {
     const int count = column.CellCount();
     for (int r = 1; r <= count; ++r) {
       const Ref<TableCell> cell = column.Cell(r);
-      if (cell->StateText() == kEnteredState) Visit(cell->Text());
+      if (cell->StateText() == kEnteredState) Visit(cell->Text(), {column, r});
     }
   }
 
-  void Visit(const ColumnCells& cells) {
+  void Visit(const TableProperty& column, const ColumnCells& cells) {
     std::u16string buffer;
     std::size_t left = cells.EnteredCount();
     const std::size_t count = cells.Count();
     for (std::size_t row = 0; left > 0 && row < count; ++row) {
       if (!cells.IsEntered(row)) continue;
-      Visit(cells.Text(row, buffer));
+      Visit(cells.Text(row, buffer), {column, static_cast<int>(row) + 1});
       --left;
     }
   }
@@ -89,23 +95,50 @@ class EnteredValuesWalk {
 
   EnteredValues Result() && {
     if (smallest_ != kTooManyDigits) values_.ExaminedSigDig = smallest_;
-    CompleteUnits(values_.ExaminedUnits);
+    CompleteUnits(values_.ExaminedUnits, deciding_);
     return std::move(values_);
   }
 
  private:
-  void Visit(std::u16string_view text) {
-    smallest_ = std::min(smallest_, CountSignificantDigits(text, false));
+  // Rows count from 1.
+  struct Place {
+    const TableProperty& column;
+    int row;
+
+    Ref<TableCell> Cell() const { return column.Cell(row); }
+  };
+
+  void Visit(std::u16string_view text, const Place& place) {
+    const std::int16_t digits = CountSignificantDigits(text, false);
+    if (deciding_ != nullptr) NoteDigits(digits, place);
+    smallest_ = std::min(smallest_, digits);
     const std::u16string_view unit_text = UnitPart(text);
     if (unit_text.empty()) return;
     if (const Ref<Unit> unit = units_.Find(unit_text)) {
-      values_.ExaminedUnits.Add(unit->QuantityName(), unit->UnitText());
+      const std::u16string quantity = unit->QuantityName();
+      const bool is_first = values_.ExaminedUnits.Add(quantity, unit->UnitText());
+      if (is_first && deciding_ != nullptr) deciding_->units.Add(quantity, place.Cell());
     }
   }
 
+  // Rows above come first, in whichever column of the table.
+  void NoteDigits(std::int16_t digits, const Place& place) {
+    if (digits > smallest_ || digits == kTooManyDigits) return;
+    const Ref<Table> table = place.column.OwningTable();
+    const bool is_above = IsSameObject(table.get(), digits_table_.get()) && place.row < digits_row_;
+    if (digits == smallest_ && !is_above) return;
+    digits_table_ = table;
+    digits_row_ = place.row;
+    deciding_->digits = place.Cell();
+  }
+
   UnitCatalogue& units_;
+  DecidingCells* deciding_;
   EnteredValues values_;
   std::int16_t smallest_ = kTooManyDigits;
+  // Of the cell that decides on digits.
+  Ref<Table> digits_table_;
+  int digits_row_ = 0;
 };
 
 // Calls `visit` with each column of the collection and its table.
@@ -123,14 +156,15 @@ void ForEachColumn(const OwnerCollection& owner, Visit visit) {
 
 void VisitAll(EnteredValuesWalk& walk, TableProperty& column) {
   if (const ColumnCells* cells = column.Cells()) {
-    walk.Visit(*cells);
+    walk.Visit(column, *cells);
   } else {
     walk.Visit(column);
   }
 }
 
-EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
-  EnteredValuesWalk walk(units);
+EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units,
+                                 DecidingCells* deciding) {
+  EnteredValuesWalk walk(units, deciding);
   ForEachColumn(owner, [&](Table&, TableProperty& column) { VisitAll(walk, column); });
   return std::move(walk).Result();
 }
@@ -162,7 +196,7 @@ class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
         return VisitAll(walk, column);
       }
       EnteredTally& tally = TallyOf(known++, column, *binding);
-      if (!tally.Renew(*cells, *changes, units_)) return walk.Visit(*cells);
+      if (!tally.Renew(*cells, *changes, units_)) return walk.Visit(column, *cells);
       walk.Visit(tally, units_);
     });
     columns_.resize(known);
@@ -211,7 +245,7 @@ bool EnteredValues::operator==(const EnteredValues& other) const {
 
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredCellsPromise* const promise = owner.EnteredCells();
-  if (promise == nullptr) return LookAtEnteredCells(owner, units);
+  if (promise == nullptr) return LookAtEnteredCells(owner, units, nullptr);
   const std::uint64_t stamp = promise->Stamp();
   const Ref<HostObject> object = promise->Kept();
   Ref<KeptValues> kept(dynamic_cast<KeptValues*>(object.get()));
@@ -222,6 +256,11 @@ EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& 
   kept->Renew(owner, stamp);
   promise->Keep(kept);
   return kept->Values();
+}
+
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units,
+                                   DecidingCells& deciding) {
+  return LookAtEnteredCells(owner, units, &deciding);
 }
 
 }  // namespace ktformula

@@ -135,6 +135,14 @@ void FormulaListener::InOnePass(const std::function<void(const EvaluateTree&)>& 
   });
 }
 
+void FormulaListener::ShowInCell(const CellValue& value, TableCell& cell, GridControl& grid) const {
+  const Ref<ktformula::ELNProperty> property = cell.Property();
+  const std::optional<FormulaEntry> entry = FormulaOf(property->Key());
+  const Ref<IKtFormulaFormat> format = CreateFormulaFormat();
+  ResultWriter writer(Owner(), Framework(), *format, grid);
+  writer.Write(cell, value, property->NumberFormatting(), entry ? entry->string_format : u"");
+}
+
 std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
                                              std::u16string_view IUnitString,
                                              const ELNProperty& Property) const {

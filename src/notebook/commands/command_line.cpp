@@ -24,6 +24,7 @@ constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
+    &AddExplainCommands,
 };
 
 // What to say of a first word that is no command.

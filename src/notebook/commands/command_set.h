@@ -62,5 +62,6 @@ std::string CheckGiven(const std::string& value);
 void AddRecalculateCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
+void AddExplainCommands(CommandSet& commands);
 
 }  // namespace ktnotebook

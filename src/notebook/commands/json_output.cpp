@@ -122,6 +122,10 @@ void WriteForm(const RecalculatedForm& recalculated, std::ostream& out) {
 
 }  // namespace
 
+std::string TextJson(std::u16string_view text) {
+  return Quoted(text);
+}
+
 std::string ValueJson(const ktformula::CellValue& value) {
   Json json;
   switch (value.CellValueType()) {
