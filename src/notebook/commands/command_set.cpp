@@ -30,12 +30,19 @@ CLI::App* CommandSet::Add(const CommandHelp& help, Run run) {
   command->set_version_flag("--version", program_.version());
   command->footer(ExamplesText(help.examples));
   AddLocale(command);
+  command->add_flag("--verbose", console_.verbose,
+                    "tell the numbers of errors and where they come from");
   command->callback([this, run = std::move(run)] { chosen_ = run; });
   return command;
 }
 
 void CommandSet::AddAllRows(CLI::App* command) {
   command->add_flag("--all", console_.style.all_rows, "print all rows of long tables");
+}
+
+void CommandSet::AddTableStyle(CLI::App* command) {
+  AddAllRows(command);
+  command->add_flag("--marks", console_.style.marks, "put = in front of what is computed");
 }
 
 void CommandSet::AddLocale(CLI::App* app) {

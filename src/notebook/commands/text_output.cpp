@@ -15,7 +15,7 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+using ktformula::kErrorPrefix;
 
 constexpr std::array<std::string_view, 10> kTokenKinds{
     "whitespace", "name",       "string",      "reference", "number",
@@ -51,25 +51,35 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"]";
 }
 
-std::vector<TableText> RowTexts(const NotebookRow& row) {
-  std::vector<TableText> texts{{row.ID(), false}};
-  for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-    const NotebookCell cell = row.CellAt(column->Index());
-    texts.push_back({ShownText(cell), ShowsError(cell.Text())});
+TableText CellText(const NotebookCell& cell, bool is_formula_column, const TableStyle& style) {
+  TableText shown{ShownText(cell)};
+  const bool is_computed = is_formula_column && cell.State().empty() && !shown.text.empty();
+  if (ShowsError(cell.Text())) {
+    shown.kind = TextKind::kError;
+  } else if (is_computed) {
+    shown.kind = TextKind::kComputed;
   }
-  return texts;
+  if (style.marks && is_computed) shown.text.insert(0, u"= ");
+  return shown;
 }
 
 std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
   std::vector<TableColumn> columns{{u"ID", Alignment::kLeft}};
+  std::vector<bool> has_formula;
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     const bool is_number = column->Definition().type == DataType::kNumber;
     columns.push_back(
         {column->Definition().name, is_number ? Alignment::kRight : Alignment::kLeft});
+    has_formula.push_back(table.HasFormula(*column));
   }
   TextTable layout(columns, style);
-  layout.AddRows(table.Rows().size(),
-                 [&table](std::size_t i) { return RowTexts(table.Rows()[i]); });
+  layout.AddRows(table.Rows().size(), [&](std::size_t i) {
+    const NotebookRow row = table.Rows()[i];
+    std::vector<TableText> texts{{row.ID()}};
+    for (std::size_t column = 0; column < has_formula.size(); ++column)
+      texts.push_back(CellText(row.CellAt(column), has_formula[column], style));
+    return texts;
+  });
   return layout.Render();
 }
 
@@ -113,6 +123,9 @@ std::u16string ValueText(const ktformula::CellValue& value) {
     case ktformula::kCellValueTypeError:
       return std::u16string(kErrorPrefix) + value.ErrorDescription();
     case ktformula::kCellValueTypeNumber:
+      if (value.IsMissingNumber()) {
+        return std::u16string(kErrorPrefix) + value.MissingNumberDescription();
+      }
       if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
         return NumberText(value.MinNumber());
       }
@@ -131,9 +144,9 @@ std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens,
     const auto type = static_cast<std::size_t>(token.TokenType);
     const std::string_view kind = kTokenKinds[type];
     // Quotes, so that blanks can be seen.
-    return {{ktformula::NumberToText(static_cast<double>(type)), false},
-            {std::u16string(kind.begin(), kind.end()), false},
-            {u"'" + token.TokenText + u"'", false}};
+    return {{ktformula::NumberToText(static_cast<double>(type))},
+            {std::u16string(kind.begin(), kind.end())},
+            {u"'" + token.TokenText + u"'"}};
   });
   return layout.Render();
 }
@@ -175,16 +188,25 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
-  std::vector<std::pair<CellPlace, NotebookCell>> ordered;
-  ordered.reserve(cells.size());
+std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells) {
+  std::vector<std::pair<CellPlace, NotebookCell>> placed;
+  placed.reserve(cells.size());
   for (const NotebookCell& cell : cells)
-    ordered.emplace_back(PlaceOf(cell), cell);
-  std::sort(ordered.begin(), ordered.end());
+    placed.emplace_back(PlaceOf(cell), cell);
+  std::sort(placed.begin(), placed.end());
+  placed.erase(std::unique(placed.begin(), placed.end()), placed.end());
+  std::vector<NotebookCell> ordered;
+  ordered.reserve(placed.size());
+  for (const auto& [place, cell] : placed)
+    ordered.push_back(cell);
+  return ordered;
+}
+
+std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
   TextTable layout({{u"cell"}, {u"shows"}}, style);
-  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
-    const NotebookCell& cell = ordered[i].second;
-    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell.Text())}};
+  layout.AddRows(cells.size(), [&cells](std::size_t i) -> std::vector<TableText> {
+    const TextKind kind = ShowsError(cells[i].Text()) ? TextKind::kError : TextKind::kPlain;
+    return {{AddressOf(cells[i])}, {ShownText(cells[i]), kind}};
   });
   return layout.Render();
 }
