@@ -247,8 +247,8 @@ class Recorder final : public EvaluationObserver {
 
   void NoteError(const TableCell& cell) {
     const std::u16string text = cell.Text();
-    if (!text.starts_with(kShownErrorPrefix)) return;
-    std::u16string description = text.substr(kShownErrorPrefix.size());
+    if (!text.starts_with(kErrorPrefix)) return;
+    std::u16string description = text.substr(kErrorPrefix.size());
     const bool is_known =
         std::any_of(record_.errors_read.begin(), record_.errors_read.end(),
                     [&](const auto& error) { return error.first == description; });

@@ -14,9 +14,6 @@
 
 namespace ktformula {
 
-// What the text of a cell that shows an error begins with.
-inline constexpr std::u16string_view kShownErrorPrefix = u"#Error: ";
-
 // Of a call that goes through rows, the first of those that it takes are written down.
 inline constexpr std::size_t kRowsWrittenDown = 3;
 

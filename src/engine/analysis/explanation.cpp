@@ -128,8 +128,8 @@ class Explainer {
   // The error that a computed cell shows.
   std::optional<ArisenError> ErrorOf(TableCell& cell) {
     const std::u16string text = cell.Text();
-    if (!text.starts_with(kShownErrorPrefix)) return std::nullopt;
-    ArisenError error{text.substr(kShownErrorPrefix.size()), Ref<TableCell>(&cell)};
+    if (!text.starts_with(kErrorPrefix)) return std::nullopt;
+    ArisenError error{text.substr(kErrorPrefix.size()), Ref<TableCell>(&cell)};
     std::vector<Ref<TableCell>> met{error.cell};
     const auto is_new = [&met](const Ref<TableCell>& other) {
       return std::none_of(met.begin(), met.end(), [&](const Ref<TableCell>& known) {
@@ -159,7 +159,7 @@ class Explainer {
   }
 
   static Ref<TableCell> CellShowing(const TableProperty& column, std::u16string_view description) {
-    const std::u16string text = std::u16string(kShownErrorPrefix) + std::u16string(description);
+    const std::u16string text = std::u16string(kErrorPrefix) + std::u16string(description);
     const int count = column.CellCount();
     for (int row = 1; row <= count; ++row) {
       Ref<TableCell> cell = column.Cell(row);
