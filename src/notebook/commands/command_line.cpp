@@ -20,9 +20,10 @@ namespace {
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
-    &AddCheckCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
+    &AddCheckCommands,
+    &AddExplainCommands,
     &AddHelpCommands,
 };
 

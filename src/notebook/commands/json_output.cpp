@@ -215,6 +215,10 @@ Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
 
 }  // namespace
 
+std::string TextJson(std::u16string_view text) {
+  return Quoted(text);
+}
+
 std::string ValueJson(const ktformula::CellValue& value) {
   Json json;
   switch (value.CellValueType()) {

@@ -18,6 +18,8 @@
 
 namespace ktnotebook {
 
+// A string of JSON.
+std::string TextJson(std::u16string_view text);
 std::string ValueJson(const ktformula::CellValue& value);
 std::string RaisedJson(const ktformula::RaisedError& error);
 std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens);
