@@ -38,6 +38,11 @@ void CommandSet::AddAllRows(CLI::App* command) {
   command->add_flag("--all", console_.style.all_rows, "print all rows of long tables");
 }
 
+void CommandSet::AddTableStyle(CLI::App* command) {
+  AddAllRows(command);
+  command->add_flag("--marks", console_.style.marks, "put = in front of what is computed");
+}
+
 void CommandSet::AddLocale(CLI::App* app) {
   app->add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
       ->capture_default_str()

@@ -42,6 +42,8 @@ class CommandSet {
 
   // Options that several commands share.
   void AddAllRows(CLI::App* command);
+  // For commands that print a notebook's tables.
+  void AddTableStyle(CLI::App* command);
   void AddLocale(CLI::App* app);
 
   // Runs the command that was chosen by parsing and gives its exit status.

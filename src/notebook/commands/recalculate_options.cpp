@@ -27,7 +27,7 @@ void AddRecalculateCommands(CommandSet& commands) {
                    "rounds to try until nothing changes; otherwise one more than the form has "
                    "formula cells, at least 8 and at most 10000")
       ->check(CLI::Range(1, 1'000'000));
-  commands.AddAllRows(command);
+  commands.AddTableStyle(command);
   command->add_flag("--strict", options->strict, "exit with 3 when a cell shows an error");
   AddCsvOptions(command, options->csv);
   command->add_flag(

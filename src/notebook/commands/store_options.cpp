@@ -36,7 +36,7 @@ void AddExport(CommandSet& commands) {
 }
 
 void AddShow(CommandSet& commands) {
-  commands.AddAllRows(Add(commands, {"show", "print a form's tables"}, "FORM", &Show).command);
+  commands.AddTableStyle(Add(commands, {"show", "print a form's tables"}, "FORM", &Show).command);
 }
 
 void AddSet(CommandSet& commands) {
