@@ -101,8 +101,8 @@ void CheckOneTable(const Notebook& notebook, const RecalculateOptions& options) 
   std::string names;
   for (const NotebookTable* table : tables)
     names += (names.empty() ? ": " : ", ") + Quoted(table->Name());
-  throw NotebookError(options.output + ": a CSV file holds one table, " + options.file + " has " +
-                      std::to_string(tables.size()) + names +
+  throw NotebookError(options.output + ": a CSV file holds one table, " + InputName(options.file) +
+                      " has " + std::to_string(tables.size()) + names +
                       "; write a notebook file, such as out.xml, or take --json");
 }
 
@@ -217,7 +217,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   const Notebook notebook = ReadInput(options.file, options.csv, writes_csv);
   if (writes_csv) CheckOneTable(notebook, options);
   for (const CsvNote& note : notebook.notes)
-    console.Say("note: " + options.file + ": " + NoteText(note));
+    console.Say("note: " + InputName(options.file) + ": " + NoteText(note));
   std::vector<RecalculatedForm> recalculated;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
@@ -225,7 +225,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
     errors += CountErrors(*form);
   }
   if (!options.output.empty()) {
-    SayDropped(notebook, options.file, console);
+    SayDropped(notebook, InputName(options.file), console);
     WriteOrPrint(options.output,
                  writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook.forms),
                  console);

@@ -116,11 +116,14 @@ char DelimiterOf(const std::string& path, const CsvArguments& arguments) {
   return ExtensionOf(path) == ".tsv" ? '\t' : ',';
 }
 
+std::string InputName(const std::string& file) {
+  return file == kStandardInput ? "standard input" : file;
+}
+
 Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv) {
-  const bool is_standard_input = file == kStandardInput;
-  const std::string source = is_standard_input ? "standard input" : file;
+  const std::string source = InputName(file);
   std::string bytes = ReadWholeFile(file);
-  if (is_standard_input && !BeginsLikeNotebook(bytes)) {
+  if (file == kStandardInput && !BeginsLikeNotebook(bytes)) {
     return ReadCsv(std::move(bytes), source, u"table", arguments);
   }
   if (IsCsvName(file)) {

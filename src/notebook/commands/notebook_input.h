@@ -34,6 +34,9 @@ bool IsCsvName(const std::string& path);
 // What stands between the fields of such a file.
 char DelimiterOf(const std::string& path, const CsvArguments& arguments);
 
+// How messages call the file.
+std::string InputName(const std::string& file);
+
 // Reads a file; "-" is the standard input, a notebook when it begins with "<". `writes_csv` tells
 // that the delimiter may be meant for what is written. Throws NotebookError.
 Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv);
