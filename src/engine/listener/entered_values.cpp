@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -141,6 +142,27 @@ class EnteredValuesWalk {
   int digits_row_ = 0;
 };
 
+// Calls `visit` with the row and the digits of each entered cell that says something about digits.
+template <typename Visit>
+void ForEachDigits(const TableProperty& column, Visit visit) {
+  const int count = column.CellCount();
+  for (int r = 1; r <= count; ++r) {
+    const Ref<TableCell> cell = column.Cell(r);
+    if (cell->StateText() != kEnteredState) continue;
+    const std::int16_t digits = CountSignificantDigits(cell->Text(), false);
+    if (digits < kTooManyDigits) visit(static_cast<std::size_t>(r) - 1, digits);
+  }
+}
+
+// The row of the only entered cell with so many digits.
+std::size_t RowWith(const TableProperty& column, std::int16_t digits) {
+  std::size_t found = 0;
+  ForEachDigits(column, [&](std::size_t row, std::int16_t other) {
+    if (other == digits) found = row;
+  });
+  return found;
+}
+
 // Calls `visit` with each column of the collection and its table.
 template <typename Visit>
 void ForEachColumn(const OwnerCollection& owner, Visit visit) {
@@ -152,6 +174,10 @@ void ForEachColumn(const OwnerCollection& owner, Visit visit) {
     for (int c = 1; c <= columns; ++c)
       visit(*table, *table->Column(c));
   }
+}
+
+bool PromisesAll(Table& table, TableProperty& column) {
+  return column.Cells() != nullptr && column.Changes() != nullptr && table.Binding() != nullptr;
 }
 
 void VisitAll(EnteredValuesWalk& walk, TableProperty& column) {
@@ -183,20 +209,21 @@ class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
     return IsSameObject(units_.Catalogue().get(), &catalogue) && locale_ == UserLocale();
   }
   bool HoldFor(std::uint64_t stamp) const { return stamp_ == stamp; }
+  // Of the columns that promise everything, by their order; nullptr where nothing is known.
+  const EnteredTally* TallyAt(std::size_t index) const {
+    const bool is_known = index < columns_.size() && columns_[index].tally.IsKnown();
+    return is_known ? &columns_[index].tally : nullptr;
+  }
   const EnteredValues& Values() const { return values_; }
 
   void Renew(const OwnerCollection& owner, std::uint64_t stamp) {
     EnteredValuesWalk walk(*units_.Catalogue());
     std::size_t known = 0;
     ForEachColumn(owner, [&](Table& table, TableProperty& column) {
-      const ColumnCells* const cells = column.Cells();
-      const ColumnChanges* const changes = column.Changes();
-      const ReferenceBinding* const binding = table.Binding();
-      if (cells == nullptr || changes == nullptr || binding == nullptr) {
-        return VisitAll(walk, column);
-      }
-      EnteredTally& tally = TallyOf(known++, column, *binding);
-      if (!tally.Renew(*cells, *changes, units_)) return walk.Visit(column, *cells);
+      if (!PromisesAll(table, column)) return VisitAll(walk, column);
+      const ColumnCells& cells = *column.Cells();
+      EnteredTally& tally = TallyOf(known++, column, *table.Binding());
+      if (!tally.Renew(cells, *column.Changes(), units_)) return walk.Visit(column, cells);
       walk.Visit(tally, units_);
     });
     columns_.resize(known);
@@ -231,6 +258,29 @@ class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
   std::optional<std::uint64_t> stamp_;
 };
 
+// What is kept with the host, up to date.
+Ref<KeptValues> KeptFor(const OwnerCollection& owner, EnteredCellsPromise& promise,
+                        UnitCatalogue& units) {
+  const std::uint64_t stamp = promise.Stamp();
+  const Ref<HostObject> object = promise.Kept();
+  Ref<KeptValues> kept(dynamic_cast<KeptValues*>(object.get()));
+  if (!kept || !kept->IsFor(units)) kept = MakeRef<KeptValues>(units);
+  if (kept->HoldFor(stamp)) return kept;
+  // Whoever asks from within a call of the host, or after one that failed, begins anew.
+  promise.Keep(nullptr);
+  kept->Renew(owner, stamp);
+  promise.Keep(kept);
+  return kept;
+}
+
+// How many digits the entered cells of a column have.
+struct ColumnDigits {
+  Ref<TableProperty> column;
+  // nullptr where nothing is kept.
+  const EnteredTally* tally;
+  DigitCounts counts;
+};
+
 }  // namespace
 
 bool EnteredValues::operator==(const EnteredValues& other) const {
@@ -245,17 +295,37 @@ bool EnteredValues::operator==(const EnteredValues& other) const {
 
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredCellsPromise* const promise = owner.EnteredCells();
-  if (promise == nullptr) return LookAtEnteredCells(owner, units, nullptr);
-  const std::uint64_t stamp = promise->Stamp();
-  const Ref<HostObject> object = promise->Kept();
-  Ref<KeptValues> kept(dynamic_cast<KeptValues*>(object.get()));
-  if (!kept || !kept->IsFor(units)) kept = MakeRef<KeptValues>(units);
-  if (kept->HoldFor(stamp)) return kept->Values();
-  // Whoever asks from within a call of the host, or after one that failed, begins anew.
-  promise->Keep(nullptr);
-  kept->Renew(owner, stamp);
-  promise->Keep(kept);
-  return kept->Values();
+  return promise == nullptr ? LookAtEnteredCells(owner, units, nullptr)
+                            : KeptFor(owner, *promise, units)->Values();
+}
+
+std::optional<FewestDigits> FindFewestDigits(const OwnerCollection& owner, UnitCatalogue& units) {
+  EnteredCellsPromise* const promise = owner.EnteredCells();
+  const Ref<KeptValues> kept = promise != nullptr ? KeptFor(owner, *promise, units) : nullptr;
+  DigitCounts all;
+  std::vector<ColumnDigits> columns;
+  std::size_t known = 0;
+  ForEachColumn(owner, [&](Table& table, TableProperty& column) {
+    const bool is_kept = kept && PromisesAll(table, column);
+    columns.push_back(
+        {Ref<TableProperty>(&column), is_kept ? kept->TallyAt(known++) : nullptr, {}});
+    ColumnDigits& digits = columns.back();
+    if (digits.tally != nullptr) {
+      digits.tally->AddTo(digits.counts);
+    } else {
+      ForEachDigits(column, [&](std::size_t, std::int16_t count) { ++digits.counts[count]; });
+    }
+    for (const auto& [count, rows] : digits.counts)
+      all[count] += rows;
+  });
+  if (all.size() < 2 || all.begin()->second != 1) return std::nullopt;
+  const std::int16_t fewest = all.begin()->first;
+  const auto column = std::find_if(columns.begin(), columns.end(), [&](const ColumnDigits& digits) {
+    return digits.counts.contains(fewest);
+  });
+  const std::size_t row =
+      column->tally != nullptr ? column->tally->RowWith(fewest) : RowWith(*column->column, fewest);
+  return FewestDigits{column->column, row, fewest, std::next(all.begin())->first};
 }
 
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units,

@@ -135,6 +135,17 @@ void FormulaListener::InOnePass(const std::function<void(const EvaluateTree&)>& 
   });
 }
 
+Reads FormulaListener::ReadsOf(const TableProperty& column) {
+  plans_.Renew(*column.OwningTable());
+  const auto formula =
+      configuration_.property_formulas.Find(ToDecimalText(column.Property()->Key()));
+  const auto plan = formula != nullptr ? plans_.Of(column, *formula) : nullptr;
+  if (plan != nullptr) return plan->FormulaReads();
+  Reads unknown;
+  unknown.is_unknown = true;
+  return unknown;
+}
+
 void FormulaListener::ShowInCell(const CellValue& value, TableCell& cell, GridControl& grid) const {
   const Ref<ktformula::ELNProperty> property = cell.Property();
   const std::optional<FormulaEntry> entry = FormulaOf(property->Key());
