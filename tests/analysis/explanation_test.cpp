@@ -154,7 +154,7 @@ TEST_F(ExplanationTest, NamesTheCellsThatDecideOnDigitsAndUnits) {
        "0.00, 3 by B:r1, mmol by A:r1"},
       {"noted 1.2 g | | |", u"0.001", u"", "0.000, 4, mmol"},
       {"entered 1.2 g | | |", u"0.001", u"0.0000", "0.0000, mmol by A:r1"},
-      {"entered 1.2 g | | |", u"0.125", u"%", "00.%, 2 by A:r1"},
+      {"entered 1.2 g | | |", u"0.125", u"%", "00%, 2 by A:r1"},
       {"entered 1.2 K | | |", u"0.001", u"", "0.0, 2 by A:r1, mmol"},
       // Nothing of what is no formatted number.
       {"entered 1.2 g | | |", u"'text'", u"", "-"},
