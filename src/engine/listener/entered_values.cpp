@@ -46,12 +46,16 @@ constexpr std::array<CompletionRow, 10> kCompletion{{
     {kMoles, u"µmol", {{{kMass, u"mg"}, {kVolume, u"µl"}, {kMolality, u"µmol/mg"}}}},
 }};
 
-void CompleteUnits(ExaminedUnitsMap& units) {
+// `deciding` may be nullptr.
+void CompleteUnits(ExaminedUnitsMap& units, DecidingCells* deciding) {
   for (const CompletionRow& row : kCompletion) {
     const std::u16string* unit = units.Find(row.quantity);
     if (unit == nullptr || *unit != row.unit) continue;
     for (const Addition& addition : row.additions) {
-      units.Add(addition.quantity, std::u16string(addition.unit));
+      const bool is_new = units.Add(addition.quantity, std::u16string(addition.unit));
+      if (is_new && deciding != nullptr) {
+        deciding->units.Add(addition.quantity, *deciding->units.Find(row.quantity));
+      }
     }
   }
 }
@@ -59,23 +63,25 @@ void CompleteUnits(ExaminedUnitsMap& units) {
 // What columns say one after the other, in the order of the form.
 class EnteredValuesWalk {
  public:
-  explicit EnteredValuesWalk(UnitCatalogue& units) : units_(units) {}
+  // `deciding` may be nullptr.
+  explicit EnteredValuesWalk(UnitCatalogue& units, DecidingCells* deciding = nullptr)
+      : units_(units), deciding_(deciding) {}
 
   void Visit(const TableProperty& column) {
     const int count = column.CellCount();
     for (int r = 1; r <= count; ++r) {
       const Ref<TableCell> cell = column.Cell(r);
-      if (cell->StateText() == kEnteredState) Visit(cell->Text());
+      if (cell->StateText() == kEnteredState) Visit(cell->Text(), {column, r});
     }
   }
 
-  void Visit(const ColumnCells& cells) {
+  void Visit(const TableProperty& column, const ColumnCells& cells) {
     std::u16string buffer;
     std::size_t left = cells.EnteredCount();
     const std::size_t count = cells.Count();
     for (std::size_t row = 0; left > 0 && row < count; ++row) {
       if (!cells.IsEntered(row)) continue;
-      Visit(cells.Text(row, buffer));
+      Visit(cells.Text(row, buffer), {column, static_cast<int>(row) + 1});
       --left;
     }
   }
@@ -90,23 +96,50 @@ class EnteredValuesWalk {
 
   EnteredValues Result() && {
     if (smallest_ != kTooManyDigits) values_.ExaminedSigDig = smallest_;
-    CompleteUnits(values_.ExaminedUnits);
+    CompleteUnits(values_.ExaminedUnits, deciding_);
     return std::move(values_);
   }
 
  private:
-  void Visit(std::u16string_view text) {
-    smallest_ = std::min(smallest_, CountSignificantDigits(text, false));
+  // Rows count from 1.
+  struct Place {
+    const TableProperty& column;
+    int row;
+
+    Ref<TableCell> Cell() const { return column.Cell(row); }
+  };
+
+  void Visit(std::u16string_view text, const Place& place) {
+    const std::int16_t digits = CountSignificantDigits(text, false);
+    if (deciding_ != nullptr) NoteDigits(digits, place);
+    smallest_ = std::min(smallest_, digits);
     const std::u16string_view unit_text = UnitPart(text);
     if (unit_text.empty()) return;
     if (const Ref<Unit> unit = units_.Find(unit_text)) {
-      values_.ExaminedUnits.Add(unit->QuantityName(), unit->UnitText());
+      const std::u16string quantity = unit->QuantityName();
+      const bool is_first = values_.ExaminedUnits.Add(quantity, unit->UnitText());
+      if (is_first && deciding_ != nullptr) deciding_->units.Add(quantity, place.Cell());
     }
   }
 
+  // Rows above come first, in whichever column of the table.
+  void NoteDigits(std::int16_t digits, const Place& place) {
+    if (digits > smallest_ || digits == kTooManyDigits) return;
+    const Ref<Table> table = place.column.OwningTable();
+    const bool is_above = IsSameObject(table.get(), digits_table_.get()) && place.row < digits_row_;
+    if (digits == smallest_ && !is_above) return;
+    digits_table_ = table;
+    digits_row_ = place.row;
+    deciding_->digits = place.Cell();
+  }
+
   UnitCatalogue& units_;
+  DecidingCells* deciding_;
   EnteredValues values_;
   std::int16_t smallest_ = kTooManyDigits;
+  // Of the cell that decides on digits.
+  Ref<Table> digits_table_;
+  int digits_row_ = 0;
 };
 
 // Calls `visit` with the row and the digits of each entered cell that says something about digits.
@@ -149,14 +182,15 @@ bool PromisesAll(Table& table, TableProperty& column) {
 
 void VisitAll(EnteredValuesWalk& walk, TableProperty& column) {
   if (const ColumnCells* cells = column.Cells()) {
-    walk.Visit(*cells);
+    walk.Visit(column, *cells);
   } else {
     walk.Visit(column);
   }
 }
 
-EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units) {
-  EnteredValuesWalk walk(units);
+EnteredValues LookAtEnteredCells(const OwnerCollection& owner, UnitCatalogue& units,
+                                 DecidingCells* deciding) {
+  EnteredValuesWalk walk(units, deciding);
   ForEachColumn(owner, [&](Table&, TableProperty& column) { VisitAll(walk, column); });
   return std::move(walk).Result();
 }
@@ -189,7 +223,7 @@ class KeptValues final : public HostObject, private LeakCounted<KeptValues> {
       if (!PromisesAll(table, column)) return VisitAll(walk, column);
       const ColumnCells& cells = *column.Cells();
       EnteredTally& tally = TallyOf(known++, column, *table.Binding());
-      if (!tally.Renew(cells, *column.Changes(), units_)) return walk.Visit(cells);
+      if (!tally.Renew(cells, *column.Changes(), units_)) return walk.Visit(column, cells);
       walk.Visit(tally, units_);
     });
     columns_.resize(known);
@@ -261,7 +295,7 @@ bool EnteredValues::operator==(const EnteredValues& other) const {
 
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units) {
   EnteredCellsPromise* const promise = owner.EnteredCells();
-  return promise == nullptr ? LookAtEnteredCells(owner, units)
+  return promise == nullptr ? LookAtEnteredCells(owner, units, nullptr)
                             : KeptFor(owner, *promise, units)->Values();
 }
 
@@ -292,6 +326,11 @@ std::optional<FewestDigits> FindFewestDigits(const OwnerCollection& owner, UnitC
   const std::size_t row =
       column->tally != nullptr ? column->tally->RowWith(fewest) : RowWith(*column->column, fewest);
   return FewestDigits{column->column, row, fewest, std::next(all.begin())->first};
+}
+
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units,
+                                   DecidingCells& deciding) {
+  return LookAtEnteredCells(owner, units, &deciding);
 }
 
 }  // namespace ktformula

@@ -45,4 +45,17 @@ struct FewestDigits {
 // this costs little while nothing was entered since ExamineEnteredValues.
 std::optional<FewestDigits> FindFewestDigits(const OwnerCollection& owner, UnitCatalogue& units);
 
+// The entered cells that made them what they are.
+struct DecidingCells {
+  // Of those with the fewest digits the first one, by table, row and column; empty when nothing was
+  // entered.
+  Ref<TableCell> digits;
+  // By quantity: where its unit was entered, or the unit that it goes with.
+  Dictionary<Ref<TableCell>> units;
+};
+
+// The same, from a look at all cells.
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units,
+                                   DecidingCells& deciding);
+
 }  // namespace ktformula

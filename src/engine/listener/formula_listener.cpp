@@ -146,6 +146,14 @@ Reads FormulaListener::ReadsOf(const TableProperty& column) {
   return unknown;
 }
 
+void FormulaListener::ShowInCell(const CellValue& value, TableCell& cell, GridControl& grid) const {
+  const Ref<ktformula::ELNProperty> property = cell.Property();
+  const std::optional<FormulaEntry> entry = FormulaOf(property->Key());
+  const Ref<IKtFormulaFormat> format = CreateFormulaFormat();
+  ResultWriter writer(Owner(), Framework(), *format, grid);
+  writer.Write(cell, value, property->NumberFormatting(), entry ? entry->string_format : u"");
+}
+
 std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
                                              std::u16string_view IUnitString,
                                              const ELNProperty& Property) const {
