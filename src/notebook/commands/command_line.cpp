@@ -22,6 +22,8 @@ constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
+    &AddCheckCommands,
+    &AddExplainCommands,
     &AddHelpCommands,
 };
 

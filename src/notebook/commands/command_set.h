@@ -73,8 +73,10 @@ std::string CheckGiven(const std::string& value);
 
 // The families of commands, in the order of the help.
 void AddRecalculateCommands(CommandSet& commands);
+void AddCheckCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
+void AddExplainCommands(CommandSet& commands);
 void AddHelpCommands(CommandSet& commands);
 
 }  // namespace ktnotebook

@@ -15,6 +15,8 @@ std::string CheckSetting(const std::string& setting) {
   return has_name ? std::string() : "\"" + setting + "\" is not NAME=VALUE";
 }
 
+}  // namespace
+
 void AddCsvOptions(CLI::App* command, RecalculateOptions& options) {
   const auto add_setting = [command](const std::string& name, std::vector<std::string>& values,
                                      const std::string& help) {
@@ -31,8 +33,6 @@ void AddCsvOptions(CLI::App* command, RecalculateOptions& options) {
   add_setting("--type", options.types,
               "data type of a column: string, number, date, Boolean, structure");
 }
-
-}  // namespace
 
 void AddRecalculateCommands(CommandSet& commands) {
   const auto options = std::make_shared<RecalculateOptions>();

@@ -6,6 +6,11 @@
 #include <vector>
 
 #include "notebook/commands/console.h"
+#include "notebook/files/notebook_file.h"
+
+namespace CLI {
+class App;
+}
 
 namespace ktnotebook {
 
@@ -22,6 +27,12 @@ struct RecalculateOptions {
   std::vector<std::string> units;
   std::vector<std::string> types;
 };
+
+// The notebook, or the CSV file as one. Throws NotebookError for input that is refused.
+Notebook ReadInput(const RecalculateOptions& options);
+
+// The options of CSV files.
+void AddCsvOptions(CLI::App* command, RecalculateOptions& options);
 
 // Gives the exit status. Throws NotebookError for input that is refused.
 int Recalculate(const RecalculateOptions& options, Console& console);
