@@ -277,7 +277,8 @@ void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) 
   const DbResult found =
       database_->Run("SELECT form_key FROM notebook_forms WHERE name = $1", {Text(form_name)});
   if (found.rows.empty()) {
-    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"");
+    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
+                        DidYouMean(form_name, FormNames()));
   }
   const Ref<NotebookForm> form =
       ktformula::MakeRef<NotebookForm>(form_name, notebook.framework->OwnUnits());
