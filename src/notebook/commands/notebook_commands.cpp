@@ -7,6 +7,7 @@
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/notebook_input.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
@@ -166,11 +167,14 @@ class FormChange {
     store_.SaveCells(changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
+    const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework, result)};
     if (is_json_) {
-      WriteFormsJson({{&form, result, changed}}, console_.out);
+      WriteFormsJson({{&form, result, changed}}, console_.out, problems);
     } else if (!changed.empty()) {
       console_.out << CellsText(changed, console_.style);
     }
+    console_.out.flush();
+    SayProblems(problems, console_);
   }
 
  private:
@@ -235,11 +239,15 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   for (const CsvNote& note : notebook.notes)
     console.Say("note: " + InputName(options.file) + ": " + NoteText(note));
   std::vector<FormReport> recalculated;
+  std::vector<FormProblems> problems;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    const RecalculationResult result = RecalculateAndReport(*form, options.rounds, console);
+    recalculated.push_back({form.get(), result});
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
     errors += CountErrors(*form);
   }
+  AddUnread(problems, notebook);
   if (!options.output.empty()) {
     SayDropped(notebook, InputName(options.file), console);
     WriteOrPrint(options.output,
@@ -247,23 +255,27 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
                  console);
   }
   if (options.json) {
-    WriteFormsJson(recalculated, console.out);
+    WriteFormsJson(recalculated, console.out, problems);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
+  console.out.flush();
+  SayProblems(problems, console);
   if (errors > 0) {
-    console.out.flush();
     console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
                 " an error");
   }
-  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+  const bool is_bad = errors > 0 || HaveErrors(problems);
+  return options.strict && is_bad ? kExitErrorsShown : kExitDone;
 }
 
 int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
+  std::vector<FormProblems> problems;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    RecalculateAndReport(*form, std::nullopt, console);
+    const RecalculationResult result = RecalculateAndReport(*form, std::nullopt, console);
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());
@@ -280,6 +292,8 @@ int Import(const StoreOptions& options, Console& console) {
     for (const std::u16string& name : names)
       console.out << "imported " << ToUtf8(Printable(u"\"" + name + u"\"")) << '\n';
   }
+  console.out.flush();
+  SayProblems(problems, console);
   return kExitDone;
 }
 
