@@ -202,6 +202,33 @@ TEST(ObservedProblems, Errors) {
   });
 }
 
+TEST(ObservedProblems, NumbersThatAreMissing) {
+  const std::string help = "the value \"n.d.\" is not a number (in T:A:2)\n";
+  Check({
+      {{"A number | B number | C number",
+        "1|\nn.d.|\n3|",
+        {{"B", "2 * [A]"}, {"C", "[B] + 1"}},
+        {}},
+       "no-number B 2/1 <[A]>: " + help},
+      {{kTwo, "1|\nn.d.|", {{"B", "SUM([A])"}}, {}}, "no-number B 1/2 <SUM([A])>: " + help},
+      {{kTwo, "1|\nn.d.|", {{"B", "[all] + 1"}}, {{"all", "SUM([T:A])"}}},
+       "no-number B 1/2 <[all]>: " + help},
+      {{"A number | S string", "1|\nn.d.|\nn.d.|", {{"S", "IF([A] > 0, \"a\", \"b\")"}}, {}},
+       "no-number S 2/2 <[A] > 0>: the condition does not hold because " + help},
+      {{kTwo, "1|\nn.d.|", {{"B", "SUM([A], [T], [A] > 0)"}}, {}},
+       "no-number (note) B <[A] > 0>: the condition leaves out rows for which " + help},
+      // An error that was typed in, or read from a file, is no formula's.
+      {{kTwo, "1|\n#Error: broken|", {{"B", "2 * [A]"}}, {}},
+       "no-number B 2/1 <[A]>: broken (in T:A:2)\n"},
+      {{kTwo, "1|\nn.d.|", {{"B", "ONERROR(2 * [A], 0)"}}, {}}, ""},
+      {{"A number | S string",
+        "1|\nn.d.|",
+        {{"S", "IF(ONERROR([A] > 0, FALSE), \"a\", \"b\")"}},
+        {}},
+       ""},
+  });
+}
+
 TEST(ObservedProblems, ErrorsThatArePassedOver) {
   Check({
       {{kTwo, "1|\n2|", {{"B", "ONERROR([A]/0, 7)"}}, {}},

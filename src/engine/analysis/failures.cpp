@@ -160,7 +160,7 @@ class HandingObserver final : public FormulaObserver {
 
   void StartAt(const CellPlace& reader, std::u16string_view description) {
     reader_ = reader;
-    shown_ = std::u16string(kShownError) + std::u16string(description);
+    shown_ = std::u16string(kErrorPrefix) + std::u16string(description);
     is_found_ = false;
   }
   bool IsFound() const noexcept { return is_found_; }
@@ -241,7 +241,7 @@ class ColumnFailures {
   };
 
   std::u16string DescriptionAt(std::size_t row) const {
-    return std::u16string(column_.cells.Text(row).substr(kShownError.size()));
+    return std::u16string(column_.cells.Text(row).substr(kErrorPrefix.size()));
   }
 
   Cause CauseOf(std::size_t row, const std::u16string& description) {
@@ -276,7 +276,7 @@ class ColumnFailures {
     if (column.cells.HasNumbers() && !std::isnan(column.cells.Min(read.row))) return false;
     const std::u16string_view text = column.cells.Text(read.row);
     if (column.Computes(read.row)) {
-      return text.starts_with(kShownError) && text.substr(kShownError.size()) == description;
+      return text.starts_with(kErrorPrefix) && text.substr(kErrorPrefix.size()) == description;
     }
     if (column.property->IsNumeric() && std::isnan(column.cells.Min(read.row)) &&
         MissingDescription(text) == description) {

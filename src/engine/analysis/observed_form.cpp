@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "listener/entered_values.h"
+#include "values/cell_value.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -26,8 +27,9 @@ std::shared_ptr<const TokenTree> TreeOf(const FormulaListener& listener, std::in
 }  // namespace
 
 std::u16string MissingDescription(std::u16string_view text) {
-  if (text.starts_with(kShownError)) return std::u16string(text.substr(kShownError.size()));
-  return u"the value \"" + std::u16string(text) + u"\" is not a number";
+  CellValue value;
+  value.SetMissingNumber(text);
+  return value.MissingNumberDescription();
 }
 
 ColumnReader::ColumnReader(Ref<TableProperty> column)
@@ -165,9 +167,9 @@ const ObservedForm::Shown& ObservedForm::ShownIn(std::size_t number) const {
     const std::u16string_view text = column.cells.Text(row);
     if (!is_computed) {
       shown->missing.try_emplace(MissingDescription(text), row);
-    } else if (text.starts_with(kShownError)) {
+    } else if (text.starts_with(kErrorPrefix)) {
       shown->error_rows.push_back(row);
-      shown->errors.try_emplace(std::u16string(text.substr(kShownError.size())), row);
+      shown->errors.try_emplace(std::u16string(text.substr(kErrorPrefix.size())), row);
     }
   }
   return *shown;

@@ -20,9 +20,6 @@
 
 namespace ktformula {
 
-// What the description of an error stands behind in a cell.
-inline constexpr std::u16string_view kShownError = u"#Error: ";
-
 // A cell by the number of its column among all of the form, and its row, both from 0.
 struct CellPlace {
   std::size_t column = 0;
