@@ -19,7 +19,7 @@ namespace {
 
 // The forms that the address may mean.
 Notebook LoadForms(const ExplainOptions& options, std::u16string_view address) {
-  if (!options.input.file.empty()) return ReadInput(options.input);
+  if (!options.input.file.empty()) return ReadInput(options.input.file, options.input.csv, false);
   const NotebookStore store(OpenDatabase(options.database, false), false);
   const Transaction reading(store.Connection(), TransactionKind::kReading);
   return store.Load(FindFormNames(store.FormNames(), address));
@@ -38,8 +38,8 @@ bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell) {
 int Explain(const ExplainOptions& options, Console& console) {
   const std::u16string address = ArgumentText(options.cell);
   const Notebook notebook = LoadForms(options, address);
-  for (const std::string& note : notebook.notes)
-    console.Say("note: " + note);
+  for (const CsvNote& note : notebook.notes)
+    console.Say("note: " + InputName(options.input.file) + ": " + NoteText(note));
   const Ref<CellObject> cell = FindCell(notebook.forms, address).Object();
   NotebookForm& form = cell->Cell().OwningRow().Parent().Parent();
   ktformula::Explanation explanation;

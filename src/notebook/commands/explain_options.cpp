@@ -34,7 +34,7 @@ void AddExplainCommands(CommandSet& commands) {
       ->capture_default_str()
       ->check(CLI::PositiveNumber);
   command->add_flag("--json", options->input.json, "print JSON");
-  AddCsvOptions(command, options->input);
+  AddCsvOptions(command, options->input.csv);
 }
 
 }  // namespace ktnotebook
