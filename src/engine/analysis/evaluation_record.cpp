@@ -6,6 +6,8 @@
 
 #include "analysis/sketch.h"
 
+#include "values/text.h"
+
 namespace ktformula {
 
 namespace {
@@ -245,6 +247,8 @@ class Recorder final : public EvaluationObserver {
       frame.running.value = SketchOfNumeral(frame.item.Number());
     } else if (frame.term->kind == TermKind::kZero) {
       frame.running.value = SketchOfNumeral(0);
+    } else if (frame.IsCall() && UpperCase(frame.item.TokenText()) == u"COUNT") {
+      frame.running.value = SketchOfCount();
     }
     frame.step.dimension = frame.running.value.dimension;
     if (!frames_.empty() && frames_.back().IsCall() && !IsAtTopOfDefinition()) {
