@@ -41,23 +41,23 @@ int Explain(const ExplainOptions& options, Console& console) {
   const Ref<CellObject> cell = FindCell(notebook.forms, address).Object();
   NotebookForm& form = cell->Cell().OwningRow().Parent().Parent();
   ktformula::Explanation explanation;
-  std::vector<FormProblems> problems;
+  std::vector<FormProblems> forms;
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
     const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
     explanation = ExplainCell(WatchForm(form, *notebook.framework), *cell, options.depth);
-    problems.push_back(ProblemsOf(form, *notebook.framework, result));
+    forms.push_back(ProblemsOf(form, *notebook.framework, result));
   });
-  AddUnread(problems, notebook);
-  std::erase_if(problems.front().problems, [&](const ktformula::Problem& problem) {
+  AddUnread(forms, notebook);
+  FormProblems& problems = forms.front();
+  std::erase_if(problems.problems, [&](const ktformula::Problem& problem) {
     return !Concerns(problem, cell->Cell());
   });
   if (options.json) {
-    console.out << ExplanationJson(explanation, problems.front()) << '\n';
+    console.out << ExplanationJson(explanation, problems) << '\n';
   } else {
     console.out << ExplanationText(explanation, console.style);
-    if (!problems.front().problems.empty())
-      console.out << '\n' << ProblemsText(problems, console.style);
+    if (!problems.problems.empty()) console.out << '\n' << ProblemsText(forms, console.style);
   }
   return kExitDone;
 }

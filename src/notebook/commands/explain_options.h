@@ -12,7 +12,7 @@ namespace ktnotebook {
 
 struct ExplainOptions {
   std::string cell;
-  // A file and how it is read; without a file, a database.
+  // A file or, without one, a database.
   std::string file;
   CsvArguments csv;
   std::string database = "notebook.db";
