@@ -15,7 +15,7 @@ void AddRecalculateCommands(CommandSet& commands) {
        {{"ktnotebook recalculate examples/aspirin.xml", "prints the tables with all results"},
         {"ktnotebook recalculate examples/puromycin.xml -o puromycin.xml",
          "writes the notebook with all results"},
-        {"ktnotebook recalculate examples/data/puromycin.csv \\\n"
+        {"ktnotebook recalculate examples/data/puromycin.csv "
          "--formula 'Ratio=[rate]/[conc]' -o ratio.csv",
          "adds a column to measured data"}}},
       [options](Console& console) { return Recalculate(*options, console); });
