@@ -36,6 +36,13 @@ std::string Described(const Problem& problem) {
          " at " + place + ": " + Printable(problem.message) + " (" + Printable(problem.help) + ")";
 }
 
+std::string Described(const std::vector<Problem>& problems) {
+  std::string text;
+  for (const Problem& problem : problems)
+    text += Described(problem) + "\n";
+  return text;
+}
+
 // Whether the problem ends the evaluation of its formula in every row.
 bool AlwaysFails(const Problem& problem) {
   return problem.severity == Severity::kError && problem.column &&
@@ -54,20 +61,22 @@ bool ShowsValue(const ktnotebook::NotebookCell& cell) {
 TEST(RandomNotebooks, ProblemsOfFormulas) {
   std::size_t failing = 0;
   std::size_t all = 0;
-  for (std::uint64_t seed = 0; seed < 300; ++seed) {
+  for (std::uint64_t seed = 0; seed < 150; ++seed) {
     const NotebookPlan plan = MakePlan(seed);
+    // Without promises nothing is known of rows that are not there.
+    const auto is_empty = [](const TablePlan& table) { return table.rows.empty(); };
+    if (std::any_of(plan.tables.begin(), plan.tables.end(), is_empty)) continue;
     const Mode promising{"promising", {}};
     const Mode plain{"plain", {false, false, false}};
     LiveNotebook notebook(plan, promising);
     LiveNotebook other(plan, plain);
     notebook.Recalculate(8, Step());
+    other.Recalculate(8, Step());
     const std::vector<Problem> problems = FindFormulaProblems(Watch(notebook.Form()));
     const std::vector<Problem> others = FindFormulaProblems(Watch(other.Form()));
-    ASSERT_EQ(problems.size(), others.size()) << seed;
-    for (std::size_t i = 0; i < problems.size(); ++i) {
-      const Problem& problem = problems[i];
-      ++all;
-      EXPECT_EQ(Described(problem), Described(others[i])) << seed;
+    ASSERT_EQ(Described(problems), Described(others)) << seed;
+    all += problems.size();
+    for (const Problem& problem : problems) {
       if (!AlwaysFails(problem)) continue;
       ++failing;
       const auto& column = static_cast<const ktnotebook::NotebookColumn&>(*problem.column);
