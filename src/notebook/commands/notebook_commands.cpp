@@ -157,8 +157,10 @@ class FormChange {
     store_.SaveListener(notebook_, table, FaceOf<ktformula::IKtFieldListener>(listener));
   }
 
-  // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
-  void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set) {
+  // Recalculates, stores what changed and prints it; `set` are cells that the user changed, and
+  // `is_edited` tells which problems are those of a formula that the user changed.
+  void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set,
+              const ProblemTest& is_edited = {}) {
     NotebookForm& form = table.Parent();
     const RecalculationResult result = RecalculateAndReport(form, std::nullopt, console_, &table);
     std::vector<NotebookCell>& cells = form.Log().cells;
@@ -174,7 +176,7 @@ class FormChange {
       console_.out << CellsText(changed, console_.style);
     }
     console_.out.flush();
-    SayProblems(problems, console_);
+    SayProblems(problems, console_, is_edited);
   }
 
  private:
@@ -369,7 +371,10 @@ int EditFormula(const StoreOptions& options, Console& console) {
                               options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
   change.Finish(column.Parent(),
-                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell>());
+                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell>(),
+                [&column](const ktformula::Problem& problem) {
+                  return ktformula::IsSameObject(problem.column.get(), &column);
+                });
   return kExitDone;
 }
 
@@ -392,7 +397,10 @@ int EditDefinition(const StoreOptions& options, Console& console) {
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));
   change.SaveListener(*address.table, listener);
-  change.Finish(*address.table, {});
+  change.Finish(*address.table, {}, [&address](const ktformula::Problem& problem) {
+    return problem.definition == address.name &&
+           ktformula::IsSameObject(problem.table.get(), address.table);
+  });
   return kExitDone;
 }
 
