@@ -71,7 +71,7 @@ std::vector<Problem> FindLostRanges(const ObservedForm& form) {
   std::vector<Problem> problems;
   for (std::size_t number = 0; number < form.Columns().size(); ++number) {
     const ObservedColumn& column = form.At(number);
-    if (!column.IsComputed() || column.tree == nullptr) continue;
+    if (!column.can_be_watched) continue;
     const std::vector<std::size_t> rows = RowsReadingRanges(form, column);
     if (rows.empty()) continue;
     std::vector<std::size_t> lost;
