@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -221,9 +222,10 @@ class FormulaStudy {
 
  private:
   void LookAtRows(SiteObserver& observer, const EvaluateRow& evaluate) {
+    const std::vector<std::size_t> incomplete = IncompleteColumns();
     for (std::size_t row = 0; row < column_.cells.Count(); ++row) {
-      if (!column_.Computes(row)) continue;
-      if (AreSettled() && !MayMissIn(row)) continue;
+      if (AreSettled() && incomplete.empty()) return;
+      if (!column_.Computes(row) || (AreSettled() && !IsMissing(incomplete, row))) continue;
       observer.StartAt(row);
       shows_error_ |= evaluate(row).Error().has_value();
     }
@@ -236,14 +238,20 @@ class FormulaStudy {
     });
   }
 
-  // Whether a number that the formula reads in this row is missing.
-  bool MayMissIn(std::size_t row) const {
-    const auto is_condition = [](const Site& site) { return site.part == Part::kChoice; };
-    if (std::none_of(sites_.begin(), sites_.end(), is_condition)) return false;
-    return std::any_of(column_.own.begin(), column_.own.end(), [&](std::size_t read) {
-      const ObservedColumn& column = form_.At(read);
-      return column.property->IsNumeric() && std::isnan(column.cells.Min(row)) &&
-             !column.Computes(row);
+  // Columns in which a number is missing that the formula reads in its own row, if it chooses by
+  // conditions.
+  std::vector<std::size_t> IncompleteColumns() const {
+    std::vector<std::size_t> columns;
+    const bool has_choice = std::any_of(
+        sites_.begin(), sites_.end(), [](const Site& site) { return site.part == Part::kChoice; });
+    if (!has_choice) return columns;
+    std::copy_if(column_.own.begin(), column_.own.end(), std::back_inserter(columns),
+                 [this](std::size_t read) { return !form_.MissingNumbers(read).empty(); });
+    return columns;
+  }
+  bool IsMissing(const std::vector<std::size_t>& columns, std::size_t row) const {
+    return std::any_of(columns.begin(), columns.end(), [&](std::size_t column) {
+      return std::isnan(form_.At(column).cells.Min(row)) && !form_.At(column).Computes(row);
     });
   }
 
