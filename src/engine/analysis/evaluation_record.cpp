@@ -90,6 +90,23 @@ ValueOrigin OriginOfReference(const ExplainedValue& value) {
   return is_structure ? ValueOrigin::kTyped : ValueOrigin::kNowhere;
 }
 
+bool IsSameNumber(const ExplainedValue& left, const ExplainedValue& right) {
+  const auto is_number = [](const ExplainedValue& value) {
+    return !value.raised && value.value.CellValueType() == kCellValueTypeNumber;
+  };
+  return is_number(left) && is_number(right) && left.value.MinNumber() == right.value.MinNumber() &&
+         left.value.MaxNumber() == right.value.MaxNumber();
+}
+
+// What chooses among its operands, and a definition that stands for another name, is alike to the
+// operand that it gives.
+Ref<TableCell> AlikeToOperand(const ExplainedStep& step) {
+  for (const ExplainedStep& operand : step.steps) {
+    if (operand.value && IsSameNumber(*operand.value, *step.value)) return operand.alike;
+  }
+  return nullptr;
+}
+
 void Append(std::vector<ExplainedStep>& steps, std::vector<ExplainedStep>&& more) {
   std::move(more.begin(), more.end(), std::back_inserter(steps));
 }
@@ -126,7 +143,7 @@ class Recorder final : public EvaluationObserver {
   void ReadCell(const TableCell& cell) override {
     NoteError(cell);
     if (!IsInStep()) return;
-    frames_.back().step.cell = Hold(cell);
+    frames_.back().step.cell = frames_.back().step.alike = Hold(cell);
   }
 
   void ReadNote(const TableCell& cell) override {
@@ -148,10 +165,11 @@ class Recorder final : public EvaluationObserver {
       ExplainedStep& cell = step.steps.emplace_back();
       cell.place = step.place;
       cell.source = step.source;
-      cell.cell = column.Cell(static_cast<int>(row));
+      cell.cell = cell.alike = column.Cell(static_cast<int>(row));
       cell.value = ValueOfCell(*cell.cell);
     }
     step.more_rows = count - written;
+    if (written > 0) frames_.back().step.alike = step.steps.front().cell;
     frames_.back().step.steps.push_back(std::move(step));
   }
 
@@ -208,7 +226,11 @@ class Recorder final : public EvaluationObserver {
     }
     // What follows a condition is evaluated only in rows for which it holds.
     const bool holds = raised == nullptr && value.IsBoolean() && value.BooleanValue();
-    call.row.is_taken = IsFirstArgument(call.item, argument.item) || holds;
+    const bool is_expression = IsFirstArgument(call.item, argument.item);
+    call.row.is_taken = is_expression || holds;
+    if (is_expression && argument.term->kind == TermKind::kReference && !call.step.alike) {
+      call.step.alike = argument.step.cell;
+    }
     return call.row.steps;
   }
 
@@ -230,6 +252,7 @@ class Recorder final : public EvaluationObserver {
     step.value.emplace();
     step.value->value = value;
     if (raised != nullptr) step.value->raised = *raised;
+    if (!step.alike) step.alike = AlikeToOperand(step);
     if (step.origin == ValueOrigin::kDefinition) return;
     step.origin = frame.term->kind == TermKind::kReference ? OriginOfReference(*step.value)
                                                            : OriginOf(*frame.term);

@@ -60,8 +60,10 @@ struct ExplainedStep {
   ValueOrigin origin = ValueOrigin::kConstant;
   // Empty for what is no value of its own: a column, or a cell of which only state or tag are read.
   std::optional<ExplainedValue> value;
-  // Empty for what is no cell, as in all that follows.
+  // Empty for what is no cell.
   Ref<TableCell> cell;
+  // A cell of which it is certain that the value is of the same quantity; may be empty.
+  Ref<TableCell> alike;
   // Of a computed cell or a definition; else "".
   std::u16string formula;
   std::optional<ArisenError> error;

@@ -13,8 +13,7 @@ class App;
 
 namespace ktnotebook {
 
-// A line that works as it stands where the folder examples/ is, and what it does. A long one goes
-// on behind a backslash and a line break.
+// A line that works as it stands where the folder examples/ is, and what it does.
 struct CommandExample {
   std::string line;
   std::string does;
@@ -34,7 +33,7 @@ class CommandSet {
 
   struct Command {
     CommandHelp help;
-    CLI::App* app;
+    CLI::App* app = nullptr;
   };
 
   // Gives the program its own options and its help. `console` and `program` live longer.

@@ -93,7 +93,7 @@ std::string ReasonsJson(const ktformula::DisplayReasons& reasons) {
 
 }  // namespace
 
-std::string ExplanationJson(const Explanation& explanation) {
+std::string ExplanationJson(const Explanation& explanation, const FormProblems& problems) {
   const bool is_computed = explanation.origin == ktformula::ValueOrigin::kComputed;
   JsonObject json;
   json.AddText("cell", AddressOfCell(*explanation.cell));
@@ -107,6 +107,7 @@ std::string ExplanationJson(const Explanation& explanation) {
   if (explanation.typed_digits) {
     json.Add("shown", "{\"digits\":" + std::to_string(*explanation.typed_digits) + "}");
   }
+  if (!problems.problems.empty()) json.Add("problems", ProblemListJson({problems}));
   return json.Text();
 }
 

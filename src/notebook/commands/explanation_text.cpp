@@ -91,23 +91,6 @@ bool IsNumber(const ExplainedValue& value) {
   return !value.raised && value.value.CellValueType() == ktformula::kCellValueTypeNumber;
 }
 
-bool IsSameNumber(const ExplainedValue& left, const ExplainedValue& right) {
-  return IsNumber(left) && IsNumber(right) && left.value.MinNumber() == right.value.MinNumber() &&
-         left.value.MaxNumber() == right.value.MaxNumber();
-}
-
-// The unit of a call's value where that is certain: a column's aggregate is in the column's, and
-// what is one of the operands is in the operand's.
-const NotebookUnit* UnitOfCall(const ExplainedStep& call) {
-  for (const ExplainedStep& step : call.steps) {
-    if (step.origin == ValueOrigin::kColumn && !step.steps.empty())
-      return UnitOf(*step.steps.front().cell);
-    if (step.cell && step.value && IsSameNumber(*step.value, *call.value))
-      return UnitOf(*step.cell);
-  }
-  return nullptr;
-}
-
 std::u16string OutcomeText(const ExplainedValue& value, const NotebookUnit* unit) {
   if (value.raised) return u"an error: " + Brief(value.raised->Description());
   if (value.value.CellValueType() == ktformula::kCellValueTypeError)
@@ -160,23 +143,31 @@ std::u16string CellPhrase(const ExplainedStep& step) {
   return shown + u", computed in " + name + u" by " + Brief(step.formula);
 }
 
-std::u16string StepPhrase(const ExplainedStep& step) {
-  if (step.cell) return CellPhrase(step);
-  switch (step.origin) {
-    case ValueOrigin::kDefinition:
-      return OutcomeText(*step.value, UnitOfCall(step)) + u", defined as " + Brief(step.formula);
-    case ValueOrigin::kColumn: return u"a column of this notebook";
-    default: return OutcomeText(*step.value, UnitOfCall(step));
-  }
+// The column of the cells below.
+std::u16string ColumnPhrase(const ExplainedStep& step) {
+  if (step.steps.empty()) return u"a column";
+  const NotebookCell& cell = CellOf(*step.steps.front().cell);
+  return u"the column " +
+         Brief(cell.OwningColumn().Parent().Name() + u":" + cell.Definition().name);
 }
 
-void TellSteps(Story& story, const std::vector<ExplainedStep>& steps, int level) {
+std::u16string StepPhrase(const ExplainedStep& step) {
+  if (step.cell) return CellPhrase(step);
+  if (step.origin == ValueOrigin::kColumn) return ColumnPhrase(step);
+  const std::u16string outcome =
+      OutcomeText(*step.value, step.alike ? UnitOf(*step.alike) : nullptr);
+  return step.origin == ValueOrigin::kDefinition ? outcome + u", defined as " + Brief(step.formula)
+                                                 : outcome;
+}
+
+void TellSteps(Story& story, const std::vector<ExplainedStep>& steps, int level,
+               bool are_of_column = false) {
   for (const ExplainedStep& step : steps) {
     // They can be seen in the formula.
     if (step.origin == ValueOrigin::kConstant) continue;
-    const bool is_cell_of_column = step.cell && !step.value;
-    story.Add(level, Brief(step.source) + (is_cell_of_column ? u": " : u" is ") + StepPhrase(step));
-    TellSteps(story, step.steps, level + 1);
+    const std::u16string what = are_of_column ? u"" : Brief(step.source) + u" is ";
+    story.Add(level, what + StepPhrase(step));
+    TellSteps(story, step.steps, level + 1, step.origin == ValueOrigin::kColumn);
     if (step.more_rows > 0) story.Add(level + 1, u"and " + Counted(step.more_rows, u"more row"));
   }
 }
@@ -194,7 +185,11 @@ void TellComputation(Story& story, const Explanation& explanation) {
       0, u"It is computed by " + Printable(explanation.formula) + (has_inputs ? u", where" : u"."));
   TellSteps(story, explanation.steps, 1);
   if (!explanation.shown || !IsNumber(explanation.value)) return;
-  story.Add(0, u"This gives " + OutcomeText(explanation.value, UnitOf(*explanation.cell)) + u".");
+  const bool is_percentage = explanation.shown->pattern.ends_with(u'%');
+  story.Add(0, u"This gives " +
+                   (is_percentage ? ExactText(explanation.value.value.MinNumber() * 100) + u" %"
+                                  : OutcomeText(explanation.value, UnitOf(*explanation.cell))) +
+                   u".");
 }
 
 // CELL "TEXT".

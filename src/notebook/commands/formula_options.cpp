@@ -15,7 +15,7 @@ void AddEvaluate(CommandSet& commands) {
       commands.Add({"eval",
                     "evaluate formulas, alone or as in a cell",
                     {{"ktnotebook eval '1+2*3'", "computes a formula that needs no notebook"},
-                     {"ktnotebook eval --file examples/aspirin.xml \\\n"
+                     {"ktnotebook eval --file examples/aspirin.xml "
                       "--cell Aspirin/Reactants:Moles:SA '[Mass]*2'",
                       "computes one as in a cell, in base units"},
                      {"echo '\"1/4\"' | ktnotebook eval -", "computes each line, a JSON string"}}},

@@ -34,21 +34,46 @@ std::string Entries(const std::string& heading, const std::vector<OptionText>& o
   return text;
 }
 
-// An example's line, or lines, below one another.
-std::string Lines(const std::string& line) {
-  std::string text = "  ";
+// The words of a command line; what is in quotes is one.
+std::vector<std::string> ShellWords(std::string_view line) {
+  std::vector<std::string> words(1);
+  char quote = '\0';
   for (const char character : line) {
-    text += character;
-    if (character == '\n') text += "    ";
+    if (quote == '\0' && character == ' ') {
+      words.emplace_back();
+      continue;
+    }
+    words.back().push_back(character);
+    if (quote == character) {
+      quote = '\0';
+    } else if (quote == '\0' && (character == '\'' || character == '"')) {
+      quote = character;
+    }
   }
-  return text + "\n";
+  return words;
+}
+
+// The command line of an example, which goes on behind a backslash where it is too long.
+std::string ExampleLines(const std::string& line) {
+  constexpr std::string_view kBreak = " \\";
+  const std::vector<std::string> words = ShellWords(line);
+  std::string text;
+  std::string shown = "  " + words.front();
+  for (auto word = words.begin() + 1; word != words.end(); ++word) {
+    if (shown.size() + 1 + word->size() + kBreak.size() > kTerminalWidth) {
+      text += shown + std::string(kBreak) + "\n";
+      shown = "   ";
+    }
+    shown += " " + *word;
+  }
+  return text + shown + "\n";
 }
 
 std::string Examples(const std::vector<CommandExample>& examples) {
   if (examples.empty()) return "";
   std::string text = "\nExamples:\n";
   for (const CommandExample& example : examples)
-    text += Lines(example.line) + Wrap(example.does, "      ", "      ", kTerminalWidth);
+    text += ExampleLines(example.line) + Wrap(example.does, "      ", "      ", kTerminalWidth);
   return text;
 }
 
