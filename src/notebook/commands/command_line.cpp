@@ -7,9 +7,9 @@
 
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
-#include "notebook/commands/locale_names.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
+#include "notebook/tables/locale_names.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -109,7 +109,7 @@ class CommandLine {
       return kExitWrongUsage;
     }
     UnshieldOptions();
-    ktformula::SetUserLocale(*FindLocale(locale_));
+    console_.style.locale = *FindLocale(locale_);
     return chosen_();
   }
 
@@ -143,7 +143,8 @@ class CommandLine {
   }
 
   void AddLocale(CLI::App& app) {
-    app.add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
+    app.add_option("--locale", locale_,
+                   "separators of numbers that are typed and shown: \"C\" or a name such as de_DE")
         ->capture_default_str()
         ->check([](const std::string& name) {
           return FindLocale(name) ? std::string() : "unknown locale " + name;

@@ -63,9 +63,9 @@ ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   return settings;
 }
 
-Notebook ReadInput(const RecalculateOptions& options) {
+Notebook ReadInput(const RecalculateOptions& options, const ktformula::Locale& locale) {
   const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
-                       ParseSettings(options.units), ParseSettings(options.types)};
+                       ParseSettings(options.units), ParseSettings(options.types), locale};
   if (IsCsvName(options.file)) {
     const std::string name = PathText(PathOf(options.file).stem());
     return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
@@ -203,7 +203,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (!is_csv && IsCsvName(options.output)) {
     throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
   }
-  const Notebook notebook = ReadInput(options);
+  const Notebook notebook = ReadInput(options, console.style.locale);
   for (const std::string& note : notebook.notes)
     console.Say("note: " + note);
   std::vector<RecalculatedForm> recalculated;
@@ -215,8 +215,9 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (!options.output.empty()) {
     SayDropped(notebook, options.file, console);
     WriteOrPrint(options.output,
-                 IsCsvName(options.output) ? WriteCsv(*notebook.forms.front()->Tables().front())
-                                           : WriteNotebook(notebook.forms),
+                 IsCsvName(options.output)
+                     ? WriteCsv(*notebook.forms.front()->Tables().front(), console.style.locale)
+                     : WriteNotebook(notebook),
                  console);
   }
   if (options.json) {
@@ -253,7 +254,7 @@ int Import(const StoreOptions& options, Console& console) {
 }
 
 int Export(const StoreOptions& options, Console& console) {
-  WriteOrPrint(options.output, WriteNotebook(LoadForm(options).forms), console);
+  WriteOrPrint(options.output, WriteNotebook(LoadForm(options)), console);
   return kExitDone;
 }
 
@@ -274,11 +275,17 @@ int SetCell(const StoreOptions& options, Console& console) {
   FormChange change(options, console, TransactionKind::kWriting);
   const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
-  if (!cell.Accepts(text)) {
+  const ktformula::Locale& locale = console.style.locale;
+  if (const auto meant = cell.MeantNumber(text, locale)) {
+    throw NotebookError(Quoted(text) + " is no number where " +
+                        Quoted(std::u16string(1, locale.decimal_separator)) +
+                        " is the decimal separator; did you mean " + Quoted(*meant) + "?");
+  }
+  if (!cell.Accepts(text, locale)) {
     throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
                         " for " + Quoted(cell.Definition().name));
   }
-  cell.Enter(text);
+  cell.Enter(text, locale);
   change.Finish(cell.OwningRow().Parent(), {cell});
   return kExitDone;
 }

@@ -51,11 +51,11 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"]";
 }
 
-std::vector<TableText> RowTexts(const NotebookRow& row) {
+std::vector<TableText> RowTexts(const NotebookRow& row, const ktformula::Locale& locale) {
   std::vector<TableText> texts{{row.ID(), false}};
   for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
     const NotebookCell cell = row.CellAt(column->Index());
-    texts.push_back({ShownText(cell), ShowsError(cell.Text())});
+    texts.push_back({ShownText(cell, locale), ShowsError(cell.Text())});
   }
   return texts;
 }
@@ -69,7 +69,7 @@ std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
   }
   TextTable layout(columns, style);
   layout.AddRows(table.Rows().size(),
-                 [&table](std::size_t i) { return RowTexts(table.Rows()[i]); });
+                 [&](std::size_t i) { return RowTexts(table.Rows()[i], style.locale); });
   return layout.Render();
 }
 
@@ -92,8 +92,8 @@ std::u16string UnwrittenUnit(const NotebookCell& cell) {
   const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
                        !content.text.ends_with(u'%') && !std::isnan(content.min);
   if (!is_bare) return {};
-  const auto typed =
-      ParseNumberText(content.text, unit, cell.OwningRow().Parent().Parent().Units());
+  const auto typed = ParseNumberText(content.text, unit, cell.OwningRow().Parent().Parent().Units(),
+                                     cell.OwningColumn().KeptIn());
   const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
   return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
 }
@@ -148,9 +148,10 @@ bool ShowsError(std::u16string_view text) {
   return text.starts_with(kErrorPrefix);
 }
 
-std::u16string ShownText(const NotebookCell& cell) {
+std::u16string ShownText(const NotebookCell& cell, const ktformula::Locale& locale) {
   const std::u16string unit = UnwrittenUnit(cell);
-  return unit.empty() ? cell.Text() : cell.Text() + u" " + unit;
+  const std::u16string text = cell.TextIn(locale);
+  return unit.empty() ? text : text + u" " + unit;
 }
 
 std::string FormText(const NotebookForm& form, const TableStyle& style) {
@@ -182,9 +183,9 @@ std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& 
     ordered.emplace_back(PlaceOf(cell), cell);
   std::sort(ordered.begin(), ordered.end());
   TextTable layout({{u"cell"}, {u"shows"}}, style);
-  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
+  layout.AddRows(ordered.size(), [&](std::size_t i) -> std::vector<TableText> {
     const NotebookCell& cell = ordered[i].second;
-    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell.Text())}};
+    return {{AddressOf(cell), false}, {ShownText(cell, style.locale), ShowsError(cell.Text())}};
   });
   return layout.Render();
 }

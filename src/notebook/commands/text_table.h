@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "values/number_text.h"
+
 namespace ktnotebook {
 
 enum class Alignment { kLeft, kRight };
@@ -26,6 +28,8 @@ struct TableStyle {
   // The columns of the terminal; 0 when it is none.
   int width = 0;
   bool all_rows = false;
+  // Whose separators numbers have.
+  ktformula::Locale locale = {};
 };
 
 // The columns that a text may take where no terminal sets a limit.

@@ -51,10 +51,7 @@ class CsvReader {
       : csv_(std::move(csv)), source_(source), options_(options) {}
 
   Notebook Read(std::u16string_view name) {
-    notebook_.framework = ktformula::MakeRef<NotebookFramework>();
-    notebook_.forms.push_back(
-        ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
-    table_ = notebook_.forms.front()->AddTable(name, 1);
+    table_ = notebook_.AddForm(name).AddTable(name, 1);
     table_->AddNumberedRows(csv_.rows);
     for (std::size_t i = 0; i < csv_.header.size(); ++i)
       AddFileColumn(csv_.header[i], csv_.columns[i]);
@@ -85,7 +82,7 @@ class CsvReader {
     PropertyDefinition definition;
     definition.type = DataType::kNumber;
     definition.unit = unit;
-    TypedTexts typed(definition, Units());
+    TypedTexts typed(definition, Units(), notebook_.locale.separators, options_.locale);
     ColumnData data;
     data.Append(csv_.rows);
     data.ReserveTexts(column.Size());
@@ -231,7 +228,7 @@ class CsvReader {
       const TypedMark mark = column.TypedState();
       column.ReserveTexts(texts.Size());
       texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
-        column.Enter(row++, text, mark);
+        column.Enter(row++, text, mark, options_.locale);
         return true;
       });
       column.NoteChanges();
@@ -292,9 +289,10 @@ std::u16string HeaderOf(const PropertyDefinition& definition) {
 }
 
 // The column's header says the unit of computed numbers already.
-std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u16string& buffer) {
+std::u16string_view TextOf(const NotebookColumn& column, std::size_t row,
+                           const ktformula::Locale& locale, std::u16string& buffer) {
   const ColumnData& data = column.Data();
-  std::u16string_view text = data.Text(row, buffer);
+  std::u16string_view text = column.TextIn(locale, row, buffer);
   const NotebookUnit* unit = column.Definition().unit;
   if (unit == nullptr) return text;
   const bool is_computed_number = data.State(row).empty() && !std::isnan(data.MinNumbers()[row]);
@@ -328,7 +326,7 @@ Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16st
   return reader.Read(name);
 }
 
-std::string WriteCsv(const NotebookTable& table) {
+std::string WriteCsv(const NotebookTable& table, const ktformula::Locale& locale) {
   std::string csv;
   AppendRecord(csv, table,
                [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
@@ -337,8 +335,9 @@ std::string WriteCsv(const NotebookTable& table) {
     // All the memory at once, as far as the first rows tell.
     if (row.Index() == kFirstRows)
       csv.reserve(csv.size() / kFirstRows * table.Rows().size() * 5 / 4);
-    AppendRecord(csv, table,
-                 [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
+    AppendRecord(csv, table, [&](const NotebookColumn& column) {
+      return TextOf(column, row.Index(), locale, buffer);
+    });
   }
   return csv;
 }

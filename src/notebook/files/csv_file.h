@@ -21,6 +21,8 @@ struct CsvOptions {
   ColumnSettings units;
   // Data types by their names.
   ColumnSettings types;
+  // Of the file's numbers. Those of its notebook, formulas included, are of the locale "C".
+  ktformula::Locale locale = {};
 };
 
 // The text as a form and a table of this name. A column's type is found from its values: number,
@@ -31,7 +33,8 @@ struct CsvOptions {
 Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options);
 
-// The table as CSV text with CRLF line ends. Numbers in a column's own unit stand without it.
-std::string WriteCsv(const NotebookTable& table);
+// The table as CSV text with CRLF line ends. Numbers in a column's own unit stand without it, and
+// all have the separators of the locale.
+std::string WriteCsv(const NotebookTable& table, const ktformula::Locale& locale = {});
 
 }  // namespace ktnotebook

@@ -13,9 +13,10 @@ namespace {
 
 class NotebookWriter {
  public:
-  std::string Write(const std::vector<Ref<NotebookForm>>& forms) {
+  std::string Write(const NamedLocale& locale, const std::vector<Ref<NotebookForm>>& forms) {
     const Ref<ktformula::XmlElement> root = document_->CreateElement(u"notebook");
     document_->SetRoot(*root);
+    if (locale != NamedLocale()) Attribute(document_->RootNode(), "locale", locale.name);
     for (const Ref<NotebookForm>& form : forms)
       WriteForm(*form);
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
@@ -123,8 +124,12 @@ class NotebookWriter {
 
 }  // namespace
 
+std::string WriteNotebook(const Notebook& notebook) {
+  return NotebookWriter().Write(notebook.locale, notebook.forms);
+}
+
 std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms) {
-  return NotebookWriter().Write(forms);
+  return NotebookWriter().Write(forms.empty() ? NamedLocale() : forms.front()->OwnLocale(), forms);
 }
 
 }  // namespace ktnotebook

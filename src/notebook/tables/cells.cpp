@@ -1,6 +1,9 @@
 #include "notebook/tables/cells.h"
 
+#include <cmath>
+
 #include "notebook/tables/cell_text.h"
+#include "notebook/tables/localized_text.h"
 #include "notebook/tables/model.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
@@ -41,21 +44,51 @@ const std::u16string& NotebookCell::Tag() const noexcept {
   return column_->Data().Tag(row_);
 }
 
+std::u16string NotebookCell::TextIn(const ktformula::Locale& locale) const {
+  std::u16string buffer;
+  return std::u16string(column_->TextIn(locale, row_, buffer));
+}
+
 bool NotebookCell::Accepts(std::u16string_view typed) const {
+  return Accepts(typed, column_->KeptIn());
+}
+
+bool NotebookCell::Accepts(std::u16string_view typed, const ktformula::Locale& locale) const {
   const std::u16string_view text = TrimTypedText(typed);
   if (text.empty()) return true;
   if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
   if (Definition().type != DataType::kBoolean) return true;
+  const ktformula::LocaleScope kept_in(column_->KeptIn());
   try {
-    ktformula::XMLBoolean(text);
+    ktformula::XMLBoolean(column_->TextsTypedIn(locale).ReadTyped(text).text);
   } catch (const ktformula::RaisedError&) {
     return false;
   }
   return true;
 }
 
+std::optional<std::u16string> NotebookCell::MeantNumber(std::u16string_view typed,
+                                                        const ktformula::Locale& locale) const {
+  const auto is_number = [&](const ktformula::Locale& other) {
+    return !std::isnan(column_->TextsTypedIn(other).ReadTyped(typed).min);
+  };
+  if (Definition().type != DataType::kNumber || is_number(locale)) return std::nullopt;
+  constexpr ktformula::Locale kPoint{u'.', u','};
+  constexpr ktformula::Locale kComma{u',', u'.'};
+  for (const ktformula::Locale& other : {column_->KeptIn(), kPoint, kComma}) {
+    if (!is_number(other)) continue;
+    std::u16string buffer;
+    return std::u16string(WithSeparatorsOf(locale, TrimTypedText(typed), other, buffer));
+  }
+  return std::nullopt;
+}
+
 void NotebookCell::Enter(std::u16string_view typed) const {
-  if (column_->Enter(row_, typed, column_->TypedState())) column_->NoteChange(row_);
+  Enter(typed, column_->KeptIn());
+}
+
+void NotebookCell::Enter(std::u16string_view typed, const ktformula::Locale& locale) const {
+  if (column_->Enter(row_, typed, column_->TypedState(), locale)) column_->NoteChange(row_);
 }
 
 void NotebookCell::TakeTypedText(std::u16string_view text) const {
