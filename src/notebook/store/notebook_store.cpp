@@ -294,7 +294,8 @@ void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) 
   const DbResult found = database_->Run(
       "SELECT form_key, " + locale + " FROM notebook_forms WHERE name = $1", {Text(form_name)});
   if (found.rows.empty()) {
-    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"");
+    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
+                        DidYouMean(form_name, FormNames()));
   }
   const std::u16string locale_name = ToText(found.rows[0][1]);
   const std::optional<NamedLocale> known = FindNamedLocale(locale_name);
