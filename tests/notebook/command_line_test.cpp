@@ -216,8 +216,10 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
     int status;
     std::string err;
   } cases[] = {
-      {{}, 2, "A subcommand is required"},
+      {{}, 2, "a command is required"},
       {{"frobnicate"}, 2, "there is no command \"frobnicate\"\n"},
+      {{"help", "shwo"}, 2, "there is no command \"shwo\"; did you mean \"show\"?"},
+      {{"completion", "csh"}, 2, "there is no completion for csh"},
       {{"shwo"}, 2, "there is no command \"shwo\"; did you mean \"show\"?"},
       {{"recalculate", "x.xml", "-o", ""}, 2, "--output: the name is empty"},
       {{"eval"}, 2, "FORMULA is required"},

@@ -188,6 +188,11 @@ TEST_F(LocaleTest, WhatIsTypedIsKeptInTheNotebooksLocale) {
   EXPECT_EQ(Print({"eval", "[A]*0.5", "--file", file, "--cell", "F/T:A:1", "--locale=de_DE"}),
             "0,0005\n");
   EXPECT_EQ(Print({"eval", "1/8", "--locale=de_DE"}), "0,125\n");
+  EXPECT_EQ(Print({"check", Saved("de.xml", NotebookText("de_DE", "1,5 g", "1/2")), "--strict"}),
+            "no problems\n");
+  const std::string story = Print({"explain", "F/T:B:1", "--file", file, "--locale=de_DE"});
+  EXPECT_NE(story.find("500.000,00 g"), std::string::npos) << story;
+  EXPECT_NE(story.find("is 0,5"), std::string::npos) << story;
   EXPECT_EQ(Print({"formula", "F/T:B", "[A]*0.25", "--db", db, "--locale=de_DE"}).find("syntax"),
             std::string::npos);
   EXPECT_EQ(Print({"formula", "F/T:B", "--db", db, "--locale=de_DE"}),

@@ -7,6 +7,7 @@
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
@@ -63,20 +64,6 @@ ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
     settings.emplace_back(text.substr(0, separator), text.substr(separator + 1));
   }
   return settings;
-}
-
-Notebook ReadInput(const RecalculateOptions& options, const ktformula::Locale& locale) {
-  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
-                       ParseSettings(options.units), ParseSettings(options.types), locale};
-  if (IsCsvName(options.file)) {
-    const std::string name = PathText(PathOf(options.file).stem());
-    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
-  }
-  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
-    throw NotebookError(options.file +
-                        ": formulas, formats, units and types are given to CSV files only");
-  }
-  return ReadNotebookFile(options.file);
 }
 
 std::size_t CountErrors(const NotebookForm& form) {
@@ -157,11 +144,14 @@ class FormChange {
     store_.SaveCells(changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
+    const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework, result)};
     if (is_json_) {
-      WriteFormsJson({{&form, result, changed}}, console_.out);
+      WriteFormsJson({{&form, result, changed}}, console_.out, problems);
     } else if (!changed.empty()) {
       console_.out << CellsText(changed, console_.style);
     }
+    console_.out.flush();
+    SayProblems(problems, console_);
   }
 
  private:
@@ -216,6 +206,20 @@ TransactionKind KindOf(const StoreOptions& options) {
 
 }  // namespace
 
+Notebook ReadInput(const RecalculateOptions& options, const ktformula::Locale& locale) {
+  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
+                       ParseSettings(options.units), ParseSettings(options.types), locale};
+  if (IsCsvName(options.file)) {
+    const std::string name = PathText(PathOf(options.file).stem());
+    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
+  }
+  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
+    throw NotebookError(options.file +
+                        ": formulas, formats, units and types are given to CSV files only");
+  }
+  return ReadNotebookFile(options.file);
+}
+
 int Recalculate(const RecalculateOptions& options, Console& console) {
   const bool is_csv = IsCsvName(options.file);
   if (!is_csv && IsCsvName(options.output)) {
@@ -225,9 +229,12 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   for (const std::string& note : notebook.notes)
     console.Say("note: " + note);
   std::vector<FormReport> recalculated;
+  std::vector<FormProblems> problems;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    const RecalculationResult result = RecalculateAndReport(*form, options.rounds, console);
+    recalculated.push_back({form.get(), result});
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
     errors += CountErrors(*form);
   }
   if (!options.output.empty()) {
@@ -239,23 +246,27 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
                  console);
   }
   if (options.json) {
-    WriteFormsJson(recalculated, console.out);
+    WriteFormsJson(recalculated, console.out, problems);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
+  console.out.flush();
+  SayProblems(problems, console);
   if (errors > 0) {
-    console.out.flush();
     console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
                 " an error");
   }
-  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+  const bool is_bad = errors > 0 || HaveErrors(problems);
+  return options.strict && is_bad ? kExitErrorsShown : kExitDone;
 }
 
 int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
+  std::vector<FormProblems> problems;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    RecalculateAndReport(*form, std::nullopt, console);
+    const RecalculationResult result = RecalculateAndReport(*form, std::nullopt, console);
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());
@@ -272,6 +283,8 @@ int Import(const StoreOptions& options, Console& console) {
     for (const std::u16string& name : names)
       console.out << "imported " << ToUtf8(Printable(u"\"" + name + u"\"")) << '\n';
   }
+  console.out.flush();
+  SayProblems(problems, console);
   return kExitDone;
 }
 

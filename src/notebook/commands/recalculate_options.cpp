@@ -15,6 +15,8 @@ std::string CheckSetting(const std::string& setting) {
   return has_name ? std::string() : "\"" + setting + "\" is not NAME=VALUE";
 }
 
+}  // namespace
+
 void AddCsvOptions(CLI::App* command, RecalculateOptions& options) {
   const auto add_setting = [command](const std::string& name, std::vector<std::string>& values,
                                      const std::string& help) {
@@ -32,12 +34,17 @@ void AddCsvOptions(CLI::App* command, RecalculateOptions& options) {
               "data type of a column: string, number, date, Boolean, structure");
 }
 
-}  // namespace
-
 void AddRecalculateCommands(CommandSet& commands) {
   const auto options = std::make_shared<RecalculateOptions>();
   CLI::App* command = commands.Add(
-      {"recalculate", "recalculate a notebook file, or a CSV file, and print its tables"},
+      {"recalculate",
+       "recalculate a notebook file, or a CSV file, and print its tables",
+       {{"ktnotebook recalculate examples/aspirin.xml", "prints the tables with all results"},
+        {"ktnotebook recalculate examples/puromycin.xml -o puromycin.xml",
+         "writes the notebook with all results"},
+        {"ktnotebook recalculate examples/data/puromycin.csv \\\n"
+         "--formula 'Ratio=[rate]/[conc]' -o ratio.csv",
+         "adds a column to measured data"}}},
       [options](Console& console) { return Recalculate(*options, console); });
   command
       ->add_option("FILE", options->file,
@@ -46,13 +53,15 @@ void AddRecalculateCommands(CommandSet& commands) {
   command
       ->add_option("-o,--output", options->output,
                    "write the notebook, or the .csv file, here instead of printing tables")
+      ->type_name("FILE")
       ->check(&CheckGiven);
   command->add_flag("--json", options->json, "print JSON");
   command
       ->add_option("--rounds", options->rounds,
                    "rounds to try until nothing changes; otherwise one more than the form has "
                    "formula cells, at least 8 and at most 10000")
-      ->check(CLI::Range(1, 1'000'000));
+      ->type_name("N")
+      ->check(CLI::Range(1, 1'000'000).description(""));
   commands.AddTableStyle(command);
   command->add_flag("--strict", options->strict, "exit with 3 when a cell shows an error");
   AddCsvOptions(command, *options);

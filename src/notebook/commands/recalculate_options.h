@@ -6,6 +6,11 @@
 #include <vector>
 
 #include "notebook/commands/console.h"
+#include "notebook/files/notebook_file.h"
+
+namespace CLI {
+class App;
+}
 
 namespace ktnotebook {
 
@@ -22,6 +27,13 @@ struct RecalculateOptions {
   std::vector<std::string> units;
   std::vector<std::string> types;
 };
+
+// The notebook, or the CSV file as one, whose numbers are of the locale. Throws NotebookError for
+// input that is refused.
+Notebook ReadInput(const RecalculateOptions& options, const ktformula::Locale& locale);
+
+// The options of CSV files.
+void AddCsvOptions(CLI::App* command, RecalculateOptions& options);
 
 // Gives the exit status. Throws NotebookError for input that is refused.
 int Recalculate(const RecalculateOptions& options, Console& console);
