@@ -207,14 +207,15 @@ TEST_F(LocaleTest, ACsvFileOfAnyLocaleIsTheSameNotebook) {
       const double number = static_cast<double>(static_cast<std::int64_t>(random()) >> 20) / 1024;
       csv += ToUtf8(ktformula::NumberToText(number)) + "," + (row % 9 == 0 ? "" : "1.25 g") + ",\n";
     }
-    const CsvOptions options{{{u"c", u"[a]/4096"}}, {{u"c", std::u16string(pattern)}}, {}, {}, {}};
+    const CsvOptions options{{{u"c", u"[a]/4096"}}, {{u"c", std::u16string(pattern)}}, {}, {}};
     const Notebook notebook = ReadCsvNotebook(csv, "c", u"t", options);
     RecalculateForm(*notebook.forms.front(), 8);
     const NotebookTable& table = *notebook.forms.front()->Tables().front();
     const std::string expected = WriteNotebook(ReadCsvNotebook(WriteCsv(table), "c", u"t", {}));
     for (const std::string_view name : kLocales) {
-      const CsvOptions local{{}, {}, {}, {}, Named(name)};
-      const Notebook read = ReadCsvNotebook(WriteCsv(table, Named(name)), "c", u"t", local);
+      const CsvOptions local{{}, {}, {}, {}, {}, {}, Named(name)};
+      const Notebook read =
+          ReadCsvNotebook(WriteCsv(table, {',', false, Named(name)}), "c", u"t", local);
       EXPECT_EQ(WriteNotebook(read), expected) << name;
       for (const Ref<NotebookColumn>& column : read.forms.front()->Tables().front()->Columns()) {
         const auto numbers = column->Data().MinNumbers();

@@ -18,10 +18,12 @@ namespace ktnotebook {
 namespace {
 
 Notebook ReadChecked(const CheckOptions& options, const Console& console) {
-  if (!options.database) return ReadInput(options.input, console.style.locale);
+  if (!options.database) {
+    return ReadInput(options.target, options.csv, false, console.style.locale);
+  }
   const NotebookStore store(OpenDatabase(*options.database, false), false);
   const Transaction reading(store.Connection(), TransactionKind::kReading);
-  return store.Load(ArgumentText(options.input.file));
+  return store.Load(ArgumentText(options.target));
 }
 
 FormProblems RecalculateAndCheck(NotebookForm& form, const Notebook& notebook,
@@ -39,17 +41,16 @@ FormProblems RecalculateAndCheck(NotebookForm& form, const Notebook& notebook,
 
 int Check(const CheckOptions& options, Console& console) {
   const Notebook notebook = ReadChecked(options, console);
-  for (const std::string& note : notebook.notes)
-    console.Say("note: " + note);
   std::vector<FormProblems> forms;
   for (const Ref<NotebookForm>& form : notebook.forms)
     forms.push_back(RecalculateAndCheck(*form, notebook, console));
-  if (options.input.json) {
+  AddUnread(forms, notebook);
+  if (options.json) {
     console.out << "{\"problems\":" << ProblemListJson(forms) << "}\n";
   } else {
     console.out << ProblemsText(forms, console.style);
   }
-  return options.input.strict && HaveErrors(forms) ? kExitErrorsShown : kExitDone;
+  return options.strict && HaveErrors(forms) ? kExitErrorsShown : kExitDone;
 }
 
 void AddCheckCommands(CommandSet& commands) {
@@ -62,15 +63,15 @@ void AddCheckCommands(CommandSet& commands) {
          "tries a formula on a CSV file"}}},
       [options](Console& console) { return Check(*options, console); });
   command
-      ->add_option("FILE or FORM", options->input.file,
+      ->add_option("FILE or FORM", options->target,
                    "notebook or .csv file; with --db the name of a form")
       ->required();
   command->add_option("--db", options->database,
                       "the database that keeps the form: a file or postgresql://...");
-  command->add_flag("--json", options->input.json, "print JSON");
-  command->add_flag("--strict", options->input.strict,
+  command->add_flag("--json", options->json, "print JSON");
+  command->add_flag("--strict", options->strict,
                     "exit with 3 when there is a problem of severity error");
-  AddCsvOptions(command, options->input);
+  AddCsvOptions(command, options->csv);
 }
 
 }  // namespace ktnotebook

@@ -5,14 +5,17 @@
 #include <string>
 
 #include "notebook/commands/console.h"
-#include "notebook/commands/recalculate_options.h"
+#include "notebook/commands/notebook_input.h"
 
 namespace ktnotebook {
 
 struct CheckOptions {
-  // What is checked, and how it is read: a file, or a form's name where a database is given.
-  RecalculateOptions input;
+  // A file or, where a database is given, a form's name.
+  std::string target;
+  CsvArguments csv;
   std::optional<std::string> database;
+  bool json = false;
+  bool strict = false;
 };
 
 // Gives the exit status. Throws NotebookError for input that is refused.

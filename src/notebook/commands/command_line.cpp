@@ -19,12 +19,8 @@ namespace {
 
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
-    &AddRecalculateCommands,
-    &AddFormulaCommands,
-    &AddStoreCommands,
-    &AddCheckCommands,
-    &AddExplainCommands,
-    &AddHelpCommands,
+    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands,
+    &AddCheckCommands,       &AddExplainCommands, &AddHelpCommands,
 };
 
 // What to say of arguments that lack a command, or of a word that is no command, or no option of

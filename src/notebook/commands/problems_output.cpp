@@ -154,6 +154,20 @@ FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
   return {&form, ktformula::FindProblems(WatchForm(form, framework), unsettled)};
 }
 
+void AddUnread(std::vector<FormProblems>& forms, const Notebook& notebook) {
+  if (notebook.notes.empty()) return;
+  NotebookTable& table = *notebook.forms.front()->Tables().front();
+  for (const CsvNote& note : notebook.notes) {
+    Problem& problem = forms.front().problems.emplace_back(ktformula::ProblemCode::kUnread);
+    problem.table = Ref<ktformula::Table>(&table);
+    problem.column = Ref<ktformula::TableProperty>(table.FindColumn(note.column));
+    problem.row = note.texts.row - 1;
+    problem.rows = note.texts.count;
+    problem.message = FromStoredUtf8(note.message);
+    problem.help = FromStoredUtf8(note.help);
+  }
+}
+
 std::size_t CountProblems(const std::vector<FormProblems>& forms) {
   std::size_t count = 0;
   for (const FormProblems& form : forms)
@@ -192,7 +206,11 @@ std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyl
   return text + CountText(forms) + "\n";
 }
 
-void SayProblems(const std::vector<FormProblems>& forms, const Console& console) {
+void SayProblems(std::vector<FormProblems> forms, const Console& console) {
+  for (FormProblems& form : forms)
+    std::erase_if(form.problems, [](const Problem& problem) {
+      return problem.code == ktformula::ProblemCode::kUnread;
+    });
   const std::size_t count = CountProblems(forms);
   if (count == 0) return;
   console.Say(CountText(forms));

@@ -22,6 +22,9 @@ struct FormProblems {
 FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
                         const RecalculationResult& result);
 
+// Adds what the notebook's notes tell of values that were not read, in the notebook's only table.
+void AddUnread(std::vector<FormProblems>& forms, const Notebook& notebook);
+
 std::size_t CountProblems(const std::vector<FormProblems>& forms);
 // Whether one has the severity error.
 bool HaveErrors(const std::vector<FormProblems>& forms);
@@ -34,7 +37,8 @@ std::optional<std::u16string> RowIdOf(const ktformula::Problem& problem);
 // Each with its place, the line of the formula and a likely mend; at the end how many there are.
 std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyle& style);
 
-// On the message side: how many there are, and the first few, a line for each.
-void SayProblems(const std::vector<FormProblems>& forms, const Console& console);
+// On the message side: how many there are, and the first few, a line for each. Values that were not
+// read are told by the notebook's notes.
+void SayProblems(std::vector<FormProblems> forms, const Console& console);
 
 }  // namespace ktnotebook

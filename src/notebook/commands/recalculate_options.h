@@ -3,14 +3,9 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "notebook/commands/console.h"
-#include "notebook/files/notebook_file.h"
-
-namespace CLI {
-class App;
-}
+#include "notebook/commands/notebook_input.h"
 
 namespace ktnotebook {
 
@@ -21,19 +16,10 @@ struct RecalculateOptions {
   bool strict = false;
   // Nothing for the form's own limit.
   std::optional<int> rounds;
-  // For CSV files, each "NAME=VALUE": formula columns, and how columns are shown and typed.
-  std::vector<std::string> formulas;
-  std::vector<std::string> formats;
-  std::vector<std::string> units;
-  std::vector<std::string> types;
+  CsvArguments csv;
+  // Of CSV files that are written.
+  bool is_spreadsheet_safe = false;
 };
-
-// The notebook, or the CSV file as one, whose numbers are of the locale. Throws NotebookError for
-// input that is refused.
-Notebook ReadInput(const RecalculateOptions& options, const ktformula::Locale& locale);
-
-// The options of CSV files.
-void AddCsvOptions(CLI::App* command, RecalculateOptions& options);
 
 // Gives the exit status. Throws NotebookError for input that is refused.
 int Recalculate(const RecalculateOptions& options, Console& console);

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "notebook/files/csv_note.h"
 #include "notebook/files/framework.h"
 #include "notebook/tables/model.h"
 
@@ -16,8 +17,8 @@ struct Notebook {
   // Of forms that are added.
   NamedLocale locale = {};
   std::vector<Ref<NotebookForm>> forms = {};
-  // What the user should know about how a file was taken.
-  std::vector<std::string> notes = {};
+  // What the user should know about how a CSV file was taken.
+  std::vector<CsvNote> notes = {};
   // What a file has that is not written again, such as "2 comments"; "" for nothing.
   std::string dropped = {};
 
@@ -34,7 +35,8 @@ Notebook ReadNotebook(std::string_view bytes, const std::string& name);
 Notebook ReadNotebookFile(const std::string& path);
 
 // The notebook, or forms of one locale, as a notebook file's text. Throws NotebookError, naming the
-// place, for a text that XML can not hold.
+// place, for a text that XML can not hold, and for one that is no number where it would be read back
+// as a number.
 std::string WriteNotebook(const Notebook& notebook);
 std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms);
 

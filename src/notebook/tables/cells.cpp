@@ -46,7 +46,19 @@ const std::u16string& NotebookCell::Tag() const noexcept {
 
 std::u16string NotebookCell::TextIn(const ktformula::Locale& locale) const {
   std::u16string buffer;
-  return std::u16string(column_->TextIn(locale, row_, buffer));
+  return std::u16string(column_->Localized(locale, row_, Text(), buffer));
+}
+
+std::u16string NotebookCell::UnwrittenUnit() const {
+  const CellContent content = Content();
+  const NotebookUnit* unit = Definition().unit;
+  const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
+                       !content.text.ends_with(u'%') && !std::isnan(content.min);
+  if (!is_bare) return {};
+  const auto typed =
+      ParseNumberText(content.text, unit, column_->Parent().Parent().Units(), column_->KeptIn());
+  const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
+  return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
 }
 
 bool NotebookCell::Accepts(std::u16string_view typed) const {

@@ -178,15 +178,11 @@ bool NotebookColumn::ShowsNumber(std::size_t row, std::u16string_view text) cons
   }
 }
 
-std::u16string_view NotebookColumn::TextIn(const ktformula::Locale& locale, std::size_t row,
-                                           std::u16string& buffer) const {
-  const std::u16string_view text = data_.Text(row, buffer);
-  if (locale == KeptIn() || text.empty()) return text;
-  if (!ShowsNumber(row, text)) return text;
-  std::u16string localized;
-  WithSeparatorsOf(locale, text, KeptIn(), localized);
-  buffer = std::move(localized);
-  return buffer;
+std::u16string_view NotebookColumn::Localized(const ktformula::Locale& locale, std::size_t row,
+                                              std::u16string_view text,
+                                              std::u16string& buffer) const {
+  if (locale == KeptIn() || text.empty() || !ShowsNumber(row, text)) return text;
+  return WithSeparatorsOf(locale, text, KeptIn(), buffer);
 }
 
 bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark,

@@ -75,9 +75,10 @@ class NotebookColumn final : public ktformula::TableProperty,
   const ktformula::Locale& KeptIn() const noexcept;
   // What is typed here by somebody with the locale.
   TypedTexts TextsTypedIn(const ktformula::Locale& locale) const;
-  // As NotebookCell has it; may stand in `buffer`.
-  std::u16string_view TextIn(const ktformula::Locale& locale, std::size_t row,
-                             std::u16string& buffer) const;
+  // The text of the row, or what somebody made of it, as somebody with the locale reads it; may
+  // stand in `buffer`.
+  std::u16string_view Localized(const ktformula::Locale& locale, std::size_t row,
+                                std::u16string_view text, std::u16string& buffer) const;
 
   // What typing a text makes of a cell of this column.
   TypedMark TypedState() const;
