@@ -45,6 +45,7 @@ int Explain(const ExplainOptions& options, Console& console) {
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
     const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+    const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
     explanation = ExplainCell(WatchForm(form, *notebook.framework), *cell, options.depth);
     forms.push_back(ProblemsOf(form, *notebook.framework, result));
   });

@@ -143,7 +143,7 @@ class Story {
 std::u16string CellPhrase(const ExplainedStep& step) {
   const NotebookCell& cell = CellOf(*step.cell);
   const std::u16string name = Brief(NameInForm(*step.cell));
-  const std::u16string shown = Brief(ShownText(cell));
+  const std::u16string shown = Brief(ShownText(cell, ktformula::UserLocale()));
   switch (step.origin) {
     case ValueOrigin::kTyped: return shown + u", typed into " + name;
     case ValueOrigin::kNoted: return Quoted(cell.Text()) + u", noted in " + name;
@@ -210,7 +210,8 @@ void TellComputation(Story& story, const Explanation& explanation) {
 
 // CELL "TEXT".
 std::u16string Witness(const TableCell& cell) {
-  return Printable(AddressOf(CellOf(cell))) + u" " + Quoted(cell.Text());
+  return Printable(AddressOf(CellOf(cell))) + u" " +
+         Quoted(CellOf(cell).TextIn(ktformula::UserLocale()));
 }
 
 void TellDigits(Story& story, const ktformula::DisplayReasons& reasons) {
@@ -280,9 +281,11 @@ void TellWhatIsThere(Story& story, const Explanation& explanation) {
 }  // namespace
 
 std::string ExplanationText(const Explanation& explanation, const TableStyle& style) {
+  // All numbers of the story are those of whoever reads it.
+  const ktformula::LocaleScope shown_in(style.locale);
   const NotebookCell& cell = CellOf(*explanation.cell);
   Story story(style);
-  const std::u16string shown = Printable(ShownText(cell));
+  const std::u16string shown = Printable(ShownText(cell, style.locale));
   story.Add(0, Printable(AddressOf(cell)) + (shown.empty() ? u" is empty" : u" shows " + shown),
             explanation.error.has_value());
   story.Add(0, u"");
