@@ -54,6 +54,10 @@ const std::shared_ptr<IKtFormulaFunction>& LayerItem::Function() const noexcept 
   return tree_->functions_[tree_->ItemAt(index_).Detail()];
 }
 
+std::size_t LayerItem::Begin() const noexcept {
+  return tree_->ItemAt(index_).Place();
+}
+
 std::u16string LayerItem::TokenText() const {
   const Tokenizer tokenizer(tree_->formula_, tree_->locale_);
   return tokenizer.TextOf(tokenizer.At(tree_->ItemAt(index_).Place()));

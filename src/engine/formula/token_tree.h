@@ -47,6 +47,8 @@ class LayerItem {
   std::uint32_t Index() const noexcept { return index_; }
   // The item of the same tree at another place.
   LayerItem Other(std::uint32_t index) const noexcept { return {*tree_, index}; }
+  // Where the token begins in the formula, counted from 0.
+  std::size_t Begin() const noexcept;
   // Any token's text; see FormulaToken.
   std::u16string TokenText() const;
   FormulaToken Token() const;
