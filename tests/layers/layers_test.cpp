@@ -20,7 +20,8 @@ Folders With(Folders folders, const Folders& more) {
 
 const Folders kEngine{"host", "values", "formula", "functions", "formats", "listener"};
 const Folders kTables = With(kEngine, {"notebook/tables"});
-const Folders kFiles = With(kTables, {"notebook/files"});
+const Folders kAnalysis = With(kEngine, {"analysis"});
+const Folders kFiles = With(kTables, {"analysis", "notebook/files"});
 const Folders kStore = With(kFiles, {"notebook/store"});
 const Folders kCommands = With(kStore, {"notebook/commands"});
 
@@ -31,6 +32,7 @@ const std::map<std::string, Folders> kAllowed{
     {"functions", {"host", "values", "formula", "functions"}},
     {"formats", {"host", "values", "formats"}},
     {"listener", kEngine},
+    {"analysis", kAnalysis},
     {"notebook/tables", kTables},
     {"notebook/files", kFiles},
     {"notebook/store", kStore},

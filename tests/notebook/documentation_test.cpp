@@ -83,20 +83,50 @@ TEST(Documentation, EmbeddingPageShowsTheClientsAsTheyAre) {
   }
 }
 
-// The words of a command line; 'quoted words' are one, and files are those of this checkout.
+// The words of a command line; 'quoted words' are one.
 std::vector<std::string> Words(const std::string& line) {
   std::vector<std::string> words;
   const std::regex word(R"('([^']*)'|(\S+))");
-  for (std::sregex_iterator it(line.begin(), line.end(), word), end; it != end; ++it) {
-    std::string text = (*it)[1].matched ? (*it)[1].str() : (*it)[2].str();
-    words.push_back(text.starts_with("examples/") ? KT_SOURCE_DIR "/" + text : text);
-  }
+  for (std::sregex_iterator it(line.begin(), line.end(), word), end; it != end; ++it)
+    words.push_back((*it)[1].matched ? (*it)[1].str() : (*it)[2].str());
   return words;
 }
 
+// What a terminal shows of the command, messages and all.
+std::string Shown(const std::vector<std::string>& words) {
+  std::istringstream in;
+  std::ostringstream terminal;
+  ktnotebook::RunCommandLine(words, {in, terminal, terminal});
+  return terminal.str();
+}
+
+// An empty directory with the examples, in which the commands of a page are run.
+class PageDirectory {
+ public:
+  PageDirectory() {
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directory(path_);
+    std::filesystem::create_directory_symlink(KT_SOURCE_DIR "/examples", path_ / "examples");
+    std::filesystem::current_path(path_);
+  }
+  PageDirectory(const PageDirectory&) = delete;
+  PageDirectory& operator=(const PageDirectory&) = delete;
+  ~PageDirectory() {
+    std::filesystem::current_path(before_);
+    std::filesystem::remove_all(path_);
+  }
+
+ private:
+  std::filesystem::path before_ = std::filesystem::current_path();
+  std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) / "kt_documentation_test";
+};
+
 // A console example is "$ ./run ARGUMENTS" and the output below it; "..." stands for more of it.
-TEST(Documentation, ReadmeShowsTheRealOutput) {
-  std::ifstream stream(KT_SOURCE_DIR "/README.md");
+class ConsolePages : public testing::TestWithParam<const char*> {};
+
+TEST_P(ConsolePages, ShowTheRealOutput) {
+  const PageDirectory directory;
+  std::ifstream stream(KT_SOURCE_DIR "/" + std::string(GetParam()));
   int examples = 0;
   std::string line;
   std::getline(stream, line);
@@ -110,18 +140,23 @@ TEST(Documentation, ReadmeShowsTheRealOutput) {
     while (std::getline(stream, line) && !line.starts_with("$ ") && line != "```") {
       shown += line + "\n";
     }
-    if (shown.empty() || command.find("--db") != std::string::npos) continue;
+    std::vector<std::string> words =
+        Words(command.substr(std::string("$ ./run").size(), command.find("  #") - 7));
+    if (words.empty()) words = {"recalculate", "examples/aspirin.xml"};
+    if (words.front() == "bench") continue;
+    std::string real = Shown(words);
+    if (shown.empty()) continue;
     ++examples;
-    std::vector<std::string> words = Words(command.substr(std::string("$ ./run").size()));
-    if (words.empty()) words = {"recalculate", KT_SOURCE_DIR "/examples/aspirin.xml"};
-    std::string out = RunProgram(words).out;
     if (shown.ends_with("...\n")) {
       shown.resize(shown.size() - 4);
-      out.resize(std::min(out.size(), shown.size()));
+      real.resize(std::min(real.size(), shown.size()));
     }
-    EXPECT_EQ(shown, out) << command;
+    EXPECT_EQ(shown, real) << command;
   }
   EXPECT_GE(examples, 5);
 }
+
+INSTANTIATE_TEST_SUITE_P(Documentation, ConsolePages,
+                         testing::Values("README.md", "docs/recipes.md"));
 
 }  // namespace

@@ -23,22 +23,22 @@ TEST(TextTable, AlignsByDisplayWidthWithoutTrailingBlanks) {
             "two\u23CElines\\u001b[2J\n");
 }
 
-TEST(TextTable, ColoursErrorsOnlyWhenAsked) {
+TEST(TextTable, ColoursOnlyWhenAsked) {
   for (const bool coloured : {true, false}) {
     TextTable table({{u"a", Alignment::kRight}, {u"b"}}, {coloured});
-    table.AddRow({{u"#Error", true}, {u"fine"}});
-    table.AddRow({{u"", true}, {u"#E", true}});
+    table.AddRow({{u"#Error", TextKind::kError}, {u"fine", TextKind::kComputed}});
+    table.AddRow({{u"", TextKind::kError}, {u"#E", TextKind::kError}});
     const std::string plain =
         "     a  b\n"
         "------  ----\n"
         "#Error  fine\n"
         "        #E\n";
-    const std::string red =
+    const std::string in_colours =
         "     a  b\n"
         "------  ----\n"
-        "\x1B[31m#Error\x1B[0m  fine\n"
+        "\x1B[31m#Error\x1B[0m  \x1B[36mfine\x1B[0m\n"
         "        \x1B[31m#E\x1B[0m\n";
-    EXPECT_EQ(table.Render(), coloured ? red : plain);
+    EXPECT_EQ(table.Render(), coloured ? in_colours : plain);
   }
 }
 

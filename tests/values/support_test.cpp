@@ -6,6 +6,7 @@
 #include "values/describe.h"
 #include "values/dictionary.h"
 #include "values/leak_check.h"
+#include "values/nearest_name.h"
 #include "values/significant_digits.h"
 #include "values/text.h"
 #include "values/xml_text.h"
@@ -107,6 +108,41 @@ TEST(KtLeakCheck, TellsWhatIsAlive) {
 TEST(Text, OnlyTheLettersAToZHaveCases) {
   EXPECT_EQ(UpperCase(u"`az{\u00e4"), u"`AZ{\u00e4");
   EXPECT_EQ(LowerCase(u"@AZ[\u00c4"), u"@az[\u00c4");
+}
+
+TEST(NearestName, IsWhatWasMeantOrNothing) {
+  const std::vector<std::u16string> candidates{u"Mass",  u"Moles",  u"MW", u"Equivalents",
+                                               u"Yield", u"Volume", u"V",  u"W"};
+  const struct {
+    std::u16string_view name;
+    std::u16string_view nearest;  // "" for none
+  } cases[] = {
+      {u"mass", u"Mass"},
+      {u"Mas", u"Mass"},
+      {u"Masss", u"Mass"},
+      {u"Msas", u"Mass"},
+      {u"MW2", u"MW"},
+      {u"WM", u"MW"},
+      {u"Yeild", u"Yield"},
+      {u"equivalnt", u"Equivalents"},
+      {u"Equiv", u"Equivalents"},
+      {u"Yield (g)", u"Yield"},
+      {u"v", u"V"},
+      {u"Mess", u"Mass"},
+      // What is nearer comes first, and of equal ones the first; what is there is not proposed.
+      {u"Moless", u"Moles"},
+      {u"MV", u"MW"},
+      {u"MW", u""},
+      {u"x", u""},
+      {u"Eq", u""},
+      {u"Density", u""},
+      {u"", u""},
+  };
+  for (const auto& row : cases) {
+    EXPECT_EQ(Narrow(NearestName(row.name, candidates).value_or(u"")), Narrow(row.nearest))
+        << Narrow(row.name);
+  }
+  EXPECT_EQ(NearestName(std::u16string(1'000'000, u'M'), candidates), std::nullopt);
 }
 
 TEST(XmlText, RefusesWhatXmlCanNotHold) {

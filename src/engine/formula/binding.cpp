@@ -4,6 +4,7 @@
 
 #include "formula/evaluator.h"
 #include "formula/formula_function.h"
+#include "formula/observation.h"
 
 namespace ktformula {
 
@@ -296,6 +297,7 @@ BoundEvaluation::~BoundEvaluation() {
 }
 
 BoundCall* BoundEvaluation::FindCall(const TokenLayer& args) {
+  if (Observation::Observer() != nullptr) return nullptr;
   if (current == nullptr || current->foreign_calls_ != ForeignCallsUnderWay()) return nullptr;
   current->ForgetWhatNoLongerHolds();
   if (current->formula_ == nullptr || !EvaluationHasRoom()) return nullptr;

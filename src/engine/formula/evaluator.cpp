@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "formula/observation.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -61,9 +62,8 @@ void Call(CellValue& target, const LayerItem& function, const EvaluationContext&
   Compute(*function.Function(), &args, target, context);
 }
 
-// Evaluates the term without its NOTs; `item` is the term's.
-void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
-                  const EvaluationContext& context) {
+void EvaluateUnwatched(CellValue& target, const Term& term, const LayerItem& item,
+                       const EvaluationContext& context) {
   switch (term.kind) {
     case TermKind::kRefusal: RaiseRefusal(term.refusal, item);
     case TermKind::kNumber: target.SetNumber(item.Number(), item.Number()); return;
@@ -78,6 +78,29 @@ void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
     case TermKind::kLayer: EvaluateTokenTreeLayer(target, item.Layer(), context); return;
     case TermKind::kFunction: Compute(*item.Function(), nullptr, target, context); return;
     case TermKind::kCall: Call(target, item, context); return;
+  }
+}
+
+[[gnu::noinline]] void EvaluateWatched(EvaluationObserver& observer, CellValue& target,
+                                       const Term& term, const LayerItem& item,
+                                       const EvaluationContext& context) {
+  observer.BeginTerm(term, item, context);
+  try {
+    EvaluateUnwatched(target, term, item, context);
+  } catch (const RaisedError& error) {
+    observer.EndTerm(target, &error);
+    throw;
+  }
+  observer.EndTerm(target, nullptr);
+}
+
+// Evaluates the term without its NOTs; `item` is the term's.
+void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
+                  const EvaluationContext& context) {
+  if (EvaluationObserver* const observer = Observation::Observer()) [[unlikely]] {
+    EvaluateWatched(*observer, target, term, item, context);
+  } else {
+    EvaluateUnwatched(target, term, item, context);
   }
 }
 
@@ -146,6 +169,9 @@ void EvaluateOperandAndApply(CellValue& operand, CellValue& target, const Step& 
                              const LayerItem& item, const EvaluationContext& context) {
   const LayerItem operand_item = item.Other(step.operand.item);
   EvaluateTermWithNots(operand, step.operand, operand_item, false, context);
+  if (EvaluationObserver* const observer = Observation::Observer()) [[unlikely]] {
+    observer->ApplyStep(step, item, target, operand);
+  }
   ApplyStep(target, step, item, operand);
 }
 

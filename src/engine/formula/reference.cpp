@@ -1,5 +1,6 @@
 #include "formula/reference.h"
 
+#include "formula/observation.h"
 #include "values/cell_value.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -13,6 +14,11 @@ constexpr std::u16string_view kReferenceValueSource = u"CellValue.ReferenceValue
 [[noreturn]] void RaiseNotConvertible(std::u16string_view type_name) {
   Raise(kReferenceValueSource, u"the object of type \"" + std::u16string(type_name) +
                                    u"\" can not be converted into a value");
+}
+
+void TakeCell(CellValue& value, const TableCell& cell) {
+  if (EvaluationObserver* const observer = Observation::Observer()) observer->ReadCell(cell);
+  value.InitializeFromGridCell(cell);
 }
 
 bool AreSameTable(const TableProperty& column, const TableRow& row) {
@@ -34,7 +40,7 @@ void TakeTableProperty(CellValue& value, const TableProperty& column, NotebookOb
       Raise(kReferenceValueSource,
             u"the specified table property can not be resolved to a value for this table row");
     }
-    value.InitializeFromGridCell(*cell);
+    TakeCell(value, *cell);
   } else if (kind == NotebookObjectKind::kTableCell) {
     const Ref<TableRow> row = static_cast<const TableCell&>(*anchor).Row();
     if (!AreSameTable(column, *row)) {
@@ -44,7 +50,7 @@ void TakeTableProperty(CellValue& value, const TableProperty& column, NotebookOb
     }
     const Ref<TableCell> cell = row->Cell(column);
     if (!cell) Raise(RuntimeError::kObjectNotSet);
-    value.InitializeFromGridCell(*cell);
+    TakeCell(value, *cell);
   } else {
     Raise(kReferenceValueSource,
           u"the specified table property can not be resolved to a value for a formula being "
@@ -101,7 +107,7 @@ void ReferenceValue(CellValue& value, const ReferencePath& reference, NotebookOb
   if (!object) RaiseNotConvertible(u"Nothing");
   switch (object->Kind()) {
     case NotebookObjectKind::kTableCell:
-      value.InitializeFromGridCell(static_cast<const TableCell&>(*object));
+      TakeCell(value, static_cast<const TableCell&>(*object));
       return;
     case NotebookObjectKind::kTableProperty:
       TakeTableProperty(value, static_cast<const TableProperty&>(*object), anchor);

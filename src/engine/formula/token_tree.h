@@ -47,7 +47,7 @@ class LayerItem {
   std::uint32_t Index() const noexcept { return index_; }
   // The item of the same tree at another place.
   LayerItem Other(std::uint32_t index) const noexcept { return {*tree_, index}; }
-  // Where the token begins in the formula, counted from 0.
+  // Where a token begins in the formula's text.
   std::size_t Begin() const noexcept;
   // Any token's text; see FormulaToken.
   std::u16string TokenText() const;
@@ -95,6 +95,9 @@ class TokenTree {
   TokenTree& operator=(const TokenTree&) = delete;
 
   TokenLayer Top() const noexcept { return {*this, top_}; }
+  // The text, and the separators with which its numerals were read.
+  const std::u16string& Formula() const noexcept { return formula_; }
+  const Locale& NumberLocale() const noexcept { return locale_; }
 
  private:
   friend class LayerItem;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "formula/observation.h"
 #include "functions/row_folds.h"
 #include "functions/row_lanes.h"
 #include "values/raised_error.h"
@@ -129,6 +130,7 @@ void AggregateFunction::Compute(const TokenLayer& args, NotebookObject* anchor, 
     return;
   }
   const Ref<TableProperty> column = ColumnArgument(args.Item(0), anchor, target);
+  if (EvaluationObserver* const observer = Observation::Observer()) observer->ReadColumn(*column);
   Fold(args, *column, target, [&] {
     target.InitializeFromELNProperty(column->Property().get());
     ComputeColumn(*column, target);

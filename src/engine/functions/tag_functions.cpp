@@ -1,5 +1,6 @@
 #include "functions/tag_functions.h"
 
+#include "formula/observation.h"
 #include "values/raised_error.h"
 
 namespace ktformula {
@@ -68,6 +69,10 @@ bool IsErrorValue(const CellValue& value) {
   return value.CellValueType() == kCellValueTypeError;
 }
 
+void TellOfNote(const TableCell& cell) {
+  if (EvaluationObserver* const observer = Observation::Observer()) observer->ReadNote(cell);
+}
+
 }  // namespace
 
 Bound CellNoteFunction::BindArguments(Binder& binder, const TokenLayer& args, const Place& anchor,
@@ -130,6 +135,7 @@ void TagFunction::Compute(const TokenLayer& args, NotebookObject* anchor, CellVa
   if (IsErrorValue(target)) return;
   const Ref<TableCell> cell = DenotedCell(object.get(), anchor);
   if (!cell) Raise(RuntimeError::kObjectNotSet);
+  TellOfNote(*cell);
   target.SetString(cell->Tag());
 }
 
@@ -142,6 +148,7 @@ void IsEnteredFunction::Compute(const TokenLayer& args, NotebookObject* anchor, 
   const Ref<NotebookObject> object = DenotedObject(argument, anchor, target);
   if (IsErrorValue(target)) return;
   const Ref<TableCell> cell = DenotedCell(object.get(), anchor);
+  if (cell) TellOfNote(*cell);
   target.SetBoolean(cell && cell->Tag() == kEntered);
 }
 

@@ -125,8 +125,14 @@ void FormulaListener::Recalculate(NotificationSource& source, HostObject*) {
 
 void FormulaListener::EvaluateInCell(std::u16string_view formula, TableCell& cell,
                                      CellValue& target) {
+  InOnePass([&](const EvaluateTree& evaluate) { evaluate(*MakeTokenTree(formula), cell, target); });
+}
+
+void FormulaListener::InOnePass(const std::function<void(const EvaluateTree&)>& work) {
   PassUnderWay pass(*this, Owner().WatchedField()->AsTable());
-  pass->Evaluate(*MakeTokenTree(formula), cell.Property().get(), &cell, target);
+  work([&pass](const TokenTree& tree, TableCell& cell, CellValue& target) {
+    pass->Evaluate(tree, cell.Property().get(), &cell, target);
+  });
 }
 
 std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -97,6 +98,12 @@ class FormulaListener final : public FieldListener,
     plans_.Forget();
   }
   void EvaluateInCell(std::u16string_view formula, TableCell& cell, CellValue& target) override;
+
+  // Evaluates a tree as the formula of a cell, and raises what it raises.
+  using EvaluateTree = std::function<void(const TokenTree& tree, TableCell& cell, CellValue&)>;
+  // Lets `work` evaluate any number of trees, and ask for definitions, within one pass, which is
+  // given nothing that was kept before.
+  void InOnePass(const std::function<void(const EvaluateTree&)>& work);
 
  private:
   class PassUnderWay;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "formula/evaluator.h"
+#include "formula/observation.h"
 #include "listener/lane_texts.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -40,6 +41,20 @@ ParsedFormula Parse(PropertyFormula& formula, const FunctionRegistry& functions)
     return {nullptr, formula.Formula, error.Description()};
   }
 }
+
+// Tells whoever watches that a definition gives its value.
+class WatchedDefinition {
+ public:
+  WatchedDefinition(EvaluationObserver& observer, std::u16string_view name) : observer_(observer) {
+    observer_.BeginDefinition(name);
+  }
+  WatchedDefinition(const WatchedDefinition&) = delete;
+  WatchedDefinition& operator=(const WatchedDefinition&) = delete;
+  ~WatchedDefinition() { observer_.EndDefinition(); }
+
+ private:
+  EvaluationObserver& observer_;
+};
 
 }  // namespace
 
@@ -273,6 +288,14 @@ Pass::Pass(const FormulaConfiguration& configuration, const FunctionRegistry& fu
         Evaluate(*tree, nullptr, table_.get(), value);
       }) {
   if (plans_ != nullptr && table_) plans_->Renew(*table_);
+}
+
+std::shared_ptr<CellValue> Pass::DefinedValue(std::u16string_view name) {
+  std::optional<WatchedDefinition> watched;
+  if (EvaluationObserver* const observer = Observation::Observer()) {
+    if (configuration_.definitions.Find(name) != nullptr) watched.emplace(*observer, name);
+  }
+  return definitions_.Get(configuration_.definitions, name);
 }
 
 bool Pass::MayAskEarly(const BoundFormula& formula) const {

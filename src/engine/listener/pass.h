@@ -38,9 +38,7 @@ class Pass {
                 CellValue& target);
 
   // Empty when there is no definition of this name.
-  std::shared_ptr<CellValue> DefinedValue(std::u16string_view name) {
-    return definitions_.Get(configuration_.definitions, name);
-  }
+  std::shared_ptr<CellValue> DefinedValue(std::u16string_view name);
 
  private:
   class ColumnPass;

@@ -9,6 +9,7 @@
 #include "functions/function_table.h"
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
+#include "notebook/commands/formula_options.h"
 #include "notebook/commands/function_pages.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/text_output.h"

@@ -8,6 +8,8 @@
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/progress.h"
+#include "notebook/commands/recalculate_options.h"
+#include "notebook/commands/store_options.h"
 #include "notebook/commands/text_output.h"
 #include "notebook/files/csv_file.h"
 #include "notebook/files/file.h"

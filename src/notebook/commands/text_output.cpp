@@ -51,25 +51,35 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
   text += u"]";
 }
 
-std::vector<TableText> RowTexts(const NotebookRow& row) {
-  std::vector<TableText> texts{{row.ID(), false}};
-  for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-    const NotebookCell cell = row.CellAt(column->Index());
-    texts.push_back({ShownText(cell), ShowsError(cell.Text())});
+TableText CellText(const NotebookCell& cell, bool is_formula_column, const TableStyle& style) {
+  TableText shown{ShownText(cell)};
+  const bool is_computed = is_formula_column && cell.State().empty() && !shown.text.empty();
+  if (ShowsError(cell.Text())) {
+    shown.kind = TextKind::kError;
+  } else if (is_computed) {
+    shown.kind = TextKind::kComputed;
   }
-  return texts;
+  if (style.marks && is_computed) shown.text.insert(0, u"= ");
+  return shown;
 }
 
 std::string TableLayout(const NotebookTable& table, const TableStyle& style) {
   std::vector<TableColumn> columns{{u"ID", Alignment::kLeft}};
+  std::vector<bool> has_formula;
   for (const Ref<NotebookColumn>& column : table.Columns()) {
     const bool is_number = column->Definition().type == DataType::kNumber;
     columns.push_back(
         {column->Definition().name, is_number ? Alignment::kRight : Alignment::kLeft});
+    has_formula.push_back(table.HasFormula(*column));
   }
   TextTable layout(columns, style);
-  layout.AddRows(table.Rows().size(),
-                 [&table](std::size_t i) { return RowTexts(table.Rows()[i]); });
+  layout.AddRows(table.Rows().size(), [&](std::size_t i) {
+    const NotebookRow row = table.Rows()[i];
+    std::vector<TableText> texts{{row.ID()}};
+    for (std::size_t column = 0; column < has_formula.size(); ++column)
+      texts.push_back(CellText(row.CellAt(column), has_formula[column], style));
+    return texts;
+  });
   return layout.Render();
 }
 
@@ -131,9 +141,9 @@ std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens,
     const auto type = static_cast<std::size_t>(token.TokenType);
     const std::string_view kind = kTokenKinds[type];
     // Quotes, so that blanks can be seen.
-    return {{ktformula::NumberToText(static_cast<double>(type)), false},
-            {std::u16string(kind.begin(), kind.end()), false},
-            {u"'" + token.TokenText + u"'", false}};
+    return {{ktformula::NumberToText(static_cast<double>(type))},
+            {std::u16string(kind.begin(), kind.end())},
+            {u"'" + token.TokenText + u"'"}};
   });
   return layout.Render();
 }
@@ -184,7 +194,8 @@ std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& 
   TextTable layout({{u"cell"}, {u"shows"}}, style);
   layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
     const NotebookCell& cell = ordered[i].second;
-    return {{AddressOf(cell), false}, {ShownText(cell), ShowsError(cell.Text())}};
+    const TextKind kind = ShowsError(cell.Text()) ? TextKind::kError : TextKind::kPlain;
+    return {{AddressOf(cell)}, {ShownText(cell), kind}};
   });
   return layout.Render();
 }

@@ -19,7 +19,16 @@ constexpr struct {
 // Up to here columns are as wide as their widest text wherever they are shown.
 constexpr int kUsualWidth = 40;
 constexpr std::string_view kRed = "\x1B[31m";
+constexpr std::string_view kCyan = "\x1B[36m";
 constexpr std::string_view kPlain = "\x1B[0m";
+
+std::string_view ColourOf(TextKind kind) {
+  switch (kind) {
+    case TextKind::kComputed: return kCyan;
+    case TextKind::kError: return kRed;
+    default: return {};
+  }
+}
 
 std::string HiddenRowsLine(std::size_t count) {
   return "\u2026 " + std::to_string(count) + " more rows; --all shows them\n";
@@ -38,7 +47,7 @@ TextTable::TextTable(const std::vector<TableColumn>& columns, const TableStyle& 
     : style_(style) {
   columns_.reserve(columns.size());
   for (const TableColumn& column : columns) {
-    Cell header = MakeCell(column.header, false);
+    Cell header = MakeCell(column.header, TextKind::kPlain);
     // A column without any text still has its rule.
     const int width = std::max(header.width, 1);
     columns_.push_back(
@@ -46,12 +55,12 @@ TextTable::TextTable(const std::vector<TableColumn>& columns, const TableStyle& 
   }
 }
 
-TextTable::Cell TextTable::MakeCell(std::u16string_view text, bool is_error) const {
+TextTable::Cell TextTable::MakeCell(std::u16string_view text, TextKind kind) const {
   const std::u16string printable = Printable(text.substr(0, text.find_last_not_of(u' ') + 1));
   std::u16string shown =
       CutToWidth(printable, style_.width > 0 ? std::max(style_.width, kUsualWidth) : kWidestText);
   const int width = DisplayWidth(shown);
-  return {std::move(shown), width, is_error};
+  return {std::move(shown), width, kind};
 }
 
 void TextTable::AddRow(const std::vector<TableText>& texts) {
@@ -60,10 +69,11 @@ void TextTable::AddRow(const std::vector<TableText>& texts) {
       cells_.emplace_back();
       continue;
     }
-    const Cell& cell = cells_.emplace_back(MakeCell(texts[i].text, texts[i].is_error));
+    const Cell& cell = cells_.emplace_back(MakeCell(texts[i].text, texts[i].kind));
     columns_[i].width = std::max(columns_[i].width, cell.width);
     columns_[i].total += static_cast<std::size_t>(cell.width);
-    const bool is_number = columns_[i].alignment == Alignment::kRight && !cell.is_error;
+    const bool is_number =
+        columns_[i].alignment == Alignment::kRight && cell.kind != TextKind::kError;
     if (is_number)
       columns_[i].uncut = std::max(columns_[i].uncut, std::min(cell.width, kUsualWidth));
   }
@@ -106,14 +116,14 @@ TextTable::Cell TextTable::Fit(const Cell& cell, int width) const {
   if (style_.width == 0 || cell.width <= width) return cell;
   std::u16string cut = CutToWidth(cell.text, width);
   const int cut_width = DisplayWidth(cut);
-  return {std::move(cut), cut_width, cell.is_error};
+  return {std::move(cut), cut_width, cell.kind};
 }
 
 void TextTable::AppendText(std::string& lines, const Cell& cell) const {
-  const bool is_red = style_.coloured && cell.is_error;
-  if (is_red) lines += kRed;
+  const std::string_view colour = style_.coloured ? ColourOf(cell.kind) : std::string_view();
+  lines += colour;
   lines += ToUtf8(cell.text);
-  if (is_red) lines += kPlain;
+  if (!colour.empty()) lines += kPlain;
 }
 
 template <typename CellAt>

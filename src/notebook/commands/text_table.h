@@ -14,18 +14,22 @@ struct TableColumn {
   Alignment alignment = Alignment::kLeft;
 };
 
+enum class TextKind { kPlain, kComputed, kError };
+
 struct TableText {
   std::u16string text;
-  bool is_error = false;
+  TextKind kind = TextKind::kPlain;
 };
 
 // Where a table is shown, and how much of it.
 struct TableStyle {
-  // Errors are red.
+  // Errors are red, and what is computed is cyan.
   bool coloured = false;
   // The columns of the terminal; 0 when it is none.
   int width = 0;
   bool all_rows = false;
+  // "=" stands in front of what is computed.
+  bool marks = false;
 };
 
 // The columns that a text may take where no terminal sets a limit.
@@ -72,7 +76,7 @@ class TextTable {
   struct Cell {
     std::u16string text;
     int width = 0;
-    bool is_error = false;
+    TextKind kind = TextKind::kPlain;
   };
   struct Column {
     Cell header;
@@ -84,7 +88,7 @@ class TextTable {
     int uncut = 0;
   };
 
-  Cell MakeCell(std::u16string_view text, bool is_error) const;
+  Cell MakeCell(std::u16string_view text, TextKind kind) const;
   std::size_t RowCount() const noexcept { return cells_.size() / columns_.size(); }
   std::vector<int> Widths() const;
   std::vector<int> WidthsOnTerminal() const;

@@ -1,0 +1,58 @@
+#include "notebook/commands/formula_options.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "notebook/commands/command_set.h"
+
+namespace ktnotebook {
+
+namespace {
+
+void AddEvaluate(CommandSet& commands) {
+  const auto options = std::make_shared<EvaluateOptions>();
+  CLI::App* command =
+      commands.Add({"eval", "evaluate formulas, alone or as in a cell"},
+                   [options](Console& console) { return Evaluate(*options, console); });
+  command
+      ->add_option("FORMULA", options->formulas,
+                   "formulas; \"-\" reads one JSON string a line from standard input")
+      ->required();
+  command->add_flag("--json", options->json, "print one JSON line for each formula");
+  CLI::Option* file =
+      command->add_option("--file", options->file, "notebook file that holds the cell");
+  CLI::Option* cell =
+      command->add_option("--cell", options->cell, "the cell, FORM/TABLE:COLUMN:ROW");
+  file->needs(cell);
+  cell->needs(file);
+}
+
+CLI::App* AddParsed(CommandSet& commands, const CommandHelp& help,
+                    int (*run)(const FormulaOptions&, Console&)) {
+  const auto options = std::make_shared<FormulaOptions>();
+  CLI::App* command =
+      commands.Add(help, [options, run](Console& console) { return run(*options, console); });
+  command->add_option("FORMULA", options->formula, "the formula")->required();
+  command->add_flag("--json", options->json, "print JSON");
+  return command;
+}
+
+void AddFunctions(CommandSet& commands) {
+  const auto name = std::make_shared<std::string>();
+  commands
+      .Add({"functions", "explain the functions that formulas can call"},
+           [name](Console& console) { return ShowFunctions(*name, console); })
+      ->add_option("NAME", *name, "explain this function only");
+}
+
+}  // namespace
+
+void AddFormulaCommands(CommandSet& commands) {
+  AddEvaluate(commands);
+  commands.AddAllRows(
+      AddParsed(commands, {"tokens", "show what the tokenizer makes of a formula"}, &ShowTokens));
+  AddParsed(commands, {"tree", "show what the tree builder makes of a formula"}, &ShowTree);
+  AddFunctions(commands);
+}
+
+}  // namespace ktnotebook
