@@ -291,7 +291,11 @@ class NotebookField final : public ktformula::Field {
   const Ref<NotebookTextField>& TextField() const noexcept { return text_; }
   Ref<ktformula::NotebookObject> Content() const;
   // The key under which the field is stored; for a table not stored yet, its key in the file.
-  void SetKey(std::int32_t key) noexcept { key_ = key; }
+  void SetKey(std::int32_t key) noexcept {
+    key_ = key;
+    is_stored_ = true;
+  }
+  bool IsStored() const noexcept { return is_stored_; }
 
   std::u16string TypeName() const override { return u"Field"; }
   std::int32_t Key() const override { return key_; }
@@ -308,6 +312,7 @@ class NotebookField final : public ktformula::Field {
   Ref<NotebookStructure> structure_;
   Ref<NotebookTextField> text_;
   std::int32_t key_ = 0;
+  bool is_stored_ = false;
 };
 
 // What listeners keep about the entered cells of a form, and whether it still holds.
