@@ -67,14 +67,15 @@ TEST_F(RecalculationTest, WritesResultByItsKind) {
       {number, "1 +", "write #Error: Subscript out of range; "},
       {number, "(1", "write #Error: the specified formula has an unbalanced left parenthesis; "},
       {number, "1/0", "write #Error: Division by zero; "},
-      {number, "[NaN]", "write #Error: Overflow; "},
+      {number, "[NaN]", "write #Error: the value \"n.d.\" is not a number; "},
+      {number, "SUM(1/0, [T])", "write #Error: Overflow; "},
       // With number formatting everything but errors and strings is shown as a number.
       {formatted, "1/3", "show 0.3333; "},
       {formatted, "'a'='a'", "show 0.000; "},
       {formatted, "[Mol]", "show 0.000; "},
       {formatted, "'abc'", "write abc; "},
       {formatted, "2 +/- 1", "write #Error: the symbol \"+/-\" is not a valid token; "},
-      {formatted, "[NaN]", "write #Error: Overflow; "},
+      {formatted, "[NaN]", "write #Error: the value \"n.d.\" is not a number; "},
       {mass, "[Mass]*2", "show 0.01000 g; "},
       {mass, kHuge, "write #Error: Overflow; "},
   };

@@ -89,7 +89,10 @@ TEST_F(CommandLineTest, EvalPrintsWhatACellWouldShow) {
     const Output output = RunProgram({"eval", row.formula});
     EXPECT_EQ(output.status, 0) << row.formula;
     EXPECT_EQ(output.out, row.out + "\n") << row.formula;
-    EXPECT_EQ(output.err, row.err.empty() ? "" : row.err + "\n") << row.formula;
+    EXPECT_EQ(output.err, "") << row.formula;
+    const Output verbose = RunProgram({"eval", "--verbose", row.formula});
+    EXPECT_EQ(verbose.out, output.out) << row.formula;
+    EXPECT_EQ(verbose.err, row.err.empty() ? "" : row.err + "\n") << row.formula;
   }
 }
 
@@ -132,8 +135,8 @@ TEST_F(CommandLineTest, JsonHasExactlyTheStatedForms) {
        R"("entered","min":0.0012,"max":0.0012,"unit":"g"},"Half":{"text":"0.6 g","state":"",)"
        R"("min":0.0006,"max":0.0006,"unit":"g"},"Note":{"text":"\\1.20 g","state":"","min":0.0,)"
        R"("max":0.0,"unit":""}}},{"id":"B","cells":{"Mass":{"text":"n.d.","state":"entered",)"
-       R"("min":null,"max":null,"unit":""},"Half":{"text":"#Error: Overflow","state":"","min":null,)"
-       R"("max":null,"unit":""},"Note":{"text":"\\n.d.","state":"","min":0.0,"max":0.0,"unit":""}}}]}]},)"
+       R"("min":null,"max":null,"unit":""},"Half":{"text":"#Error: the value \"n.d.\" )"
+       R"(is not a number","state":"","min":null,"max":null,"unit":""},"Note":{"text":"\\n.d.","state":"","min":0.0,"max":0.0,"unit":""}}}]}]},)"
        R"({"name":"Ring","settled":false,"rounds":8,"tables":[{"name":"T","columns":["x","y"],"rows":)"
        R"([{"id":"1","cells":{"x":{"text":"8","state":"","min":8.0,"max":8.0,"unit":""},)"
        R"("y":{"text":"8","state":"","min":8.0,"max":8.0,"unit":""}}}]}]}]})"},
@@ -143,6 +146,49 @@ TEST_F(CommandLineTest, JsonHasExactlyTheStatedForms) {
     EXPECT_EQ(output.status, 0) << row.arguments[2];
     EXPECT_EQ(output.out, row.out + "\n") << row.arguments[2];
   }
+}
+
+// One after the other, on the same database.
+TEST_F(CommandLineTest, JsonOfADatabaseHasExactlyTheStatedForms) {
+  const std::string changed =
+      R"({"forms":[{"name":"F","settled":true,"rounds":2,"tables":[{"name":"T","columns":)"
+      R"(["Mass","Half","Note"],"rows":[{"id":"A","cells":{)";
+  const std::string mass =
+      R"("Mass":{"text":"2 g","state":"entered","min":0.002,"max":0.002,"unit":"g"},)";
+  const std::string half =
+      R"("Half":{"text":"1 g","state":"","min":0.001,"max":0.001,"unit":"g"},)";
+  const std::string note = R"("Note":{"text":"\\2 g","state":"","min":0.0,"max":0.0,"unit":""})";
+  const struct {
+    std::vector<std::string> arguments;
+    std::string out;
+  } cases[] = {
+      {{"import", folder_ + "n.xml"}, R"(["F","Ring"])"},
+      {{"list"}, R"(["F","Ring"])"},
+      {{"set", "F/T:Mass:A", "2 g"}, changed + mass + half + note + "}}]}]}]}"},
+      {{"formula", "Ring/T:x"},
+       R"({"form":"Ring","table":"T","column":"x","formula":"[y]+1","format":""})"},
+      {{"formula", "F/T:Mass"},
+       R"({"form":"F","table":"T","column":"Mass","formula":null,"format":null})"},
+      {{"formula", "F/T:Half", "[Mass]/[two]"},
+       R"({"forms":[{"name":"F","settled":true,"rounds":1,"tables":[]}]})"},
+      {{"definition", "F/T:two"}, R"({"form":"F","table":"T","definition":"two","formula":"2"})"},
+      {{"export", "F", "-o", folder_ + "F.xml"},
+       R"({"form":"F","written":")" + folder_ + "F.xml\"}"},
+  };
+  const auto run = [this](std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--json", "--db", folder_ + "n.db"});
+    return RunProgram(arguments).out;
+  };
+  for (const auto& row : cases) {
+    EXPECT_EQ(run(row.arguments), row.out + "\n") << row.arguments[0];
+  }
+  const std::string recalculated = RunProgram({"recalculate", "--json", folder_ + "F.xml"}).out;
+  const std::string tables = recalculated.substr(recalculated.find("\"tables\""));
+  EXPECT_EQ(run({"show", "F"}), R"({"forms":[{"name":"F",)" + tables);
+  EXPECT_TRUE(run({"export", "F"}).starts_with(R"({"form":"F","notebook":"<?xml version=\"1.0\")"));
+  EXPECT_TRUE(
+      RunProgram({"functions", "max", "--json"})
+          .out.starts_with(R"([{"name":"MAX","summary":"finds the largest value","forms":)"));
 }
 
 TEST_F(CommandLineTest, EvalReadsJsonLines) {
@@ -171,13 +217,17 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
     std::string err;
   } cases[] = {
       {{}, 2, "A subcommand is required"},
-      {{"frobnicate"}, 2, "there is no command \"frobnicate\""},
+      {{"frobnicate"}, 2, "there is no command \"frobnicate\"\n"},
+      {{"shwo"}, 2, "there is no command \"shwo\"; did you mean \"show\"?"},
       {{"recalculate", "x.xml", "-o", ""}, 2, "--output: the name is empty"},
       {{"eval"}, 2, "FORMULA is required"},
-      {{"eval", "1", "--jason"}, 2, "--jason"},
+      {{"eval", "1", "--jason=x"}, 2, "no option \"--jason\"; did you mean \"--json\"?"},
+      {{"functions", "summ"}, 1, "no function \"summ\"; did you mean \"SUM\"?"},
       {{"eval", "1", "--locale", "xx"}, 2, "unknown locale xx"},
       {{"eval", "1", "--cell", "F/T:Half:A"}, 2, "--file"},
-      {{"eval", "1", "--file", file, "--cell", "F/T:Half:Z"}, 1, "is not found"},
+      {{"eval", "1", "--file", file, "--cell", "F/T:Half:Z"},
+       1,
+       "there is no row \"Z\" in table \"T\""},
       {{"eval", "\xFF"}, 1, "not UTF-8"},
       {{"tree", "(1"}, 1, "unbalanced left parenthesis"},
       {{"tokens", "#"}, 1, "is not recognized"},
@@ -199,7 +249,7 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
       {{"import", file, "--db", ""}, 1, "needs a name"},
       {{"import", file, "--db", db}, 0, "has not settled"},
       {{"import", file, "--db", db}, 1, "has a form \"F\" already"},
-      {{"show", "f", "--db", db}, 1, "no form \"f\""},
+      {{"show", "f", "--db", db}, 1, "no form \"f\"; did you mean \"F\"?"},
       {{"set", "F/T:Mass:A", "--db", db}, 2, "TEXT is required"},
   };
   for (const auto& row : cases) {

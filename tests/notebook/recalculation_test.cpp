@@ -114,6 +114,69 @@ TEST(Recalculation, TriesOneRoundMoreThanThereAreFormulaCells) {
   EXPECT_TRUE(result.settled);
 }
 
+// Readings n, one of which is missing, y computed from them, and in x what becomes of both.
+Notebook Readings(const std::string& x) {
+  std::string xml = "<notebook><form name='F'><table name='t' key='1'>";
+  int key = 0;
+  for (const char* column : {"z", "n", "x", "y"}) {
+    xml += "<property key='" + std::to_string(++key) + "' name='" + column + "' type='number'/>";
+  }
+  int row = 0;
+  for (const char* n : {"4", "0", "n.d.", "2"}) {
+    const std::string id = std::to_string(++row);
+    xml += "<row id='" + id + "'><cell property='z' state='entered'>" + id +
+           "</cell><cell property='n' state='entered'>" + n + "</cell></row>";
+  }
+  return ReadNotebook(
+      xml +
+          "<fieldListener progID='KtFormula9.FormulaListener' name='L' position='1'>"
+          "<propertyFormula name='x'><![CDATA[" +
+          x +
+          "]]></propertyFormula><propertyFormula name='y'>8/[n]</propertyFormula>"
+          "<definition name='first'>[t:n:3]</definition><definition "
+          "name='all'>SUM([n])</definition>"
+          "</fieldListener></table></form></notebook>",
+      "n.xml");
+}
+
+TEST(Recalculation, AMissingNumberAndAnErrorTravelWithTheirWords) {
+  const std::string missing = "#Error: the value \"n.d.\" is not a number";
+  const std::string zero = "#Error: Division by zero";
+  const std::string none =
+      "#Error: no row of the specified table satisfies the Where clause of a Select function";
+  const auto everywhere = [](const std::string& text) {
+    return text + "|" + text + "|" + text + "|" + text;
+  };
+  const struct {
+    std::string x;
+    std::string texts;
+  } cases[] = {
+      {"[n]", "4|0|" + missing + "|2"},
+      {"[n]*2", "8|0|" + missing + "|4"},
+      {"1+[y]", "3|" + zero + "|" + missing + "|5"},
+      {"[z]+[first]", everywhere(missing)},
+      {"[z]+[all]", everywhere(missing)},
+      {"MIN([y])", everywhere(zero)},
+      {"MAX(1-[n],[t])", everywhere(missing)},
+      {"SUM([y],[t],[z]<>2)", everywhere(missing)},
+      {"SUM([y],[t],[n]>1)", everywhere("6")},
+      {"SELECT([y],[t],[z]=[this:parent:z])", "2|" + zero + "|" + missing + "|4"},
+      {"SELECT([z],[t],[n]=[this:parent:n])", "1|2|" + none + "|4"},
+      {"ONERROR([y]*1,-1)", "2|-1|-1|4"},
+      {"IF([n]>1,[y],0-[y])", "2|" + zero + "|" + missing + "|4"},
+      {"COUNT([t],[y]>0)", everywhere("2")},
+      {"[y]&\"!\"", "2!|" + zero + "!|" + missing + "!|4!"},
+  };
+  for (const auto& row : cases) {
+    const Notebook notebook = Readings(row.x);
+    RecalculateForm(*notebook.forms[0], 8);
+    std::string texts;
+    for (std::size_t i = 0; i < 4; ++i)
+      texts += (i == 0 ? "" : "|") + ToUtf8(Cell(notebook, u"t", u"x", i).Text());
+    EXPECT_EQ(texts, row.texts) << row.x;
+  }
+}
+
 TEST(Recalculation, ATypedCellStaysAndABadFormulaDisturbsNothing) {
   const Notebook notebook = TwoTables({{"A", "("}, {"B", "2"}, {"D", "[B] & \"!\""}}, {});
   Cell(notebook, u"T", u"B", 1).Enter(u"0.0250 g");
@@ -170,7 +233,7 @@ TEST(Recalculation, AListenerMayBeAddedWhileOthersAreNotified) {
 // The cells as JSON, without the count of rounds.
 std::string CellsOf(const Notebook& notebook) {
   std::ostringstream out;
-  WriteRecalculationJson({{notebook.forms[0].get(), {}}}, out);
+  WriteFormsJson({{notebook.forms[0].get(), {}}}, out);
   return out.str();
 }
 

@@ -108,7 +108,7 @@ TEST_F(ReferencesTest, AnchorAndTextGiveTheValue) {
        "different table"},
       {"cell", u"Target", "CC(=O)O"},
       {"cell", u"Remark", "! the object of type \"Field\" can not be converted into a value"},
-      {"cell of C", u"Mass", "#Error: Overflow"},
+      {"cell of C", u"Mass", "#Error: the value \"n.d.\" is not a number"},
       {"far cell", u"Name", kNothing},
       {"row", u"Mass", "0.001"},
       {"row", u"parent:Name:C", "salt"},
@@ -209,8 +209,12 @@ TEST(Addresses, FitExactlyOnePlaceOrAreRefused) {
       {u"A/B/T:1:x:2", "A/B/T:1:x:2"},
       {u"A/B/T:1:x:y:r", "fits more than one place"},
       {u"A/B/T:1:x:1", "fits more than one place"},
-      {u"A/B/T:1:x", "is not found"},
-      {u"", "is not found"},
+      {u"A/B/T:1:x", "\"A/B/T:1:x\" is incomplete; an address is FORM/TABLE:COLUMN:ROW"},
+      {u"", "\"\" is incomplete"},
+      {u"Q/T:x:r", "there is no form \"Q\""},
+      {u"A/C/T:1:x:q", "there is no table \"C/T\" in form \"A\""},
+      {u"A/B/T:1:xy:r", "there is no column \"xy\" in table \"T:1\"; did you mean \"x:y\"?"},
+      {u"A/B/T:1:x:yr", "there is no row \"yr\" in table \"T:1\"; did you mean \"y:r\"?"},
   };
   for (const auto& row : cases) {
     std::string found;

@@ -134,7 +134,7 @@ TEST_F(TerminalTest, NumbersAreShownWithTheirUnits) {
       <cell property="Temperature" state="entered">20</cell></row>
     <row id="B"><cell property="Mass" state="entered">1.22 mg</cell>
       <cell property="Plain" state="entered">3</cell></row>
-    <row id="C"><cell property="Mass" state="entered">n.d.</cell></row>
+    <row id="C"><cell property="Mass" state="entered">#Error: x</cell></row>
     <row id="D"><cell property="Mass" state="entered">1 .. 2</cell></row>
     <fieldListener progID="KtFormula9.FormulaListener" name="L" position="1">
       <propertyFormula name="Plain">2*[Mass]</propertyFormula>
@@ -144,12 +144,12 @@ TEST_F(TerminalTest, NumbersAreShownWithTheirUnits) {
     </fieldListener></table></form></notebook>)");
   EXPECT_EQ(Program({"recalculate", file}).out.str(),
             "F\n=\n\nT\n"
-            "ID      Mass             Plain             Shown  Temperature  Count\n"
-            "--  --------  ----------------  ----------------  -----------  -----\n"
-            "A     1.22 g        0.00244 kg           2440 mg        20 °C      4\n"
-            "B    1.22 mg               3 g              2 mg        300 K      4\n"
-            "C       n.d.  #Error: Overflow  #Error: Overflow        300 K      4\n"
-            "D   1 .. 2 g          0.002 kg           2000 mg        300 K      4\n");
+            "ID       Mass       Plain      Shown  Temperature  Count\n"
+            "--  ---------  ----------  ---------  -----------  -----\n"
+            "A      1.22 g  0.00244 kg    2440 mg        20 °C      4\n"
+            "B     1.22 mg         3 g       2 mg        300 K      4\n"
+            "C   #Error: x   #Error: x  #Error: x        300 K      4\n"
+            "D    1 .. 2 g    0.002 kg    2000 mg        300 K      4\n");
   const std::string written = Program({"recalculate", file, "-o", "-"}).out.str();
   EXPECT_NE(written.find("<cell property=\"Plain\">0.00244</cell>"), std::string::npos) << written;
   const std::string db = "--db=" + folder.File("n.db");

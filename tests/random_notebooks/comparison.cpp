@@ -13,6 +13,7 @@
 #include "random_notebooks/smaller_plans.h"
 
 #include "values/platform.h"
+#include "values/raised_error.h"
 #include "values/text.h"
 
 namespace random_notebooks {
@@ -23,8 +24,6 @@ using ktnotebook::NotebookForm;
 using ktnotebook::NotebookTable;
 
 namespace {
-
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
 
 const std::array<Mode, 5> kModes{{
     {"asked", {.binding = false, .columns = false, .changes = false}},
@@ -227,7 +226,7 @@ class Lockstep {
       ++totals_.formula_cells;
       if (text.empty()) {
         ++totals_.empty;
-      } else if (text.starts_with(kErrorPrefix)) {
+      } else if (text.starts_with(ktformula::kErrorPrefix)) {
         ++totals_.errors;
       } else if (ktformula::IsDigit(text.front()) || text.front() == u'-') {
         ++totals_.numbers;

@@ -57,6 +57,9 @@ constexpr std::u16string_view kOddNumberTexts[] = {u"0",
                                                    u"true",
                                                    u"2024-01-05",
                                                    u"-2.5"};
+constexpr std::u16string_view kMissingNumbers[] = {u"n.d.", u"<0.5 mg", u"#Error: Overflow",
+                                                   u"#Error: the value \"n.d.\" is not a number",
+                                                   u"#Error: "};
 constexpr std::u16string_view kTexts[] = {u"salt",
                                           u"water",
                                           u"tea",
@@ -111,6 +114,7 @@ class Generator {
   }
 
   NotebookPlan Make() {
+    if (random_.Chance(25)) missing_ = random_.Chance(80) ? 8 : 40;
     const std::size_t tables = random_.Between(1, std::size(kTableNames));
     const bool has_many_rows = plan_.seed % kManyRowsInterval == kManyRowsInterval - 1;
     if (has_many_rows) taste_.maximum_evaluations = 6'000;
@@ -230,6 +234,7 @@ class Generator {
 
   std::u16string NumberText(const ColumnPlan& column) {
     if (random_.Chance(3)) return {};
+    if (random_.Chance(missing_)) return std::u16string(random_.Pick(kMissingNumbers));
     if (random_.Chance(4)) return std::u16string(random_.Pick(kOddNumberTexts));
     std::u16string text(random_.Pick(kNumberTexts));
     if (random_.Chance(10)) text += u" \u00B1 0.1";
@@ -354,6 +359,8 @@ class Generator {
   Random random_;
   NotebookPlan plan_;
   Taste taste_;
+  // Percentage of number cells without a number.
+  std::size_t missing_ = 0;
   FormulaMaker formulas_;
 };
 

@@ -2,6 +2,7 @@
 #include "values/cell_value.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <map>
 #include <sstream>
 
@@ -53,6 +54,7 @@ CellValue Value(const std::string& notation) {
       case '?': break;
       case '\'': value.SetString(rest); break;
       case '<': value.SetMvrStructure(rest); break;
+      case '!': value.SetMissingNumber(rest); break;
       case 'E': value.SetError(std::stoi(content.substr(1)), u"Source", u"description"); break;
       case 't':
       case 'f': value.SetBoolean(content == "true"); break;
@@ -319,6 +321,75 @@ TEST(Arithmetic, WorksBoundByBound) {
   twice.Add(twice);
   twice.Multiply(twice);
   EXPECT_EQ(Describe(twice), "16..36");
+}
+
+TEST(Arithmetic, HandsMissingNumbersOn) {
+  ExpectRows(
+      {
+          "!n.d. + 1..2 -> raised Add: the value \"n.d.\" is not a number; !n.d.",
+          "1..2 - !n.d. -> raised Subtract: the value \"n.d.\" is not a number; !n.d.",
+          "!a * !b -> raised Multiply: the value \"a\" is not a number; !a",
+          "!n.d. / plain 0 -> raised Divide: the value \"n.d.\" is not a number; !n.d.",
+          "7 mod !n.d. -> raised Divide: the value \"n.d.\" is not a number; !n.d.",
+          "!n.d. mod plain 2 -> raised Divide: the value \"n.d.\" is not a number; !n.d.",
+          "'5 + !n.d. -> raised Add: the value \"n.d.\" is not a number; !n.d.",
+          // What is wrong before numbers meet comes first.
+          "'abc + !n.d. -> error value: no number",
+          "!n.d. + plain 'abc -> !n.d.",
+          "E1 + !n.d. -> E1",
+          "!n.d. + E2 -> E2",
+          "!n.d. join 'x -> 'n.d.x",
+          // The mark goes with the numbers: it stays as they do, and ends when others are set.
+          "1 + !n.d.&'abc -> raised Add: the value \"abc\" is not a number; !abc",
+          "!n.d.&5 + 1 -> 6",
+          "nan + 1 -> Overflow! nan..nan",
+          "!n.d. = 1 -> error value: Equals: the value \"n.d.\" is not a number",
+          "1 <> !n.d. -> error value: Equals: the value \"n.d.\" is not a number",
+          "'5 > !n.d. -> error value: Equals: the value \"n.d.\" is not a number",
+          "!a <= !b -> error value: Equals: the value \"a\" is not a number",
+          "!n.d. < plain 'abc -> error value: numeric less than misfit",
+          "'n.d. = !n.d. -> error value: no number",
+      },
+      Result);
+  EXPECT_EQ(Describe(Value("!n.d.").Duplicate()), "!n.d.");
+}
+
+TEST(CellValue, ANumberCellWithoutANumberIsMissing) {
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  struct Row {
+    std::u16string_view type;
+    std::u16string text;
+    double min;
+    double max;
+    // Empty where nothing is missing.
+    std::u16string description;
+  };
+  const Row rows[] = {
+      {u"number", u"<0.5 mg", kNaN, kNaN, u"the value \"<0.5 mg\" is not a number"},
+      // An error travels with its own words.
+      {u"number", u"#Error: Overflow", kNaN, kNaN, u"Overflow"},
+      {u"number", u"#Error:", kNaN, kNaN, u"the value \"#Error:\" is not a number"},
+      {u"number", u"5 mg", 5, 5, u""},
+      {u"number", u"5", kNaN, 5, u""},
+      {u"date", u"n.d.", kNaN, kNaN, u""},
+      {u"string", u"n.d.", kNaN, kNaN, u""},
+  };
+  for (const Row& row : rows) {
+    const auto cell = MakeRef<FakeCell>();
+    const auto property = MakeRef<FakeProperty>(std::u16string(row.type));
+    cell->property = property.get();
+    cell->text = row.text;
+    cell->min_number = row.min;
+    cell->max_number = row.max;
+    CellValue value = Value("!old");
+    value.InitializeFromGridCell(*cell);
+    EXPECT_EQ(value.IsMissingNumber(), !row.description.empty()) << Narrow(row.text);
+    if (value.IsMissingNumber()) {
+      EXPECT_EQ(value.MissingNumberDescription(), row.description);
+    }
+    value.InitializeFromELNProperty(nullptr);
+    EXPECT_FALSE(value.IsMissingNumber());
+  }
 }
 
 TEST(Arithmetic, StoresABoundBeforeItChecksIt) {

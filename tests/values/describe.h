@@ -1,7 +1,7 @@
 // A short notation for values and raised errors, so that tables of cases read as formulas do.
 //
 //   1..2, 5  number    'abc  string    true, false  boolean    <mvr  structure    D1..2  date
-//   E5 Source: description  error value              ?  unknown
+//   !n.d.  missing number    E5 Source: description  error value    ?  unknown
 #pragma once
 
 #include <array>
@@ -48,7 +48,10 @@ inline std::string Describe(const CellValue& value) {
     case kCellValueTypeError:
       return "E" + Describe(value.ErrorNumber(), value.ErrorSource(), value.ErrorDescription());
     case kCellValueTypeString: return "'" + Narrow(value.Text());
-    case kCellValueTypeNumber: return Range(value.MinNumber(), value.MaxNumber());
+    case kCellValueTypeNumber: {
+      const std::string range = Range(value.MinNumber(), value.MaxNumber());
+      return value.IsMissingNumber() && range == "nan..nan" ? "!" + Narrow(value.Text()) : range;
+    }
     case kCellValueTypeDate: return "D" + Range(value.MinDate(), value.MaxDate());
     case kCellValueTypeBoolean: return Narrow(value.Text());
     case kCellValueTypeStructure: return "<" + Narrow(value.MvrStructure());

@@ -36,6 +36,7 @@ class ColumnLanes final : public Lanes {
     } else if (kind_ == kCellValueTypeNumber) {
       min_numbers_ = cells_->MinNumbers().data() + first;
       max_numbers_ = cells_->MaxNumbers().data() + first;
+      own_refused_.RefuseMissing(min_numbers_, count);
     } else if (kind_ == kCellValueTypeBoolean) {
       ReadTruths(count);
     }
@@ -98,7 +99,9 @@ class FixedLanes final : public Lanes {
     } catch (const RaisedError&) {
       return;
     }
-    if (value_.CellValueType() != kCellValueTypeError) kind_ = value_.CellValueType();
+    const bool is_value =
+        value_.CellValueType() != kCellValueTypeError && !value_.IsMissingNumber();
+    if (is_value) kind_ = value_.CellValueType();
   }
 
   void Compute(std::size_t, std::size_t count) override {
@@ -411,6 +414,16 @@ void RefusedRows::Begin(std::size_t count, const std::uint8_t* left, const std::
   if (!any_) return;
   for (std::size_t lane = 0; lane < count; ++lane)
     rows_[lane] = IsRefused(left, lane) || IsRefused(right, lane);
+}
+
+void RefusedRows::RefuseMissing(const double* min_numbers, std::size_t count) {
+  unsigned missing = 0;
+  for (std::size_t lane = 0; lane < count; ++lane)
+    missing |= static_cast<unsigned>(std::isnan(min_numbers[lane]));
+  if (missing == 0) return;
+  for (std::size_t lane = 0; lane < count; ++lane) {
+    if (std::isnan(min_numbers[lane])) Refuse(lane);
+  }
 }
 
 LanesPtr MakeColumnLanes(Ref<TableProperty> column) {

@@ -86,6 +86,8 @@ class RefusedRows {
     rows_[lane] = 1;
     any_ = true;
   }
+  // The rows whose numbers are missing: these have words, which lanes do not.
+  void RefuseMissing(const double* min_numbers, std::size_t count);
   bool Has(std::size_t lane) const noexcept { return any_ && rows_[lane] != 0; }
   // As Lanes::Refused.
   const std::uint8_t* Get() const noexcept { return any_ ? rows_.data() : nullptr; }

@@ -34,7 +34,7 @@ class ExtremeFunction::Contest {
 
   // Whether the number is the winner now.
   bool Enter(double number) {
-    if (has_winner_ && !std::isnan(number) && !function_.IsBeyond(number, best_)) return false;
+    if (has_winner_ && !function_.Beats(number, best_)) return false;
     has_winner_ = true;
     best_ = number;
     return true;
@@ -54,7 +54,7 @@ void ExtremeFunction::ComputeColumn(TableProperty& column, CellValue& target) co
                                     ? FindWinner(column, *column.Cells(), contest)
                                     : FindWinner(column, contest);
   if (winner) target.InitializeFromGridCell(*winner);
-  target.SetNumber(contest.Best(), contest.Best());
+  if (!target.IsMissingNumber()) target.SetNumber(contest.Best(), contest.Best());
 }
 
 Ref<TableCell> ExtremeFunction::FindWinner(const TableProperty& column, Contest& contest) {
@@ -82,9 +82,16 @@ Ref<TableCell> ExtremeFunction::FindWinner(const TableProperty& column, const Co
 void ExtremeFunction::Accumulate(CellValue& aggregate, const CellValue& value,
                                  bool is_first) const {
   const double number = BoundOf(value);
-  if (is_first || std::isnan(number) || IsBeyond(number, BoundOf(aggregate))) {
+  if (!is_first && !Beats(number, BoundOf(aggregate))) return;
+  if (value.IsMissingNumber()) {
+    aggregate.SetMissingNumber(value.Text());
+  } else {
     aggregate.SetNumber(number, number);
   }
+}
+
+bool ExtremeFunction::Beats(double number, double best) const {
+  return IsBeyond(number, best) || (std::isnan(number) && !std::isnan(best));
 }
 
 }  // namespace ktformula

@@ -15,7 +15,8 @@ class ExtremeFunction : public AggregateFunction {
  private:
   // Cells without text take no part; a column without others gives 0.
   void ComputeColumn(TableProperty& column, CellValue& target) const final;
-  // Keeps the earliest of equal values; the result is a point, never a range.
+  // Keeps the earliest of equal values; the result is a point, never a range, or the first missing
+  // number.
   void Accumulate(CellValue& aggregate, const CellValue& value, bool is_first) const final;
 
   class Contest;
@@ -25,6 +26,9 @@ class ExtremeFunction : public AggregateFunction {
   static Ref<TableCell> FindWinner(const TableProperty& column, const ColumnCells& cells,
                                    Contest& contest);
 
+  // Whether `number` wins against the best one before it: what is not a number wins against all
+  // others, so that nothing hides it.
+  bool Beats(double number, double best) const;
   // Whether `number` is strictly more extreme than `best`.
   virtual bool IsBeyond(double number, double best) const = 0;
   // The bound of a value that counts.

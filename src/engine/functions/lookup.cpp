@@ -54,8 +54,8 @@ class FoundLanes final : public Lanes {
     rows_.resize(count);
     for (std::size_t lane = 0; lane < count; ++lane)
       FindRow(lane);
-    refused_ = own_refused_.Get();
     if (kind_ == kCellValueTypeNumber) TakeNumbers(count);
+    refused_ = own_refused_.Get();
   }
 
   std::u16string_view Text(std::size_t lane, std::u16string& buffer) const override {
@@ -85,6 +85,7 @@ class FoundLanes final : public Lanes {
     min_numbers_ = max_numbers_ = own_min_.data();
     for (std::size_t lane = 0; lane < count; ++lane)
       own_min_[lane] = min[rows_[lane]];
+    own_refused_.RefuseMissing(own_min_.data(), count);
     if (min.data() == max.data()) return;
     own_max_.resize(count);
     max_numbers_ = own_max_.data();

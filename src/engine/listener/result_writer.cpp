@@ -10,8 +10,6 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
-
 bool IsFormatted(const CellValue& value) {
   return value.CellValueType() != kCellValueTypeError &&
          value.CellValueType() != kCellValueTypeString;
@@ -26,21 +24,26 @@ void ResultWriter::WriteError(TableCell& cell, std::u16string_view description) 
 void ResultWriter::Write(TableCell& cell, const CellValue& value, bool number_formatting,
                          std::u16string_view string_format) {
   if (number_formatting && IsFormatted(value)) {
-    WriteFormatted(cell, value.MinNumber(), string_format);
+    WriteFormatted(cell, value, string_format);
   } else {
     WriteText(cell, value);
   }
 }
 
-void ResultWriter::WriteFormatted(TableCell& cell, double number,
-                                  std::u16string_view string_format) {
-  if (!std::isfinite(number)) {
+void ResultWriter::WriteNoNumber(TableCell& cell, const CellValue& value) {
+  if (value.IsMissingNumber()) {
+    WriteError(cell, value.MissingNumberDescription());
+  } else {
     WriteError(cell, DescriptionOf(RuntimeError::kOverflow));
-    return;
   }
+}
+
+void ResultWriter::WriteFormatted(TableCell& cell, const CellValue& value,
+                                  std::u16string_view string_format) {
+  if (!std::isfinite(value.MinNumber())) return WriteNoNumber(cell, value);
   const EnteredValues& entered = Entered();
   try {
-    format_.SetGridCellValue(grid_, cell, number, string_format, entered.ExaminedSigDig,
+    format_.SetGridCellValue(grid_, cell, value.MinNumber(), string_format, entered.ExaminedSigDig,
                              entered.ExaminedUnits);
   } catch (const DisplayOverflow& error) {
     WriteError(cell, error.Description());
@@ -68,7 +71,7 @@ void ResultWriter::WriteText(TableCell& cell, const CellValue& value) {
       if (std::isfinite(value.MinNumber())) {
         grid_.WriteText(cell, NumberToText(value.MinNumber()), true);
       } else {
-        WriteError(cell, DescriptionOf(RuntimeError::kOverflow));
+        WriteNoNumber(cell, value);
       }
       return;
     default: grid_.WriteText(cell, value.Text(), true);

@@ -20,7 +20,7 @@ class ResultWriter {
                GridControl& grid)
       : owner_(owner), framework_(framework), format_(format), grid_(grid) {}
 
-  // "#Error: " and the description.
+  // kErrorPrefix and the description.
   void WriteError(TableCell& cell, std::u16string_view description);
 
   // The value as its kind is written. With `number_formatting` all but errors and texts are numbers
@@ -35,7 +35,9 @@ class ResultWriter {
   const EnteredValues* PromisedEntered();
 
  private:
-  void WriteFormatted(TableCell& cell, double number, std::u16string_view string_format);
+  // What stands for a number that is not finite.
+  void WriteNoNumber(TableCell& cell, const CellValue& value);
+  void WriteFormatted(TableCell& cell, const CellValue& value, std::u16string_view string_format);
   void WriteText(TableCell& cell, const CellValue& value);
   const EnteredValues& Entered();
 

@@ -64,25 +64,32 @@ bool CellValue::TakeErrorOrConvert(Operand src) {
 
 bool CellValue::PrepareArithmetic(Operand src, std::u16string_view source) {
   if (!TakeErrorOrConvert(src)) return false;
-  if (type_ != kCellValueTypeNumber) Raise(source, u"the value \"" + text_ + u"\" is not a number");
+  if (type_ != kCellValueTypeNumber) Raise(source, NotANumberDescription(text_));
   return true;
+}
+
+// Which of both is a missing number, this value first; nullptr when none is.
+const CellValue* CellValue::MissingOf(Operand src) const noexcept {
+  if (is_missing_number_) return this;
+  const CellValue* const other = src.AsCellValue();
+  return other != nullptr && other->is_missing_number_ ? other : nullptr;
+}
+
+void CellValue::RefuseMissing(Operand src, std::u16string_view source) {
+  const CellValue* const missing = MissingOf(src);
+  if (missing == nullptr) return;
+  SetMissingNumber(missing->text_);
+  Raise(source, MissingNumberDescription());
 }
 
 template <typename Operation>
 void CellValue::Calculate(Operand src, std::u16string_view source, Operation operation) {
   if (!PrepareArithmetic(src, source)) return;
-  double other_min = 0;
-  double other_max = 0;
-  if (const CellValue* other = src.AsCellValue()) {
-    other_min = other->min_number_;
-    other_max = other->max_number_;
-  } else {
-    const std::optional<double> number = PlainNumber(*src.AsPlainValue());
-    if (!number) return;
-    other_min = other_max = *number;
-  }
-  CalculateBound(min_number_, other_min, operation);
-  CalculateBound(max_number_, other_max, operation);
+  const std::optional<Bounds> other = NumberBounds(src);
+  if (!other) return;
+  RefuseMissing(src, source);
+  CalculateBound(min_number_, other->min, operation);
+  CalculateBound(max_number_, other->max, operation);
 }
 
 void CellValue::Add(Operand src) {
@@ -102,17 +109,18 @@ void CellValue::Divide(Operand src) {
 }
 
 void CellValue::Modulus(Operand src) {
-  if (!PrepareArithmetic(src, u"CellValue.Divide")) return;
-  if (const CellValue* other = src.AsCellValue()) {
-    const double other_max = other->max_number_;
-    min_number_ = Remainder(RoundToInteger(min_number_), RoundToInteger(other->min_number_));
-    max_number_ = Remainder(RoundToInteger(max_number_), RoundToInteger(other_max));
-    return;
+  constexpr std::u16string_view kSource = u"CellValue.Divide";
+  if (!PrepareArithmetic(src, kSource)) return;
+  const std::optional<Bounds> other = NumberBounds(src);
+  if (!other) return;
+  RefuseMissing(src, kSource);
+  if (src.AsCellValue() != nullptr) {
+    min_number_ = Remainder(RoundToInteger(min_number_), RoundToInteger(other->min));
+    max_number_ = Remainder(RoundToInteger(max_number_), RoundToInteger(other->max));
+  } else {
+    DivideRounded(min_number_, other->min);
+    DivideRounded(max_number_, other->max);
   }
-  const std::optional<double> number = PlainNumber(*src.AsPlainValue());
-  if (!number) return;
-  DivideRounded(min_number_, *number);
-  DivideRounded(max_number_, *number);
 }
 
 void CellValue::Concatenate(Operand src) {

@@ -1,5 +1,8 @@
 #include "values/cell_value.h"
 
+#include <cmath>
+#include <limits>
+
 #include "values/platform.h"
 #include "values/raised_error.h"
 #include "values/significant_digits.h"
@@ -39,6 +42,8 @@ void CellValue::InitializeFromGridCell(const TableCell& gc) {
   text_ = gc.Text();
   min_number_ = gc.MinNumber();
   max_number_ = gc.MaxNumber();
+  is_missing_number_ =
+      type_ == kCellValueTypeNumber && std::isnan(min_number_) && std::isnan(max_number_);
   if (type_ == kCellValueTypeBoolean) boolean_ = XMLBoolean(text_);
   mvr_structure_ = gc.StructureText();
 }
@@ -52,6 +57,7 @@ void CellValue::InitializeFromELNProperty(ktformula::ELNProperty* property) {
   text_.clear();
   min_date_ = max_date_ = CurrentDateTime();
   min_number_ = max_number_ = 0;
+  is_missing_number_ = false;
   boolean_ = false;
   mvr_structure_.clear();
 }
@@ -66,6 +72,19 @@ void CellValue::SetNumber(double newMinValue, double newMaxValue) noexcept {
   type_ = kCellValueTypeNumber;
   min_number_ = newMinValue;
   max_number_ = newMaxValue;
+  is_missing_number_ = false;
+}
+
+void CellValue::SetMissingNumber(std::u16string_view newText) {
+  constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
+  text_ = newText;
+  SetNumber(kNotANumber, kNotANumber);
+  is_missing_number_ = true;
+}
+
+std::u16string CellValue::MissingNumberDescription() const {
+  if (text_.starts_with(kErrorPrefix)) return text_.substr(kErrorPrefix.size());
+  return NotANumberDescription(text_);
 }
 
 void CellValue::SetString(std::u16string_view newText) {
@@ -128,6 +147,7 @@ void CellValue::CopyFrom(const CellValue& other) {
   max_date_ = other.max_date_;
   min_number_ = other.min_number_;
   max_number_ = other.max_number_;
+  is_missing_number_ = other.is_missing_number_;
   boolean_ = other.BooleanValue();
   mvr_structure_ = other.mvr_structure_;
 }

@@ -69,6 +69,12 @@ class CellValue : private LeakCounted<CellValue> {
   const std::u16string& Text() const noexcept { return text_; }
   double MinNumber() const noexcept { return min_number_; }
   double MaxNumber() const noexcept { return max_number_; }
+  // Whether the numbers are a missing number: both not-a-number, read from a number cell whose text
+  // is no number ("n.d."), or come of such a cell. Ends when other numbers are set.
+  bool IsMissingNumber() const noexcept { return is_missing_number_; }
+  // The description of the error that a missing number leads to: that of Text when it shows an
+  // error, otherwise that Text is not a number.
+  std::u16string MissingNumberDescription() const;
   // Days since 1899-12-30.
   double MinDate() const noexcept { return min_date_; }
   double MaxDate() const noexcept { return max_date_; }
@@ -84,7 +90,8 @@ class CellValue : private LeakCounted<CellValue> {
   std::int32_t ErrorNumber() const noexcept { return error_number_; }
   const std::u16string& ErrorSource() const noexcept { return error_source_; }
 
-  // Takes kind, text, numbers and structure from the cell; the dates stay as they are.
+  // Takes kind, text, numbers and structure from the cell; the dates stay as they are. A number
+  // cell with not-a-number in both members gives a missing number.
   void InitializeFromGridCell(const TableCell& gc);
   void InitializeFromChemicalStructure(const ChemicalStructure& cs);
   // The value of a property into which nothing was entered; `property` may be nullptr.
@@ -96,7 +103,8 @@ class CellValue : private LeakCounted<CellValue> {
   // Arithmetic, bound by bound, without interval rules. All but Concatenate raise
   // kComponentError when this value is no number, error 11 for a zero divisor and error 6 for a
   // result that is not finite; the bound at fault has its new content then. An operand that is an
-  // error value makes this value that error.
+  // error value makes this value that error. A missing number on either side makes this value one,
+  // with that text, and raises kComponentError with its description.
   void Add(Operand src);
   void Subtract(Operand src);
   void Multiply(Operand src);
@@ -104,7 +112,8 @@ class CellValue : private LeakCounted<CellValue> {
   // The remainder of the rounded bounds; with a plain operand their quotient.
   void Modulus(Operand src);
 
-  // Comparisons make this value a Boolean, or an error value when the kinds do not fit.
+  // Comparisons make this value a Boolean, or an error value when the kinds do not fit or a number
+  // is missing.
   void Equals(Operand src);
   void NotEquals(Operand src);
   // Logic on Booleans; an error value when this value is none. Raises error 13 when the operand
@@ -123,6 +132,8 @@ class CellValue : private LeakCounted<CellValue> {
 
   // No check of the order of the bounds; Text stays.
   void SetNumber(double newMinValue, double newMaxValue) noexcept;
+  // Makes this value a missing number; Text is why.
+  void SetMissingNumber(std::u16string_view newText);
   void SetString(std::u16string_view newText);
   void SetError(std::int32_t NewErrorNumber, std::u16string_view NewErrorSource,
                 std::u16string_view NewErrorDescription);
@@ -148,12 +159,16 @@ class CellValue : private LeakCounted<CellValue> {
 
   bool TakeErrorOrConvert(Operand src);
   void Append(const std::u16string& text);
+  const CellValue* MissingOf(Operand src) const noexcept;
+  void RefuseMissing(Operand src, std::u16string_view source);
   void SetMisfit(std::u16string_view source, std::u16string_view description);
   template <typename Operation>
   void Calculate(Operand src, std::u16string_view source, Operation operation);
   bool PrepareArithmetic(Operand src, std::u16string_view source);
   template <typename Other, typename Test>
   void Decide(const Other& other, std::u16string_view misfit, Test test);
+  template <typename Test>
+  void DecideNumbers(Operand src, std::u16string_view misfit, Test test);
   void Compare(Operand src, Order order);
   template <typename Operation>
   void Combine(Operand src, std::u16string_view source, std::u16string_view misfit,
@@ -166,6 +181,7 @@ class CellValue : private LeakCounted<CellValue> {
   double max_date_ = 0;
   std::u16string mvr_structure_;
   bool boolean_ = false;
+  bool is_missing_number_ = false;
   CellValueTypeEnum type_ = kCellValueTypeUnknown;
   std::int32_t error_number_ = 0;
   std::u16string error_source_;

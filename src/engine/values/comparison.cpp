@@ -38,26 +38,16 @@ constexpr std::u16string_view kOrMisfit =
 constexpr std::u16string_view kXOrMisfit =
     u"a test for boolean XOr can not be performed on an operand of the resulting type";
 
-// What an operand contributes to a comparison with a number, a date, a text or a Boolean. A
+// What an operand contributes to a comparison with a date, a text or a Boolean. A
 // CellValue contributes the fields of that kind whatever its own kind is; a plain value may
 // contribute nothing.
-std::optional<Bounds> PointBounds(std::optional<double> point) {
-  if (!point) return std::nullopt;
-  return Bounds{*point, *point};
-}
-
-std::optional<Bounds> NumberBounds(Operand src) {
-  if (const CellValue* value = src.AsCellValue()) {
-    return Bounds{value->MinNumber(), value->MaxNumber()};
-  }
-  return PointBounds(PlainNumber(*src.AsPlainValue()));
-}
-
 std::optional<Bounds> DateBounds(Operand src) {
   if (const CellValue* value = src.AsCellValue()) {
     return Bounds{value->MinDate(), value->MaxDate()};
   }
-  return PointBounds(PlainDateValue(*src.AsPlainValue()));
+  const std::optional<double> date = PlainDateValue(*src.AsPlainValue());
+  if (!date) return std::nullopt;
+  return Bounds{*date, *date};
 }
 
 const std::u16string* TextOf(Operand src) {
@@ -109,6 +99,17 @@ void CellValue::Decide(const Other& other, std::u16string_view misfit, Test test
   }
 }
 
+template <typename Test>
+void CellValue::DecideNumbers(Operand src, std::u16string_view misfit, Test test) {
+  const std::optional<Bounds> other = NumberBounds(src);
+  const CellValue* const missing = other ? MissingOf(src) : nullptr;
+  if (missing != nullptr) {
+    SetMisfit(kEqualsSource, missing->MissingNumberDescription());
+  } else {
+    Decide(other, misfit, test);
+  }
+}
+
 void CellValue::Equals(Operand src) {
   if (!TakeErrorOrConvert(src)) return;
   const auto equals = [](const auto& own) {
@@ -117,7 +118,7 @@ void CellValue::Equals(Operand src) {
   switch (type_) {
     case kCellValueTypeNumber: {
       const Bounds own{min_number_, max_number_};
-      Decide(NumberBounds(src), kNumericEqualityMisfit, equals(own));
+      DecideNumbers(src, kNumericEqualityMisfit, equals(own));
       return;
     }
     case kCellValueTypeDate: {
@@ -143,7 +144,7 @@ void CellValue::Compare(Operand src, Order order) {
   const OrderRule& rule = RuleOf(order);
   switch (type_) {
     case kCellValueTypeNumber:
-      Decide(NumberBounds(src), rule.number_misfit, [&](const Bounds& other) {
+      DecideNumbers(src, rule.number_misfit, [&](const Bounds& other) {
         return rule.bounds({min_number_, max_number_}, other);
       });
       return;

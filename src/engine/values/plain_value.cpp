@@ -12,6 +12,15 @@ std::optional<double> PlainNumber(const PlainValue& value) {
   return std::nullopt;
 }
 
+std::optional<Bounds> NumberBounds(Operand src) {
+  if (const CellValue* value = src.AsCellValue()) {
+    return Bounds{value->MinNumber(), value->MaxNumber()};
+  }
+  const std::optional<double> number = PlainNumber(*src.AsPlainValue());
+  if (!number) return std::nullopt;
+  return Bounds{*number, *number};
+}
+
 std::optional<double> PlainDateValue(const PlainValue& value) {
   if (const auto* date = std::get_if<PlainDate>(&value)) return date->days;
   if (const auto* text = std::get_if<std::u16string>(&value)) return DateValue(*text);

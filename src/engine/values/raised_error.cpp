@@ -15,6 +15,10 @@ void Raise(std::u16string_view source, std::u16string_view description) {
   throw RaisedError(kComponentError, source, description);
 }
 
+std::u16string NotANumberDescription(std::u16string_view text) {
+  return u"the value \"" + std::u16string(text) + u"\" is not a number";
+}
+
 std::u16string_view DescriptionOf(RuntimeError error) noexcept {
   switch (error) {
     case RuntimeError::kInvalidProcedureCall: return u"Invalid procedure call or argument";

@@ -11,6 +11,9 @@ namespace ktformula {
 // The number of every error that the component itself defines: object-error base + 513.
 inline constexpr std::int32_t kComponentError = static_cast<std::int32_t>(0x80040201U);
 
+// What a cell shows instead of a value: this and the error's description.
+inline constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+
 // The one exception of the engine. The source names class and procedure, with the call path in
 // front ("FormulaListener.SetData/CellValue.Add").
 class RaisedError : public std::exception {
@@ -32,6 +35,10 @@ class RaisedError : public std::exception {
 
 // Raises one of the component's own errors.
 [[noreturn]] void Raise(std::u16string_view source, std::u16string_view description);
+
+// What the component says of a text, or of what another value holds for one, that should be a
+// number.
+std::u16string NotANumberDescription(std::u16string_view text);
 
 // The standard errors of the runtime.
 enum class RuntimeError : std::int32_t {

@@ -1,5 +1,6 @@
 #include "notebook/commands/address.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "notebook/files/notebook_error.h"
@@ -17,12 +18,92 @@ std::optional<std::u16string_view> Behind(std::u16string_view address, std::u16s
   return address.substr(name.size() + 1);
 }
 
+using Names = std::vector<std::u16string>;
+
+std::string Quoted(std::u16string_view text) {
+  return "\"" + ToUtf8(text) + "\"";
+}
+
+[[noreturn]] void RefuseName(std::string_view kind, std::u16string_view name,
+                             const std::string& where, const Names& names) {
+  throw NotebookError("there is no " + std::string(kind) + " " + Quoted(name) + where +
+                      DidYouMean(name, names));
+}
+
+// Goes down an address that denotes nothing, to say which of its parts is not there. Where names
+// hold separators themselves it follows the longest that fits.
+class MissingPart {
+ public:
+  MissingPart(std::u16string_view address, std::string_view shape)
+      : address_(address), rest_(address), shape_(shape) {}
+
+  // Passes the next part, which ends at the separator, and gives its index among the names. Throws
+  // when it is none of them, or when nothing follows it.
+  std::size_t Pass(std::string_view kind, const Names& names, char16_t separator) {
+    std::size_t found = names.size();
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      const bool fits = Behind(rest_, names[i], separator).has_value();
+      if (fits && (found == names.size() || names[i].size() > names[found].size())) found = i;
+    }
+    if (found == names.size()) Refuse(kind, names, rest_.substr(0, rest_.find(separator)));
+    rest_.remove_prefix(names[found].size() + 1);
+    // A row is in a table, not in a column.
+    if (kind != "column") where_ = " in " + std::string(kind) + " " + Quoted(names[found]);
+    return found;
+  }
+
+  // Says that the last part is not there.
+  [[noreturn]] void RefuseLast(std::string_view kind, const Names& names) {
+    Refuse(kind, names, rest_);
+  }
+
+ private:
+  [[noreturn]] void Refuse(std::string_view kind, const Names& names, std::u16string_view name) {
+    const bool is_incomplete =
+        name.empty() || std::find(names.begin(), names.end(), name) != names.end();
+    if (!is_incomplete) RefuseName(kind, name, where_, names);
+    throw NotebookError(Quoted(address_) + " is incomplete; an address is " + std::string(shape_));
+  }
+
+  std::u16string_view address_;
+  std::u16string_view rest_;
+  std::string_view shape_;
+  std::string where_;
+};
+
+constexpr std::string_view kCellShape = "FORM/TABLE:COLUMN:ROW";
+constexpr std::string_view kColumnShape = "FORM/TABLE:COLUMN";
+constexpr std::string_view kDefinitionShape = "FORM/TABLE:NAME";
+
+// The names of counted objects, of plain ones, of rows.
+template <typename Range, typename NameOf>
+Names NamesOf(const Range& objects, NameOf name_of) {
+  Names names;
+  for (const auto& object : objects)
+    names.push_back(name_of(object));
+  return names;
+}
+
+[[noreturn]] void RefuseMissing(const std::vector<Ref<NotebookForm>>& forms,
+                                std::u16string_view address, std::string_view shape) {
+  MissingPart part(address, shape);
+  const auto name_of = [](const auto& object) { return object->Name(); };
+  const NotebookForm& form = *forms[part.Pass("form", NamesOf(forms, name_of), u'/')];
+  const auto& tables = form.Tables();
+  const NotebookTable& table = *tables[part.Pass("table", NamesOf(tables, name_of), u':')];
+  const Names columns =
+      NamesOf(table.Columns(), [](const auto& column) { return column->Definition().name; });
+  if (shape != kCellShape) part.RefuseLast(shape == kColumnShape ? "column" : "name", columns);
+  part.Pass("column", columns, u':');
+  part.RefuseLast("row", NamesOf(table.Rows(), [](const auto& row) { return row.ID(); }));
+}
+
 template <typename T>
-T Only(const std::vector<T>& found, std::u16string_view address, std::string_view shape) {
+T Only(const std::vector<T>& found, const std::vector<Ref<NotebookForm>>& forms,
+       std::u16string_view address, std::string_view shape) {
+  if (found.empty()) RefuseMissing(forms, address, shape);
   if (found.size() == 1) return found.front();
-  throw NotebookError("\"" + ToUtf8(address) + "\" " +
-                      (found.empty() ? "is not found; an address is "
-                                     : "fits more than one place; an address is ") +
+  throw NotebookError(Quoted(address) + " fits more than one place; an address is " +
                       std::string(shape));
 }
 
@@ -45,8 +126,9 @@ std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& for
                                           std::u16string_view address) {
   std::vector<std::u16string> found;
   for (const std::u16string& name : form_names) {
-    if (Behind(address, name, u'/')) found.push_back(name);
+    if (name == address || Behind(address, name, u'/')) found.push_back(name);
   }
+  if (found.empty()) RefuseName("form", address.substr(0, address.find(u'/')), "", form_names);
   return found;
 }
 
@@ -59,7 +141,7 @@ NotebookCell FindCell(const std::vector<Ref<NotebookForm>>& forms, std::u16strin
       if (row) found.push_back(row->CellAt(column->Index()));
     }
   });
-  return Only(found, address, "FORM/TABLE:COLUMN:ROW");
+  return Only(found, forms, address, kCellShape);
 }
 
 NotebookColumn& FindColumn(const std::vector<Ref<NotebookForm>>& forms,
@@ -68,7 +150,7 @@ NotebookColumn& FindColumn(const std::vector<Ref<NotebookForm>>& forms,
   ForEachTable(forms, address, [&](const NotebookTable& table, std::u16string_view rest) {
     if (NotebookColumn* column = table.FindColumn(rest)) found.push_back(column);
   });
-  return *Only(found, address, "FORM/TABLE:COLUMN");
+  return *Only(found, forms, address, kColumnShape);
 }
 
 DefinitionAddress FindDefinition(const std::vector<Ref<NotebookForm>>& forms,
@@ -77,7 +159,7 @@ DefinitionAddress FindDefinition(const std::vector<Ref<NotebookForm>>& forms,
   ForEachTable(forms, address, [&](NotebookTable& table, std::u16string_view rest) {
     if (!rest.empty()) found.push_back({&table, std::u16string(rest)});
   });
-  return Only(found, address, "FORM/TABLE:NAME");
+  return Only(found, forms, address, kDefinitionShape);
 }
 
 }  // namespace ktnotebook

@@ -10,9 +10,10 @@
 namespace ktnotebook {
 
 // Names may contain "/" and ":" themselves; an address that fits several objects is refused, and so
-// is one that fits none. All throw NotebookError.
+// is one that fits none, with the part of it that is not there and the nearest name. All throw
+// NotebookError.
 
-// The names of the forms that an address "FORM/..." may begin with.
+// The names of the forms that an address "FORM/..." may begin with, at least one.
 std::vector<std::u16string> FindFormNames(const std::vector<std::u16string>& form_names,
                                           std::u16string_view address);
 

@@ -59,6 +59,22 @@ void UnshieldOptions(CLI::App& program) {
   }
 }
 
+std::vector<std::u16string> CommandNames(const CLI::App& program) {
+  std::vector<std::u16string> names;
+  for (const CLI::App* command : program.get_subcommands({}))
+    names.push_back(ktformula::Widen(command->get_name()));
+  return names;
+}
+
+std::vector<std::u16string> OptionNames(const CLI::App& app) {
+  std::vector<std::u16string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames())
+      names.push_back(u"--" + ktformula::Widen(name));
+  }
+  return names;
+}
+
 std::string WithoutShields(const std::string& message) {
   constexpr std::string_view kShielded = {"-[\x01", 3};
   std::string plain;

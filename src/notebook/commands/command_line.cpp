@@ -26,12 +26,23 @@ constexpr void (*kFamilies[])(CommandSet&) = {
     &AddStoreCommands,
 };
 
-// What to say of a first word that is no command.
-std::optional<std::string> UnknownCommand(const std::vector<std::string>& arguments,
-                                          const CLI::App& program) {
-  if (arguments.empty() || arguments.front().starts_with('-')) return std::nullopt;
-  if (NamedCommand({arguments.front()}, program) != nullptr) return std::nullopt;
-  return "there is no command \"" + arguments.front() + "\"";
+// What to say of a word that is no command, or no option of its command, whatever else is wrong.
+std::optional<std::string> UnknownWord(const std::vector<std::string>& arguments,
+                                       const CLI::App& program) {
+  if (arguments.empty()) return std::nullopt;
+  const CLI::App* const command = NamedCommand(arguments, program);
+  const std::string& first = arguments.front();
+  if (command == nullptr && !first.starts_with('-')) {
+    return "there is no command \"" + first + "\"" +
+           DidYouMean(FromStoredUtf8(first), CommandNames(program));
+  }
+  for (const std::string& unknown : program.remaining(true)) {
+    if (!unknown.starts_with("--")) continue;
+    const std::string option = unknown.substr(0, unknown.find('='));
+    return "there is no option \"" + option + "\"" +
+           DidYouMean(FromStoredUtf8(option), OptionNames(command != nullptr ? *command : program));
+  }
+  return std::nullopt;
 }
 
 int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
@@ -50,7 +61,7 @@ int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
   } catch (const CLI::Success& help) {
     return program.exit(help, console.out, console.err);
   } catch (const CLI::ParseError& error) {
-    console.Say(UnknownCommand(arguments, program).value_or(WithoutShields(error.what())));
+    console.Say(UnknownWord(arguments, program).value_or(WithoutShields(error.what())));
     console.Say("Run with --help for more information.");
     return kExitWrongUsage;
   }
@@ -69,14 +80,14 @@ struct Failure {
 };
 
 // Why the work failed; nothing when it did not.
-std::optional<Failure> FailureOf(const std::function<void()>& work) {
+std::optional<Failure> FailureOf(const Console& console, const std::function<void()>& work) {
   try {
     work();
   } catch (const Interrupted& interrupted) {
     return Failure{interrupted.what(), kExitInterrupted};
   } catch (const ktformula::RaisedError& error) {
-    return Failure{ToUtf8(error.Description()) + " (error " + std::to_string(error.Number()) +
-                   " from " + ToUtf8(error.Source()) + ")"};
+    const std::string origin = " (" + ErrorOrigin(error.Number(), error.Source()) + ")";
+    return Failure{ToUtf8(error.Description()) + (console.verbose ? origin : "")};
   } catch (const std::bad_alloc&) {
     return Failure{"out of memory"};
   } catch (const std::exception& error) {
@@ -86,6 +97,10 @@ std::optional<Failure> FailureOf(const std::function<void()>& work) {
 }
 
 }  // namespace
+
+std::string ErrorOrigin(std::int32_t number, std::u16string_view source) {
+  return "error " + std::to_string(number) + " from " + ToUtf8(source);
+}
 
 std::u16string ArgumentText(const std::string& argument) {
   std::optional<std::u16string> text = FromUtf8(argument);
@@ -97,7 +112,7 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
   Console own = console;
   if (WantsPlainText()) own.style.coloured = own.shows_progress = false;
   int status = kExitDone;
-  const std::optional<Failure> failure = FailureOf([&] {
+  const std::optional<Failure> failure = FailureOf(own, [&] {
     status = ParseAndRun(arguments, own);
     own.out.flush();
     if (!own.out) throw NotebookError("the output can not be written");

@@ -30,6 +30,8 @@ CLI::App* CommandSet::Add(const CommandHelp& help, Run run) {
   command->set_version_flag("--version", program_.version());
   command->footer(ExamplesText(help.examples));
   AddLocale(command);
+  command->add_flag("--verbose", console_.verbose,
+                    "tell the numbers of errors and where they come from");
   command->callback([this, run = std::move(run)] { chosen_ = run; });
   return command;
 }

@@ -18,6 +18,8 @@ struct Console {
   TableStyle style = {};
   // Whether `err` shows the progress of long work.
   bool shows_progress = false;
+  // Whether messages about errors tell their numbers and where in the program they come from.
+  bool verbose = false;
   // What the command has done for good, whatever happens afterwards; "" for nothing.
   std::string done = {};
 

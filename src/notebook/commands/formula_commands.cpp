@@ -99,10 +99,9 @@ void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, Conso
     value.SetError(error.Number(), error.Source(), error.Description());
   }
   console.out << ToUtf8(Printable(ValueText(value))) << '\n';
-  if (value.CellValueType() == ktformula::kCellValueTypeError) {
+  if (console.verbose && value.CellValueType() == ktformula::kCellValueTypeError) {
     console.out.flush();
-    console.Say("error " + std::to_string(value.ErrorNumber()) + " from " +
-                ToUtf8(value.ErrorSource()));
+    console.Say(ErrorOrigin(value.ErrorNumber(), value.ErrorSource()));
   }
 }
 
@@ -154,10 +153,13 @@ int Evaluate(const EvaluateOptions& options, Console& console) {
   return kExitDone;
 }
 
-int ShowFunctions(const std::string& name, Console& console) {
-  const std::string text = FunctionHelpText(name);
-  if (text.empty()) throw NotebookError("there is no function \"" + name + "\"");
-  console.out << text;
+int ShowFunctions(const FunctionOptions& options, Console& console) {
+  const std::vector<const ktformula::FunctionRow*> functions = FindFunctions(options.name);
+  if (functions.empty()) {
+    throw NotebookError("there is no function \"" + options.name + "\"" +
+                        DidYouMean(ArgumentText(options.name), FunctionNames()));
+  }
+  console.out << (options.json ? FunctionsJson(functions) + "\n" : FunctionHelpText(functions));
   return kExitDone;
 }
 

@@ -38,11 +38,12 @@ CLI::App* AddParsed(CommandSet& commands, const CommandHelp& help,
 }
 
 void AddFunctions(CommandSet& commands) {
-  const auto name = std::make_shared<std::string>();
-  commands
-      .Add({"functions", "explain the functions that formulas can call"},
-           [name](Console& console) { return ShowFunctions(*name, console); })
-      ->add_option("NAME", *name, "explain this function only");
+  const auto options = std::make_shared<FunctionOptions>();
+  CLI::App* command =
+      commands.Add({"functions", "explain the functions that formulas can call"},
+                   [options](Console& console) { return ShowFunctions(*options, console); });
+  command->add_option("FUNCTION", options->name, "explain this function only");
+  command->add_flag("--json", options->json, "print JSON");
 }
 
 }  // namespace

@@ -20,12 +20,17 @@ struct FormulaOptions {
   bool json = false;
 };
 
+struct FunctionOptions {
+  // "" for all functions.
+  std::string name;
+  bool json = false;
+};
+
 // All give the exit status and throw NotebookError for input that is refused.
 int Evaluate(const EvaluateOptions& options, Console& console);
 int ShowTokens(const FormulaOptions& options, Console& console);
 int ShowTree(const FormulaOptions& options, Console& console);
 
-// Prints the help on one function, or on all when no name is given.
-int ShowFunctions(const std::string& name, Console& console);
+int ShowFunctions(const FunctionOptions& options, Console& console);
 
 }  // namespace ktnotebook

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 
-#include "functions/function_table.h"
 #include "notebook/files/utf.h"
 
 namespace ktnotebook {
@@ -68,12 +67,26 @@ std::string PageSection(const ktformula::FunctionRow& row) {
 
 }  // namespace
 
-std::string FunctionHelpText(std::string_view name) {
-  std::string text;
+std::vector<const ktformula::FunctionRow*> FindFunctions(std::string_view name) {
+  std::vector<const ktformula::FunctionRow*> found;
   for (const ktformula::FunctionRow& row : ktformula::NamedFunctions()) {
-    if (!name.empty() && UpperCase(name) != ToUtf8(row.name)) continue;
+    if (name.empty() || UpperCase(name) == ToUtf8(row.name)) found.push_back(&row);
+  }
+  return found;
+}
+
+std::vector<std::u16string> FunctionNames() {
+  std::vector<std::u16string> names;
+  for (const ktformula::FunctionRow& row : ktformula::NamedFunctions())
+    names.emplace_back(row.name);
+  return names;
+}
+
+std::string FunctionHelpText(const std::vector<const ktformula::FunctionRow*>& functions) {
+  std::string text;
+  for (const ktformula::FunctionRow* row : functions) {
     if (!text.empty()) text += "\n";
-    text += HelpText(row);
+    text += HelpText(*row);
   }
   return text;
 }

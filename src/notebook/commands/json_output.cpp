@@ -4,8 +4,10 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <span>
 #include <string_view>
 
 #include "notebook/files/utf.h"
@@ -81,42 +83,104 @@ std::string CellJson(const NotebookCell& cell) {
          ",\"unit\":" + Quoted(content.unit) + "}";
 }
 
-void WriteRow(const NotebookRow& row, std::ostream& out) {
-  out << "{\"id\":" << Quoted(row.ID()) << ",\"cells\":{";
-  const char* separator = "";
-  for (const Ref<NotebookColumn>& column : row.Parent().Columns()) {
-    out << separator << Quoted(column->Definition().name) << ':'
-        << CellJson(row.CellAt(column->Index()));
-    separator = ",";
+// A list in JSON that grows while it is written.
+class ListWriter {
+ public:
+  explicit ListWriter(std::ostream& out) : out_(out) {}
+  std::ostream& Next() {
+    out_ << separator_;
+    separator_ = ",";
+    return out_;
   }
+
+ private:
+  std::ostream& out_;
+  const char* separator_ = "";
+};
+
+Json NamesJson(const std::vector<std::u16string>& names) {
+  Json json = Json::array();
+  for (const std::u16string& name : names)
+    json.push_back(ToUtf8(name));
+  return json;
+}
+
+// Writes a row with these of its cells.
+void WriteRow(const NotebookRow& row, std::span<const NotebookCell> cells, std::ostream& out) {
+  out << "{\"id\":" << Quoted(row.ID()) << ",\"cells\":{";
+  ListWriter list(out);
+  for (const NotebookCell& cell : cells)
+    list.Next() << Quoted(cell.Definition().name) << ':' << CellJson(cell);
   out << "}}";
 }
 
-void WriteTable(const NotebookTable& table, std::ostream& out) {
-  Json columns = Json::array();
-  for (const Ref<NotebookColumn>& column : table.Columns()) {
-    columns.push_back(ToUtf8(column->Definition().name));
-  }
-  out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << Dump(columns) << ",\"rows\":[";
-  const char* separator = "";
-  for (const NotebookRow row : table.Rows()) {
-    out << separator;
-    WriteRow(row, out);
-    separator = ",";
-  }
+// Writes a table with the rows that `write_rows` writes to a list.
+template <typename WriteRows>
+void WriteTable(const NotebookTable& table, WriteRows write_rows, std::ostream& out) {
+  std::vector<std::u16string> columns;
+  for (const Ref<NotebookColumn>& column : table.Columns())
+    columns.push_back(column->Definition().name);
+  out << "{\"name\":" << Quoted(table.Name()) << ",\"columns\":" << Dump(NamesJson(columns))
+      << ",\"rows\":[";
+  write_rows(ListWriter(out));
   out << "]}";
 }
 
-void WriteForm(const RecalculatedForm& recalculated, std::ostream& out) {
-  out << "{\"name\":" << Quoted(recalculated.form->Name())
-      << ",\"settled\":" << (recalculated.result.settled ? "true" : "false")
-      << ",\"rounds\":" << recalculated.result.rounds << ",\"tables\":[";
-  const char* separator = "";
-  for (const NotebookTable* table : recalculated.form->Tables()) {
-    out << separator;
-    WriteTable(*table, out);
-    separator = ",";
+void WriteAllRows(const NotebookTable& table, ListWriter list) {
+  std::vector<NotebookCell> cells;
+  for (const NotebookRow row : table.Rows()) {
+    cells.clear();
+    for (const Ref<NotebookColumn>& column : table.Columns())
+      cells.push_back(row.CellAt(column->Index()));
+    WriteRow(row, cells, list.Next());
   }
+}
+
+// How many of the cells, from the first on, lie in the same place as the first; at least one.
+template <typename PlaceOf>
+std::size_t CountTogether(std::span<const NotebookCell> cells, PlaceOf place_of) {
+  const auto end = std::find_if(cells.begin(), cells.end(), [&](const NotebookCell& cell) {
+    return place_of(cell) != place_of(cells.front());
+  });
+  return static_cast<std::size_t>(end - cells.begin());
+}
+
+void WriteRowsOf(std::span<const NotebookCell> cells, ListWriter list) {
+  while (!cells.empty()) {
+    const std::size_t count = CountTogether(cells, std::mem_fn(&NotebookCell::RowIndex));
+    WriteRow(cells.front().OwningRow(), cells.first(count), list.Next());
+    cells = cells.subspan(count);
+  }
+}
+
+void WriteTablesOf(std::span<const NotebookCell> cells, ListWriter list) {
+  while (!cells.empty()) {
+    const auto table_of = [](const NotebookCell& cell) { return &cell.OwningColumn().Parent(); };
+    const std::size_t count = CountTogether(cells, table_of);
+    const auto rows = [&](ListWriter rows_list) { WriteRowsOf(cells.first(count), rows_list); };
+    WriteTable(*table_of(cells.front()), rows, list.Next());
+    cells = cells.subspan(count);
+  }
+}
+
+void WriteTables(const NotebookForm& form, ListWriter list) {
+  for (const NotebookTable* table : form.Tables()) {
+    const auto rows = [table](ListWriter rows_list) { WriteAllRows(*table, rows_list); };
+    WriteTable(*table, rows, list.Next());
+  }
+}
+
+// Writes a form with the tables that `write_tables` writes to a list.
+template <typename WriteTablesTo>
+void WriteForm(const NotebookForm& form, const RecalculationResult* result,
+               WriteTablesTo write_tables, std::ostream& out) {
+  out << "{\"name\":" << Quoted(form.Name());
+  if (result != nullptr) {
+    out << ",\"settled\":" << (result->settled ? "true" : "false")
+        << ",\"rounds\":" << result->rounds;
+  }
+  out << ",\"tables\":[";
+  write_tables(ListWriter(out));
   out << "]}";
 }
 
@@ -161,15 +225,50 @@ std::string TreeJson(const ktformula::TokenLayer& layer) {
   return Dump(LayerJson(layer));
 }
 
-void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out) {
+void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out) {
   out << "{\"forms\":[";
-  const char* separator = "";
-  for (const RecalculatedForm& form : forms) {
-    out << separator;
-    WriteForm(form, out);
-    separator = ",";
+  ListWriter list(out);
+  for (const FormReport& report : forms) {
+    const auto tables = [&report](ListWriter tables_list) {
+      if (report.changed) {
+        WriteTablesOf(*report.changed, tables_list);
+      } else {
+        WriteTables(*report.form, tables_list);
+      }
+    };
+    WriteForm(*report.form, report.result ? &*report.result : nullptr, tables, list.Next());
   }
   out << "]}\n";
+}
+
+std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions) {
+  Json json = Json::array();
+  for (const ktformula::FunctionRow* function : functions) {
+    const auto& [summary, forms, errors, examples] = function->help;
+    Json form_list = Json::array();
+    for (const ktformula::FunctionForm& form : forms)
+      form_list.push_back({{"syntax", form.syntax}, {"meaning", form.meaning}});
+    Json example_list = Json::array();
+    for (const ktformula::FunctionExample& example : examples)
+      example_list.push_back({{"formula", example.formula}, {"shows", example.shows}});
+    json.push_back({{"name", ToUtf8(function->name)},
+                    {"summary", summary},
+                    {"forms", form_list},
+                    {"errors", errors},
+                    {"examples", example_list}});
+  }
+  return Dump(json);
+}
+
+std::string NameListJson(const std::vector<std::u16string>& names) {
+  return Dump(NamesJson(names));
+}
+
+std::string TextsJson(const std::vector<TextField>& fields) {
+  Json json = Json::object();
+  for (const auto& [name, text] : fields)
+    json[std::string(name)] = text ? Json(ToUtf8(*text)) : Json();
+  return Dump(json);
 }
 
 }  // namespace ktnotebook

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <iosfwd>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "formula/token_tree.h"
+#include "functions/function_table.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
 #include "values/cell_value.h"
@@ -19,12 +23,24 @@ std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens);
 // Nested arrays of tokens, one array for a layer.
 std::string TreeJson(const ktformula::TokenLayer& layer);
 
-struct RecalculatedForm {
+// A form to be written: whole, or the cells that changed, in the order in which the form has them.
+struct FormReport {
   NotebookForm* form = nullptr;
-  RecalculationResult result;
+  // Nothing when it was not recalculated.
+  std::optional<RecalculationResult> result = std::nullopt;
+  std::optional<std::vector<NotebookCell>> changed = std::nullopt;
 };
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
-void WriteRecalculationJson(const std::vector<RecalculatedForm>& forms, std::ostream& out);
+void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out);
+
+// What users are told about functions.
+std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions);
+
+std::string NameListJson(const std::vector<std::u16string>& names);
+
+// An object of texts; no text is null.
+using TextField = std::pair<std::string_view, std::optional<std::u16string>>;
+std::string TextsJson(const std::vector<TextField>& fields);
 
 }  // namespace ktnotebook

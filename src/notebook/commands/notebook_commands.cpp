@@ -130,6 +130,7 @@ class FormChange {
  public:
   FormChange(const StoreOptions& options, Console& console, TransactionKind kind)
       : console_(console),
+        is_json_(options.json),
         store_(OpenDatabase(options.database, false), false),
         transaction_(store_.Connection(), kind),
         notebook_(store_.Load(FindFormNames(store_.FormNames(), ArgumentText(options.target)))) {
@@ -149,19 +150,23 @@ class FormChange {
   // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
   void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set) {
     NotebookForm& form = table.Parent();
-    RecalculateAndReport(form, std::nullopt, console_, &table);
-    std::vector<NotebookCell>& changed = form.Log().cells;
-    changed.insert(changed.end(), set.begin(), set.end());
-    std::sort(changed.begin(), changed.end());
-    changed.erase(std::unique(changed.begin(), changed.end()), changed.end());
+    const RecalculationResult result = RecalculateAndReport(form, std::nullopt, console_, &table);
+    std::vector<NotebookCell>& cells = form.Log().cells;
+    cells.insert(cells.end(), set.begin(), set.end());
+    const std::vector<NotebookCell> changed = InFormOrder(cells);
     store_.SaveCells(changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
-    if (!changed.empty()) console_.out << CellsText(changed, console_.style);
+    if (is_json_) {
+      WriteFormsJson({{&form, result, changed}}, console_.out);
+    } else if (!changed.empty()) {
+      console_.out << CellsText(changed, console_.style);
+    }
   }
 
  private:
   Console& console_;
+  bool is_json_;
   NotebookStore store_;
   Transaction transaction_;
   Notebook notebook_;
@@ -180,6 +185,17 @@ void PrintFormula(const std::optional<ktformula::FormulaEntry>& known, Console& 
   if (!known->string_format.empty()) {
     console.out << "format " << ToUtf8(Printable(known->string_format)) << '\n';
   }
+}
+
+// The same in JSON; `owner` is the column or definition in the table that has it.
+void PrintFormulaJson(const NotebookTable& table, TextField owner,
+                      const std::optional<ktformula::FormulaEntry>& known, Console& console) {
+  std::vector<TextField> fields{
+      {"form", table.Parent().Name()}, {"table", table.Name()}, std::move(owner)};
+  fields.emplace_back("formula", known ? std::optional(known->formula) : std::nullopt);
+  if (fields[2].first == "column")
+    fields.emplace_back("format", known ? std::optional(known->string_format) : std::nullopt);
+  console.out << TextsJson(fields) << '\n';
 }
 
 // Empties the cells that a formula computed which is no more; gives those that held something.
@@ -208,7 +224,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   const Notebook notebook = ReadInput(options);
   for (const std::string& note : notebook.notes)
     console.Say("note: " + note);
-  std::vector<RecalculatedForm> recalculated;
+  std::vector<FormReport> recalculated;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
     recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
@@ -222,7 +238,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
                  console);
   }
   if (options.json) {
-    WriteRecalculationJson(recalculated, console.out);
+    WriteFormsJson(recalculated, console.out);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
@@ -245,30 +261,50 @@ int Import(const StoreOptions& options, Console& console) {
   for (const Ref<NotebookForm>& form : notebook.forms)
     store.Add(notebook, *form);
   transaction.Commit();
-  std::string imported;
-  for (const Ref<NotebookForm>& form : notebook.forms) {
-    imported += "imported \"" + ToUtf8(Printable(form->Name())) + "\"\n";
-  }
   console.SetDone(options.target + " is imported");
-  console.out << imported;
+  std::vector<std::u16string> names;
+  for (const Ref<NotebookForm>& form : notebook.forms)
+    names.push_back(form->Name());
+  if (options.json) {
+    console.out << NameListJson(names) << '\n';
+  } else {
+    for (const std::u16string& name : names)
+      console.out << "imported " << ToUtf8(Printable(u"\"" + name + u"\"")) << '\n';
+  }
   return kExitDone;
 }
 
 int Export(const StoreOptions& options, Console& console) {
-  WriteOrPrint(options.output, WriteNotebook(LoadForm(options).forms), console);
+  const std::string text = WriteNotebook(LoadForm(options).forms);
+  const bool is_printed = options.output.empty() || options.output == "-";
+  if (!is_printed || !options.json) WriteOrPrint(options.output, text, console);
+  if (options.json) {
+    const TextField result = is_printed ? TextField("notebook", FromStoredUtf8(text))
+                                        : TextField("written", ArgumentText(options.output));
+    console.out << TextsJson({{"form", ArgumentText(options.target)}, result}) << '\n';
+  }
   return kExitDone;
 }
 
 int List(const StoreOptions& options, Console& console) {
   const NotebookStore store(OpenDatabase(options.database, false), false);
-  for (const std::u16string& name : store.FormNames()) {
-    console.out << ToUtf8(Printable(name)) << '\n';
+  const std::vector<std::u16string> names = store.FormNames();
+  if (options.json) {
+    console.out << NameListJson(names) << '\n';
+  } else {
+    for (const std::u16string& name : names)
+      console.out << ToUtf8(Printable(name)) << '\n';
   }
   return kExitDone;
 }
 
 int Show(const StoreOptions& options, Console& console) {
-  PrintForms(LoadForm(options).forms, console);
+  const Notebook notebook = LoadForm(options);
+  if (options.json) {
+    WriteFormsJson({{notebook.forms.front().get()}}, console.out);
+  } else {
+    PrintForms(notebook.forms, console);
+  }
   return kExitDone;
 }
 
@@ -294,7 +330,11 @@ int EditFormula(const StoreOptions& options, Console& console) {
       [key](const IKtFormulaListener& candidate) { return candidate.FormulaOf(key).has_value(); });
   const std::optional<ktformula::FormulaEntry> known = listener.FormulaOf(key);
   if (!options.value && !options.format) {
-    PrintFormula(known, console);
+    if (options.json) {
+      PrintFormulaJson(column.Parent(), {"column", column.Definition().name}, known, console);
+    } else {
+      PrintFormula(known, console);
+    }
     return kExitDone;
   }
   if (!options.value && !known) {
@@ -320,7 +360,11 @@ int EditDefinition(const StoreOptions& options, Console& console) {
   if (!options.value) {
     const auto known = listener.DefinitionOf(address.name);
     if (!known) throw NotebookError("there is no definition " + Quoted(address.name));
-    PrintFormula(known, console);
+    if (options.json) {
+      PrintFormulaJson(*address.table, {"definition", address.name}, known, console);
+    } else {
+      PrintFormula(known, console);
+    }
     return kExitDone;
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));

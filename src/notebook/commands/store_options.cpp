@@ -25,6 +25,7 @@ StoreCommand Add(CommandSet& commands, const CommandHelp& help, const std::strin
       ->add_option("--db", options->database,
                    "the database that keeps the notebooks: a file or postgresql://...")
       ->capture_default_str();
+  command->add_flag("--json", options->json, "print JSON");
   return {command, options};
 }
 

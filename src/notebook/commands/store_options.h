@@ -16,6 +16,7 @@ struct StoreOptions {
   std::optional<std::string> value;
   std::optional<std::string> format;
   std::string output;
+  bool json = false;
 };
 
 // All give the exit status and throw NotebookError for input that is refused.

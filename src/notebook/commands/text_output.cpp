@@ -15,7 +15,7 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::u16string_view kErrorPrefix = u"#Error: ";
+using ktformula::kErrorPrefix;
 
 constexpr std::array<std::string_view, 10> kTokenKinds{
     "whitespace", "name",       "string",      "reference", "number",
@@ -123,6 +123,9 @@ std::u16string ValueText(const ktformula::CellValue& value) {
     case ktformula::kCellValueTypeError:
       return std::u16string(kErrorPrefix) + value.ErrorDescription();
     case ktformula::kCellValueTypeNumber:
+      if (value.IsMissingNumber()) {
+        return std::u16string(kErrorPrefix) + value.MissingNumberDescription();
+      }
       if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
         return NumberText(value.MinNumber());
       }
@@ -185,17 +188,25 @@ std::u16string AddressOf(const NotebookCell& cell) {
          cell.OwningRow().ID();
 }
 
-std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
-  std::vector<std::pair<CellPlace, NotebookCell>> ordered;
-  ordered.reserve(cells.size());
+std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells) {
+  std::vector<std::pair<CellPlace, NotebookCell>> placed;
+  placed.reserve(cells.size());
   for (const NotebookCell& cell : cells)
-    ordered.emplace_back(PlaceOf(cell), cell);
-  std::sort(ordered.begin(), ordered.end());
+    placed.emplace_back(PlaceOf(cell), cell);
+  std::sort(placed.begin(), placed.end());
+  placed.erase(std::unique(placed.begin(), placed.end()), placed.end());
+  std::vector<NotebookCell> ordered;
+  ordered.reserve(placed.size());
+  for (const auto& [place, cell] : placed)
+    ordered.push_back(cell);
+  return ordered;
+}
+
+std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
   TextTable layout({{u"cell"}, {u"shows"}}, style);
-  layout.AddRows(ordered.size(), [&ordered](std::size_t i) -> std::vector<TableText> {
-    const NotebookCell& cell = ordered[i].second;
-    const TextKind kind = ShowsError(cell.Text()) ? TextKind::kError : TextKind::kPlain;
-    return {{AddressOf(cell)}, {ShownText(cell), kind}};
+  layout.AddRows(cells.size(), [&cells](std::size_t i) -> std::vector<TableText> {
+    const TextKind kind = ShowsError(cells[i].Text()) ? TextKind::kError : TextKind::kPlain;
+    return {{AddressOf(cells[i])}, {ShownText(cells[i]), kind}};
   });
   return layout.Render();
 }

@@ -33,7 +33,10 @@ std::string FormText(const NotebookForm& form, const TableStyle& style);
 // "FORM/TABLE:COLUMN:ROW".
 std::u16string AddressOf(const NotebookCell& cell);
 
-// The cells with their addresses, in the order in which the form has them.
+// The cells of one form in the order in which the form has them, each once.
+std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells);
+
+// The cells with their addresses.
 std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style);
 
 }  // namespace ktnotebook

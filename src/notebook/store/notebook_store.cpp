@@ -379,7 +379,8 @@ std::int64_t NotebookStore::FormKey(std::u16string_view form_name) const {
   const DbResult found =
       database_->Run("SELECT form_key FROM notebook_forms WHERE name = $1", {Text(form_name)});
   if (found.rows.empty()) {
-    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"");
+    throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
+                        DidYouMean(form_name, FormNames()));
   }
   return ToInteger(found.rows[0][0]);
 }
