@@ -24,6 +24,7 @@ constexpr void (*kFamilies[])(CommandSet&) = {
     &AddRecalculateCommands,
     &AddFormulaCommands,
     &AddStoreCommands,
+    &AddStructureCommands,
 };
 
 // What to say of a word that is no command, or no option of its command, whatever else is wrong.

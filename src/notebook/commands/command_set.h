@@ -64,5 +64,6 @@ std::string CheckGiven(const std::string& value);
 void AddRecalculateCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
+void AddStructureCommands(CommandSet& commands);
 
 }  // namespace ktnotebook

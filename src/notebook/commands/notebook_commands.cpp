@@ -8,6 +8,7 @@
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/progress.h"
+#include "notebook/commands/recalculate_form.h"
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
 #include "notebook/commands/text_output.h"
@@ -32,9 +33,10 @@ std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
 
-// Recalculates and says on the message side what the user has to know. Throws Interrupted.
+}  // namespace
+
 RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> rounds,
-                                         Console& console, const NotebookTable* first = nullptr) {
+                                         Console& console, const NotebookTable* first) {
   RecalculationResult result;
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
@@ -46,6 +48,8 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> 
   }
   return result;
 }
+
+namespace {
 
 bool IsCsvName(const std::string& path) {
   std::string extension = PathText(PathOf(path).extension());
