@@ -27,6 +27,8 @@ struct WatchedForm {
   std::u16string name;
   // In document order.
   std::vector<WatchedTable> tables;
+  // The names of its fields that are no tables; for advice on names.
+  std::vector<std::u16string> other_fields;
   // Of which the entered cells decide how numbers are shown.
   Ref<OwnerCollection> owner;
   Ref<UnitCatalogue> units;

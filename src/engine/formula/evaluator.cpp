@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "formula/observation.h"
 #include "values/raised_error.h"
@@ -14,9 +15,11 @@ namespace {
 constexpr std::u16string_view kLoopSource = u"CellValue.EvaluateTokenTreeLayer";
 constexpr std::u16string_view kNextTokenSource = u"CellValue.EvaluateNextToken";
 
-// How deep the evaluation on this thread is, how deep it may reach into the stack, and what it met.
+// How deep the evaluation on this thread is, who watches it, how deep it may reach into the stack,
+// and what it met.
 struct EvaluationDepth {
   int layers = 0;
+  EvaluationObserver* observer = nullptr;
   std::uintptr_t stack_end = 0;
   std::uint64_t refusals = 0;
   int foreign_calls = 0;
@@ -40,6 +43,8 @@ class DepthGuard {
   DepthGuard(const DepthGuard&) = delete;
   DepthGuard& operator=(const DepthGuard&) = delete;
   ~DepthGuard() { --depth_.layers; }
+
+  EvaluationObserver* Observer() const noexcept { return depth_.observer; }
 
  private:
   [[noreturn, gnu::noinline]] static void RaiseTooDeep() {
@@ -96,8 +101,8 @@ void EvaluateUnwatched(CellValue& target, const Term& term, const LayerItem& ite
 
 // Evaluates the term without its NOTs; `item` is the term's.
 void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
-                  const EvaluationContext& context) {
-  if (EvaluationObserver* const observer = Observation::Observer()) [[unlikely]] {
+                  const EvaluationContext& context, EvaluationObserver* observer) {
+  if (observer != nullptr) [[unlikely]] {
     EvaluateWatched(*observer, target, term, item, context);
   } else {
     EvaluateUnwatched(target, term, item, context);
@@ -106,10 +111,10 @@ void EvaluateTerm(CellValue& target, const Term& term, const LayerItem& item,
 
 // Evaluates what a layer, or an argument, begins with.
 void EvaluateHead(CellValue& target, const Term& head, const LayerItem& item,
-                  const EvaluationContext& context) {
+                  const EvaluationContext& context, EvaluationObserver* observer) {
   const bool is_nothing = head.kind == TermKind::kLayer || head.refusal == Refusal::kNoFirstItem;
   if (!is_nothing) target.InitializeFromELNProperty(context.prop);
-  EvaluateTerm(target, head, item, context);
+  EvaluateTerm(target, head, item, context, observer);
 }
 
 // The CellValue operation of an operator.
@@ -165,20 +170,27 @@ bool LeadsToOtherLayers(const Term& term) {
          term.kind == TermKind::kFunction;
 }
 
+// What a step is taken with. The observer stays the same while a layer is evaluated.
+struct Surroundings {
+  const EvaluationContext& context;
+  EvaluationObserver* observer;
+};
+
 void EvaluateOperandAndApply(CellValue& operand, CellValue& target, const Step& step,
-                             const LayerItem& item, const EvaluationContext& context) {
+                             const LayerItem& item, const Surroundings& around) {
   const LayerItem operand_item = item.Other(step.operand.item);
-  EvaluateTermWithNots(operand, step.operand, operand_item, false, context);
-  if (EvaluationObserver* const observer = Observation::Observer()) [[unlikely]] {
-    observer->ApplyStep(step, item, target, operand);
+  EvaluateTerm(operand, step.operand, operand_item, around.context, around.observer);
+  ApplyNots(operand, step.operand.nots);
+  if (around.observer != nullptr) [[unlikely]] {
+    around.observer->ApplyStep(step, item, target, operand);
   }
   ApplyStep(target, step, item, operand);
 }
 
 [[gnu::noinline]] void TakeLiteralStep(CellValue& target, const Step& step, const LayerItem& item,
-                                       const EvaluationContext& context) {
+                                       const Surroundings& around) {
   CellValue operand;
-  EvaluateOperandAndApply(operand, target, step, item, context);
+  EvaluateOperandAndApply(operand, target, step, item, around);
 }
 
 [[gnu::noinline]] void SetUnknownName(CellValue& target, const LayerItem& item) {
@@ -187,14 +199,25 @@ void EvaluateOperandAndApply(CellValue& operand, CellValue& target, const Step& 
 }
 
 void TakeStep(CellValue& target, const Step& step, const LayerItem& item,
-              const EvaluationContext& context) {
+              const Surroundings& around) {
   if (step.kind == StepKind::kRefusal) RaiseRefusal(step.refusal, item);
   if (step.kind == StepKind::kUnknownName) return SetUnknownName(target, item);
-  if (!LeadsToOtherLayers(step.operand)) return TakeLiteralStep(target, step, item, context);
-  EvaluateOperandAndApply(*std::make_unique<CellValue>(), target, step, item, context);
+  if (!LeadsToOtherLayers(step.operand)) return TakeLiteralStep(target, step, item, around);
+  EvaluateOperandAndApply(*std::make_unique<CellValue>(), target, step, item, around);
 }
 
 }  // namespace
+
+Observation::Observation(EvaluationObserver* observer) noexcept
+    : outer_(std::exchange(depth.observer, observer)) {}
+
+Observation::~Observation() {
+  depth.observer = outer_;
+}
+
+EvaluationObserver* Observation::Observer() noexcept {
+  return depth.observer;
+}
 
 void SetEvaluationStackEnd(const void* end) noexcept {
   depth.stack_end = reinterpret_cast<std::uintptr_t>(end);
@@ -234,25 +257,26 @@ std::uint64_t ForeignCallBoundaries() noexcept {
 void EvaluateTokenTreeLayer(CellValue& target, const TokenLayer& layer,
                             const EvaluationContext& context) {
   const DepthGuard guard;
-  EvaluateHead(target, layer.Head(), layer.ItemOfTree(layer.Head().item), context);
+  const Surroundings around{context, guard.Observer()};
+  EvaluateHead(target, layer.Head(), layer.ItemOfTree(layer.Head().item), context, around.observer);
   for (const Step& step : layer.Steps()) {
     if (target.CellValueType() == kCellValueTypeError) return;
-    TakeStep(target, step, layer.ItemOfTree(step.item), context);
+    TakeStep(target, step, layer.ItemOfTree(step.item), around);
   }
 }
 
 void EvaluateTermWithNots(CellValue& target, const Term& term, const LayerItem& item, bool is_head,
                           const EvaluationContext& context) {
   if (is_head) {
-    EvaluateHead(target, term, item, context);
+    EvaluateHead(target, term, item, context, depth.observer);
   } else {
-    EvaluateTerm(target, term, item, context);
+    EvaluateTerm(target, term, item, context, depth.observer);
   }
   ApplyNots(target, term.nots);
 }
 
 void EvaluateArgument(CellValue& target, const LayerItem& item, const EvaluationContext& context) {
-  EvaluateHead(target, ArgumentTerm(item), item, context);
+  EvaluateHead(target, ArgumentTerm(item), item, context, depth.observer);
 }
 
 }  // namespace ktformula

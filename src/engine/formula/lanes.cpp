@@ -17,9 +17,21 @@ bool IsRefused(const std::uint8_t* refused, std::size_t lane) {
   return refused != nullptr && refused[lane] != 0;
 }
 
+// One comparison looks at two numbers, one of each half.
+bool HasNotANumber(const double* numbers, std::size_t count) {
+  const std::size_t half = (count + 1) / 2;
+  const double* const others = numbers + (count - half);
+  bool has_any = false;
+  for (std::size_t i = 0; i < half; ++i)
+    has_any |= std::isunordered(numbers[i], others[i]);
+  return has_any;
+}
+
 class ColumnLanes final : public Lanes {
  public:
   explicit ColumnLanes(Ref<TableProperty> column) : column_(std::move(column)) {}
+
+  void LeaveMissingNumbers() noexcept override { leaves_missing_numbers_ = true; }
 
   void Prepare(const EvaluationContext&) override {
     CellValue value;
@@ -36,7 +48,7 @@ class ColumnLanes final : public Lanes {
     } else if (kind_ == kCellValueTypeNumber) {
       min_numbers_ = cells_->MinNumbers().data() + first;
       max_numbers_ = cells_->MaxNumbers().data() + first;
-      own_refused_.RefuseMissing(min_numbers_, count);
+      if (!leaves_missing_numbers_) own_refused_.RefuseMissing(min_numbers_, count);
     } else if (kind_ == kCellValueTypeBoolean) {
       ReadTruths(count);
     }
@@ -78,6 +90,7 @@ class ColumnLanes final : public Lanes {
 
   Ref<TableProperty> column_;
   ColumnCells* cells_ = nullptr;
+  bool leaves_missing_numbers_ = false;
   std::size_t first_ = 0;
   std::vector<double> nothing_;
   std::vector<std::uint8_t> own_truths_;
@@ -167,10 +180,17 @@ class BinaryLanes : public Lanes {
   LanesPtr right_;
 };
 
+LanesPtr WithMissingNumbers(LanesPtr operand) {
+  operand->LeaveMissingNumbers();
+  return operand;
+}
+
+// Of not-a-number every result is one, and refused.
 template <typename Operation>
 class ArithmeticLanes final : public BinaryLanes {
  public:
-  using BinaryLanes::BinaryLanes;
+  ArithmeticLanes(LanesPtr left, LanesPtr right)
+      : BinaryLanes(WithMissingNumbers(std::move(left)), WithMissingNumbers(std::move(right))) {}
 
   // As with CellValue, the text of the left side stays.
   std::u16string_view Text(std::size_t lane, std::u16string& buffer) const override {
@@ -417,10 +437,7 @@ void RefusedRows::Begin(std::size_t count, const std::uint8_t* left, const std::
 }
 
 void RefusedRows::RefuseMissing(const double* min_numbers, std::size_t count) {
-  unsigned missing = 0;
-  for (std::size_t lane = 0; lane < count; ++lane)
-    missing |= static_cast<unsigned>(std::isnan(min_numbers[lane]));
-  if (missing == 0) return;
+  if (!HasNotANumber(min_numbers, count)) return;
   for (std::size_t lane = 0; lane < count; ++lane) {
     if (std::isnan(min_numbers[lane])) Refuse(lane);
   }

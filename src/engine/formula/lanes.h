@@ -30,6 +30,9 @@ class Lanes {
   Lanes& operator=(const Lanes&) = delete;
   virtual ~Lanes() = default;
 
+  // Told before anything else by what refuses missing numbers of these lanes itself.
+  virtual void LeaveMissingNumbers() noexcept {}
+
   // Looks at the notebook as it is now, and evaluates what is the same for all rows, in this
   // context. To be called before anything else, and again whenever the notebook has changed.
   virtual void Prepare(const EvaluationContext& context) = 0;

@@ -47,6 +47,7 @@ class LayerItem {
   std::uint32_t Index() const noexcept { return index_; }
   // The item of the same tree at another place.
   LayerItem Other(std::uint32_t index) const noexcept { return {*tree_, index}; }
+  const TokenTree& Tree() const noexcept { return *tree_; }
   // Where a token begins in the formula's text.
   std::size_t Begin() const noexcept;
   // Any token's text; see FormulaToken.

@@ -112,6 +112,21 @@ std::int16_t EnteredTally::SmallestDigits() const {
   return static_cast<std::int16_t>(found - rows_with_digits_.begin());
 }
 
+void EnteredTally::AddTo(DigitCounts& counts) const {
+  for (std::size_t digits = 0; digits < rows_with_digits_.size(); ++digits) {
+    const auto number = static_cast<std::int16_t>(digits);
+    if (rows_with_digits_[digits] != 0 && number < kTooManyDigits) {
+      counts[number] += rows_with_digits_[digits];
+    }
+  }
+}
+
+std::size_t EnteredTally::RowWith(std::int16_t digits) const {
+  const auto found = std::find_if(said_.begin(), said_.end(),
+                                  [digits](const Said& said) { return said.digits == digits; });
+  return static_cast<std::size_t>(found - said_.begin());
+}
+
 std::vector<std::uint16_t> EnteredTally::FirstUnits() {
   std::vector<std::uint16_t> units;
   for (std::size_t unit = UnitNumbers::kNoUnit + 1; unit < uses_.size(); ++unit) {

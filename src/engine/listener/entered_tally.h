@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,14 +45,23 @@ class UnitNumbers {
   std::vector<UnitNames> names_;
 };
 
+// How many cells have so many digits, by digits.
+using DigitCounts = std::map<std::int16_t, std::size_t>;
+
 class EnteredTally {
  public:
   // Brings the tally up to date with the column. False, and it tells nothing, when the cells name
   // more units than are numbered.
   bool Renew(const ColumnCells& cells, const ColumnChanges& changes, UnitNumbers& units);
 
+  // Whether it was brought up to date.
+  bool IsKnown() const noexcept { return stamp_.has_value(); }
   // At most kTooManyDigits.
   std::int16_t SmallestDigits() const;
+  // Adds how many rows have so many digits, but for kTooManyDigits.
+  void AddTo(DigitCounts& counts) const;
+  // The first row with so many digits, of which there is one.
+  std::size_t RowWith(std::int16_t digits) const;
   // The units of the column, in the order of the rows that name them first.
   std::vector<std::uint16_t> FirstUnits();
 

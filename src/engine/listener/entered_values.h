@@ -1,7 +1,9 @@
 // What the values that the user typed in say about digits and units.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "formats/formula_format.h"
 #include "host/notebook_objects.h"
@@ -28,5 +30,32 @@ struct EnteredValues {
 // What the entered cells of all tables of the collection say. With the host's promise they are
 // looked at only when they have changed, whichever listener asks.
 EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units);
+
+// The one entered cell that has fewer significant digits than each of the others.
+struct FewestDigits {
+  Ref<TableProperty> column;
+  // Counted from 0.
+  std::size_t row = 0;
+  std::int16_t digits = 0;
+  // The fewest of the others.
+  std::int16_t others = 0;
+};
+
+// Empty when there is no such cell, or when it is the only entered one. With the host's promise
+// this costs little while nothing was entered since ExamineEnteredValues.
+std::optional<FewestDigits> FindFewestDigits(const OwnerCollection& owner, UnitCatalogue& units);
+
+// The entered cells that made them what they are.
+struct DecidingCells {
+  // Of those with the fewest digits the first one, by table, row and column; empty when nothing was
+  // entered.
+  Ref<TableCell> digits;
+  // By quantity: where its unit was entered, or the unit that it goes with.
+  Dictionary<Ref<TableCell>> units;
+};
+
+// The same, from a look at all cells.
+EnteredValues ExamineEnteredValues(const OwnerCollection& owner, UnitCatalogue& units,
+                                   DecidingCells& deciding);
 
 }  // namespace ktformula

@@ -135,6 +135,25 @@ void FormulaListener::InOnePass(const std::function<void(const EvaluateTree&)>& 
   });
 }
 
+Reads FormulaListener::ReadsOf(const TableProperty& column) {
+  plans_.Renew(*column.OwningTable());
+  const auto formula =
+      configuration_.property_formulas.Find(ToDecimalText(column.Property()->Key()));
+  const auto plan = formula != nullptr ? plans_.Of(column, *formula) : nullptr;
+  if (plan != nullptr) return plan->FormulaReads();
+  Reads unknown;
+  unknown.is_unknown = true;
+  return unknown;
+}
+
+void FormulaListener::ShowInCell(const CellValue& value, TableCell& cell, GridControl& grid) const {
+  const Ref<ktformula::ELNProperty> property = cell.Property();
+  const std::optional<FormulaEntry> entry = FormulaOf(property->Key());
+  const Ref<IKtFormulaFormat> format = CreateFormulaFormat();
+  ResultWriter writer(Owner(), Framework(), *format, grid);
+  writer.Write(cell, value, property->NumberFormatting(), entry ? entry->string_format : u"");
+}
+
 std::u16string FormulaListener::SigDigFormat(double gNumberToFormat, std::int16_t NumSigDig,
                                              std::u16string_view IUnitString,
                                              const ELNProperty& Property) const {

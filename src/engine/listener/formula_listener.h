@@ -105,6 +105,15 @@ class FormulaListener final : public FieldListener,
   // given nothing that was kept before.
   void InOnePass(const std::function<void(const EvaluateTree&)>& work);
 
+  // What the formula of a column of the watched table reads, definitions included; unknown where
+  // the host does not promise what references denote.
+  Reads ReadsOf(const TableProperty& column);
+
+  // Writes a value into a cell of a column with a formula as a pass does, through `grid`.
+  void ShowInCell(const CellValue& value, TableCell& cell, GridControl& grid) const;
+  // What shows its numbers.
+  Ref<IKtFormulaFormat> CreateFormulaFormat() const;
+
  private:
   class PassUnderWay;
 
@@ -116,7 +125,6 @@ class FormulaListener final : public FieldListener,
 
   std::u16string PropertyKeyOfName(std::u16string_view name) const;
   std::u16string PropertyNameOfKey(std::u16string_view key) const;
-  Ref<IKtFormulaFormat> CreateFormulaFormat() const;
 
   std::span<const FunctionClass> function_classes_;
   FunctionRegistry registry_;

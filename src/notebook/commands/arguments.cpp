@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/utf.h"
 #include "values/text.h"
 
 namespace ktnotebook {
@@ -59,20 +61,20 @@ void UnshieldOptions(CLI::App& program) {
   }
 }
 
-std::vector<std::u16string> CommandNames(const CLI::App& program) {
+std::string UnknownCommandText(const std::string& name, const CLI::App& program) {
   std::vector<std::u16string> names;
   for (const CLI::App* command : program.get_subcommands({}))
     names.push_back(ktformula::Widen(command->get_name()));
-  return names;
+  return "there is no command \"" + name + "\"" + DidYouMean(FromStoredUtf8(name), names);
 }
 
-std::vector<std::u16string> OptionNames(const CLI::App& app) {
+std::string UnknownOptionText(const std::string& name, const CLI::App& app) {
   std::vector<std::u16string> names;
   for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames())
-      names.push_back(u"--" + ktformula::Widen(name));
+    for (const std::string& long_name : option->get_lnames())
+      names.push_back(u"--" + ktformula::Widen(long_name));
   }
-  return names;
+  return "there is no option \"" + name + "\"" + DidYouMean(FromStoredUtf8(name), names);
 }
 
 std::string WithoutShields(const std::string& message) {

@@ -26,8 +26,8 @@ std::string WithoutShields(const std::string& message);
 // does.
 const CLI::App* NamedCommand(const std::vector<std::string>& arguments, const CLI::App& program);
 
-// The names of the commands, and those of an app's options with their dashes.
-std::vector<std::u16string> CommandNames(const CLI::App& program);
-std::vector<std::u16string> OptionNames(const CLI::App& app);
+// What to say of a name that is no command's, or no option's of an app; "--name" with its dashes.
+std::string UnknownCommandText(const std::string& name, const CLI::App& program);
+std::string UnknownOptionText(const std::string& name, const CLI::App& app);
 
 }  // namespace ktnotebook

@@ -17,32 +17,25 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr const char* kVersion = "ktnotebook " KT_VERSION;
-
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
-    &AddRecalculateCommands,
-    &AddFormulaCommands,
-    &AddStoreCommands,
-    &AddStructureCommands,
+    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands, &AddStructureCommands,
+    &AddCheckCommands,       &AddExplainCommands, &AddHelpCommands,
 };
 
-// What to say of a word that is no command, or no option of its command, whatever else is wrong.
+// What to say of arguments that lack a command, or of a word that is no command, or no option of
+// its command, whatever else is wrong.
 std::optional<std::string> UnknownWord(const std::vector<std::string>& arguments,
                                        const CLI::App& program) {
-  if (arguments.empty()) return std::nullopt;
   const CLI::App* const command = NamedCommand(arguments, program);
-  const std::string& first = arguments.front();
-  if (command == nullptr && !first.starts_with('-')) {
-    return "there is no command \"" + first + "\"" +
-           DidYouMean(FromStoredUtf8(first), CommandNames(program));
-  }
+  if (command == nullptr && !arguments.empty() && !arguments.front().starts_with('-'))
+    return UnknownCommandText(arguments.front(), program);
   for (const std::string& unknown : program.remaining(true)) {
     if (!unknown.starts_with("--")) continue;
-    const std::string option = unknown.substr(0, unknown.find('='));
-    return "there is no option \"" + option + "\"" +
-           DidYouMean(FromStoredUtf8(option), OptionNames(command != nullptr ? *command : program));
+    return UnknownOptionText(unknown.substr(0, unknown.find('=')),
+                             command != nullptr ? *command : program);
   }
+  if (command == nullptr) return "a command is required";
   return std::nullopt;
 }
 
@@ -51,9 +44,7 @@ int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
   program.require_subcommand(1);
   // A slash begins a path or a formula's text on every system.
   program.allow_windows_style_options(false);
-  program.set_version_flag("--version", kVersion);
   CommandSet commands(program, console);
-  commands.AddLocale(&program);
   for (const auto add_family : kFamilies)
     add_family(commands);
   UnshieldOptions(program);

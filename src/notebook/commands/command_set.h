@@ -31,8 +31,13 @@ class CommandSet {
  public:
   using Run = std::function<int(Console&)>;
 
-  // `console` and `program` live longer.
-  CommandSet(CLI::App& program, Console& console) : program_(program), console_(console) {}
+  struct Command {
+    CommandHelp help;
+    CLI::App* app = nullptr;
+  };
+
+  // Gives the program its own options and its help. `console` and `program` live longer.
+  CommandSet(CLI::App& program, Console& console);
   CommandSet(const CommandSet&) = delete;
   CommandSet& operator=(const CommandSet&) = delete;
 
@@ -40,18 +45,24 @@ class CommandSet {
   // variables that `run` keeps alive; texts come as the user gave them.
   CLI::App* Add(const CommandHelp& help, Run run);
 
-  // Options that several commands share.
+  // Options that several commands share: for those that print tables.
   void AddAllRows(CLI::App* command);
   // For commands that print a notebook's tables.
   void AddTableStyle(CLI::App* command);
-  void AddLocale(CLI::App* app);
+
+  const CLI::App& Program() const noexcept { return program_; }
+  // In the order in which they were added.
+  const std::vector<Command>& All() const noexcept { return commands_; }
 
   // Runs the command that was chosen by parsing and gives its exit status.
   int RunChosen() const;
 
  private:
+  void AddCommonOptions(CLI::App& app);
+
   CLI::App& program_;
   Console& console_;
+  std::vector<Command> commands_;
   std::string locale_ = "C";
   Run chosen_;
 };
@@ -62,8 +73,11 @@ std::string CheckGiven(const std::string& value);
 
 // The families of commands, in the order of the help.
 void AddRecalculateCommands(CommandSet& commands);
+void AddCheckCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
 void AddStructureCommands(CommandSet& commands);
+void AddExplainCommands(CommandSet& commands);
+void AddHelpCommands(CommandSet& commands);
 
 }  // namespace ktnotebook

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cctype>
 
+#include "notebook/commands/wrap.h"
 #include "notebook/files/utf.h"
 
 namespace ktnotebook {
 
 namespace {
-
-constexpr std::size_t kLineWidth = 78;
 
 std::string UpperCase(std::string_view text) {
   std::string upper(text);
@@ -18,31 +17,14 @@ std::string UpperCase(std::string_view text) {
   return upper;
 }
 
-// The words of the text in lines that begin with the indent.
-std::string Wrap(std::string_view text, const std::string& indent) {
-  std::string wrapped;
-  std::string line = indent;
-  while (!text.empty()) {
-    const std::size_t end = std::min(text.find(' '), text.size());
-    if (line.size() > indent.size() && line.size() + 1 + end > kLineWidth) {
-      wrapped += line + "\n";
-      line = indent;
-    }
-    if (line.size() > indent.size()) line += " ";
-    line += text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-  }
-  return wrapped + line + "\n";
-}
-
 std::string HelpText(const ktformula::FunctionRow& row) {
   const auto& [summary, forms, errors, examples] = row.help;
   const std::string name = ToUtf8(row.name);
   std::string text = name + " " + std::string(summary) + "\n\n";
   for (const ktformula::FunctionForm& form : forms) {
-    text += "  " + std::string(form.syntax) + "\n" + Wrap(form.meaning, "      ");
+    text += "  " + std::string(form.syntax) + "\n" + Wrap(form.meaning, "      ", "      ");
   }
-  text += "\n" + Wrap(errors, "  ") + "\n";
+  text += "\n" + Wrap(errors, "  ", "  ") + "\n";
   for (const ktformula::FunctionExample& example : examples) {
     text +=
         "  " + std::string(example.formula) + "\n      shows " + std::string(example.shows) + "\n";
@@ -58,7 +40,7 @@ std::string PageSection(const ktformula::FunctionRow& row) {
   for (const ktformula::FunctionForm& form : forms) {
     text += "| `" + std::string(form.syntax) + "` | " + std::string(form.meaning) + " |\n";
   }
-  text += "\n" + Wrap(errors, "") + "\n| Example | Shows |\n|---|---|\n";
+  text += "\n" + Wrap(errors, "", "") + "\n| Example | Shows |\n|---|---|\n";
   for (const ktformula::FunctionExample& example : examples) {
     text += "| `" + std::string(example.formula) + "` | `" + std::string(example.shows) + "` |\n";
   }

@@ -184,7 +184,40 @@ void WriteForm(const NotebookForm& form, const RecalculationResult* result,
   out << "]}";
 }
 
+Json OptionalJson(const std::optional<std::u16string>& text) {
+  return text ? Json(ToUtf8(*text)) : Json();
+}
+Json OptionalJson(const std::optional<std::size_t>& number) {
+  return number ? Json(*number) : Json();
+}
+// No text is null.
+Json TextOrNull(const std::u16string& text) {
+  return text.empty() ? Json() : Json(ToUtf8(text));
+}
+
+Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
+  const auto* const table = static_cast<const NotebookTable*>(problem.table.get());
+  const auto& place = problem.place;
+  return {{"code", ToUtf8(ktformula::KindOf(problem.code).text)},
+          {"severity", ToUtf8(ktformula::SeverityText(problem.severity))},
+          {"form", ToUtf8(form.Name())},
+          {"table", table != nullptr ? Json(ToUtf8(table->Name())) : Json()},
+          {"column", problem.column ? Json(ToUtf8(problem.column->Property()->Name())) : Json()},
+          {"row", OptionalJson(RowIdOf(problem))},
+          {"definition", OptionalJson(problem.definition)},
+          {"formula", TextOrNull(problem.formula)},
+          {"start", place ? Json(place->start) : Json()},
+          {"length", place ? Json(place->length) : Json()},
+          {"message", ToUtf8(problem.message)},
+          {"help", TextOrNull(problem.help)},
+          {"rows", OptionalJson(problem.rows)}};
+}
+
 }  // namespace
+
+std::string TextJson(std::u16string_view text) {
+  return Quoted(text);
+}
 
 std::string ValueJson(const ktformula::CellValue& value) {
   Json json;
@@ -225,7 +258,8 @@ std::string TreeJson(const ktformula::TokenLayer& layer) {
   return Dump(LayerJson(layer));
 }
 
-void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out) {
+void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
+                    const std::vector<FormProblems>& problems) {
   out << "{\"forms\":[";
   ListWriter list(out);
   for (const FormReport& report : forms) {
@@ -238,7 +272,18 @@ void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out) {
     };
     WriteForm(*report.form, report.result ? &*report.result : nullptr, tables, list.Next());
   }
-  out << "]}\n";
+  out << "]";
+  if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems);
+  out << "}\n";
+}
+
+std::string ProblemListJson(const std::vector<FormProblems>& forms) {
+  Json list = Json::array();
+  for (const FormProblems& form : forms) {
+    for (const ktformula::Problem& problem : form.problems)
+      list.push_back(ProblemJson(problem, *form.form));
+  }
+  return Dump(list);
 }
 
 std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions) {

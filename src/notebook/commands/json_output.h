@@ -10,6 +10,7 @@
 
 #include "formula/token_tree.h"
 #include "functions/function_table.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
 #include "values/cell_value.h"
@@ -17,6 +18,8 @@
 
 namespace ktnotebook {
 
+// A string of JSON.
+std::string TextJson(std::u16string_view text);
 std::string ValueJson(const ktformula::CellValue& value);
 std::string RaisedJson(const ktformula::RaisedError& error);
 std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens);
@@ -32,7 +35,8 @@ struct FormReport {
 };
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
-void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out);
+void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
+                    const std::vector<FormProblems>& problems = {});
 
 // What users are told about functions.
 std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions);
@@ -42,5 +46,8 @@ std::string NameListJson(const std::vector<std::u16string>& names);
 // An object of texts; no text is null.
 using TextField = std::pair<std::string_view, std::optional<std::u16string>>;
 std::string TextsJson(const std::vector<TextField>& fields);
+
+// An array of objects, one for each problem.
+std::string ProblemListJson(const std::vector<FormProblems>& forms);
 
 }  // namespace ktnotebook

@@ -1,12 +1,13 @@
 // The commands about notebooks: recalculate, and those over a database.
 #include <algorithm>
-#include <cctype>
 #include <ostream>
 
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/notebook_input.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/commands/progress.h"
 #include "notebook/commands/recalculate_form.h"
 #include "notebook/commands/recalculate_options.h"
@@ -52,38 +53,6 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> 
 
 namespace {
 
-bool IsCsvName(const std::string& path) {
-  std::string extension = PathText(PathOf(path).extension());
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return extension == ".csv";
-}
-
-// Takes each "NAME=VALUE" apart; names hold no "=", and the command line lets nothing else through.
-ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
-  ColumnSettings settings;
-  for (const std::string& argument : arguments) {
-    const std::u16string text = ArgumentText(argument);
-    const std::size_t separator = text.find(u'=');
-    settings.emplace_back(text.substr(0, separator), text.substr(separator + 1));
-  }
-  return settings;
-}
-
-Notebook ReadInput(const RecalculateOptions& options) {
-  const CsvOptions csv{ParseSettings(options.formulas), ParseSettings(options.formats),
-                       ParseSettings(options.units), ParseSettings(options.types)};
-  if (IsCsvName(options.file)) {
-    const std::string name = PathText(PathOf(options.file).stem());
-    return ReadCsvNotebook(ReadWholeFile(options.file), options.file, ArgumentText(name), csv);
-  }
-  if (!csv.formulas.empty() || !csv.formats.empty() || !csv.units.empty() || !csv.types.empty()) {
-    throw NotebookError(options.file +
-                        ": formulas, formats, units and types are given to CSV files only");
-  }
-  return ReadNotebookFile(options.file);
-}
-
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
   for (const NotebookTable* table : form.Tables()) {
@@ -120,6 +89,47 @@ void WriteOrPrint(const std::string& path, const std::string& text, Console& con
     WriteWholeFile(path, text);
     console.SetDone(path + " is written");
   }
+}
+
+std::vector<const NotebookTable*> TablesOf(const Notebook& notebook) {
+  std::vector<const NotebookTable*> tables;
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    for (const NotebookTable* table : form->Tables())
+      tables.push_back(table);
+  }
+  return tables;
+}
+
+// Refuses what no CSV file can hold.
+void CheckOneTable(const Notebook& notebook, const RecalculateOptions& options) {
+  const std::vector<const NotebookTable*> tables = TablesOf(notebook);
+  if (tables.size() == 1) return;
+  std::string names;
+  for (const NotebookTable* table : tables)
+    names += (names.empty() ? ": " : ", ") + Quoted(table->Name());
+  throw NotebookError(options.output + ": a CSV file holds one table, " + InputName(options.file) +
+                      " has " + std::to_string(tables.size()) + names +
+                      "; write a notebook file, such as out.xml, or take --json");
+}
+
+bool HasOwnIds(const NotebookTable& table) {
+  for (const NotebookRow row : table.Rows()) {
+    if (row.ID() != ktformula::ToDecimalText(row.Position())) return true;
+  }
+  return false;
+}
+
+// The notebook's only table; says what else the notebook has.
+std::string CsvTextOf(const Notebook& notebook, const RecalculateOptions& options,
+                      Console& console) {
+  const NotebookTable& table = *TablesOf(notebook).front();
+  std::string left_out = HasOwnIds(table) ? ", row IDs" : "";
+  for (const Ref<NotebookForm>& form : notebook.forms) {
+    for (const Ref<NotebookField>& field : form->Fields())
+      if (!field->OwnTable()) left_out += ", " + Quoted(field->Name());
+  }
+  if (!left_out.empty()) console.Say("note: " + options.output + ": without " + left_out.substr(2));
+  return WriteCsv(table, {DelimiterOf(options.output, options.csv), options.is_spreadsheet_safe});
 }
 
 // A form of the database as it is at one moment.
@@ -162,11 +172,14 @@ class FormChange {
     store_.SaveCells(changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
+    const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework, result)};
     if (is_json_) {
-      WriteFormsJson({{&form, result, changed}}, console_.out);
+      WriteFormsJson({{&form, result, changed}}, console_.out, problems);
     } else if (!changed.empty()) {
       console_.out << CellsText(changed, console_.style);
     }
+    console_.out.flush();
+    SayProblems(problems, console_);
   }
 
  private:
@@ -210,44 +223,52 @@ TransactionKind KindOf(const StoreOptions& options) {
 }  // namespace
 
 int Recalculate(const RecalculateOptions& options, Console& console) {
-  const bool is_csv = IsCsvName(options.file);
-  if (!is_csv && IsCsvName(options.output)) {
-    throw NotebookError(options.output + ": only what was read from a CSV file is written as one");
+  const bool writes_csv = IsCsvName(options.output);
+  if (options.is_spreadsheet_safe && !writes_csv) {
+    throw NotebookError("--spreadsheet-safe goes with -o and the name of a CSV file");
   }
-  const Notebook notebook = ReadInput(options);
-  for (const std::string& note : notebook.notes)
-    console.Say("note: " + note);
+  const Notebook notebook = ReadInput(options.file, options.csv, writes_csv);
+  if (writes_csv) CheckOneTable(notebook, options);
+  for (const CsvNote& note : notebook.notes)
+    console.Say("note: " + InputName(options.file) + ": " + NoteText(note));
   std::vector<FormReport> recalculated;
+  std::vector<FormProblems> problems;
   std::size_t errors = 0;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    recalculated.push_back({form.get(), RecalculateAndReport(*form, options.rounds, console)});
+    const RecalculationResult result = RecalculateAndReport(*form, options.rounds, console);
+    recalculated.push_back({form.get(), result});
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
     errors += CountErrors(*form);
   }
+  AddUnread(problems, notebook);
   if (!options.output.empty()) {
-    SayDropped(notebook, options.file, console);
+    SayDropped(notebook, InputName(options.file), console);
     WriteOrPrint(options.output,
-                 IsCsvName(options.output) ? WriteCsv(*notebook.forms.front()->Tables().front())
-                                           : WriteNotebook(notebook.forms),
+                 writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook.forms),
                  console);
   }
   if (options.json) {
-    WriteFormsJson(recalculated, console.out);
+    WriteFormsJson(recalculated, console.out, problems);
   } else if (options.output.empty()) {
     PrintForms(notebook.forms, console);
   }
+  console.out.flush();
+  SayProblems(problems, console);
   if (errors > 0) {
-    console.out.flush();
     console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
                 " an error");
   }
-  return options.strict && errors > 0 ? kExitErrorsShown : kExitDone;
+  const bool is_bad = errors > 0 || HaveErrors(problems);
+  return options.strict && is_bad ? kExitErrorsShown : kExitDone;
 }
 
 int Import(const StoreOptions& options, Console& console) {
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
+  std::vector<FormProblems> problems;
   for (const Ref<NotebookForm>& form : notebook.forms) {
-    RecalculateAndReport(*form, std::nullopt, console);
+    const RecalculationResult result = RecalculateAndReport(*form, std::nullopt, console);
+    problems.push_back(ProblemsOf(*form, *notebook.framework, result));
   }
   NotebookStore store(OpenDatabase(options.database, true), true);
   Transaction transaction(store.Connection());
@@ -264,6 +285,8 @@ int Import(const StoreOptions& options, Console& console) {
     for (const std::u16string& name : names)
       console.out << "imported " << ToUtf8(Printable(u"\"" + name + u"\"")) << '\n';
   }
+  console.out.flush();
+  SayProblems(problems, console);
   return kExitDone;
 }
 

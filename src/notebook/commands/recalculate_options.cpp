@@ -7,55 +7,42 @@
 
 namespace ktnotebook {
 
-namespace {
-
-std::string CheckSetting(const std::string& setting) {
-  const std::size_t separator = setting.find('=');
-  const bool has_name = separator != std::string::npos && separator != 0;
-  return has_name ? std::string() : "\"" + setting + "\" is not NAME=VALUE";
-}
-
-void AddCsvOptions(CLI::App* command, RecalculateOptions& options) {
-  const auto add_setting = [command](const std::string& name, std::vector<std::string>& values,
-                                     const std::string& help) {
-    command->add_option(name, values, "for CSV files: " + help)
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false)
-        ->check(&CheckSetting);
-  };
-  add_setting("--formula", options.formulas,
-              "the formula of a new column, or of the empty "
-              "cells of one in the file; may be given more than once");
-  add_setting("--format", options.formats, "number pattern of a formula column, or \"%\"");
-  add_setting("--unit", options.units, "unit of a column");
-  add_setting("--type", options.types,
-              "data type of a column: string, number, date, Boolean, structure");
-}
-
-}  // namespace
-
 void AddRecalculateCommands(CommandSet& commands) {
   const auto options = std::make_shared<RecalculateOptions>();
   CLI::App* command = commands.Add(
-      {"recalculate", "recalculate a notebook file, or a CSV file, and print its tables"},
+      {"recalculate",
+       "recalculate a notebook file, or a CSV file, and print its tables",
+       {{"ktnotebook recalculate examples/aspirin.xml", "prints the tables with all results"},
+        {"ktnotebook recalculate examples/puromycin.xml -o puromycin.xml",
+         "writes the notebook with all results"},
+        {"ktnotebook recalculate examples/data/puromycin.csv "
+         "--formula 'Ratio=[rate]/[conc]' -o ratio.csv",
+         "adds a column to measured data"}}},
       [options](Console& console) { return Recalculate(*options, console); });
   command
       ->add_option("FILE", options->file,
-                   "notebook or .csv file; \"-\" is a notebook from standard input")
+                   "notebook, .csv or .tsv file; \"-\" is the standard input, a notebook when it "
+                   "begins with \"<\" and CSV otherwise")
       ->required();
   command
       ->add_option("-o,--output", options->output,
-                   "write the notebook, or the .csv file, here instead of printing tables")
+                   "write the notebook, or a .csv or .tsv file, here instead of printing tables")
+      ->type_name("FILE")
       ->check(&CheckGiven);
   command->add_flag("--json", options->json, "print JSON");
   command
       ->add_option("--rounds", options->rounds,
                    "rounds to try until nothing changes; otherwise one more than the form has "
                    "formula cells, at least 8 and at most 10000")
-      ->check(CLI::Range(1, 1'000'000));
+      ->type_name("N")
+      ->check(CLI::Range(1, 1'000'000).description(""));
   commands.AddTableStyle(command);
   command->add_flag("--strict", options->strict, "exit with 3 when a cell shows an error");
-  AddCsvOptions(command, *options);
+  AddCsvOptions(command, options->csv);
+  command->add_flag(
+      "--spreadsheet-safe", options->is_spreadsheet_safe,
+      "when a CSV file is written: an apostrophe in front of texts that a spreadsheet "
+      "would take for formulas");
 }
 
 }  // namespace ktnotebook

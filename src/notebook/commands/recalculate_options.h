@@ -3,9 +3,9 @@
 
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "notebook/commands/console.h"
+#include "notebook/commands/notebook_input.h"
 
 namespace ktnotebook {
 
@@ -16,11 +16,9 @@ struct RecalculateOptions {
   bool strict = false;
   // Nothing for the form's own limit.
   std::optional<int> rounds;
-  // For CSV files, each "NAME=VALUE": formula columns, and how columns are shown and typed.
-  std::vector<std::string> formulas;
-  std::vector<std::string> formats;
-  std::vector<std::string> units;
-  std::vector<std::string> types;
+  CsvArguments csv;
+  // Of CSV files that are written.
+  bool is_spreadsheet_safe = false;
 };
 
 // Gives the exit status. Throws NotebookError for input that is refused.

@@ -10,6 +10,7 @@
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/problems_output.h"
 #include "notebook/commands/recalculate_form.h"
 #include "notebook/commands/structure_options.h"
 #include "notebook/commands/text_output.h"
@@ -169,11 +170,14 @@ void Finish(Keeper& keeper, NotebookForm& form, std::u16string_view old_name,
   const std::vector<NotebookCell> changed = InFormOrder(form.Log().cells);
   keeper.Save(form, old_name, changed);
   console.SetDone("the form " + Quoted(form.Name()) + " is changed");
+  const std::vector<FormProblems> problems{ProblemsOf(form, *keeper.notebook.framework, result)};
   if (options.json) {
-    WriteFormsJson({{&form, result, changed}}, console.out);
+    WriteFormsJson({{&form, result, changed}}, console.out, problems);
   } else if (!changed.empty()) {
     console.out << CellsText(changed, console.style);
   }
+  console.out.flush();
+  SayProblems(problems, console);
 }
 
 // The place, counted from 0, that the options give to something new among the siblings, or to the

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "notebook/files/utf.h"
-#include "notebook/tables/cell_text.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
 
@@ -94,20 +93,6 @@ std::string Heading(std::u16string_view text, char rule, const TableStyle& style
          std::string(static_cast<std::size_t>(std::max(DisplayWidth(shown), 1)), rule) + "\n";
 }
 
-// The unit that the number of the cell is written in when its text names none; "" when the text
-// names one or is no number.
-std::u16string UnwrittenUnit(const NotebookCell& cell) {
-  const CellContent content = cell.Content();
-  const NotebookUnit* unit = cell.Definition().unit;
-  const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
-                       !content.text.ends_with(u'%') && !std::isnan(content.min);
-  if (!is_bare) return {};
-  const auto typed =
-      ParseNumberText(content.text, unit, cell.OwningRow().Parent().Parent().Units());
-  const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
-  return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
-}
-
 // The place of a cell among the form's fields, rows and columns.
 using CellPlace = std::tuple<int, int, std::size_t>;
 
@@ -162,7 +147,7 @@ bool ShowsError(std::u16string_view text) {
 }
 
 std::u16string ShownText(const NotebookCell& cell) {
-  const std::u16string unit = UnwrittenUnit(cell);
+  const std::u16string unit = cell.UnwrittenUnit();
   return unit.empty() ? cell.Text() : cell.Text() + u" " + unit;
 }
 

@@ -40,17 +40,35 @@ class CsvColumn {
   std::string bytes_;
 };
 
+// What stands between the fields of a record.
+struct CsvDelimiter {
+  char character = ',';
+  // Whether somebody has said so; then a file of one column is taken for one.
+  bool is_given = false;
+};
+
+// What programs put between fields.
+inline constexpr std::string_view kUsualDelimiters = ",;\t|";
+
+// A delimiter as it is typed on a command line: ";", and "\t" in two characters for a tab.
+std::string DelimiterText(char delimiter);
+
 struct CsvTable {
   // The fields of the first record; a column of the other records' fields for each of them.
   std::vector<std::u16string> header;
   std::vector<CsvColumn> columns;
   // Without the header.
   std::size_t rows = 0;
+  // Where the header stands, from 1.
+  std::size_t header_line = 1;
 };
 
 // The records with their fields; empty lines are none. A byte order mark in front is dropped.
-// Throws NotebookError with "SOURCE: ..." for misplaced quotes, a second byte order mark, text that
-// is not UTF-8, a text without any record and records of different lengths.
-CsvTable ParseCsv(std::string_view utf8, const std::string& source);
+// Throws NotebookError with "SOURCE:LINE: ...", the line in which the record begins, for misplaced
+// quotes, a second byte order mark, text that is not UTF-8, records of different lengths, and a
+// text that reads as several columns with one of the other usual delimiters only, with that advice;
+// with "SOURCE: ..." for a text without any record.
+CsvTable ParseCsv(std::string_view utf8, const std::string& source,
+                  const CsvDelimiter& delimiter = {});
 
 }  // namespace ktnotebook

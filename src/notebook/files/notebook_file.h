@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "notebook/files/csv_note.h"
 #include "notebook/files/framework.h"
 #include "notebook/tables/model.h"
 
@@ -14,8 +15,8 @@ namespace ktnotebook {
 struct Notebook {
   Ref<NotebookFramework> framework;
   std::vector<Ref<NotebookForm>> forms;
-  // What the user should know about how a file was taken.
-  std::vector<std::string> notes;
+  // What the user should know about how a CSV file was taken.
+  std::vector<CsvNote> notes;
   // What a file has that is not written again, such as "2 comments"; "" for nothing.
   std::string dropped;
 };
@@ -29,7 +30,7 @@ Notebook ReadNotebook(std::string_view bytes, const std::string& name);
 Notebook ReadNotebookFile(const std::string& path);
 
 // The forms as a notebook file's text. Throws NotebookError, naming the place, for a text that XML
-// can not hold.
+// can not hold, and for one that is no number where it would be read back as a number.
 std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms);
 
 // The tag of a cell in this state unless it is given another.

@@ -1,9 +1,12 @@
 // Writing of notebook files.
+#include <cmath>
+
 #include "notebook/files/listener_face.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/files/xml_document.h"
+#include "notebook/tables/cell_text.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -103,7 +106,23 @@ class NotebookWriter {
     }
   }
 
+  // A CSV file's text that is no number there may be one as a typed text, which is all that a
+  // notebook file says.
+  static void RequireSameNumber(const NotebookCell& cell) {
+    const PropertyDefinition& definition = cell.Definition();
+    if (definition.type != DataType::kNumber || !std::isnan(cell.MinNumber()) ||
+        cell.State().empty()) {
+      return;
+    }
+    const std::u16string text = cell.Text();
+    const NotebookUnitCatalogue& units = cell.OwningColumn().Parent().Parent().Units();
+    if (!ParseNumberText(text, definition.unit, units)) return;
+    ktformula::Raise(u"NotebookWriter",
+                     u"\"" + text + u"\" is no number and would be read back as one");
+  }
+
   static void WriteCell(pugi::xml_node node, const NotebookCell& cell) {
+    RequireSameNumber(cell);
     Attribute(node, "property", cell.Definition().name);
     if (!cell.State().empty()) Attribute(node, "state", cell.State());
     if (cell.Tag() != DefaultTag(cell.State())) Attribute(node, "tag", cell.Tag());

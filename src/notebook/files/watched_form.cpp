@@ -56,6 +56,9 @@ ktformula::WatchedForm WatchForm(NotebookForm& form, NotebookFramework& framewor
     if (!watched.owner) watched.owner = form.OwnerOf(table->OwnField());
     watched.tables.push_back(WatchTable(*table, framework));
   }
+  for (const Ref<NotebookField>& field : form.Fields()) {
+    if (!field->OwnTable()) watched.other_fields.push_back(field->Name());
+  }
   return watched;
 }
 

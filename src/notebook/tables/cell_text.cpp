@@ -48,7 +48,8 @@ double DecimalSum(double left, double right) {
 // Takes the parts of a cell text off its front.
 class CellTextReader {
  public:
-  explicit CellTextReader(std::u16string_view text) : rest_(text) {}
+  CellTextReader(std::u16string_view text, const ktformula::Locale& locale)
+      : locale_(locale), rest_(text) {}
 
   // NUMBER, NUMBER ± NUMBER or NUMBER .. NUMBER, in the unit that follows. Bounds that are no
   // numbers where one of them is missing.
@@ -84,7 +85,7 @@ class CellTextReader {
     return true;
   }
 
-  const ktformula::Locale locale_ = ktformula::UserLocale();
+  const ktformula::Locale locale_;
   std::u16string_view rest_;
 };
 
@@ -118,8 +119,9 @@ std::u16string_view TrimTypedText(std::u16string_view text) noexcept {
 
 std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,
                                             const NotebookUnit* default_unit,
-                                            const NotebookUnitCatalogue& catalogue) {
-  CellTextReader reader(text);
+                                            const NotebookUnitCatalogue& catalogue,
+                                            const ktformula::Locale& locale) {
+  CellTextReader reader(text, locale);
   const Bounds bounds = reader.TakeBounds();
   if (!(bounds.min <= bounds.max)) return std::nullopt;
   ParsedNumber number;

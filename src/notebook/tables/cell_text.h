@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "notebook/tables/unit_catalogue.h"
+#include "values/number_text.h"
 
 namespace ktnotebook {
 
@@ -29,8 +30,9 @@ struct ParsedNumber {
 // "%" may follow and divides by 100. Nothing when the text is anything else: empty, an unknown
 // unit or one of another quantity, a reversed range, a negative tolerance, a bound beyond the
 // range of a double. Time is linear in the length of the text.
-std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,
-                                            const NotebookUnit* default_unit,
-                                            const NotebookUnitCatalogue& catalogue);
+std::optional<ParsedNumber> ParseNumberText(
+    std::u16string_view text, const NotebookUnit* default_unit,
+    const NotebookUnitCatalogue& catalogue,
+    const ktformula::Locale& locale = ktformula::UserLocale());
 
 }  // namespace ktnotebook

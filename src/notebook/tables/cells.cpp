@@ -1,5 +1,7 @@
 #include "notebook/tables/cells.h"
 
+#include <cmath>
+
 #include "notebook/tables/cell_text.h"
 #include "notebook/tables/model.h"
 #include "values/platform.h"
@@ -39,6 +41,17 @@ const std::u16string& NotebookCell::State() const noexcept {
 }
 const std::u16string& NotebookCell::Tag() const noexcept {
   return column_->Data().Tag(row_);
+}
+
+std::u16string NotebookCell::UnwrittenUnit() const {
+  const CellContent content = Content();
+  const NotebookUnit* unit = Definition().unit;
+  const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
+                       !content.text.ends_with(u'%') && !std::isnan(content.min);
+  if (!is_bare) return {};
+  const auto typed = ParseNumberText(content.text, unit, column_->Parent().Parent().Units());
+  const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
+  return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
 }
 
 bool NotebookCell::Accepts(std::u16string_view typed) const {

@@ -47,6 +47,10 @@ class NotebookCell {
   const std::u16string& State() const noexcept;
   const std::u16string& Tag() const noexcept;
 
+  // The unit that the number of the cell is written in when its text names none: the column's where
+  // it was typed, the base unit where it was computed; "" when the text names one or is no number.
+  std::u16string UnwrittenUnit() const;
+
   // Whether the text may be typed here: Booleans and dates take what reads as one, blanks around
   // it aside, other cells everything.
   bool Accepts(std::u16string_view typed) const;

@@ -1,6 +1,8 @@
 #include "notebook/tables/recalculation.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace ktnotebook {
 
@@ -16,6 +18,39 @@ class FormNotification final : public ktformula::NotificationSource {
  private:
   NotebookForm& form_;
 };
+
+// Lets the log keep the cells that change as long as this lives.
+class KeptChanges {
+ public:
+  explicit KeptChanges(WriteLog& log)
+      : log_(log), first_(log.cells.size()), was_kept_(std::exchange(log.keep_cells, true)) {}
+  KeptChanges(const KeptChanges&) = delete;
+  KeptChanges& operator=(const KeptChanges&) = delete;
+  ~KeptChanges() {
+    log_.keep_cells = was_kept_;
+    if (!was_kept_) log_.cells.erase(First(), log_.cells.end());
+  }
+
+  std::vector<NotebookCell> Cells() const { return {First(), log_.cells.end()}; }
+
+ private:
+  std::vector<NotebookCell>::iterator First() const {
+    return log_.cells.begin() + static_cast<std::ptrdiff_t>(first_);
+  }
+
+  WriteLog& log_;
+  std::size_t first_;
+  bool was_kept_;
+};
+
+// Notifies the listeners of the tables once. A listener may add or remove listeners meanwhile.
+void NotifyAll(const std::vector<NotebookTable*>& tables, FormNotification& source) {
+  for (const NotebookTable* table : tables) {
+    const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
+    for (const auto& listener : listeners)
+      listener->TableNotification(source, nullptr);
+  }
+}
 
 constexpr std::uint64_t kLeastRounds = 8;
 constexpr std::uint64_t kMostRounds = 10'000;
@@ -45,14 +80,12 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
     const std::uint64_t changed_before = log.changed;
     log.round = result.rounds + 1;
     log.finished_before_round = log.finished;
-    for (const NotebookTable* table : tables) {
-      // A listener may add or remove listeners while it is notified.
-      const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
-      for (const auto& listener : listeners)
-        listener->TableNotification(*source, nullptr);
-    }
+    std::optional<KeptChanges> kept;
+    if (result.rounds + 1 == maximum_rounds) kept.emplace(log);
+    NotifyAll(tables, *source);
     ++result.rounds;
     result.settled = log.changed == changed_before;
+    if (kept) result.unsettled = kept->Cells();
   }
   return result;
 }

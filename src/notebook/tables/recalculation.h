@@ -1,6 +1,8 @@
 // Rounds of recalculation over a form.
 #pragma once
 
+#include <vector>
+
 #include "notebook/tables/model.h"
 
 namespace ktnotebook {
@@ -13,6 +15,8 @@ struct RecalculationResult {
   // Rounds that were run, the last one included, which changes nothing when the form is settled.
   int rounds = 0;
   bool settled = false;
+  // When it is not: the cells that changed in the last round.
+  std::vector<NotebookCell> unsettled;
 };
 
 // Notifies the listeners of the form's tables, in position order, table by table, and repeats this

@@ -12,12 +12,16 @@ ContentView MereText(DataType type, std::u16string_view text) noexcept {
   return {text, number, number, {}};
 }
 
+ContentView NumberContent(std::u16string_view text, const ParsedNumber& number) noexcept {
+  // Negative zero becomes zero: nobody types it, and not every database keeps it.
+  return {text, number.min + 0.0, number.max + 0.0, number.typed_unit};
+}
+
 ContentView TypedTexts::Read(std::u16string_view text) {
   ContentView content = MereText(definition_.type, text);
   if (definition_.type == DataType::kNumber) {
     number_ = ParseNumberText(text, definition_.unit, units_);
-    // Negative zero becomes zero: nobody types it, and not every database keeps it.
-    if (number_) content = {text, number_->min + 0.0, number_->max + 0.0, number_->typed_unit};
+    if (number_) content = NumberContent(text, *number_);
   } else if (definition_.type == DataType::kDate) {
     content.min = content.max = ktformula::DateValue(text).value_or(0);
   }

@@ -24,6 +24,9 @@ inline constexpr TypedMark kNotedMark{u"noted", ktformula::kEnteredState};
 // A text that says nothing else. It has no number: a formula must not go on as if it were 0.
 ContentView MereText(DataType type, std::u16string_view text) noexcept;
 
+// A text that says the number.
+ContentView NumberContent(std::u16string_view text, const ParsedNumber& number) noexcept;
+
 class TypedTexts {
  public:
   // Both are borrowed.

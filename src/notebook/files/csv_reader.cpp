@@ -1,11 +1,10 @@
-#include "notebook/files/csv_file.h"
-
-#include <algorithm>
-#include <cmath>
+// Reading of CSV files as notebooks.
 #include <optional>
 #include <unordered_set>
 #include <utility>
 
+#include "notebook/files/csv_file.h"
+#include "notebook/files/csv_numbers.h"
 #include "notebook/files/csv_parser.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
@@ -23,6 +22,14 @@ const std::u16string* FindSetting(const ColumnSettings& settings, std::u16string
   return nullptr;
 }
 
+// References can not name what begins or ends with a blank.
+std::u16string_view TrimName(std::u16string_view name) {
+  constexpr std::u16string_view kBlanks = u" \t\r\n";
+  const std::size_t first = name.find_first_not_of(kBlanks);
+  if (first == std::u16string_view::npos) return {};
+  return name.substr(first, name.find_last_not_of(kBlanks) - first + 1);
+}
+
 struct Header {
   std::u16string name;
   const NotebookUnit* unit = nullptr;
@@ -32,8 +39,9 @@ struct Header {
 Header SplitHeader(std::u16string_view header, const NotebookUnitCatalogue& units) {
   const std::size_t open = header.rfind(u'(');
   if (open != std::u16string_view::npos && header.ends_with(u')')) {
-    const std::u16string_view name = ktformula::TrimBlanks(header.substr(0, open));
-    const std::u16string_view unit_text = header.substr(open + 1, header.size() - open - 2);
+    const std::u16string_view name = TrimName(header.substr(0, open));
+    const std::u16string_view unit_text =
+        TrimName(header.substr(open + 1, header.size() - open - 2));
     const NotebookUnit* unit = units.FindUnit(NormalizeUnitName(unit_text));
     if (unit != nullptr && !name.empty()) return {std::u16string(name), unit};
   }
@@ -67,6 +75,11 @@ class CsvReader {
   }
 
  private:
+  struct Numbers {
+    CsvNumbers cells;
+    const NotebookUnit* unit;
+  };
+
   [[noreturn]] void Refuse(const std::string& reason) const {
     throw NotebookError(source_ + ": " + reason);
   }
@@ -74,47 +87,29 @@ class CsvReader {
 
   const NotebookUnitCatalogue& Units() const { return *notebook_.framework->OwnUnits(); }
 
+  [[noreturn]] void RefuseHeader(const std::string& reason) const {
+    throw NotebookError(source_ + ":" + std::to_string(csv_.header_line) + ": " + reason);
+  }
+
+  CsvNumberReading ReadingIn(const NotebookUnit* unit) const { return {unit, Units(), locale_}; }
+
+  // Reads the column's texts as numbers in the unit, and keeps them when they are.
+  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit, CsvReach reach) {
+    numbers_ = {ReadCsvNumbers(column, csv_.rows, ReadingIn(unit), reach), unit};
+    return numbers_->cells.AreMost();
+  }
+
   // Whether all texts of the column are of the kind; of an empty column all are.
   template <typename Test>
   static bool AllAre(const CsvColumn& column, Test test) {
-    return column.AllAre([&](std::u16string_view text) { return text.empty() || test(text); });
-  }
-
-  // Whether all texts of the column are numbers in the unit; then they are kept.
-  bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit) {
-    PropertyDefinition definition;
-    definition.type = DataType::kNumber;
-    definition.unit = unit;
-    TypedTexts typed(definition, Units());
-    ColumnData data;
-    data.Append(csv_.rows);
-    data.ReserveTexts(column.Size());
-    const bool are_numbers =
-        column.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
-          typed.Enter(text, kQuantityMark, data, row);
-          // Blanks are typed as nothing, and are no number.
-          const bool is_number = data.IsMarked(row) && !std::isnan(data.MinNumbers()[row]);
-          ++row;
-          return text.empty() || is_number;
-        });
-    if (are_numbers) numbers_ = {std::move(data), unit};
-    return are_numbers;
-  }
-
-  // Whether the column goes by the name without the unit: all its texts are numbers in that unit,
-  // or the options name it so.
-  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column) {
-    if (FindSetting(options_.types, header) != nullptr) return false;
-    if (FindSetting(options_.types, split.name) != nullptr) return true;
-    if (AreNumbers(column, split.unit)) return true;
-    notebook_.notes.push_back("the column " + Quoted(header) +
-                              " holds texts that are no numbers and is taken as text; --type '" +
-                              ToUtf8(split.name) + "=number' takes it as numbers");
-    return false;
+    return column.AllAre([&](std::u16string_view field) {
+      const std::u16string_view text = TrimTypedText(field);
+      return text.empty() || test(text);
+    });
   }
 
   DataType TypeOf(const CsvColumn& column) {
-    if (AreNumbers(column, nullptr)) return DataType::kNumber;
+    if (AreNumbers(column, nullptr, CsvReach::kWhileMostMayBe)) return DataType::kNumber;
     if (AllAre(column, IsTruthWord)) return DataType::kBoolean;
     const auto is_date = [](std::u16string_view text) {
       return ktformula::DateValue(text).has_value();
@@ -122,34 +117,78 @@ class CsvReader {
     return AllAre(column, is_date) ? DataType::kDate : DataType::kString;
   }
 
-  void AddFileColumn(const std::u16string& header, CsvColumn& column) {
-    numbers_.reset();
+  // Whether the column goes by the name without the unit: it holds numbers in that unit, or the
+  // options name it so.
+  bool IsQuantity(const std::u16string& header, const Header& split, const CsvColumn& column) {
+    if (split.unit == nullptr || FindSetting(options_.types, header) != nullptr) return false;
+    if (FindSetting(options_.types, split.name) != nullptr) return true;
+    return AreNumbers(column, split.unit, CsvReach::kWhileMostMayBe);
+  }
+
+  void AddFileColumn(const std::u16string& field, CsvColumn& column) {
+    const std::u16string header(TrimName(field));
     if (header.empty()) {
-      Refuse("column " + std::to_string(table_->ColumnCount() + 1) + " has no name");
+      RefuseHeader("column " + std::to_string(table_->ColumnCount() + 1) + " has no name");
     }
+    numbers_.reset();
     const Header split = SplitHeader(header, Units());
     PropertyDefinition definition;
-    if (split.unit != nullptr && IsQuantity(header, split, column)) {
+    if (IsQuantity(header, split, column)) {
       definition.name = split.name;
       definition.type = DataType::kNumber;
       definition.unit = split.unit;
       // What is computed into a column of a unit is shown in a unit.
       definition.number_formatting = FindSetting(options_.formulas, split.name) != nullptr;
     } else {
+      const std::optional<Numbers> in_unit = std::exchange(numbers_, std::nullopt);
       definition.name = header;
       definition.type = TypeOf(column);
+      if (FindSetting(options_.types, header) == nullptr) {
+        NoteOtherwiseNumbers(definition, column, split, in_unit);
+      }
     }
     Add(std::move(definition));
-    FillWithNumbers(*table_->Columns().back(), column);
+    NotebookColumn& added = *table_->Columns().back();
+    if (added.Definition().type == DataType::kNumber) FillWithNumbers(added, column);
   }
-
-  // Unless the options want something else of the column.
-  void FillWithNumbers(NotebookColumn& added, CsvColumn& column) {
-    const PropertyDefinition& definition = added.Definition();
-    if (!numbers_ || definition.type != DataType::kNumber || definition.unit != numbers_->unit) {
+  // A column that is no quantity may have been meant as one, or its texts as other numbers;
+  // `in_unit` is what was tried with the unit of its header.
+  void NoteOtherwiseNumbers(const PropertyDefinition& definition, const CsvColumn& column,
+                            const Header& split, const std::optional<Numbers>& in_unit) {
+    if (definition.type == DataType::kString &&
+        NoteOtherNumbers(definition.name, column, split.unit, 0)) {
       return;
     }
-    added.Adopt(std::move(numbers_->data));
+    if (!in_unit) return;
+    notebook_.notes.push_back(MakeCsvNote(
+        CsvNoteKind::kNoQuantities, definition.name, in_unit->cells.others, 0,
+        "without a number in " + ToUtf8(split.unit->UnitText()),
+        "--type '" + ToUtf8(split.name) + "=number' takes the column as numbers all the same"));
+  }
+
+  bool NoteOtherNumbers(const std::u16string& name, const CsvColumn& column,
+                        const NotebookUnit* unit, std::size_t known) {
+    std::optional<CsvNote> note =
+        FindOtherNumbers(column, csv_.rows, ReadingIn(unit), known, options_.delimiter);
+    if (!note) return false;
+    note->column = name;
+    notebook_.notes.push_back(*std::move(note));
+    return true;
+  }
+
+  // In the unit that the column has in the end.
+  void FillWithNumbers(NotebookColumn& added, CsvColumn& column) {
+    const PropertyDefinition& definition = added.Definition();
+    const bool is_read = numbers_ && numbers_->unit == definition.unit && numbers_->cells.AreMost();
+    if (!is_read) AreNumbers(column, definition.unit, CsvReach::kAll);
+    CsvNumbers& cells = numbers_->cells;
+    if (cells.others.count > 0) {
+      notebook_.notes.push_back(MakeCsvNote(CsvNoteKind::kNoNumbers, definition.name, cells.others,
+                                            cells.filled, "without a number", {}));
+      NoteOtherNumbers(definition.name, column, definition.unit, cells.Count());
+    }
+    added.Adopt(std::move(cells.data));
+    // What is entered needs no second place in memory.
     column = {};
   }
 
@@ -159,10 +198,23 @@ class CsvReader {
     if (split.unit != nullptr && table_->FindColumn(split.name) != nullptr) {
       Refuse("the column " + Quoted(name) + " goes by the name " + Quoted(split.name));
     }
+    RefuseUnitInName(name, split);
     PropertyDefinition definition;
     definition.name = name;
     definition.type = DataType::kNumber;
     Add(std::move(definition));
+  }
+
+  // What is computed into a column that is only called after a unit is in base units, and would be
+  // read back in that unit.
+  void RefuseUnitInName(const std::u16string& name, const Header& split) const {
+    const std::u16string* type = FindSetting(options_.types, name);
+    if (split.unit == nullptr || (type != nullptr && *type != DataTypeText(DataType::kNumber))) {
+      return;
+    }
+    const std::string plain = ToUtf8(split.name);
+    Refuse("a new column " + Quoted(split.name) + " gets its unit by --formula '" + plain +
+           "=...' and --unit '" + plain + "=" + ToUtf8(split.unit->UnitText()) + "'");
   }
 
   // Adds the column as the options want it.
@@ -187,24 +239,20 @@ class CsvReader {
     }
     const std::u16string name = definition.name;
     if (table_->AddColumn(std::move(definition)) == nullptr) {
-      Refuse("the column name " + Quoted(name) + " is used twice");
+      RefuseHeader("the column name " + Quoted(name) + " is used twice");
     }
   }
 
-  // Refuses settings of columns that are not there, and two formulas for one column.
+  // Refuses settings of columns that are not there, and two of a kind for one name.
   void CheckSettings() const {
     for (const ColumnSettings* settings :
          {&options_.formats, &options_.units, &options_.types, &options_.formulas}) {
-      std::unordered_set<std::u16string_view> seen;
       for (const auto& [column, value] : *settings) {
-        if (table_->FindColumn(column) == nullptr) {
-          Refuse("there is no column " + Quoted(column));
-        }
-        if (!seen.insert(column).second) {
-          Refuse("the column " + Quoted(column) + " is given the same setting twice");
-        }
+        if (table_->FindColumn(column) == nullptr) Refuse("there is no column " + Quoted(column));
       }
+      RefuseTwice(*settings, "the column");
     }
+    RefuseTwice(options_.definitions, "the definition");
     for (const auto& [column, format] : options_.formats) {
       if (FindSetting(options_.formulas, column) == nullptr) {
         Refuse("a format goes with a formula; " + Quoted(column) + " has none");
@@ -212,17 +260,27 @@ class CsvReader {
     }
   }
 
+  void RefuseTwice(const ColumnSettings& settings, const std::string& kind) const {
+    std::unordered_set<std::u16string_view> seen;
+    for (const auto& [name, value] : settings) {
+      if (seen.insert(name).second) continue;
+      Refuse(kind + " " + Quoted(name) + " is given the same setting twice");
+    }
+  }
+
   void AddListener() {
-    if (options_.formulas.empty()) return;
+    if (options_.formulas.empty() && options_.definitions.empty()) return;
     ktformula::IKtFormulaListener& listener = notebook_.framework->AddFormulaListener(*table_);
     for (const auto& [column, formula] : options_.formulas) {
       const std::u16string* format = FindSetting(options_.formats, column);
       listener.SetPropertyFormula(table_->FindColumn(column)->Definition().key, formula,
                                   format != nullptr ? *format : u"");
     }
+    for (const auto& [name, formula] : options_.definitions)
+      listener.SetDefinition(name, formula);
   }
 
-  // Fills the columns that are not filled with numbers.
+  // Fills the columns that are not of numbers.
   void EnterTexts() {
     for (std::size_t i = 0; i < csv_.columns.size(); ++i) {
       NotebookColumn& column = *table_->Columns()[i];
@@ -238,109 +296,24 @@ class CsvReader {
     }
   }
 
-  struct Numbers {
-    ColumnData data;
-    const NotebookUnit* unit;
-  };
-
   CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
+  const ktformula::Locale locale_ = ktformula::UserLocale();
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
-  // The texts of the column that is being added, if they are numbers.
+  // The column that is being added, read as numbers.
   std::optional<Numbers> numbers_;
 };
-
-bool IsSpecial(char16_t unit) {
-  return unit == u',' || unit == u'"' || unit == u'\r' || unit == u'\n';
-}
-
-// Appends what most fields are, ASCII without special characters, in one go; any other text leaves
-// the CSV text as it was.
-bool AppendPlainField(std::u16string_view text, std::string& csv) {
-  const std::size_t begin = csv.size();
-  csv.resize(begin + text.size());
-  bool is_plain = true;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    is_plain = is_plain && text[i] < 0x80 && !IsSpecial(text[i]);
-    csv[begin + i] = static_cast<char>(text[i]);
-  }
-  if (!is_plain) csv.resize(begin);
-  return is_plain;
-}
-
-void AppendField(std::u16string_view text, std::string& csv) {
-  if (AppendPlainField(text, csv)) return;
-  constexpr char16_t kMark = u'\uFEFF';
-  // A byte order mark is a field's own only in quotes.
-  if (std::none_of(text.begin(), text.end(), IsSpecial) && !text.starts_with(kMark)) {
-    csv += ToUtf8(text);
-    return;
-  }
-  csv += '"';
-  for (const char character : ToUtf8(text)) {
-    if (character == '"') csv += '"';
-    csv += character;
-  }
-  csv += '"';
-}
-
-std::u16string HeaderOf(const PropertyDefinition& definition) {
-  if (definition.unit == nullptr) return definition.name;
-  return definition.name + u" (" + definition.unit->UnitText() + u")";
-}
-
-// The column's header says the unit of computed numbers already.
-std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u16string& buffer) {
-  const ColumnData& data = column.Data();
-  std::u16string_view text = data.Text(row, buffer);
-  const NotebookUnit* unit = column.Definition().unit;
-  if (unit == nullptr) return text;
-  const bool is_computed_number = data.State(row).empty() && !std::isnan(data.MinNumbers()[row]);
-  if (is_computed_number && text.ends_with(u" " + unit->UnitText())) {
-    text.remove_suffix(unit->UnitText().size() + 1);
-  }
-  return text;
-}
-
-constexpr std::size_t kFirstRows = 1000;
-
-// One record, from a function that gives the field of a column.
-template <typename FieldOf>
-void AppendRecord(std::string& csv, const NotebookTable& table, FieldOf field_of) {
-  for (const Ref<NotebookColumn>& column : table.Columns()) {
-    if (column->Index() != 0) csv += ',';
-    AppendField(field_of(*column), csv);
-  }
-  // An empty line would be no record.
-  if (csv.empty() || csv.ends_with('\n')) csv += "\"\"";
-  csv += "\r\n";
-}
 
 }  // namespace
 
 Notebook ReadCsvNotebook(std::string utf8, const std::string& source, std::u16string_view name,
                          const CsvOptions& options) {
-  CsvReader reader(ParseCsv(utf8, source), source, options);
+  CsvReader reader(ParseCsv(utf8, source, options.delimiter), source, options);
   // It may be as large as what is made of it.
   utf8 = {};
   return reader.Read(name);
-}
-
-std::string WriteCsv(const NotebookTable& table) {
-  std::string csv;
-  AppendRecord(csv, table,
-               [](const NotebookColumn& column) { return HeaderOf(column.Definition()); });
-  std::u16string buffer;
-  for (const NotebookRow row : table.Rows()) {
-    // All the memory at once, as far as the first rows tell.
-    if (row.Index() == kFirstRows)
-      csv.reserve(csv.size() / kFirstRows * table.Rows().size() * 5 / 4);
-    AppendRecord(csv, table,
-                 [&](const NotebookColumn& column) { return TextOf(column, row.Index(), buffer); });
-  }
-  return csv;
 }
 
 }  // namespace ktnotebook

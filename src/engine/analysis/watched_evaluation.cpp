@@ -1,0 +1,148 @@
+#include "analysis/watched_evaluation.h"
+
+#include <utility>
+
+namespace ktformula {
+
+namespace {
+
+// What a cell of an aggregate's column costs, compared with a term.
+constexpr std::size_t kCellsOfATerm = 8;
+
+class PlaceFinder final : public FormulaObserver {
+ public:
+  PlaceFinder(Effort& effort, const SourceMap& map,
+              const std::function<bool(const TableCell&)>& is_cause)
+      : FormulaObserver(effort), map_(map), is_cause_(is_cause) {}
+
+  std::optional<TextRange> Place(const Outcome& outcome) const {
+    if (read_) return read_;
+    if (!outcome.Error()) return std::nullopt;
+    return failed_ ? failed_ : symbol_;
+  }
+
+ private:
+  void Began(const Frame&) override { symbol_.reset(); }
+  void Applied(const LayerItem& symbol) override { symbol_ = map_.Of(symbol); }
+
+  // The innermost part that fails counts, unless what is around it has a value nevertheless.
+  void Ended(const Frame& frame, const CellValue& value, const RaisedError* raised) override {
+    const bool is_error = raised != nullptr || value.CellValueType() == kCellValueTypeError;
+    if (!is_error) {
+      failed_.reset();
+      symbol_.reset();
+    } else if (!failed_) {
+      failed_ = symbol_ ? symbol_ : std::optional(map_.Of(frame.term, frame.item));
+    }
+  }
+
+  void Read(const TableCell& cell) override {
+    if (read_ || Frames().empty() || !is_cause_(cell)) return;
+    read_ = map_.Of(Frames().back().term, Frames().back().item);
+  }
+
+  const SourceMap& map_;
+  const std::function<bool(const TableCell&)>& is_cause_;
+  std::optional<TextRange> read_;
+  std::optional<TextRange> failed_;
+  std::optional<TextRange> symbol_;
+};
+
+// False when the effort was spent.
+bool WatchPass(FormulaListener& listener, FormulaObserver& observer,
+               const std::function<void(const FormulaListener::EvaluateTree&)>& work) {
+  const Observation observation(&observer);
+  try {
+    listener.InOnePass(work);
+  } catch (const TooMuchEffort&) {
+    return false;
+  } catch (const SeenEnough&) {
+    // What was wanted is known.
+  }
+  return true;
+}
+
+}  // namespace
+
+void FormulaObserver::BeginTerm(const Term& term, const LayerItem& item, const EvaluationContext&) {
+  effort_.Spend(1);
+  if (IsInDefinition()) return;
+  frames_.push_back({term, item});
+  Began(frames_.back());
+}
+
+void FormulaObserver::EndTerm(const CellValue& value, const RaisedError* raised) {
+  if (IsInDefinition()) return;
+  const Frame frame = frames_.back();
+  frames_.pop_back();
+  Ended(frame, value, raised);
+}
+
+void FormulaObserver::ApplyStep(const Step&, const LayerItem& symbol, const CellValue&,
+                                const CellValue&) {
+  if (!IsInDefinition()) Applied(symbol);
+}
+
+void FormulaObserver::ReadColumn(const TableProperty& column) {
+  effort_.Spend(static_cast<std::size_t>(column.CellCount()) / kCellsOfATerm);
+  ReadAll(column);
+}
+
+void FormulaObserver::BeginDefinition(std::u16string_view name) {
+  ++definitions_;
+  DefinitionBegan(name);
+}
+
+void FormulaObserver::EndDefinition() {
+  --definitions_;
+  DefinitionEnded();
+}
+
+std::optional<std::u16string> Outcome::Error() const {
+  if (raised) return raised->Description();
+  if (value.CellValueType() == kCellValueTypeError) return value.ErrorDescription();
+  return std::nullopt;
+}
+
+bool WatchRows(const ObservedColumn& column, FormulaObserver& observer,
+               const std::function<void(const EvaluateRow&)>& work) {
+  return WatchPass(*column.listener, observer, [&](const FormulaListener::EvaluateTree& evaluate) {
+    work([&](std::size_t row) {
+      Outcome outcome;
+      try {
+        evaluate(*column.tree, *column.cells.Cell(row), outcome.value);
+      } catch (const RaisedError& error) {
+        outcome.raised = error;
+      }
+      return outcome;
+    });
+  });
+}
+
+bool WatchDefinitions(FormulaListener& listener, FormulaObserver& observer,
+                      const std::function<void()>& work) {
+  return WatchPass(listener, observer, [&](const FormulaListener::EvaluateTree&) { work(); });
+}
+
+std::shared_ptr<const TokenTree> DefinitionTree(const FormulaListener& listener,
+                                                const PropertyFormula& definition) {
+  if (definition.TokenTree != nullptr) return definition.TokenTree;
+  try {
+    return listener.MakeTokenTree(definition.Formula);
+  } catch (const RaisedError&) {
+    return nullptr;
+  }
+}
+
+std::optional<TextRange> FindPlace(const ObservedColumn& column, std::size_t row, Effort& effort,
+                                   const std::function<bool(const TableCell&)>& is_cause) {
+  if (column.tree == nullptr) return std::nullopt;
+  const SourceMap map(column.tree);
+  PlaceFinder finder(effort, map, is_cause);
+  std::optional<TextRange> place;
+  WatchRows(column, finder,
+            [&](const EvaluateRow& evaluate) { place = finder.Place(evaluate(row)); });
+  return place;
+}
+
+}  // namespace ktformula

@@ -1,0 +1,65 @@
+// The command that explains a cell.
+#include <ostream>
+
+#include "notebook/commands/address.h"
+#include "notebook/commands/commands.h"
+#include "notebook/commands/explain_options.h"
+#include "notebook/commands/explanation_json.h"
+#include "notebook/commands/explanation_text.h"
+#include "notebook/commands/interruption.h"
+#include "notebook/commands/problems_output.h"
+#include "notebook/commands/progress.h"
+#include "notebook/files/watched_form.h"
+#include "notebook/store/notebook_store.h"
+#include "notebook/tables/recalculation.h"
+
+namespace ktnotebook {
+
+namespace {
+
+// The forms that the address may mean.
+Notebook LoadForms(const ExplainOptions& options, std::u16string_view address) {
+  if (!options.input.file.empty()) return ReadInput(options.input);
+  const NotebookStore store(OpenDatabase(options.database, false), false);
+  const Transaction reading(store.Connection(), TransactionKind::kReading);
+  return store.Load(FindFormNames(store.FormNames(), address));
+}
+
+// Whether the problem is one of the cell, or of the formula that computes it.
+bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell) {
+  if (problem.definition || problem.column.get() != &cell.OwningColumn()) return false;
+  if (!problem.row || *problem.row == cell.RowIndex()) return true;
+  // Of several rows the first is named.
+  return problem.rows.value_or(1) > 1 && *problem.row < cell.RowIndex();
+}
+
+}  // namespace
+
+int Explain(const ExplainOptions& options, Console& console) {
+  const std::u16string address = ArgumentText(options.cell);
+  const Notebook notebook = LoadForms(options, address);
+  for (const std::string& note : notebook.notes)
+    console.Say("note: " + note);
+  const Ref<CellObject> cell = FindCell(notebook.forms, address).Object();
+  NotebookForm& form = cell->Cell().OwningRow().Parent().Parent();
+  ktformula::Explanation explanation;
+  FormProblems problems;
+  RunInterruptibly([&] {
+    const ProgressLine progress(form, console);
+    const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+    explanation = ExplainCell(WatchForm(form, *notebook.framework), *cell, options.depth);
+    problems = ProblemsOf(form, *notebook.framework, result);
+  });
+  std::erase_if(problems.problems, [&](const ktformula::Problem& problem) {
+    return !Concerns(problem, cell->Cell());
+  });
+  if (options.input.json) {
+    console.out << ExplanationJson(explanation, problems) << '\n';
+  } else {
+    console.out << ExplanationText(explanation, console.style);
+    if (!problems.problems.empty()) console.out << '\n' << ProblemsText({problems}, console.style);
+  }
+  return kExitDone;
+}
+
+}  // namespace ktnotebook

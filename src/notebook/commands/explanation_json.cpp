@@ -1,0 +1,114 @@
+#include "notebook/commands/explanation_json.h"
+
+#include <string_view>
+#include <vector>
+
+#include "notebook/commands/json_output.h"
+#include "notebook/commands/text_output.h"
+
+namespace ktnotebook {
+
+namespace {
+
+using ktformula::ExplainedStep;
+using ktformula::ExplainedValue;
+using ktformula::Explanation;
+using ktformula::TableCell;
+
+// Collects the fields that apply.
+class JsonObject {
+ public:
+  void Add(std::string_view name, std::string_view json) {
+    text_ += (text_.empty() ? "\"" : ",\"") + std::string(name) + "\":" + std::string(json);
+  }
+  void AddText(std::string_view name, std::u16string_view text) { Add(name, TextJson(text)); }
+  void AddTextUnlessEmpty(std::string_view name, std::u16string_view text) {
+    if (!text.empty()) AddText(name, text);
+  }
+  void AddNumber(std::string_view name, std::size_t number) { Add(name, std::to_string(number)); }
+  std::string Text() const { return "{" + text_ + "}"; }
+
+ private:
+  std::string text_;
+};
+
+std::u16string AddressOfCell(const TableCell& cell) {
+  return AddressOf(static_cast<const CellObject&>(cell).Cell());
+}
+
+std::string OutcomeJson(const ExplainedValue& value) {
+  return value.raised ? RaisedJson(*value.raised) : ValueJson(value.value);
+}
+
+std::string DecidingCellJson(const TableCell& cell) {
+  JsonObject json;
+  json.AddText("cell", AddressOfCell(cell));
+  json.AddText("text", cell.Text());
+  return json.Text();
+}
+
+void AddError(JsonObject& json, const std::optional<ktformula::ArisenError>& error) {
+  if (!error) return;
+  json.AddText("error", error->description);
+  json.AddText("error_from", AddressOfCell(*error->cell));
+}
+
+std::string StepsJson(const std::vector<ExplainedStep>& steps);
+
+std::string StepJson(const ExplainedStep& step) {
+  JsonObject json;
+  json.AddNumber("start", step.place.start);
+  json.AddNumber("length", step.place.length);
+  json.AddText("source", step.source);
+  if (step.value) json.Add("value", OutcomeJson(*step.value));
+  if (step.cell) {
+    json.AddText("text", step.cell->Text());
+    json.AddText("cell", AddressOfCell(*step.cell));
+  }
+  json.AddTextUnlessEmpty("origin", OriginText(step.origin));
+  json.AddTextUnlessEmpty("formula", step.formula);
+  AddError(json, step.error);
+  if (step.is_circular) json.Add("circular", "true");
+  if (!step.steps.empty()) json.Add("steps", StepsJson(step.steps));
+  if (step.more_rows > 0) json.AddNumber("more", step.more_rows);
+  return json.Text();
+}
+
+std::string StepsJson(const std::vector<ExplainedStep>& steps) {
+  std::string text;
+  for (const ExplainedStep& step : steps)
+    text += (text.empty() ? "" : ",") + StepJson(step);
+  return "[" + text + "]";
+}
+
+std::string ReasonsJson(const ktformula::DisplayReasons& reasons) {
+  JsonObject json;
+  json.AddText("pattern", reasons.pattern);
+  if (reasons.digits) json.Add("digits", std::to_string(*reasons.digits));
+  if (reasons.digits_from) json.Add("digits_from", DecidingCellJson(*reasons.digits_from));
+  json.AddTextUnlessEmpty("unit", reasons.unit);
+  if (reasons.unit_from) json.Add("unit_from", DecidingCellJson(*reasons.unit_from));
+  return json.Text();
+}
+
+}  // namespace
+
+std::string ExplanationJson(const Explanation& explanation, const FormProblems& problems) {
+  const bool is_computed = explanation.origin == ktformula::ValueOrigin::kComputed;
+  JsonObject json;
+  json.AddText("cell", AddressOfCell(*explanation.cell));
+  json.AddText("text", explanation.cell->Text());
+  json.AddText("origin", OriginText(explanation.origin));
+  if (is_computed) json.AddText("formula", explanation.formula);
+  json.Add("value", OutcomeJson(explanation.value));
+  AddError(json, explanation.error);
+  if (is_computed) json.Add("steps", StepsJson(explanation.steps));
+  if (explanation.shown) json.Add("shown", ReasonsJson(*explanation.shown));
+  if (explanation.typed_digits) {
+    json.Add("shown", "{\"digits\":" + std::to_string(*explanation.typed_digits) + "}");
+  }
+  if (!problems.problems.empty()) json.Add("problems", ProblemListJson({problems}));
+  return json.Text();
+}
+
+}  // namespace ktnotebook

@@ -1,0 +1,44 @@
+// Problems as the command line tells them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "analysis/problem.h"
+
+#include "notebook/commands/console.h"
+#include "notebook/files/notebook_file.h"
+#include "notebook/tables/model.h"
+#include "notebook/tables/recalculation.h"
+
+namespace ktnotebook {
+
+struct FormProblems {
+  NotebookForm* form = nullptr;
+  std::vector<ktformula::Problem> problems;
+};
+
+// Of the form as it was recalculated last, with this result.
+FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
+                        const RecalculationResult& result);
+
+// Adds what the notebook's notes tell of values that were not read, in the notebook's only table.
+void AddUnread(std::vector<FormProblems>& forms, const Notebook& notebook);
+
+std::size_t CountProblems(const std::vector<FormProblems>& forms);
+// Whether one has the severity error.
+bool HaveErrors(const std::vector<FormProblems>& forms);
+
+// "FORM/TABLE:COLUMN:ROW" or what of it the problem has; a definition stands for the column.
+std::u16string AddressOf(const ktformula::Problem& problem, const NotebookForm& form);
+// The ID of the row that it names; empty when it names none.
+std::optional<std::u16string> RowIdOf(const ktformula::Problem& problem);
+
+// Each with its place, the line of the formula and a likely mend; at the end how many there are.
+std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyle& style);
+
+// On the message side: how many there are, and the first few, a line for each. Values that were not
+// read are told by the notebook's notes.
+void SayProblems(std::vector<FormProblems> forms, const Console& console);
+
+}  // namespace ktnotebook
