@@ -129,7 +129,8 @@ std::string CsvTextOf(const Notebook& notebook, const RecalculateOptions& option
       if (!field->OwnTable()) left_out += ", " + Quoted(field->Name());
   }
   if (!left_out.empty()) console.Say("note: " + options.output + ": without " + left_out.substr(2));
-  return WriteCsv(table, {DelimiterOf(options.output, options.csv), options.is_spreadsheet_safe});
+  return WriteCsv(table, {DelimiterOf(options.output, options.csv), options.is_spreadsheet_safe,
+                          console.style.locale});
 }
 
 // A form of the database as it is at one moment.
@@ -162,8 +163,10 @@ class FormChange {
     store_.SaveListener(notebook_, table, FaceOf<ktformula::IKtFieldListener>(listener));
   }
 
-  // Recalculates, stores what changed and prints it; `set` are cells that the user changed.
-  void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set) {
+  // Recalculates, stores what changed and prints it; `set` are cells that the user changed, and
+  // `is_edited` tells which problems are those of a formula that the user changed.
+  void Finish(const NotebookTable& table, const std::vector<NotebookCell>& set,
+              const ProblemTest& is_edited = {}) {
     NotebookForm& form = table.Parent();
     const RecalculationResult result = RecalculateAndReport(form, std::nullopt, console_, &table);
     std::vector<NotebookCell>& cells = form.Log().cells;
@@ -179,7 +182,7 @@ class FormChange {
       console_.out << CellsText(changed, console_.style);
     }
     console_.out.flush();
-    SayProblems(problems, console_);
+    SayProblems(problems, console_, is_edited);
   }
 
  private:
@@ -227,7 +230,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (options.is_spreadsheet_safe && !writes_csv) {
     throw NotebookError("--spreadsheet-safe goes with -o and the name of a CSV file");
   }
-  const Notebook notebook = ReadInput(options.file, options.csv, writes_csv);
+  const Notebook notebook = ReadInput(options.file, options.csv, writes_csv, console.style.locale);
   if (writes_csv) CheckOneTable(notebook, options);
   for (const CsvNote& note : notebook.notes)
     console.Say("note: " + InputName(options.file) + ": " + NoteText(note));
@@ -244,7 +247,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (!options.output.empty()) {
     SayDropped(notebook, InputName(options.file), console);
     WriteOrPrint(options.output,
-                 writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook.forms),
+                 writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook),
                  console);
   }
   if (options.json) {
@@ -291,7 +294,7 @@ int Import(const StoreOptions& options, Console& console) {
 }
 
 int Export(const StoreOptions& options, Console& console) {
-  const std::string text = WriteNotebook(LoadForm(options).forms);
+  const std::string text = WriteNotebook(LoadForm(options));
   const bool is_printed = options.output.empty() || options.output == "-";
   if (!is_printed || !options.json) WriteOrPrint(options.output, text, console);
   if (options.json) {
@@ -328,11 +331,17 @@ int SetCell(const StoreOptions& options, Console& console) {
   FormChange change(options, console, TransactionKind::kWriting);
   const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
-  if (!cell.Accepts(text)) {
+  const ktformula::Locale& locale = console.style.locale;
+  if (const auto meant = cell.MeantNumber(text, locale)) {
+    throw NotebookError(Quoted(text) + " is no number where " +
+                        Quoted(std::u16string(1, locale.decimal_separator)) +
+                        " is the decimal separator; did you mean " + Quoted(*meant) + "?");
+  }
+  if (!cell.Accepts(text, locale)) {
     throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
                         " for " + Quoted(cell.Definition().name));
   }
-  cell.Enter(text);
+  cell.Enter(text, locale);
   change.Finish(cell.OwningRow().Parent(), {cell});
   return kExitDone;
 }
@@ -362,7 +371,9 @@ int EditFormula(const StoreOptions& options, Console& console) {
   const std::vector<NotebookCell> emptied = edits.SetFormula(
       listener, column, formula, options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
-  change.Finish(column.Parent(), emptied);
+  change.Finish(column.Parent(), emptied, [&column](const ktformula::Problem& problem) {
+    return ktformula::IsSameObject(problem.column.get(), &column);
+  });
   return kExitDone;
 }
 
@@ -385,7 +396,10 @@ int EditDefinition(const StoreOptions& options, Console& console) {
   }
   listener.SetDefinition(address.name, ArgumentText(*options.value));
   change.SaveListener(*address.table, listener);
-  change.Finish(*address.table, {});
+  change.Finish(*address.table, {}, [&address](const ktformula::Problem& problem) {
+    return problem.definition == address.name &&
+           ktformula::IsSameObject(problem.table.get(), address.table);
+  });
   return kExitDone;
 }
 

@@ -150,6 +150,7 @@ FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
   std::vector<Ref<ktformula::TableCell>> unsettled;
   for (const NotebookCell& cell : result.unsettled)
     unsettled.push_back(cell.Object());
+  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   return {&form, ktformula::FindProblems(WatchForm(form, framework), unsettled)};
 }
 
@@ -205,11 +206,20 @@ std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyl
   return text + CountText(forms) + "\n";
 }
 
-void SayProblems(std::vector<FormProblems> forms, const Console& console) {
-  for (FormProblems& form : forms)
+void SayProblems(std::vector<FormProblems> forms, const Console& console,
+                 const ProblemTest& is_edited) {
+  bool is_broken = false;
+  for (FormProblems& form : forms) {
     std::erase_if(form.problems, [](const Problem& problem) {
       return problem.code == ktformula::ProblemCode::kUnread;
     });
+    if (!is_edited) continue;
+    const auto others =
+        std::stable_partition(form.problems.begin(), form.problems.end(), is_edited);
+    is_broken |= std::any_of(form.problems.begin(), others, [](const Problem& problem) {
+      return problem.severity == Severity::kError;
+    });
+  }
   const std::size_t count = CountProblems(forms);
   if (count == 0) return;
   console.Say(CountText(forms));
@@ -223,6 +233,7 @@ void SayProblems(std::vector<FormProblems> forms, const Console& console) {
   }
   if (count > kFirstFew)
     console.Say("  and " + std::to_string(count - kFirstFew) + " more: see check");
+  if (is_broken) console.Say("note: what was entered is saved all the same");
 }
 
 }  // namespace ktnotebook

@@ -1,6 +1,7 @@
 // Problems as the command line tells them.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,8 @@
 #include "notebook/tables/recalculation.h"
 
 namespace ktnotebook {
+
+using ProblemTest = std::function<bool(const ktformula::Problem&)>;
 
 struct FormProblems {
   NotebookForm* form = nullptr;
@@ -38,7 +41,9 @@ std::optional<std::u16string> RowIdOf(const ktformula::Problem& problem);
 std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyle& style);
 
 // On the message side: how many there are, and the first few, a line for each. Values that were not
-// read are told by the notebook's notes.
-void SayProblems(std::vector<FormProblems> forms, const Console& console);
+// read are told by the notebook's notes. Problems of what was edited come first, and when there
+// is an error among them it is said that they are saved.
+void SayProblems(std::vector<FormProblems> forms, const Console& console,
+                 const ProblemTest& is_edited = {});
 
 }  // namespace ktnotebook

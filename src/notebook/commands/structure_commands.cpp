@@ -97,10 +97,7 @@ class FileKeeper final : public Keeper {
  public:
   FileKeeper(const StructureOptions& options, bool may_be_new, Console& console)
       : path_(options.file) {
-    if (may_be_new && !std::filesystem::exists(PathOf(path_))) {
-      notebook.framework = ktformula::MakeRef<NotebookFramework>();
-      return;
-    }
+    if (may_be_new && !std::filesystem::exists(PathOf(path_))) return;
     notebook = ReadNotebookFile(path_);
     if (!notebook.dropped.empty())
       console.Say("note: " + path_ + ": " + notebook.dropped + " left out");
@@ -117,7 +114,7 @@ class FileKeeper final : public Keeper {
   void SaveRemoved(std::u16string_view) override { Write(); }
 
  private:
-  void Write() const { WriteWholeFile(path_, WriteNotebook(notebook.forms)); }
+  void Write() const { WriteWholeFile(path_, WriteNotebook(notebook)); }
 
   std::string path_;
 };
@@ -402,11 +399,10 @@ int NewForm(const StructureOptions& options, Console& console) {
   const auto keeper = OpenKeeper(options, console, /*may_be_new=*/true);
   const std::u16string name = ArgumentText(options.target);
   RequireFreeFormName(*keeper, name);
-  const auto form = ktformula::MakeRef<NotebookForm>(name, keeper->notebook.framework->OwnUnits());
-  keeper->notebook.forms.push_back(form);
-  keeper->SaveNew(*form);
+  NotebookForm& form = keeper->notebook.AddForm(name);
+  keeper->SaveNew(form);
   console.SetDone("the form " + Quoted(name) + " is made");
-  if (options.json) WriteFormsJson({{form.get()}}, console.out);
+  if (options.json) WriteFormsJson({{&form}}, console.out);
   return kExitDone;
 }
 

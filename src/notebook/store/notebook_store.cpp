@@ -16,12 +16,15 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 1;
+// Version 1 had no locales: its texts and formulas are those of the locale "C".
+constexpr std::int64_t kSchemaVersion = 2;
+constexpr std::int64_t kVersionWithoutLocales = 1;
 
 // "@key" stands for the database's type of a key that numbers itself.
 constexpr std::array<std::string_view, 11> kTables{
     "CREATE TABLE notebook_schema(version INTEGER NOT NULL)",
-    "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE)",
+    "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE, "
+    "locale TEXT NOT NULL DEFAULT 'C')",
     // table_key is the key in the notebook file; content is a structure's or text field's text.
     "CREATE TABLE notebook_fields(field_key @key, form_key INTEGER NOT NULL, "
     "position INTEGER NOT NULL, kind TEXT NOT NULL, name TEXT NOT NULL, "
@@ -124,10 +127,7 @@ bool IsWorthStoring(const NotebookCell& cell) {
 NotebookStore::NotebookStore(std::shared_ptr<Database> database, bool create)
     : database_(std::move(database)) {
   if (database_->HasTable("notebook_schema")) {
-    const DbResult version = database_->Run("SELECT version FROM notebook_schema");
-    if (version.rows.empty() || ToInteger(version.rows[0][0]) != kSchemaVersion) {
-      throw NotebookError("the database was written by another version of this program");
-    }
+    SchemaVersion();
   } else if (create) {
     CreateTables();
   } else {
@@ -145,6 +145,21 @@ void NotebookStore::CreateTables() const {
   database_->CreateSequence("KtS_field_listeners");
   database_->Run("INSERT INTO notebook_schema(version) VALUES($1)", {kSchemaVersion});
   transaction.Commit();
+}
+
+std::int64_t NotebookStore::SchemaVersion() const {
+  const DbResult found = database_->Run("SELECT version FROM notebook_schema");
+  const std::int64_t version = found.rows.empty() ? 0 : ToInteger(found.rows[0][0]);
+  if (version != kSchemaVersion && version != kVersionWithoutLocales) {
+    throw NotebookError("the database was written by another version of this program");
+  }
+  return version;
+}
+
+void NotebookStore::NeedLocales() const {
+  if (SchemaVersion() == kSchemaVersion) return;
+  database_->Run("ALTER TABLE notebook_forms ADD COLUMN locale TEXT NOT NULL DEFAULT 'C'");
+  database_->Run("UPDATE notebook_schema SET version = $1", {kSchemaVersion});
 }
 
 std::vector<std::u16string> NotebookStore::FormNames() const {
@@ -170,8 +185,10 @@ void NotebookStore::RefuseTaken(std::u16string_view form_name) const {
 
 void NotebookStore::Add(Notebook& notebook, NotebookForm& form) {
   RefuseTaken(form.Name());
-  const DbResult inserted = database_->Run(
-      "INSERT INTO notebook_forms(name) VALUES($1) RETURNING form_key", {Text(form.Name())});
+  NeedLocales();
+  const DbResult inserted =
+      database_->Run("INSERT INTO notebook_forms(name, locale) VALUES($1, $2) RETURNING form_key",
+                     {Text(form.Name()), Text(form.OwnLocale().name)});
   int position = 0;
   for (const Ref<NotebookField>& field : form.Fields()) {
     AddField(notebook, *field, ToInteger(inserted.rows[0][0]), ++position);
@@ -368,34 +385,42 @@ Notebook NotebookStore::Load(std::u16string_view form_name) const {
 
 Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
   Notebook notebook;
-  notebook.framework = ktformula::MakeRef<NotebookFramework>();
   notebook.framework->UseDatabase(MakeDatabaseAccess(database_), database_->Helper());
   for (const std::u16string& name : form_names)
     LoadForm(notebook, name);
   return notebook;
 }
 
-std::int64_t NotebookStore::FormKey(std::u16string_view form_name) const {
-  const DbResult found =
-      database_->Run("SELECT form_key FROM notebook_forms WHERE name = $1", {Text(form_name)});
+std::vector<DbValue> NotebookStore::FormRow(std::u16string_view form_name,
+                                            const std::string& columns) const {
+  DbResult found = database_->Run("SELECT " + columns + " FROM notebook_forms WHERE name = $1",
+                                  {Text(form_name)});
   if (found.rows.empty()) {
     throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
                         DidYouMean(form_name, FormNames()));
   }
-  return ToInteger(found.rows[0][0]);
+  return std::move(found.rows[0]);
+}
+
+std::int64_t NotebookStore::FormKey(std::u16string_view form_name) const {
+  return ToInteger(FormRow(form_name, "form_key")[0]);
 }
 
 void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) const {
-  const std::int64_t form_key = FormKey(form_name);
-  const Ref<NotebookForm> form =
-      ktformula::MakeRef<NotebookForm>(form_name, notebook.framework->OwnUnits());
-  notebook.forms.push_back(form);
+  const std::string locale = SchemaVersion() == kVersionWithoutLocales ? "'C'" : "locale";
+  const std::vector<DbValue> found = FormRow(form_name, "form_key, " + locale);
+  const std::u16string locale_name = ToText(found[1]);
+  const std::optional<NamedLocale> known = FindNamedLocale(locale_name);
+  if (!known) throw NotebookError("the locale \"" + ToUtf8(locale_name) + "\" is not known");
+  notebook.locale = *known;
+  const ktformula::LocaleScope kept_in(known->separators);
+  NotebookForm& form = notebook.AddForm(form_name);
   const DbResult fields = database_->Run(
       "SELECT field_key, kind, name, table_key, content FROM notebook_fields "
       "WHERE form_key = $1 ORDER BY position",
-      {Integer(form_key)});
+      {found[0]});
   for (const auto& row : fields.rows)
-    LoadField(notebook, *form, row);
+    LoadField(notebook, form, row);
 }
 
 void NotebookStore::LoadField(Notebook& notebook, NotebookForm& form,

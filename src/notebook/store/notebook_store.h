@@ -25,7 +25,8 @@ class NotebookStore {
   // The names of the forms in the order of their import.
   std::vector<std::u16string> FormNames() const;
 
-  // Adds the form with everything on it; refuses a name that is in use.
+  // Adds the form with everything on it; refuses a name that is in use. Tables that another version
+  // of this program made are brought up to date, in the same transaction.
   void Add(Notebook& notebook, NotebookForm& form);
 
   // The largest keys in use, 0 for none: of tables in files, and of properties.
@@ -56,6 +57,9 @@ class NotebookStore {
 
  private:
   void CreateTables() const;
+  // In the caller's transaction: others may change the tables at any other time.
+  std::int64_t SchemaVersion() const;
+  void NeedLocales() const;
   void AddField(Notebook& notebook, NotebookField& field, std::int64_t form_key,
                 int position) const;
   void AddTable(Notebook& notebook, const NotebookField& field) const;
@@ -65,6 +69,8 @@ class NotebookStore {
   void SaveListeners(Notebook& notebook, const NotebookTable& table) const;
   void SaveTable(Notebook& notebook, const NotebookField& field) const;
   void RemoveField(std::int64_t field_key) const;
+  // What the database has of the form in these columns.
+  std::vector<DbValue> FormRow(std::u16string_view form_name, const std::string& columns) const;
   std::int64_t FormKey(std::u16string_view form_name) const;
   void RefuseTaken(std::u16string_view form_name) const;
   void LoadForm(Notebook& notebook, std::u16string_view form_name) const;

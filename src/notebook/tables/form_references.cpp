@@ -7,6 +7,7 @@
 #include "formula/token_tree.h"
 #include "functions/function_table.h"
 #include "functions/reference_walk.h"
+#include "values/number_text.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -93,6 +94,7 @@ std::u16string Meaning::Description() const {
 }
 
 FormReferences::FormReferences(const NotebookForm& form) {
+  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   for (const ktformula::FunctionClass& one : ktformula::StandardFunctions())
     functions_.Register(one.key, one.create());
   ForEachFormula(form, [this](const FormulaPlace& place) { Add(place); });
