@@ -106,6 +106,12 @@ class ForeignListener final : public IKtFieldListener,
   std::optional<FormulaEntry> DefinitionOf(std::u16string_view name) const override {
     return far_->DefinitionOf(name);
   }
+  std::vector<FormulaText> ColumnFormulas() const override { return far_->ColumnFormulas(); }
+  std::vector<FormulaText> Definitions() const override { return far_->Definitions(); }
+  void ReplaceFormulas(const std::vector<FormulaText>& formulas,
+                       const std::vector<FormulaText>& definitions) override {
+    far_->ReplaceFormulas(formulas, definitions);
+  }
   void SetPropertyFormula(std::int32_t key, std::u16string_view formula,
                           std::u16string_view string_format) override {
     far_->SetPropertyFormula(key, formula, string_format);

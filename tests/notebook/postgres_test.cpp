@@ -131,6 +131,18 @@ TEST_F(PostgresTest, BehavesAsADatabaseInAFile) {
                                 {"definition", "G/T:f", "7 & \"\\'\""},
                                 {"export", "G"},
                                 {"import", folder.File("n.xml")},
+                                {"new", "N\\'"},
+                                {"add", "G/V", "--at", "1"},
+                                {"add", "G/V:E", "--unit", "mg"},
+                                {"add", "G/V::\\'", "--tag", "a=\\'"},
+                                {"rename", "G/T:A", "a\\'"},
+                                {"move", "G/T::3", "--at", "1"},
+                                {"remove", "G/T::2"},
+                                {"remove", "G/T:B"},
+                                {"remove", "G/U"},
+                                {"rename", "G", "g\\'"},
+                                {"export", "g\\'"},
+                                {"remove", "N\\'"},
                                 {"list"}};
   for (const Arguments& command : commands)
     EXPECT_EQ(Command(command, url), Command(command, folder.File("n.db"))) << command[0];

@@ -12,6 +12,7 @@
 #include "host/framework.h"
 #include "listener/ikt_formula_listener.h"
 #include "values/cell_value.h"
+#include "values/platform.h"
 #include "values/text.h"
 
 namespace ktcom {
@@ -329,20 +330,36 @@ std::optional<ktformula::FormulaEntry> EntryOf(ComPtr<IDispatch> formulas,
       formula.Call<std::u16string, &IKtPropertyFormula::get_StringFormat>(u"StringFormat")};
 }
 
+// What is no formula under a text is passed over.
+std::vector<ktformula::FormulaText> TextsOf(ComPtr<IDispatch> formulas) {
+  std::vector<ktformula::FormulaText> texts;
+  if (formulas == nullptr) return texts;
+  for (const auto& [key, item] : ScriptingDictionary(std::move(formulas)).Entries()) {
+    if (key.Get().vt != VT_BSTR || item.Get().vt != VT_DISPATCH) continue;
+    const HostPointer<IKtPropertyFormula> formula(item.Object().Get());
+    texts.push_back(
+        {key.Text(), formula.Call<std::u16string, &IKtPropertyFormula::get_Formula>(u"Formula"),
+         formula.Call<std::u16string, &IKtPropertyFormula::get_StringFormat>(u"StringFormat")});
+  }
+  return texts;
+}
+
 class ForeignFormulaListener final : public ForeignListener, public ktformula::IKtFormulaListener {
  public:
   explicit ForeignFormulaListener(IDispatch* listener)
       : ForeignListener(listener), formulas_(listener) {}
 
   std::optional<ktformula::FormulaEntry> FormulaOf(std::int32_t property_key) const override {
-    return EntryOf(formulas_.Call<ComPtr<IDispatch>, &::IKtFormulaListener::get_PropertyFormulas>(
-                       u"PropertyFormulas"),
-                   ktformula::ToDecimalText(property_key));
+    return EntryOf(FormulaTable(), ktformula::ToDecimalText(property_key));
   }
   std::optional<ktformula::FormulaEntry> DefinitionOf(std::u16string_view name) const override {
-    return EntryOf(
-        formulas_.Call<ComPtr<IDispatch>, &::IKtFormulaListener::get_Definitions>(u"Definitions"),
-        name);
+    return EntryOf(DefinitionTable(), name);
+  }
+  std::vector<ktformula::FormulaText> ColumnFormulas() const override {
+    return TextsOf(FormulaTable());
+  }
+  std::vector<ktformula::FormulaText> Definitions() const override {
+    return TextsOf(DefinitionTable());
   }
   void SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
                           std::u16string_view string_format) override {
@@ -351,6 +368,18 @@ class ForeignFormulaListener final : public ForeignListener, public ktformula::I
   }
   void SetDefinition(std::u16string_view name, std::u16string_view formula) override {
     formulas_.Call<void, &::IKtFormulaListener::SetDefinition>(u"SetDefinition", name, formula);
+  }
+  // Those without a formula are dropped: no member would take one.
+  void ReplaceFormulas(const std::vector<ktformula::FormulaText>& formulas,
+                       const std::vector<ktformula::FormulaText>& definitions) override {
+    for (const auto& known : ColumnFormulas())
+      SetFormulaText({known.key, u"", u""});
+    for (const auto& known : Definitions())
+      SetDefinition(known.key, u"");
+    for (const auto& formula : formulas)
+      SetFormulaText(formula);
+    for (const auto& definition : definitions)
+      SetDefinition(definition.key, definition.formula);
   }
   std::u16string ResultFormat() const override {
     return formulas_.Call<std::u16string, &::IKtFormulaListener::get_ResultFormat>(u"ResultFormat");
@@ -367,6 +396,22 @@ class ForeignFormulaListener final : public ForeignListener, public ktformula::I
   }
 
  private:
+  // Under a text that is no key the table has something of its own.
+  void SetFormulaText(const ktformula::FormulaText& text) {
+    const double key = ktformula::NumericValue(text.key).value_or(0);
+    if (key > 0 && key <= 0x7FFFFFFF) {
+      SetPropertyFormula(static_cast<std::int32_t>(key), text.formula, text.string_format);
+    }
+  }
+  ComPtr<IDispatch> FormulaTable() const {
+    return formulas_.Call<ComPtr<IDispatch>, &::IKtFormulaListener::get_PropertyFormulas>(
+        u"PropertyFormulas");
+  }
+  ComPtr<IDispatch> DefinitionTable() const {
+    return formulas_.Call<ComPtr<IDispatch>, &::IKtFormulaListener::get_Definitions>(
+        u"Definitions");
+  }
+
   HostPointer<::IKtFormulaListener> formulas_;
 };
 

@@ -188,7 +188,7 @@ class Binder {
   // references vary.
   Place RowsOf(Table* table);
   // What the reference denotes.
-  Denoted Resolve(const ReferencePath& reference, const Standpoint& at);
+  static Denoted Resolve(const ReferencePath& reference, const Standpoint& at);
   // What the reference denotes as an argument: "this" is the anchor. The object when it is one and
   // the same everywhere; `reads` becomes unknown when the reference has to be asked each time.
   Ref<NotebookObject> ObjectArgument(const ReferencePath& reference, const Place& anchor,

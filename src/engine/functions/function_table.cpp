@@ -24,6 +24,12 @@ constexpr std::string_view kExtremeErrors =
     "alone; a cell whose text is no number makes the result an error. The result is one number, "
     "never a range; 0 when nothing was taken.";
 
+// Of a function whose argument of this index is not evaluated.
+constexpr FunctionArguments Naming(std::size_t named, FunctionArguments arguments) {
+  arguments.named = named;
+  return arguments;
+}
+
 template <typename Function>
 FunctionRow Row(std::u16string_view name, std::u16string_view source, FunctionArguments arguments,
                 FunctionHelp help) {
@@ -40,7 +46,7 @@ std::span<const FunctionRow> FunctionTable() {
   static const std::array<FunctionRow, 10> rows{
       Row<CountFunction>(
           u"COUNT", u"CountFunction.IKtFormulaFunction_ComputeValue",
-          {1, 2, u"Count", u"one argument", u"1 or 2"},
+          Naming(0, {1, 2, u"Count", u"one argument", u"1 or 2"}),
           {"counts the rows of a table",
            {{"COUNT([table])", "the number of rows; a column stands for its table"},
             {"COUNT([table], condition)", "the number of rows for which the condition is true"}},
@@ -63,7 +69,7 @@ std::span<const FunctionRow> FunctionTable() {
             {"IF([Mass] > 1, \"heavy\", [Mass] > 0.002, \"medium\", \"light\")", "light"},
             {"IF(1/0 > 1, \"yes\", \"no\")", "no"}}}),
       Row<IsEnteredFunction>(u"ISENTERED", u"TagFunction.IKtFormulaFunction_ComputeValue",
-                             {1, 1, u"IsEntered", u"one argument", u"1"},
+                             Naming(0, {1, 1, u"IsEntered", u"one argument", u"1"}),
                              {"tells whether a value was typed in",
                               {{"ISENTERED([column])", "whether the cell of this row was typed in"},
                                {"ISENTERED([table:column:row])", "whether that cell was typed in"}},
@@ -71,7 +77,7 @@ std::span<const FunctionRow> FunctionTable() {
                               {{"ISENTERED([Mass])", "true"}, {"ISENTERED([Volume])", "false"}}}),
       Row<MaxFunction>(
           u"MAX", u"MaxFunction.IKtFormulaFunction_ComputeValue",
-          {1, 3, u"Max", u"one argument", u"1, 2 or 3"},
+          Naming(1, {1, 3, u"Max", u"one argument", u"1, 2 or 3"}),
           {"finds the largest value",
            {{"MAX([column])", "the largest number in the column"},
             {"MAX(expression, [table])", "the largest value of the expression over all rows"},
@@ -81,7 +87,7 @@ std::span<const FunctionRow> FunctionTable() {
            {{"MAX([Mass])", "0.0023"}, {"MAX([MW]*2, [Compounds])", "0.42252"}}}),
       Row<MinFunction>(
           u"MIN", u"MinFunction.IKtFormulaFunction_ComputeValue",
-          {1, 3, u"Min", u"one argument", u"1, 2 or 3"},
+          Naming(1, {1, 3, u"Min", u"one argument", u"1, 2 or 3"}),
           {"finds the smallest value",
            {{"MIN([column])", "the smallest number in the column"},
             {"MIN(expression, [table])", "the smallest value of the expression over all rows"},
@@ -100,7 +106,7 @@ std::span<const FunctionRow> FunctionTable() {
            {{"ONERROR([Mass]/0, \"none\")", "none"}, {"ONERROR([Mass]*2, \"none\")", "0.00244"}}}),
       Row<SelectFunction>(
           u"SELECT", u"SelectFunction.IKtFormulaFunction_ComputeValue",
-          {3, 3, u"Select", u"one argument", u"3"},
+          Naming(1, {3, 3, u"Select", u"one argument", u"3"}),
           {"looks a value up in a table",
            {{"SELECT(expression, [table], condition)",
              "the expression in the first row for which the condition is true"}},
@@ -115,7 +121,7 @@ std::span<const FunctionRow> FunctionTable() {
              "#Error: no row of the specified table satisfies the Where clause of a Select "
              "function"}}}),
       Row<SumFunction>(u"SUM", u"SumFunction.IKtFormulaFunction_ComputeValue",
-                       {1, 3, u"sum", u"one argument", u"1, 2 or 3"},
+                       Naming(1, {1, 3, u"sum", u"one argument", u"1, 2 or 3"}),
                        {"adds up",
                         {{"SUM([column])", "the sum of the column; empty cells count as 0"},
                          {"SUM(expression, [table])", "the sum of the expression over all rows"},
@@ -126,14 +132,14 @@ std::span<const FunctionRow> FunctionTable() {
                          {"SUM([Mass], [Reactants], [Role] = \"reactant\")", "0.00122"},
                          {"SUM([MW]*2, [Compounds])", "1.26446"}}}),
       Row<TagFunction>(u"TAG", u"TagFunction.IKtFormulaFunction_ComputeValue",
-                       {1, 1, u"tag", u"one argument", u"1"},
+                       Naming(0, {1, 1, u"tag", u"one argument", u"1"}),
                        {"gives the tag of a cell",
                         {{"TAG([column])", "the tag of the cell of this row"},
                          {"TAG([table:column:row])", "the tag of that cell"}},
                         "A column of another table is an error.",
                         {{"TAG([Mass])", "entered"}}}),
       Row<RowTagFunction>(u"", u"RowTagFunction.IKtFormulaFunction_ComputeValue",
-                          {1, 2, u"row tag", u"one argument", u"1 or 2"}, {}),
+                          Naming(0, {1, 2, u"row tag", u"one argument", u"1 or 2"}), {}),
   };
   return rows;
 }

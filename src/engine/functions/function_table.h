@@ -16,6 +16,8 @@ namespace ktformula {
 // What becomes of a wrong number of arguments.
 enum class WrongCount { kRaises, kIsErrorValue };
 
+inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
+
 // How many arguments a function takes, and what it says of other numbers: "the NAME function
 // requires REQUIRED" where it is called without parentheses, "the number of arguments for NAME
 // function (5) is not TAKEN" otherwise.
@@ -29,9 +31,10 @@ struct FunctionArguments {
   WrongCount wrong_count = WrongCount::kRaises;
   // Even numbers that are large enough are refused too, as "even".
   bool must_be_odd = false;
+  // The argument, counted from 0, that names a table or a column and is not evaluated; the last one
+  // where there are fewer. Others are evaluated for the rows of that table.
+  std::size_t named = kAnyNumber;
 };
-
-inline constexpr std::size_t kAnyNumber = static_cast<std::size_t>(-1);
 
 struct FunctionForm {
   std::string_view syntax;

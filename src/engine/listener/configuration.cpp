@@ -1,5 +1,6 @@
 #include "listener/configuration.h"
 
+#include <algorithm>
 #include <list>
 #include <unordered_map>
 #include <unordered_set>
@@ -52,6 +53,13 @@ bool Holds(const PropertyFormula& entry, std::u16string_view formula, std::u16st
 
 PropertyFormulas::PropertyFormulas() : formulas_(std::make_unique<OwnFormulaDictionary>()) {}
 
+std::vector<FormulaText> PropertyFormulas::Texts() const {
+  std::vector<FormulaText> texts;
+  for (const auto& [key, formula] : Entries())
+    texts.push_back({key, formula->Formula, formula->StringFormat});
+  return texts;
+}
+
 bool PropertyFormulas::Put(std::u16string_view key, std::u16string_view formula,
                            std::u16string_view format) {
   const std::shared_ptr<PropertyFormula> known = Find(key);
@@ -82,6 +90,21 @@ bool PropertyFormulas::PutAll(const std::vector<FormulaText>& formulas) {
     changes = true;
   }
   return changes;
+}
+
+void PropertyFormulas::Replace(const std::vector<FormulaText>& formulas) {
+  const std::vector<FormulaDictionary::Entry> known = Entries();
+  formulas_->Clear();
+  for (const FormulaText& one : formulas) {
+    const auto same = std::find_if(known.begin(), known.end(), [&](const auto& entry) {
+      return entry.key == one.key && Holds(*entry.formula, one.formula, one.string_format);
+    });
+    if (same != known.end()) {
+      formulas_->Put(one.key, same->formula);
+    } else {
+      Put(one.key, one.formula, one.string_format);
+    }
+  }
 }
 
 }  // namespace ktformula

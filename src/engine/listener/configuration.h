@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "formula/token_tree.h"
+#include "listener/ikt_formula_listener.h"
 #include "values/leak_check.h"
 
 namespace ktformula {
@@ -56,13 +57,6 @@ class FormulaDictionary {
   virtual void Clear() = 0;
 };
 
-// A formula as it is stored and shown.
-struct FormulaText {
-  std::u16string key;
-  std::u16string formula;
-  std::u16string string_format;
-};
-
 // Formulas by key. Whatever changes them keeps a formula that stays the same in text and format,
 // parsed formula and place included, and puts any other at the end as a new one.
 class PropertyFormulas {
@@ -77,6 +71,7 @@ class PropertyFormulas {
     return formulas_->Find(key);
   }
   std::vector<FormulaDictionary::Entry> Entries() const { return formulas_->Entries(); }
+  std::vector<FormulaText> Texts() const;
   std::optional<std::uint64_t> Stamp() const { return formulas_->Stamp(); }
   void Clear() { formulas_->Clear(); }
 
@@ -88,6 +83,8 @@ class PropertyFormulas {
   // Puts all of these, of which the last one counts for its key, and removes what is not among
   // them.
   bool PutAll(const std::vector<FormulaText>& formulas);
+  // The same, except that these stand in their order afterwards.
+  void Replace(const std::vector<FormulaText>& formulas);
 
  private:
   std::unique_ptr<FormulaDictionary> formulas_;

@@ -77,10 +77,21 @@ class FormulaListener final : public FieldListener,
 
   std::optional<FormulaEntry> FormulaOf(std::int32_t property_key) const override;
   std::optional<FormulaEntry> DefinitionOf(std::u16string_view name) const override;
+  std::vector<FormulaText> ColumnFormulas() const override {
+    return configuration_.property_formulas.Texts();
+  }
+  std::vector<FormulaText> Definitions() const override {
+    return configuration_.definitions.Texts();
+  }
   // An unchanged formula and format keep the parsed formula.
   void SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
                           std::u16string_view string_format) override;
   void SetDefinition(std::u16string_view name, std::u16string_view formula) override;
+  void ReplaceFormulas(const std::vector<FormulaText>& formulas,
+                       const std::vector<FormulaText>& definitions) override {
+    configuration_.property_formulas.Replace(formulas);
+    configuration_.definitions.Replace(definitions);
+  }
   std::u16string ResultFormat() const override { return result_format_; }
   void SetResultFormat(std::u16string_view program_identifier) override {
     result_format_ = program_identifier;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "host/notebook_objects.h"
 #include "host/ref.h"
@@ -23,6 +24,16 @@ struct FormulaEntry {
   std::u16string string_format;
 };
 
+// A formula as it is stored and shown.
+struct FormulaText {
+  // Of a column its key as decimal text, of a definition its name.
+  std::u16string key;
+  std::u16string formula;
+  std::u16string string_format;
+
+  bool operator==(const FormulaText&) const = default;
+};
+
 // Formulas go in and out as texts, so that the listener may live in another module than its host.
 class IKtFormulaListener : public virtual HostObject {
  public:
@@ -31,11 +42,20 @@ class IKtFormulaListener : public virtual HostObject {
   // The definition of exactly this name; empty when there is none.
   virtual std::optional<FormulaEntry> DefinitionOf(std::u16string_view name) const = 0;
 
-  // Gives the column of this key a formula; an empty formula removes it.
+  // All formulas of columns, and all definitions, each in the order in which they are kept.
+  virtual std::vector<FormulaText> ColumnFormulas() const = 0;
+  virtual std::vector<FormulaText> Definitions() const = 0;
+
+  // Gives the column of this key a formula, which becomes the last one unless it is the same as
+  // before; an empty formula removes it.
   virtual void SetPropertyFormula(std::int32_t property_key, std::u16string_view formula,
                                   std::u16string_view string_format) = 0;
   // The same for a named definition.
   virtual void SetDefinition(std::u16string_view name, std::u16string_view formula) = 0;
+
+  // Has exactly these from now on, in this order; those that are the same as before stay.
+  virtual void ReplaceFormulas(const std::vector<FormulaText>& formulas,
+                               const std::vector<FormulaText>& definitions) = 0;
 
   // The program identifier of the result format; "" stands for the default format.
   virtual std::u16string ResultFormat() const = 0;

@@ -52,6 +52,14 @@ class MissingPart {
     return found;
   }
 
+  bool HasRest(char16_t separator) const { return rest_.find(separator) != rest_.npos; }
+  // Passes the separator if it comes next.
+  bool Skip(char16_t separator) {
+    const bool comes = rest_.starts_with(separator);
+    if (comes) rest_.remove_prefix(1);
+    return comes;
+  }
+
   // Says that the last part is not there.
   [[noreturn]] void RefuseLast(std::string_view kind, const Names& names) {
     Refuse(kind, names, rest_);
@@ -74,6 +82,8 @@ class MissingPart {
 constexpr std::string_view kCellShape = "FORM/TABLE:COLUMN:ROW";
 constexpr std::string_view kColumnShape = "FORM/TABLE:COLUMN";
 constexpr std::string_view kDefinitionShape = "FORM/TABLE:NAME";
+constexpr std::string_view kPartShape = "FORM, FORM/TABLE, FORM/TABLE:COLUMN or FORM/TABLE::ROW";
+constexpr std::string_view kNewPartShape = "FORM/TABLE, FORM/TABLE:COLUMN or FORM/TABLE::ROW";
 
 // The names of counted objects, of plain ones, of rows.
 template <typename Range, typename NameOf>
@@ -98,9 +108,26 @@ Names NamesOf(const Range& objects, NameOf name_of) {
   part.RefuseLast("row", NamesOf(table.Rows(), [](const auto& row) { return row.ID(); }));
 }
 
+[[noreturn]] void RefuseMissingPart(const std::vector<Ref<NotebookForm>>& forms,
+                                    std::u16string_view address) {
+  MissingPart part(address, kPartShape);
+  const auto name_of = [](const auto& object) { return object->Name(); };
+  if (!part.HasRest(u'/')) part.RefuseLast("form", NamesOf(forms, name_of));
+  const NotebookForm& form = *forms[part.Pass("form", NamesOf(forms, name_of), u'/')];
+  if (!part.HasRest(u':')) part.RefuseLast("field", NamesOf(form.Fields(), name_of));
+  const auto& tables = form.Tables();
+  const NotebookTable& table = *tables[part.Pass("table", NamesOf(tables, name_of), u':')];
+  if (part.Skip(u':')) {
+    part.RefuseLast("row", NamesOf(table.Rows(), [](const auto& row) { return row.ID(); }));
+  }
+  part.RefuseLast("column", NamesOf(table.Columns(),
+                                    [](const auto& column) { return column->Definition().name; }));
+}
+
 template <typename T>
 T Only(const std::vector<T>& found, const std::vector<Ref<NotebookForm>>& forms,
        std::u16string_view address, std::string_view shape) {
+  if (found.empty() && shape == kPartShape) RefuseMissingPart(forms, address);
   if (found.empty()) RefuseMissing(forms, address, shape);
   if (found.size() == 1) return found.front();
   throw NotebookError(Quoted(address) + " fits more than one place; an address is " +
@@ -160,6 +187,43 @@ DefinitionAddress FindDefinition(const std::vector<Ref<NotebookForm>>& forms,
     if (!rest.empty()) found.push_back({&table, std::u16string(rest)});
   });
   return Only(found, forms, address, kDefinitionShape);
+}
+
+PartAddress FindPart(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address) {
+  std::vector<PartAddress> found;
+  for (const Ref<NotebookForm>& form : forms) {
+    if (form->Name() == address) found.push_back({form.get()});
+    const auto rest = Behind(address, form->Name(), u'/');
+    NotebookField* const field = rest ? form->FindField(*rest) : nullptr;
+    if (field != nullptr) found.push_back({form.get(), field});
+  }
+  ForEachTable(forms, address, [&](NotebookTable& table, std::u16string_view rest) {
+    NotebookColumn* const column = table.FindColumn(rest);
+    if (column != nullptr) found.push_back({&table.Parent(), &table.OwnField(), column});
+    const auto row = rest.starts_with(u':') ? table.FindRow(rest.substr(1)) : std::nullopt;
+    if (row) found.push_back({&table.Parent(), &table.OwnField(), nullptr, row});
+  });
+  return Only(found, forms, address, kPartShape);
+}
+
+NewPartAddress FindNewPart(const std::vector<Ref<NotebookForm>>& forms,
+                           std::u16string_view address) {
+  using Kind = NewPartAddress::Kind;
+  std::vector<NewPartAddress> found;
+  ForEachTable(forms, address, [&](NotebookTable& table, std::u16string_view rest) {
+    const bool is_row = rest.starts_with(u':');
+    found.push_back({&table.Parent(), &table, is_row ? Kind::kRow : Kind::kColumn,
+                     std::u16string(is_row ? rest.substr(1) : rest)});
+  });
+  for (const Ref<NotebookForm>& form : forms) {
+    const auto rest = Behind(address, form->Name(), u'/');
+    // A colon would belong to a table that is not there.
+    if (rest && rest->find(u':') == rest->npos) {
+      found.push_back({form.get(), nullptr, Kind::kTable, std::u16string(*rest)});
+    }
+  }
+  if (found.empty()) RefuseMissingPart(forms, address);
+  return Only(found, forms, address, kNewPartShape);
 }
 
 }  // namespace ktnotebook

@@ -1,6 +1,7 @@
 // Addresses on the command line: FORM/TABLE:COLUMN:ROW and their beginnings.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,5 +28,27 @@ struct DefinitionAddress {
 };
 DefinitionAddress FindDefinition(const std::vector<Ref<NotebookForm>>& forms,
                                  std::u16string_view address);
+
+// FORM, FORM/FIELD, FORM/TABLE:COLUMN or FORM/TABLE::ROW: what is not there is nullptr, or empty.
+struct PartAddress {
+  NotebookForm* form;
+  NotebookField* field = nullptr;
+  NotebookColumn* column = nullptr;
+  std::optional<NotebookRow> row = std::nullopt;
+};
+PartAddress FindPart(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
+
+// The same for something that is not there yet, which has the name.
+struct NewPartAddress {
+  enum class Kind { kTable, kColumn, kRow };
+
+  NotebookForm* form;
+  // nullptr for a new table.
+  NotebookTable* table;
+  Kind kind;
+  std::u16string name;
+};
+NewPartAddress FindNewPart(const std::vector<Ref<NotebookForm>>& forms,
+                           std::u16string_view address);
 
 }  // namespace ktnotebook

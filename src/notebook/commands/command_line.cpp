@@ -19,7 +19,7 @@ namespace {
 
 // Every family of commands, in the order of the help.
 constexpr void (*kFamilies[])(CommandSet&) = {
-    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands,
+    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands, &AddStructureCommands,
     &AddCheckCommands,       &AddExplainCommands, &AddHelpCommands,
 };
 

@@ -76,6 +76,7 @@ void AddRecalculateCommands(CommandSet& commands);
 void AddCheckCommands(CommandSet& commands);
 void AddFormulaCommands(CommandSet& commands);
 void AddStoreCommands(CommandSet& commands);
+void AddStructureCommands(CommandSet& commands);
 void AddExplainCommands(CommandSet& commands);
 void AddHelpCommands(CommandSet& commands);
 

@@ -9,6 +9,7 @@
 #include "notebook/commands/notebook_input.h"
 #include "notebook/commands/problems_output.h"
 #include "notebook/commands/progress.h"
+#include "notebook/commands/recalculate_form.h"
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
 #include "notebook/commands/text_output.h"
@@ -19,6 +20,7 @@
 #include "notebook/files/notebook_file.h"
 #include "notebook/files/utf.h"
 #include "notebook/store/notebook_store.h"
+#include "notebook/tables/edits.h"
 #include "notebook/tables/recalculation.h"
 #include "values/raised_error.h"
 #include "values/text.h"
@@ -33,9 +35,10 @@ std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
 
-// Recalculates and says on the message side what the user has to know. Throws Interrupted.
+}  // namespace
+
 RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> rounds,
-                                         Console& console, const NotebookTable* first = nullptr) {
+                                         Console& console, const NotebookTable* first) {
   RecalculationResult result;
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
@@ -47,6 +50,8 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> 
   }
   return result;
 }
+
+namespace {
 
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
@@ -214,18 +219,6 @@ void PrintFormulaJson(const NotebookTable& table, TextField owner,
   console.out << TextsJson(fields) << '\n';
 }
 
-// Empties the cells that a formula computed which is no more; gives those that held something.
-std::vector<NotebookCell> EmptyComputedCells(const NotebookColumn& column) {
-  std::vector<NotebookCell> emptied;
-  for (const NotebookRow row : column.Parent().Rows()) {
-    const NotebookCell cell = row.CellAt(column.Index());
-    if (!cell.State().empty() || cell.Text().empty()) continue;
-    cell.Enter(u"");
-    emptied.push_back(cell);
-  }
-  return emptied;
-}
-
 TransactionKind KindOf(const StoreOptions& options) {
   return options.value || options.format ? TransactionKind::kWriting : TransactionKind::kReading;
 }
@@ -355,7 +348,7 @@ int SetCell(const StoreOptions& options, Console& console) {
 
 int EditFormula(const StoreOptions& options, Console& console) {
   FormChange change(options, console, KindOf(options));
-  const NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
+  NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
   const std::int32_t key = column.Definition().key;
   IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
       column.Parent(),
@@ -374,14 +367,13 @@ int EditFormula(const StoreOptions& options, Console& console) {
   }
   const std::u16string formula = options.value ? ArgumentText(*options.value) : known->formula;
   const std::u16string known_format = known ? known->string_format : u"";
-  listener.SetPropertyFormula(key, formula,
-                              options.format ? ArgumentText(*options.format) : known_format);
+  FormEdits edits{Ref<NotebookForm>(&column.Parent().Parent())};
+  const std::vector<NotebookCell> emptied = edits.SetFormula(
+      listener, column, formula, options.format ? ArgumentText(*options.format) : known_format);
   change.SaveListener(column.Parent(), listener);
-  change.Finish(column.Parent(),
-                formula.empty() ? EmptyComputedCells(column) : std::vector<NotebookCell>(),
-                [&column](const ktformula::Problem& problem) {
-                  return ktformula::IsSameObject(problem.column.get(), &column);
-                });
+  change.Finish(column.Parent(), emptied, [&column](const ktformula::Problem& problem) {
+    return ktformula::IsSameObject(problem.column.get(), &column);
+  });
   return kExitDone;
 }
 

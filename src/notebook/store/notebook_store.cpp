@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <unordered_map>
 
 #include "notebook/files/listener_face.h"
@@ -169,15 +170,25 @@ std::vector<std::u16string> NotebookStore::FormNames() const {
   return names;
 }
 
-void NotebookStore::Add(Notebook& notebook, NotebookForm& form) {
-  const std::array<DbValue, 1> name{Text(form.Name())};
-  if (!database_->Run("SELECT 1 FROM notebook_forms WHERE name = $1", name).rows.empty()) {
-    throw NotebookError("the database has a form \"" + ToUtf8(form.Name()) + "\" already");
+NotebookStore::Keys NotebookStore::LargestKeys() const {
+  return {
+      ToInteger(database_->Run("SELECT MAX(table_key) FROM notebook_fields").rows[0][0]),
+      ToInteger(database_->Run("SELECT MAX(property_key) FROM notebook_properties").rows[0][0])};
+}
+
+void NotebookStore::RefuseTaken(std::u16string_view form_name) const {
+  if (!database_->Run("SELECT 1 FROM notebook_forms WHERE name = $1", {Text(form_name)})
+           .rows.empty()) {
+    throw NotebookError("the database has a form \"" + ToUtf8(form_name) + "\" already");
   }
+}
+
+void NotebookStore::Add(Notebook& notebook, NotebookForm& form) {
+  RefuseTaken(form.Name());
   NeedLocales();
   const DbResult inserted =
       database_->Run("INSERT INTO notebook_forms(name, locale) VALUES($1, $2) RETURNING form_key",
-                     {name[0], Text(form.OwnLocale().name)});
+                     {Text(form.Name()), Text(form.OwnLocale().name)});
   int position = 0;
   for (const Ref<NotebookField>& field : form.Fields()) {
     AddField(notebook, *field, ToInteger(inserted.rows[0][0]), ++position);
@@ -197,21 +208,31 @@ void NotebookStore::AddField(Notebook& notebook, NotebookField& field, std::int6
 }
 
 void NotebookStore::AddTable(Notebook& notebook, const NotebookField& field) const {
-  const NotebookTable& table = *field.OwnTable();
-  const DbValue key = Integer(field.Key());
+  AddProperties(field);
+  AddRows(field, 0);
+  SaveListeners(notebook, *field.OwnTable());
+}
+
+void NotebookStore::AddProperties(const NotebookField& field) const {
   std::int64_t position = 0;
-  for (const Ref<NotebookColumn>& column : table.Columns()) {
+  for (const Ref<NotebookColumn>& column : field.OwnTable()->Columns()) {
     const PropertyDefinition& definition = column->Definition();
     database_->Run(
         "INSERT INTO notebook_properties(field_key, position, property_key, name, type, unit, "
         "number_formatting) VALUES($1, $2, $3, $4, $5, $6, $7)",
-        {key, Integer(++position), Integer(definition.key), Text(definition.name),
+        {Integer(field.Key()), Integer(++position), Integer(definition.key), Text(definition.name),
          Text(DataTypeText(definition.type)),
          Text(definition.unit != nullptr ? definition.unit->UnitText() : u""),
          Integer(definition.number_formatting ? 1 : 0)});
   }
+}
+
+void NotebookStore::AddRows(const NotebookField& field, std::size_t first) const {
+  const NotebookTable& table = *field.OwnTable();
+  const DbValue key = Integer(field.Key());
   std::vector<NotebookCell> cells;
-  for (const NotebookRow row : table.Rows()) {
+  for (std::size_t index = first; index < table.Rows().size(); ++index) {
+    const NotebookRow row = table.Rows()[index];
     const DbValue row_position = Integer(row.Position());
     database_->Run("INSERT INTO notebook_rows(field_key, position, row_id) VALUES($1, $2, $3)",
                    {key, row_position, Text(row.ID())});
@@ -228,8 +249,89 @@ void NotebookStore::AddTable(Notebook& notebook, const NotebookField& field) con
     }
   }
   SaveCells(cells);
+}
+
+void NotebookStore::SaveListeners(Notebook& notebook, const NotebookTable& table) const {
   for (const auto& listener : table.Listeners())
     SaveListener(notebook, table, *listener);
+}
+
+void NotebookStore::SaveStructure(Notebook& notebook, NotebookForm& form,
+                                  std::u16string_view stored_name) const {
+  const std::int64_t form_key = FormKey(stored_name);
+  if (form.Name() != stored_name) {
+    RefuseTaken(form.Name());
+    database_->Run("UPDATE notebook_forms SET name = $1 WHERE form_key = $2",
+                   {Text(form.Name()), Integer(form_key)});
+  }
+  std::set<std::int64_t> kept;
+  for (const Ref<NotebookField>& field : form.Fields()) {
+    if (field->IsStored()) kept.insert(field->Key());
+  }
+  for (const auto& row :
+       database_
+           ->Run("SELECT field_key FROM notebook_fields WHERE form_key = $1", {Integer(form_key)})
+           .rows) {
+    if (!kept.contains(ToInteger(row[0]))) RemoveField(ToInteger(row[0]));
+  }
+  for (const Ref<NotebookField>& field : form.Fields()) {
+    if (!field->IsStored()) {
+      AddField(notebook, *field, form_key, field->Position());
+      continue;
+    }
+    database_->Run("UPDATE notebook_fields SET position = $1, name = $2 WHERE field_key = $3",
+                   {Integer(field->Position()), Text(field->Name()), Integer(field->Key())});
+    if (field->OwnTable()) SaveTable(notebook, *field);
+  }
+}
+
+void NotebookStore::SaveTable(Notebook& notebook, const NotebookField& field) const {
+  const DbValue key = Integer(field.Key());
+  database_->Run("DELETE FROM notebook_properties WHERE field_key = $1", {key});
+  AddProperties(field);
+  database_->Run(
+      "DELETE FROM notebook_cells WHERE field_key = $1 AND property_key NOT IN "
+      "(SELECT property_key FROM notebook_properties WHERE field_key = $1)",
+      {key});
+  // Rows stay up to the first that is another one.
+  const NotebookTable& table = *field.OwnTable();
+  std::size_t same = 0;
+  for (const auto& row :
+       database_
+           ->Run("SELECT row_id FROM notebook_rows WHERE field_key = $1 ORDER BY position", {key})
+           .rows) {
+    if (same == table.Rows().size() || table.IdOf(same) != ToText(row[0])) break;
+    ++same;
+  }
+  for (const std::string_view rows :
+       {"notebook_cells WHERE row_position", "notebook_tags WHERE row_position",
+        "notebook_rows WHERE position"}) {
+    database_->Run("DELETE FROM " + std::string(rows) + " > $1 AND field_key = $2",
+                   {Integer(static_cast<std::int64_t>(same)), key});
+  }
+  AddRows(field, same);
+  SaveListeners(notebook, table);
+}
+
+void NotebookStore::RemoveField(std::int64_t field_key) const {
+  for (const std::string_view what :
+       {"notebook_result_formats WHERE field_listener_key IN "
+        "(SELECT field_listener_key FROM ELN_field_listeners WHERE field_key = $1)",
+        "ELN_field_listeners WHERE field_key = $1", "notebook_cells WHERE field_key = $1",
+        "notebook_tags WHERE field_key = $1", "notebook_rows WHERE field_key = $1",
+        "notebook_properties WHERE field_key = $1", "notebook_fields WHERE field_key = $1"}) {
+    database_->Run("DELETE FROM " + std::string(what), {Integer(field_key)});
+  }
+}
+
+void NotebookStore::Remove(std::u16string_view form_name) const {
+  const DbValue form_key = Integer(FormKey(form_name));
+  for (const auto& row :
+       database_->Run("SELECT field_key FROM notebook_fields WHERE form_key = $1", {form_key})
+           .rows) {
+    RemoveField(ToInteger(row[0]));
+  }
+  database_->Run("DELETE FROM notebook_forms WHERE form_key = $1", {form_key});
 }
 
 void NotebookStore::SaveCells(std::span<const NotebookCell> cells) const {
@@ -289,15 +391,25 @@ Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
   return notebook;
 }
 
-void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) const {
-  const std::string locale = SchemaVersion() == kVersionWithoutLocales ? "'C'" : "locale";
-  const DbResult found = database_->Run(
-      "SELECT form_key, " + locale + " FROM notebook_forms WHERE name = $1", {Text(form_name)});
+std::vector<DbValue> NotebookStore::FormRow(std::u16string_view form_name,
+                                            const std::string& columns) const {
+  DbResult found = database_->Run("SELECT " + columns + " FROM notebook_forms WHERE name = $1",
+                                  {Text(form_name)});
   if (found.rows.empty()) {
     throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
                         DidYouMean(form_name, FormNames()));
   }
-  const std::u16string locale_name = ToText(found.rows[0][1]);
+  return std::move(found.rows[0]);
+}
+
+std::int64_t NotebookStore::FormKey(std::u16string_view form_name) const {
+  return ToInteger(FormRow(form_name, "form_key")[0]);
+}
+
+void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) const {
+  const std::string locale = SchemaVersion() == kVersionWithoutLocales ? "'C'" : "locale";
+  const std::vector<DbValue> found = FormRow(form_name, "form_key, " + locale);
+  const std::u16string locale_name = ToText(found[1]);
   const std::optional<NamedLocale> known = FindNamedLocale(locale_name);
   if (!known) throw NotebookError("the locale \"" + ToUtf8(locale_name) + "\" is not known");
   notebook.locale = *known;
@@ -306,7 +418,7 @@ void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) 
   const DbResult fields = database_->Run(
       "SELECT field_key, kind, name, table_key, content FROM notebook_fields "
       "WHERE form_key = $1 ORDER BY position",
-      {found.rows[0][0]});
+      {found[0]});
   for (const auto& row : fields.rows)
     LoadField(notebook, form, row);
 }
@@ -315,16 +427,17 @@ void NotebookStore::LoadField(Notebook& notebook, NotebookForm& form,
                               std::span<const DbValue> row) const {
   const std::u16string kind = ToText(row[1]);
   const std::u16string name = ToText(row[2]);
+  NotebookTable* table = nullptr;
   if (kind == u"structure") {
     form.AddStructure(name, ToText(row[4]));
   } else if (kind == u"field") {
     form.AddTextField(name, ToText(row[4]));
   } else {
-    NotebookTable* const table = form.AddTable(name, static_cast<std::int32_t>(ToInteger(row[3])));
+    table = form.AddTable(name, static_cast<std::int32_t>(ToInteger(row[3])));
     if (table == nullptr) throw NotebookError("the database has a field name twice");
-    table->OwnField().SetKey(static_cast<std::int32_t>(ToInteger(row[0])));
-    LoadTable(notebook, *table, ToInteger(row[0]));
   }
+  form.FindField(name)->SetKey(static_cast<std::int32_t>(ToInteger(row[0])));
+  if (table != nullptr) LoadTable(notebook, *table, ToInteger(row[0]));
 }
 
 void NotebookStore::LoadTable(Notebook& notebook, NotebookTable& table,

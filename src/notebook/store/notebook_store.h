@@ -29,6 +29,21 @@ class NotebookStore {
   // of this program made are brought up to date, in the same transaction.
   void Add(Notebook& notebook, NotebookForm& form);
 
+  // The largest keys in use, 0 for none: of tables in files, and of properties.
+  struct Keys {
+    std::int64_t table = 0;
+    std::int64_t property = 0;
+  };
+  Keys LargestKeys() const;
+
+  // Writes the fields, columns, rows and listeners of a loaded form, which has the name
+  // `stored_name` in the database, as they are now: what is new with all its cells; of cells that
+  // stay only the place. Refuses a name that another form has.
+  void SaveStructure(Notebook& notebook, NotebookForm& form, std::u16string_view stored_name) const;
+
+  // Removes the form of this name with everything on it.
+  void Remove(std::u16string_view form_name) const;
+
   // The form, or forms, in a notebook of their own, listeners included.
   Notebook Load(std::u16string_view form_name) const;
   Notebook Load(std::span<const std::u16string> form_names) const;
@@ -48,6 +63,16 @@ class NotebookStore {
   void AddField(Notebook& notebook, NotebookField& field, std::int64_t form_key,
                 int position) const;
   void AddTable(Notebook& notebook, const NotebookField& field) const;
+  void AddProperties(const NotebookField& field) const;
+  // Those from `first` on, counted from 0.
+  void AddRows(const NotebookField& field, std::size_t first) const;
+  void SaveListeners(Notebook& notebook, const NotebookTable& table) const;
+  void SaveTable(Notebook& notebook, const NotebookField& field) const;
+  void RemoveField(std::int64_t field_key) const;
+  // What the database has of the form in these columns.
+  std::vector<DbValue> FormRow(std::u16string_view form_name, const std::string& columns) const;
+  std::int64_t FormKey(std::u16string_view form_name) const;
+  void RefuseTaken(std::u16string_view form_name) const;
   void LoadForm(Notebook& notebook, std::u16string_view form_name) const;
   void LoadField(Notebook& notebook, NotebookForm& form, std::span<const DbValue> row) const;
   void LoadTable(Notebook& notebook, NotebookTable& table, std::int64_t field_key) const;

@@ -148,9 +148,14 @@ Ref<RowObject> NotebookRow::Object() const {
   return table_->RowObjectAt(index_);
 }
 
+const NotebookCell& CellObject::Cell() const {
+  if (cell_.RowIndex() == kNoRow) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return cell_;
+}
+
 Ref<NotebookObject> CellObject::ResolveRelative(std::span<const std::u16string> parts) {
   return cell_.OwningColumn().Parent().Resolve(ktformula::ReferenceStart::kCell, parts,
-                                               cell_.RowIndex());
+                                               Cell().RowIndex());
 }
 
 Ref<ktformula::PropertyScope> CellObject::Scope() {
@@ -160,7 +165,7 @@ Ref<ktformula::ELNProperty> CellObject::Property() const {
   return cell_.OwningColumn().OwnProperty();
 }
 Ref<ktformula::TableRow> CellObject::Row() const {
-  return cell_.OwningRow().Object();
+  return Cell().OwningRow().Object();
 }
 Ref<ktformula::TableProperty> CellObject::Column() const {
   return Ref<ktformula::TableProperty>(&cell_.OwningColumn());
@@ -178,14 +183,19 @@ std::u16string CellObject::Key() const {
 std::u16string CellObject::UnitName() const {
   const NotebookUnit* default_unit = cell_.Definition().unit;
   if (default_unit == nullptr) return {};
-  const std::u16string& unit = cell_.OwningColumn().Data().Unit(cell_.RowIndex());
+  const std::u16string& unit = cell_.OwningColumn().Data().Unit(Cell().RowIndex());
   // A computed cell starts from the default unit, whatever it was shown in before.
   const bool is_typed = !cell_.State().empty() && !unit.empty();
   return is_typed ? unit : default_unit->UnitText();
 }
 
+const NotebookRow& RowObject::Row() const {
+  if (row_.Index() == kNoRow) ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+  return row_;
+}
+
 Ref<NotebookObject> RowObject::ResolveRelative(std::span<const std::u16string> parts) {
-  return row_.Parent().Resolve(ktformula::ReferenceStart::kRow, parts, row_.Index());
+  return row_.Parent().Resolve(ktformula::ReferenceStart::kRow, parts, Row().Index());
 }
 
 Ref<ktformula::PropertyScope> RowObject::Scope() {
@@ -198,7 +208,7 @@ Ref<ktformula::Table> RowObject::OwningTable() const {
 Ref<ktformula::TableCell> RowObject::Cell(const ktformula::TableProperty& column) const {
   const auto& own = static_cast<const NotebookColumn&>(column);
   if (&own.Parent() != &row_.Parent()) return nullptr;
-  return row_.CellAt(own.Index()).Object();
+  return Row().CellAt(own.Index()).Object();
 }
 
 }  // namespace ktnotebook

@@ -1,7 +1,8 @@
 // Cells and rows of the notebook's tables.
 //
 // NotebookCell and NotebookRow say where a cell or a row is: values that may be copied, that stay
-// good when the table grows, and that may not be used after the form is gone. The objects that
+// good when the table grows but mean another row when rows above come, go or move, and that may not
+// be used after the form is gone. The objects that
 // references and listeners meet are made when somebody asks for them.
 #pragma once
 
@@ -146,7 +147,9 @@ class CellObject final : public ktformula::TableCell, public LivingObject<CellOb
  public:
   explicit CellObject(const NotebookCell& cell) : cell_(cell) {}
 
-  const NotebookCell& Cell() const noexcept { return cell_; }
+  // Raises error 91 when the row is gone.
+  const NotebookCell& Cell() const;
+  void MoveTo(std::size_t row) { cell_ = NotebookCell(cell_.OwningColumn(), row); }
 
   std::u16string TypeName() const override { return u"Cell"; }
   bool ResolvesRelativeReferences() const noexcept override { return true; }
@@ -155,12 +158,12 @@ class CellObject final : public ktformula::TableCell, public LivingObject<CellOb
   Ref<ktformula::ELNProperty> Property() const override;
   Ref<ktformula::TableRow> Row() const override;
   Ref<ktformula::TableProperty> Column() const override;
-  std::u16string Text() const override { return cell_.Text(); }
-  double MinNumber() const override { return cell_.MinNumber(); }
-  double MaxNumber() const override { return cell_.MaxNumber(); }
+  std::u16string Text() const override { return Cell().Text(); }
+  double MinNumber() const override { return Cell().MinNumber(); }
+  double MaxNumber() const override { return Cell().MaxNumber(); }
   std::u16string StructureText() const override;
-  std::u16string StateText() const override { return cell_.State(); }
-  std::u16string Tag() const override { return cell_.Tag(); }
+  std::u16string StateText() const override { return Cell().State(); }
+  std::u16string Tag() const override { return Cell().Tag(); }
   std::u16string Key() const override;
   std::u16string UnitName() const override;
 
@@ -172,14 +175,18 @@ class RowObject final : public ktformula::TableRow, public LivingObject<RowObjec
  public:
   explicit RowObject(const NotebookRow& row) : row_(row) {}
 
+  // Raises error 91 when the row is gone.
+  const NotebookRow& Row() const;
+  void MoveTo(std::size_t row) { row_ = NotebookRow(row_.Parent(), row); }
+
   std::u16string TypeName() const override { return u"Row"; }
   bool ResolvesRelativeReferences() const noexcept override { return true; }
   Ref<NotebookObject> ResolveRelative(std::span<const std::u16string> parts) override;
   Ref<ktformula::PropertyScope> Scope() override;
   Ref<ktformula::Table> OwningTable() const override;
   Ref<ktformula::TableCell> Cell(const ktformula::TableProperty& column) const override;
-  std::u16string Tag(std::u16string_view name) const override { return row_.Tag(name); }
-  std::optional<std::size_t> Place() const override { return row_.Index(); }
+  std::u16string Tag(std::u16string_view name) const override { return Row().Tag(name); }
+  std::optional<std::size_t> Place() const override { return Row().Index(); }
 
  private:
   NotebookRow row_;

@@ -45,6 +45,20 @@ void ColumnData::Append(std::size_t rows) {
   texts_.Append(rows);
 }
 
+void ColumnData::Arrange(std::span<const std::size_t> sources) {
+  min_ = Arranged(min_, sources);
+  if (!max_.empty()) max_ = Arranged(max_, sources);
+  texts_.Arrange(sources);
+  units_.Arrange(sources);
+  states_.Arrange(sources);
+  tags_.Arrange(sources);
+  ranges_ = entered_ = 0;
+  for (std::size_t row = 0; row < Count(); ++row) {
+    if (!max_.empty() && !AreOne(min_[row], max_[row])) ++ranges_;
+    if (IsEntered(row)) ++entered_;
+  }
+}
+
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
   // Room for any number, so that none has to be copied into its place.

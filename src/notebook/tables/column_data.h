@@ -60,6 +60,9 @@ class ColumnData {
   void ReserveTexts(std::size_t units) { texts_.ReserveTexts(units); }
   // Appends empty cells.
   void Append(std::size_t rows);
+  // Each row takes the cell of the row that `sources` has in its place, of none twice; kNoRow
+  // stands for an empty one.
+  void Arrange(std::span<const std::size_t> sources);
 
   // One and the same when no cell has two different numbers.
   std::span<const double> MinNumbers() const noexcept { return min_; }

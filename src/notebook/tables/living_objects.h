@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <utility>
 #include <vector>
 
 #include "host/ref.h"
+#include "notebook/tables/row_texts.h"
 
 namespace ktnotebook {
 
@@ -32,7 +34,8 @@ class LivingObject {
   std::size_t index_ = 0;
 };
 
-// One object for each index as long as somebody holds it.
+// One object for each index as long as somebody holds it. An object has MoveTo, which tells it
+// where what it stands for is from now on; kNoRow for nowhere.
 template <typename Object>
 class LivingObjects {
  public:
@@ -57,8 +60,29 @@ class LivingObjects {
     return object;
   }
 
+  // What stood at the index that `sources` has in some place stands in that place now.
+  void Arrange(std::span<const std::size_t> sources) {
+    std::vector<Object*> arranged(sources.size());
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+      if (sources[i] >= objects_.size()) continue;
+      arranged[i] = std::exchange(objects_[sources[i]], nullptr);
+      if (arranged[i] != nullptr) Move(*arranged[i], i);
+    }
+    for (Object* const lost : objects_) {
+      if (lost == nullptr) continue;
+      lost->home_ = nullptr;
+      lost->MoveTo(kNoRow);
+    }
+    objects_ = std::move(arranged);
+  }
+
  private:
   friend class LivingObject<Object>;
+
+  static void Move(Object& object, std::size_t index) {
+    object.index_ = index;
+    object.MoveTo(index);
+  }
 
   void Forget(std::size_t index) noexcept { objects_[index] = nullptr; }
 

@@ -33,6 +33,11 @@ Denotation Denoting(NotebookObject* object) {
   return {Denotation::Kind::kObject, Ref<NotebookObject>(object)};
 }
 
+template <typename Object>
+void Erase(std::vector<Ref<Object>>& objects, const Ref<Object>& object) {
+  std::erase_if(objects, [&](const Ref<Object>& each) { return each.get() == object.get(); });
+}
+
 std::u16string NumberOf(std::size_t row) {
   return ktformula::ToDecimalText(static_cast<std::int64_t>(row) + 1);
 }
@@ -243,6 +248,12 @@ void NotebookColumn::NoteChanges() {
   changes_.NoteAny(table_.Parent().NextChange());
 }
 
+void NotebookColumn::Arrange(std::span<const std::size_t> sources) {
+  data_.Arrange(sources);
+  objects_.Arrange(sources);
+  NoteChanges();
+}
+
 Ref<ktformula::PropertyScope> NotebookColumn::Scope() {
   return table_.Scope();
 }
@@ -352,6 +363,90 @@ void NotebookTable::AppendRows(std::size_t count) {
   form_.NoteName();
 }
 
+void NotebookTable::InsertColumn(const Ref<NotebookColumn>& column, std::size_t index) {
+  control_->EndWrite();
+  Erase(removed_columns_, column);
+  columns_.insert(columns_.begin() + static_cast<std::ptrdiff_t>(index), column);
+  RenumberColumns();
+}
+
+Ref<NotebookColumn> NotebookTable::TakeColumn(std::size_t index) {
+  control_->EndWrite();
+  Ref<NotebookColumn> column = columns_[index];
+  columns_.erase(columns_.begin() + static_cast<std::ptrdiff_t>(index));
+  removed_columns_.push_back(column);
+  RenumberColumns();
+  return column;
+}
+
+void NotebookTable::RenameColumn(const NotebookColumn& column, std::u16string_view name) {
+  column.property_->definition_.name = name;
+  RenumberColumns();
+}
+
+void NotebookTable::RenumberColumns() {
+  column_positions_.clear();
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    columns_[i]->index_ = i;
+    column_positions_.emplace(columns_[i]->Definition().name, i);
+  }
+  form_.NoteStructure();
+}
+
+void NotebookTable::ArrangeRows(std::span<const std::size_t> sources, std::u16string_view new_id) {
+  control_->EndWrite();
+  std::vector<std::u16string> ids;
+  std::unordered_map<std::size_t, ktformula::Dictionary<std::u16string>> tags;
+  for (std::size_t row = 0; row < sources.size(); ++row) {
+    ids.push_back(sources[row] == kNoRow ? std::u16string(new_id) : IdOf(sources[row]));
+    const auto found = row_tags_.find(sources[row]);
+    if (found != row_tags_.end()) tags.emplace(row, std::move(found->second));
+  }
+  row_tags_ = std::move(tags);
+  row_count_ = sources.size();
+  SetRowIds(ids);
+  row_objects_.Arrange(sources);
+  for (const Ref<NotebookColumn>& column : columns_)
+    column->Arrange(sources);
+  row_changes_.NoteAny(form_.NextChange());
+}
+
+void NotebookTable::RenameRow(std::size_t row, std::u16string_view id) {
+  std::vector<std::u16string> ids = RowIds();
+  ids[row] = id;
+  SetRowIds(ids);
+}
+
+std::vector<std::u16string> NotebookTable::RowIds() const {
+  std::vector<std::u16string> ids;
+  for (std::size_t row = 0; row < row_count_; ++row)
+    ids.push_back(IdOf(row));
+  return ids;
+}
+
+void NotebookTable::SetRowIds(const std::vector<std::u16string>& ids) {
+  row_positions_.clear();
+  row_ids_.clear();
+  for (std::size_t row = 0; row < ids.size(); ++row) {
+    if (ids[row] == NumberOf(row)) continue;
+    row_ids_.resize(row + 1);
+    row_ids_[row] = &row_positions_.emplace(ids[row], row).first->first;
+  }
+  form_.NoteStructure();
+}
+
+void NotebookTable::TakeListener(Ref<ktformula::IKtFieldListener> listener) {
+  Erase(listeners_, listener);
+  removed_listeners_.push_back(std::move(listener));
+}
+
+void NotebookTable::TerminateListeners() {
+  for (const auto* const list : {&listeners_, &removed_listeners_}) {
+    for (const auto& listener : *list)
+      listener->Terminate();
+  }
+}
+
 std::u16string NotebookTable::IdOf(std::size_t row) const {
   const std::u16string* id = row < row_ids_.size() ? row_ids_[row] : nullptr;
   return id != nullptr ? *id : NumberOf(row);
@@ -372,6 +467,7 @@ Ref<RowObject> NotebookTable::RowObjectAt(std::size_t row) {
 }
 
 void NotebookTable::AddListener(Ref<ktformula::IKtFieldListener> listener) {
+  Erase(removed_listeners_, listener);
   const auto place =
       std::upper_bound(listeners_.begin(), listeners_.end(), listener->Position(),
                        [](std::int16_t position, const Ref<ktformula::IKtFieldListener>& other) {
@@ -470,10 +566,6 @@ NotebookField::NotebookField(NotebookForm& form, std::u16string_view name,
                              Ref<NotebookTextField> text)
     : form_(form), name_(name), text_(std::move(text)) {}
 
-int NotebookField::NextPosition(const NotebookForm& form) noexcept {
-  return static_cast<int>(form.Fields().size()) + 1;
-}
-
 Ref<NotebookObject> NotebookField::Content() const {
   if (table_) return table_;
   if (structure_) return structure_;
@@ -492,9 +584,10 @@ NotebookForm::NotebookForm(std::u16string_view name, Ref<NotebookUnitCatalogue> 
 
 // Listeners hold on to the objects that lead to them until they are told to let go.
 NotebookForm::~NotebookForm() {
-  for (NotebookTable* table : Tables()) {
-    for (const auto& listener : table->Listeners())
-      listener->Terminate();
+  for (const auto* const list : {&fields_, &removed_fields_}) {
+    for (const Ref<NotebookField>& field : *list) {
+      if (field->OwnTable()) field->OwnTable()->TerminateListeners();
+    }
   }
 }
 
@@ -516,11 +609,44 @@ NotebookTable* NotebookForm::FindTable(std::u16string_view name) const {
   return field != nullptr ? field->OwnTable().get() : nullptr;
 }
 
-NotebookField* NotebookForm::AddField(Ref<NotebookField> field) {
-  if (!fields_by_name_.Add(field->Name(), field.get())) return nullptr;
-  fields_.push_back(std::move(field));
+NotebookField* NotebookForm::AddField(const Ref<NotebookField>& field) {
+  if (fields_by_name_.Contains(field->Name())) return nullptr;
+  InsertField(field, fields_.size());
+  return field.get();
+}
+
+void NotebookForm::InsertField(const Ref<NotebookField>& field, std::size_t index) {
+  Erase(removed_fields_, field);
+  fields_.insert(fields_.begin() + static_cast<std::ptrdiff_t>(index), field);
+  fields_by_name_.Add(field->Name(), field.get());
+  for (std::size_t i = index; i < fields_.size(); ++i)
+    fields_[i]->position_ = static_cast<int>(i) + 1;
+  NoteStructure();
+}
+
+Ref<NotebookField> NotebookForm::TakeField(std::size_t index) {
+  Ref<NotebookField> field = fields_[index];
+  fields_.erase(fields_.begin() + static_cast<std::ptrdiff_t>(index));
+  fields_by_name_.Remove(field->Name());
+  for (std::size_t i = index; i < fields_.size(); ++i)
+    fields_[i]->position_ = static_cast<int>(i) + 1;
+  field->position_ = 0;
+  removed_fields_.push_back(field);
+  NoteStructure();
+  return field;
+}
+
+void NotebookForm::RenameField(NotebookField& field, std::u16string_view name) {
+  fields_by_name_.Remove(field.name_);
+  field.name_ = name;
+  if (field.table_) field.table_->name_ = name;
+  fields_by_name_.Add(field.name_, &field);
+  NoteStructure();
+}
+
+void NotebookForm::NoteStructure() noexcept {
   NoteName();
-  return fields_.back().get();
+  entered_.NoteChange();
 }
 
 NotebookTable* NotebookForm::AddTable(std::u16string_view name, std::int32_t key) {

@@ -53,6 +53,8 @@ class NotebookProperty final : public ktformula::ELNProperty {
   bool NumberFormatting() const override { return definition_.number_formatting; }
 
  private:
+  friend class NotebookTable;
+
   PropertyDefinition definition_;
 };
 
@@ -127,6 +129,8 @@ class NotebookColumn final : public ktformula::TableProperty,
   std::uint64_t Stamp() const override;
   bool RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const override;
 
+  // The rows have another order; see ColumnData.
+  void Arrange(std::span<const std::size_t> sources);
   bool ShowsNumber(std::size_t row, std::u16string_view text) const;
   ContentView WrittenText(std::u16string_view text, bool is_value) const;
   // Tells the form when the cell is an entered one.
@@ -158,12 +162,31 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
   NotebookColumn* FindColumn(std::u16string_view name) const;
   // The row with this ID, else the row of this number; empty when there is neither.
   std::optional<NotebookRow> FindRow(std::u16string_view id_or_number) const;
+  // Whether a row has exactly this id.
+  bool HasRow(std::u16string_view id) const;
 
   // Both refuse (nullptr, empty) a name, or an id, that is in use.
   NotebookColumn* AddColumn(PropertyDefinition definition);
   std::optional<NotebookRow> AddRow(std::u16string_view id);
   // Adds rows whose ids are their numbers, to a table whose other rows have such ids too.
   void AddNumberedRows(std::size_t count);
+
+  // What edits do, never while listeners write. Names and ids are free.
+
+  // The column has a cell for each of the rows.
+  void InsertColumn(const Ref<NotebookColumn>& column, std::size_t index);
+  // Takes the column out, with its cells. The table keeps it until its own end: others may hold
+  // something of it.
+  Ref<NotebookColumn> TakeColumn(std::size_t index);
+  void RenameColumn(const NotebookColumn& column, std::u16string_view name);
+  // Each row takes what the row had that `sources` has in its place, of none twice. kNoRow stands
+  // for one new row, of this id.
+  void ArrangeRows(std::span<const std::size_t> sources, std::u16string_view new_id = {});
+  void RenameRow(std::size_t row, std::u16string_view id);
+  // Takes the listener out, and keeps it as TakeColumn does.
+  void TakeListener(Ref<ktformula::IKtFieldListener> listener);
+  // Lets all listeners go, at the form's end.
+  void TerminateListeners();
 
   // What NotebookRow tells of a row, which counts from 0.
   std::u16string IdOf(std::size_t row) const;
@@ -214,13 +237,19 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
   ktformula::Denotation DenoteFromRow(std::span<const std::u16string> parts);
   ktformula::Denotation DenoteFromTable(std::span<const std::u16string> parts);
 
-  bool HasRow(std::u16string_view id) const;
+  friend class NotebookForm;
+
   void AppendRows(std::size_t count);
+  std::vector<std::u16string> RowIds() const;
+  void SetRowIds(const std::vector<std::u16string>& ids);
+  // Columns have other places.
+  void RenumberColumns();
 
   NotebookForm& form_;
   std::u16string name_;
   std::int32_t key_;
   std::vector<Ref<NotebookColumn>> columns_;
+  std::vector<Ref<NotebookColumn>> removed_columns_;
   PositionOfName column_positions_;
   std::size_t row_count_ = 0;
   // Only of rows whose id is not their number; and those ids by row, nullptr for all others and
@@ -231,6 +260,7 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
   ChangeList row_changes_;
   LivingObjects<RowObject> row_objects_;
   std::vector<Ref<ktformula::IKtFieldListener>> listeners_;
+  std::vector<Ref<ktformula::IKtFieldListener>> removed_listeners_;
   Ref<TableControl> control_;
 };
 
@@ -266,14 +296,18 @@ class NotebookField final : public ktformula::Field {
 
   NotebookForm& Parent() const noexcept { return form_; }
   const std::u16string& Name() const noexcept { return name_; }
-  // The field's place in its form, counted from 1.
+  // The field's place in its form, counted from 1; 0 outside of it.
   int Position() const noexcept { return position_; }
   const Ref<NotebookTable>& OwnTable() const noexcept { return table_; }
   const Ref<NotebookStructure>& Structure() const noexcept { return structure_; }
   const Ref<NotebookTextField>& TextField() const noexcept { return text_; }
   Ref<ktformula::NotebookObject> Content() const;
   // The key under which the field is stored; for a table not stored yet, its key in the file.
-  void SetKey(std::int32_t key) noexcept { key_ = key; }
+  void SetKey(std::int32_t key) noexcept {
+    key_ = key;
+    is_stored_ = true;
+  }
+  bool IsStored() const noexcept { return is_stored_; }
 
   std::u16string TypeName() const override { return u"Field"; }
   std::int32_t Key() const override { return key_; }
@@ -281,16 +315,16 @@ class NotebookField final : public ktformula::Field {
   Ref<ktformula::Table> AsTable() override { return table_; }
 
  private:
-  // Of a field that is about to be added.
-  static int NextPosition(const NotebookForm& form) noexcept;
+  friend class NotebookForm;
 
   NotebookForm& form_;
   std::u16string name_;
-  int position_ = NextPosition(form_);
+  int position_ = 0;
   Ref<NotebookTable> table_;
   Ref<NotebookStructure> structure_;
   Ref<NotebookTextField> text_;
   std::int32_t key_ = 0;
+  bool is_stored_ = false;
 };
 
 // What listeners keep about the entered cells of a form, and whether it still holds.
@@ -361,7 +395,7 @@ class NotebookForm final : public ktformula::Form {
   // A number that was never given before, for a change of some cell.
   std::uint64_t NextChange() noexcept { return ++changes_; }
   std::uint64_t LastChange() const noexcept { return changes_; }
-  // How often a field, column or row was added.
+  // How often a field, column or row came or went, moved, or got another name.
   std::uint64_t Names() const noexcept { return names_; }
   void NoteName() noexcept { ++names_; }
 
@@ -369,6 +403,14 @@ class NotebookForm final : public ktformula::Form {
   NotebookTable* AddTable(std::u16string_view name, std::int32_t key);
   NotebookField* AddStructure(std::u16string_view name, std::u16string_view data);
   NotebookField* AddTextField(std::u16string_view name, std::u16string_view text);
+
+  // What edits do, as the table's. A field that is taken out the form keeps until its own end.
+  void InsertField(const Ref<NotebookField>& field, std::size_t index);
+  Ref<NotebookField> TakeField(std::size_t index);
+  void RenameField(NotebookField& field, std::u16string_view name);
+  void SetName(std::u16string_view name) { name_ = name; }
+  // Columns or rows of a table are others.
+  void NoteStructure() noexcept;
 
   // What a listener of the field is initialised with.
   Ref<ktformula::OwnerCollection> OwnerOf(const NotebookField& field);
@@ -378,12 +420,13 @@ class NotebookForm final : public ktformula::Form {
   Ref<ktformula::ControlHolder> HolderOf(const ktformula::Field& field) override;
 
  private:
-  NotebookField* AddField(Ref<NotebookField> field);
+  NotebookField* AddField(const Ref<NotebookField>& field);
 
   std::u16string name_;
   Ref<NotebookUnitCatalogue> units_;
   NamedLocale locale_;
   std::vector<Ref<NotebookField>> fields_;
+  std::vector<Ref<NotebookField>> removed_fields_;
   ktformula::Dictionary<NotebookField*> fields_by_name_;
   Ref<ktformula::PropertyScope> scope_;
   WriteLog log_;

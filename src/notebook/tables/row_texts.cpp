@@ -179,6 +179,15 @@ void FewTexts::Set(std::size_t row, std::u16string_view text, std::size_t rows) 
   }
 }
 
+void FewTexts::Arrange(std::span<const std::size_t> sources) {
+  if (!set_) return;
+  if (set_->wide.empty()) {
+    set_->narrow = Arranged(set_->narrow, sources);
+  } else {
+    set_->wide = Arranged(set_->wide, sources);
+  }
+}
+
 std::uint32_t FewTexts::Texts::NumberOf(std::u16string_view text) {
   if (texts[last_number] == text) return last_number;
   const std::size_t number = Find(text);

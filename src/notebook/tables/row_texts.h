@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <span>
@@ -14,6 +15,19 @@
 #include "values/dictionary.h"
 
 namespace ktnotebook {
+
+// In a list of rows, a row that is not there.
+inline constexpr std::size_t kNoRow = std::numeric_limits<std::size_t>::max();
+
+// For each of `sources` the item that stood at this index; an empty one where none did.
+template <typename Item>
+std::vector<Item> Arranged(const std::vector<Item>& items, std::span<const std::size_t> sources) {
+  std::vector<Item> arranged(sources.size());
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    if (sources[i] < items.size()) arranged[i] = items[sources[i]];
+  }
+  return arranged;
+}
 
 // A text for each row, any texts: one behind the other in a pool, with the length in front. Rows
 // may share a text. A text that is replaced leaves a gap; gaps are closed when they take more than
@@ -27,6 +41,8 @@ class RowTexts {
   // Makes room for texts of so many code units, one more counted for each.
   void ReserveTexts(std::size_t units);
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
+  // Each row takes the text of the row that `sources` has in its place, of none twice.
+  void Arrange(std::span<const std::size_t> sources) { places_ = Arranged(places_, sources); }
 
   // Good until a text is set, shared or given up.
   std::u16string_view At(std::size_t row) const noexcept { return TextAt(places_[row]); }
@@ -93,6 +109,8 @@ class FewTexts {
   bool AllAreEmpty() const noexcept { return !set_; }
   // For a table of so many rows.
   void Set(std::size_t row, std::u16string_view text, std::size_t rows);
+  // As RowTexts::Arrange.
+  void Arrange(std::span<const std::size_t> sources);
 
  private:
   struct Texts {

@@ -34,6 +34,8 @@ class TableControl final : public ktformula::GridControl {
 
   // Notes now what changed in the cell being written; otherwise that is done at its end.
   void NoteUnfinished();
+  // Ends the writing of the current cell without a word to the log.
+  void EndWrite();
 
  private:
   // What a cell holds, for comparison.
@@ -45,8 +47,6 @@ class TableControl final : public ktformula::GridControl {
   static Snapshot SnapshotOf(const NotebookCell& cell);
 
   NotebookCell BeginWrite(ktformula::TableCell& cell);
-  // Ends the writing of the current cell without a word to the log.
-  void EndWrite();
   // About the current cell.
   bool Holds(const CellContent& content) const;
   // Whether it holds anything else than when it was noted last.
