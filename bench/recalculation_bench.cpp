@@ -2,7 +2,10 @@
 // that grows with the table would show here.
 #include <benchmark/benchmark.h>
 
+#include "analysis/find_problems.h"
+
 #include "notebook/files/framework.h"
+#include "notebook/files/watched_form.h"
 #include "notebook/tables/recalculation.h"
 
 namespace {
@@ -39,6 +42,9 @@ class Bench {
 
   void Pass() { ktnotebook::RecalculateForm(*form_, 1); }
   void Settle() { ktnotebook::RecalculateForm(*form_, ktnotebook::RoundLimit(*form_)); }
+  std::size_t CountProblems() {
+    return FindProblems(ktnotebook::WatchForm(*form_, *framework_)).size();
+  }
   void TypeMass(std::int64_t row, std::u16string_view text) {
     table_->Rows()[static_cast<std::size_t>(row)].CellAt(0).Enter(text);
   }
@@ -126,6 +132,38 @@ void TypedCell(benchmark::State& state) {
   }
 }
 
+// All problems of a form that was recalculated, once for each iteration: of simple formulas, of
+// those that have to be evaluated once more, and of cells that need each other.
+void FindProblemsOf(benchmark::State& state, Bench& bench) {
+  bench.Pass();
+  for (auto _ : state)
+    benchmark::DoNotOptimize(bench.CountProblems());
+}
+
+void ProblemsOfSimpleFormulas(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddDefinition(u"factor", u"2*3.5");
+  bench.AddFormula(u"Moles", ktnotebook::DataType::kNumber, u"mmol", u"[Mass]/[MW]");
+  bench.AddFormula(u"Heavy", ktnotebook::DataType::kString, u"", u"[Mass] > 0.5");
+  bench.AddFormula(u"Scaled", ktnotebook::DataType::kNumber, u"", u"[Mass]*[factor]");
+  FindProblemsOf(state, bench);
+}
+
+void ProblemsOfChoices(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"Some", ktnotebook::DataType::kNumber, u"",
+                   u"IF([Mass] > 1000, IF([MW] > 0, 1, 2), SUM([Mass]*2, [Samples]))");
+  bench.AddFormula(u"Safe", ktnotebook::DataType::kNumber, u"", u"ONERROR([Mass]/0, [MW])");
+  FindProblemsOf(state, bench);
+}
+
+void ProblemsOfRings(benchmark::State& state) {
+  Bench bench(state.range(0));
+  bench.AddFormula(u"One", ktnotebook::DataType::kNumber, u"", u"[Other]+1");
+  bench.AddFormula(u"Other", ktnotebook::DataType::kNumber, u"", u"[One]+1");
+  FindProblemsOf(state, bench);
+}
+
 // An aggregate in the column's formula walks the table again for every cell: the time for a pass
 // grows with the square of the table's length. The same aggregate in a definition is computed once.
 constexpr std::u16string_view kSum = u"SUM([Mass])";
@@ -163,6 +201,9 @@ BENCHMARK(ComparisonAsText)->Apply(TableLengths);
 BENCHMARK(Definition)->Apply(TableLengths);
 BENCHMARK(ThreeColumns)->Apply(TableLengths);
 BENCHMARK(TypedCell)->Apply(TableLengths)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ProblemsOfSimpleFormulas)->Apply(TableLengths);
+BENCHMARK(ProblemsOfChoices)->Apply(TableLengths);
+BENCHMARK(ProblemsOfRings)->Apply(TableLengths);
 BENCHMARK_CAPTURE(ShareOfDefinition, sum, kSum)->Apply(TableLengths)->Complexity();
 BENCHMARK_CAPTURE(ShareOfDefinition, filtered_sum, kFilteredSum)->Apply(TableLengths)->Complexity();
 BENCHMARK_CAPTURE(ShareOf, sum, kSum)->Apply(SquareLengths);

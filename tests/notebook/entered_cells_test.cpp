@@ -62,9 +62,6 @@ class RandomChanges {
     for (int row = 0; row < 20; ++row)
       AnyTable().AddRow(u"R" + Number());
   }
-  ~RandomChanges() { ktformula::SetUserLocale({}); }
-  RandomChanges(const RandomChanges&) = delete;
-  RandomChanges& operator=(const RandomChanges&) = delete;
 
   std::size_t Below(std::size_t limit) { return random_() % limit; }
 
@@ -73,7 +70,7 @@ class RandomChanges {
       case 0: AnyTable().AddColumn({9, u"C" + Number(), DataType::kNumber}); return;
       case 1: form_.AddTable(u"T" + Number(), 9)->AddColumn({9, u"A", DataType::kNumber}); return;
       case 2:
-      case 3: ktformula::SetUserLocale(Below(2) == 0 ? ktformula::Locale{} : kCommas); return;
+      case 3: form_.SetLocale(Below(2) == 0 ? NamedLocale() : kCommas); return;
       case 4: form_.Given() = {Below(8) != 0, Below(8) != 0, Below(8) != 0}; return;
       case 5: RecalculateForm(form_, 8); return;
       // More than the columns remember one by one.
@@ -84,7 +81,7 @@ class RandomChanges {
   }
 
  private:
-  static constexpr ktformula::Locale kCommas{u',', u'.'};
+  const NamedLocale kCommas{u"de_DE", {u',', u'.'}};
 
   std::u16string Number() { return ktformula::NumberToText(++number_); }
   NotebookTable& AnyTable() { return *form_.Tables()[Below(form_.Tables().size())]; }
@@ -186,6 +183,7 @@ TEST_F(EnteredCellsTest, AfterAnyChangesWhatIsKeptIsWhatAWalkFinds) {
     for (int step = 0; step < 100; ++step) {
       changes.Next();
       if (changes.Below(2) == 0) continue;
+      const ktformula::LocaleScope kept_in(Form().OwnLocale().separators);
       ASSERT_EQ(Examine(*owner), ExamineUnkept(owner, *notebook_.framework->OwnUnits()))
           << "seed " << seed << ", step " << step;
     }

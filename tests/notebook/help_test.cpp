@@ -106,7 +106,7 @@ TEST_F(HelpTest, BashCompletesWhatItCan) {
       {"completion ''", "bash"},
       {"recalculate examples/as", "examples/aspirin.xml"},
       {"recalculate n.xml -o exa", "examples"},
-      {"recalculate --s", "--strict"},
+      {"recalculate --st", "--strict"},
       {"recalculate --rounds ''", ""},
       {"show A", "Amide\\ coupling Aspirin"},
       {"show 'Amide\\ c'", "Amide\\ coupling"},

@@ -101,6 +101,32 @@ TEST_F(NotebookStoreTest, AnExportOfAnImportIsTheSameNotebook) {
   EXPECT_EQ(Command({"list"}), "F'; DROP TABLE notebook_forms; --\nG\n");
 }
 
+// Tables as they were before notebooks had a locale: read as they are, brought up to date as a
+// whole by the first import.
+TEST_F(NotebookStoreTest, TablesWithoutLocalesMeanCAndAreBroughtUpToDate) {
+  Command({"import", File("n.xml")});
+  const std::string exported = Command({"export", "G"});
+  const auto database = OpenDatabase(File("n.db"), false);
+  database->Run("ALTER TABLE notebook_forms DROP COLUMN locale");
+  database->Run("UPDATE notebook_schema SET version = 1");
+  const auto has_locale = [&] {
+    return !database->Run("SELECT 1 FROM pragma_table_info('notebook_forms') WHERE name = 'locale'")
+                .rows.empty();
+  };
+  EXPECT_EQ(Command({"export", "G"}), exported);
+  EXPECT_NE(Command({"set", "G/T:A:2", "2.5"}).find("G/T:B:2  5"), std::string::npos);
+  // Refused, so nothing of it happened.
+  EXPECT_NE(Command({"import", File("n.xml")}).find("has a form"), std::string::npos);
+  EXPECT_FALSE(has_locale());
+  WriteWholeFile(File("de.xml"), "<notebook locale=\"de_DE\"><form name=\"H\"/></notebook>");
+  EXPECT_EQ(Command({"import", File("de.xml")}), "imported \"H\"\n");
+  EXPECT_TRUE(has_locale());
+  EXPECT_EQ(Load(u"H").locale.name, u"de_DE");
+  EXPECT_EQ(Load(u"G").locale.name, u"C");
+  database->Run("UPDATE notebook_schema SET version = 9");
+  EXPECT_NE(Command({"list"}).find("another version of this program"), std::string::npos);
+}
+
 TEST_F(NotebookStoreTest, SetChangesOnlyWhatDependsOnTheCell) {
   Command({"import", File("n.xml")});
   EXPECT_EQ(Command({"set", "G/T:A:2", "5"}),

@@ -5,8 +5,8 @@
 #include <limits>
 #include <random>
 
-#include "notebook/commands/locale_names.h"
 #include "notebook/files/utf.h"
+#include "notebook/tables/locale_names.h"
 #include "values/describe.h"
 #include "values/platform.h"
 #include "values/raised_error.h"

@@ -116,12 +116,12 @@ constexpr const char* kTwo = "A number | B number";
 TEST(ObservedProblems, RingsOfCells) {
   Check({
       {{kTwo, "|\n|", {{"A", "[B]"}, {"B", "[A]"}}, {}},
-       "circular A 1/2: T:A:1 and T:B:1 need each other; so do T:A:2 and T:B:2\n"},
+       "circular A 1/2 <[B]>: T:A:1 and T:B:1 need each other; so do T:A:2 and T:B:2\n"},
       // Where one of each pair is typed in, all is well.
       {{kTwo, "1|\n|2", {{"A", "[B]*2"}, {"B", "[A]*2"}}, {}}, ""},
       {{kTwo, "1|\n|", {{"A", "[B]*2"}, {"B", "[A]*2"}}, {}},
-       "circular A 2/1: T:A:2 and T:B:2 need each other\n"},
-      {{"A number", "\n1", {{"A", "[A]+1"}}, {}}, "circular A 1/1: T:A:1 needs itself\n"},
+       "circular A 2/1 <[B]>: T:A:2 and T:B:2 need each other\n"},
+      {{"A number", "\n1", {{"A", "[A]+1"}}, {}}, "circular A 1/1 <[A]>: T:A:1 needs itself\n"},
       // What an evaluation does not reach it does not need.
       {{kTwo, "|", {{"A", "IF(TRUE, 1, [B])"}, {"B", "[A]"}}, {}}, ""},
       {{kTwo, "|", {{"A", "IF(ISENTERED([B]), [B], 5)"}, {"B", "IF(ISENTERED([A]), [A], 6)"}}, {}},
@@ -133,19 +133,19 @@ TEST(ObservedProblems, RingsOfCells) {
         {}},
        ""},
       {{"Nr number | C number", "1|8\n2|\n3|", {{"C", "SUM([C]) / 2"}}, {}},
-       "circular C 2/2: T:C:2 and T:C:3 need each other\n"},
+       "circular C 2/2 <SUM([C])>: T:C:2 and T:C:3 need each other\n"},
       {{"Nr number | C number",
         "1|\n2|\n3|",
         {{"C",
           "ONERROR(SELECT([C], [T], [Nr] = [this:parent:Nr] - 1), 7) + "
           "ONERROR(SELECT([C], [T], [Nr] = 3 AND [this:parent:Nr] = 1), 0)"}},
         {}},
-       "circular C 1/3: T:C:1, T:C:2 and T:C:3 need each other\n"},
+       "circular C 1/3 <[C]>: T:C:1, T:C:2 and T:C:3 need each other\n"},
       // Through definitions, and among them.
       {{"A number", "", {{"A", "[total] / 2"}}, {{"total", "SUM([T:A])"}}}, ""},
       {{"A number", "1\n", {{"A", "[total] / 2"}}, {{"total", "SUM([T:A])"}}}, ""},
       {{"A number", "|\n|", {{"A", "[total] / 2"}}, {{"total", "SUM([T:A])"}}},
-       "circular A 1/2: T:A:1, T:A:2 and the definition \"total\" need each other\n"},
+       "circular A 1/2 <[total]>: T:A:1, T:A:2 and the definition \"total\" need each other\n"},
       {{"A number", "|", {}, {{"a", "[b] + 1"}, {"b", "[a] + 1"}, {"c", "[c]"}, {"d", "[a]"}}},
        "circular =a: the definition \"a\" and the definition \"b\" need each other\n"
        "circular =c: the definition \"c\" needs itself\n"},
@@ -161,7 +161,7 @@ TEST(ObservedProblems, CellsThatDoNotSettle) {
   const Sheet ring{
       "A number | B number | C number", "||", {{"A", "[B]+1"}, {"B", "[A]+1"}, {"C", "[A]"}}, {}};
   EXPECT_EQ(Find(ring, 9),
-            "circular A 1/1: T:A:1 and T:B:1 need each other\n"
+            "circular A 1/1 <[B]>: T:A:1 and T:B:1 need each other\n"
             "not-settled C 1/1: T:C:1 still changed in the last round\n");
 }
 
@@ -234,6 +234,11 @@ TEST(ObservedProblems, ErrorsThatArePassedOver) {
       {{kTwo, "1|\n2|", {{"B", "ONERROR([A]/0, 7)"}}, {}},
        "swallowed B <[A]/0>: the first argument of ONERROR fails in every row: Division by zero\n"},
       {{kTwo, "1|\n0|", {{"B", "ONERROR(1/[A], 7)"}}, {}}, ""},
+      {{"A number | B number | C number",
+        "0||\n0||",
+        {{"B", "1/[A]"}, {"C", "ONERROR([B], 7) + IF([B] > 1, 1, 2)"}},
+        {}},
+       "failing B 1/2 </>: Division by zero\n"},
       {{"A number | S string", "1|\n2|", {{"S", "IF([A], \"a\", \"b\")"}}, {}},
        "swallowed S <[A]>: the condition of IF is never true or false: a number\n"},
       {{"A number | S string", "1|x\n2|", {{"A", "COUNT([T], [S] > 1)"}}, {}}, ""},
@@ -268,6 +273,10 @@ TEST(ObservedProblems, RangesAndDigits) {
         {{"Used", "[End] - [Start]"}},
         {}},
        ""},
+      {{"Mass number g | Net number g", "9.995 g|\n10.001 g|", {{"Net", "[Mass] - 1"}}, {}}, ""},
+      {{"Mass number g | Net number g", "9.9 g|\n10.001 g|", {{"Net", "[Mass] - 1"}}, {}},
+       "digits Mass 1: \"9.9 g\" has 2 digits and all other entered values at least 5 digits: "
+       "computed values are shown with 2 digits\n"},
   });
 }
 

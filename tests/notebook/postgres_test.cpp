@@ -135,6 +135,13 @@ TEST_F(PostgresTest, BehavesAsADatabaseInAFile) {
   for (const Arguments& command : commands)
     EXPECT_EQ(Command(command, url), Command(command, folder.File("n.db"))) << command[0];
   EXPECT_NE(Command({"export", "F'; --"}, url).find("\\'n.d.'); --\\<"), std::string::npos);
+  // Tables of before notebooks had a locale.
+  OpenDatabase(url, false)->Run("ALTER TABLE notebook_forms DROP COLUMN locale");
+  OpenDatabase(url, false)->Run("UPDATE notebook_schema SET version = 1");
+  EXPECT_EQ(Command({"export", "G"}, url), Command({"export", "G"}, folder.File("n.db")));
+  WriteWholeFile(folder.File("de.xml"), "<notebook locale=\"de_DE\"><form name=\"H\"/></notebook>");
+  Command({"import", folder.File("de.xml")}, url);
+  EXPECT_NE(Command({"export", "H"}, url).find("locale=\"de_DE\""), std::string::npos);
   const std::string cut("a\0b", 3);
   EXPECT_THROW(OpenDatabase(url, false)->Run("SELECT $1::text", {cut}), NotebookError);
 }

@@ -35,21 +35,9 @@ const std::array<Mode, 5> kModes{{
      /*fresh=*/true},
 }};
 
-// The user's locale belongs to the process.
-class UsedLocale {
- public:
-  UsedLocale() : before_(ktformula::UserLocale()) { Set(false); }
-  UsedLocale(const UsedLocale&) = delete;
-  UsedLocale& operator=(const UsedLocale&) = delete;
-  ~UsedLocale() { ktformula::SetUserLocale(before_); }
-
-  static void Set(bool comma) {
-    ktformula::SetUserLocale(comma ? ktformula::Locale{u',', u'.'} : ktformula::Locale{});
-  }
-
- private:
-  ktformula::Locale before_;
-};
+ktnotebook::NamedLocale LocaleOf(const Step& step) {
+  return step.comma ? ktnotebook::NamedLocale{u"de_DE", {u',', u'.'}} : ktnotebook::NamedLocale();
+}
 
 std::string NumberText(double number) {
   char text[40];
@@ -167,8 +155,10 @@ class Lockstep {
   void RunStep(const Step& step) {
     round_ = 0;
     ++totals_.recalculations;
-    UsedLocale::Set(step.comma);
+    // What the edits do, they do in it too.
+    const ktformula::LocaleScope kept_in(LocaleOf(step).separators);
     for (const auto& notebook : notebooks_) {
+      notebook->Form().SetLocale(LocaleOf(step));
       for (const Edit& edit : step.edits)
         notebook->Apply(edit);
       if (has_one_locale_) notebook->Renew();
@@ -291,7 +281,6 @@ std::span<const Mode> AllModes() {
 
 std::optional<Difference> Compare(const NotebookPlan& plan, std::span<const Mode> modes,
                                   Totals& totals) {
-  const UsedLocale locale;
   ++totals.notebooks;
   return Lockstep(plan, modes, totals).Run();
 }

@@ -197,6 +197,7 @@ void LiveNotebook::AddListener(NotebookTable& table, std::size_t index, LiveList
 void LiveNotebook::Renew() {
   if (!mode_.fresh) return;
   const Ref<NotebookForm> form = MakeForm();
+  form->SetLocale(form_->OwnLocale());
   for (std::size_t i = 0; i < plan_.tables.size(); ++i)
     CopyRows(*form_->Tables()[i], *form->Tables()[i]);
   form_ = form;

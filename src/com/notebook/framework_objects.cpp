@@ -76,7 +76,7 @@ class FrameworkObject final
     return Give(value, [&] { return Own().ApplicationPath(); });
   }
 
-  // The numbers of the command line's --locale.
+  // Those of the notebook that the listener is initialised for.
   HRESULT STDMETHODCALLTYPE get_DecimalSeparator(BSTR* value) noexcept override {
     return Give(value, [] { return Text(ktformula::UserLocale().decimal_separator); });
   }

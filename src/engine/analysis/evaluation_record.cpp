@@ -4,6 +4,10 @@
 #include <iterator>
 #include <memory>
 
+#include "analysis/sketch.h"
+
+#include "values/text.h"
+
 namespace ktformula {
 
 namespace {
@@ -53,6 +57,22 @@ struct RowSteps {
   bool is_taken = false;
 };
 
+// What is told of a formula, or a layer of one, as far as it is evaluated.
+struct Running {
+  bool has_begun = false;
+  Sketch value;
+  Sketch operand;
+
+  void Take(const Sketch& sketch) {
+    (has_begun ? operand : value) = sketch;
+    has_begun = true;
+  }
+  void Apply(const Step& step) {
+    const bool is_arithmetic = step.kind == StepKind::kOperation && IsArithmetic(step.word);
+    value = is_arithmetic ? SketchOfArithmetic(value, step.word, operand) : Sketch();
+  }
+};
+
 // A term under evaluation.
 struct Frame {
   Frame(const Term& its_term, const LayerItem& its_item, NotebookObject* its_anchor)
@@ -71,6 +91,7 @@ struct Frame {
   // nullptr where nothing is written down.
   const SourceMap* map = nullptr;
   ExplainedStep step;
+  Running running;
   // Of a call: the row that it is in, and how many it took before.
   RowSteps row;
   std::size_t rows_taken = 0;
@@ -90,19 +111,11 @@ ValueOrigin OriginOfReference(const ExplainedValue& value) {
   return is_structure ? ValueOrigin::kTyped : ValueOrigin::kNowhere;
 }
 
-bool IsSameNumber(const ExplainedValue& left, const ExplainedValue& right) {
-  const auto is_number = [](const ExplainedValue& value) {
-    return !value.raised && value.value.CellValueType() == kCellValueTypeNumber;
-  };
-  return is_number(left) && is_number(right) && left.value.MinNumber() == right.value.MinNumber() &&
-         left.value.MaxNumber() == right.value.MaxNumber();
-}
-
-// What chooses among its operands, and a definition that stands for another name, is alike to the
-// operand that it gives.
-Ref<TableCell> AlikeToOperand(const ExplainedStep& step) {
+Ref<TableCell> AlikeOperand(const ExplainedStep& step) {
+  if (!step.dimension) return nullptr;
   for (const ExplainedStep& operand : step.steps) {
-    if (operand.value && IsSameNumber(*operand.value, *step.value)) return operand.alike;
+    const Ref<ELNProperty> property = operand.alike ? operand.alike->Property() : nullptr;
+    if (property && DimensionOf(*property) == step.dimension) return operand.alike;
   }
   return nullptr;
 }
@@ -135,15 +148,21 @@ class Recorder final : public EvaluationObserver {
     std::vector<ExplainedStep>& steps =
         call != nullptr ? StepsOfArgument(*call, frame, value, raised) : StepsAround();
     if (frame.map == nullptr) return;
+    if (raised == nullptr) TakeSketch(frame);
     if (!frame.IsStep()) return Append(steps, std::move(frame.step.steps));
     Complete(frame, value, raised);
     steps.push_back(std::move(frame.step));
+  }
+
+  void ApplyStep(const Step& step, const LayerItem&, const CellValue&, const CellValue&) override {
+    RunningAround().Apply(step);
   }
 
   void ReadCell(const TableCell& cell) override {
     NoteError(cell);
     if (!IsInStep()) return;
     frames_.back().step.cell = frames_.back().step.alike = Hold(cell);
+    frames_.back().running.value = SketchOfCell(cell.Property().get());
   }
 
   void ReadNote(const TableCell& cell) override {
@@ -169,31 +188,34 @@ class Recorder final : public EvaluationObserver {
       cell.value = ValueOfCell(*cell.cell);
     }
     step.more_rows = count - written;
-    if (written > 0) frames_.back().step.alike = step.steps.front().cell;
+    if (written > 0) step.alike = step.steps.front().cell;
+    frames_.back().running.value = SketchOfCell(column.Property().get());
     frames_.back().step.steps.push_back(std::move(step));
   }
 
   void BeginDefinition(std::u16string_view name) override {
-    definitions_.push_back({std::u16string(name), frames_.size(), {}});
+    definitions_.push_back({std::u16string(name), frames_.size(), {}, {}});
   }
 
   // A definition is evaluated once: wherever it is read again, its steps were the same.
   void EndDefinition() override {
     Definition definition = std::move(definitions_.back());
     definitions_.pop_back();
-    std::vector<ExplainedStep>& known = steps_of_definitions_[definition.name];
-    if (!definition.steps.empty()) known = std::move(definition.steps);
+    Definition& known = known_definitions_[definition.name];
+    if (!definition.steps.empty()) known = std::move(definition);
     if (!IsInStep()) return;
     frames_.back().step.origin = ValueOrigin::kDefinition;
-    frames_.back().step.steps = known;
+    frames_.back().step.steps = known.steps;
+    frames_.back().running.value = known.running.value;
   }
 
  private:
   struct Definition {
     std::u16string name;
     // How many frames there are outside.
-    std::size_t frames;
+    std::size_t frames = 0;
     std::vector<ExplainedStep> steps;
+    Running running;
   };
 
   // Whether frames that begin now are those of a definition, without one between.
@@ -214,6 +236,35 @@ class Recorder final : public EvaluationObserver {
     return frames_.empty() ? record_.steps : frames_.back().step.steps;
   }
 
+  Running& RunningAround() {
+    if (IsAtTopOfDefinition()) return definitions_.back().running;
+    return frames_.empty() ? running_ : frames_.back().running;
+  }
+
+  // Tells the term around a term, or what is around it, what its value is.
+  void TakeSketch(Frame& frame) {
+    if (frame.term->kind == TermKind::kNumber) {
+      frame.running.value = SketchOfNumeral(frame.item.Number());
+    } else if (frame.term->kind == TermKind::kZero) {
+      frame.running.value = SketchOfNumeral(0);
+    } else if (frame.IsCall() && UpperCase(frame.item.TokenText()) == u"COUNT") {
+      frame.running.value = SketchOfCount();
+    }
+    frame.step.dimension = frame.running.value.dimension;
+    if (!frames_.empty() && frames_.back().IsCall() && !IsAtTopOfDefinition()) {
+      TakeArgument(frames_.back(), frame);
+    } else {
+      RunningAround().Take(frame.running.value);
+    }
+  }
+
+  // The language's own functions give what they evaluated last: in rows that is the first argument.
+  static void TakeArgument(Frame& call, const Frame& argument) {
+    const bool is_in_row = argument.anchor != call.anchor;
+    const bool gives = !is_in_row || IsFirstArgument(call.item, argument.item);
+    if (gives && call.item.Function()->IsPure()) call.running.value = argument.running.value;
+  }
+
   // Where the steps of an argument go that was just evaluated: those of other anchors than the
   // call's own belong to rows.
   static std::vector<ExplainedStep>& StepsOfArgument(Frame& call, const Frame& argument,
@@ -226,11 +277,7 @@ class Recorder final : public EvaluationObserver {
     }
     // What follows a condition is evaluated only in rows for which it holds.
     const bool holds = raised == nullptr && value.IsBoolean() && value.BooleanValue();
-    const bool is_expression = IsFirstArgument(call.item, argument.item);
-    call.row.is_taken = is_expression || holds;
-    if (is_expression && argument.term->kind == TermKind::kReference && !call.step.alike) {
-      call.step.alike = argument.step.cell;
-    }
+    call.row.is_taken = IsFirstArgument(call.item, argument.item) || holds;
     return call.row.steps;
   }
 
@@ -252,7 +299,7 @@ class Recorder final : public EvaluationObserver {
     step.value.emplace();
     step.value->value = value;
     if (raised != nullptr) step.value->raised = *raised;
-    if (!step.alike) step.alike = AlikeToOperand(step);
+    if (!step.alike) step.alike = AlikeOperand(step);
     if (step.origin == ValueOrigin::kDefinition) return;
     step.origin = frame.term->kind == TermKind::kReference ? OriginOfReference(*step.value)
                                                            : OriginOf(*frame.term);
@@ -282,7 +329,8 @@ class Recorder final : public EvaluationObserver {
   EvaluationRecord& record_;
   std::vector<Frame> frames_;
   std::vector<Definition> definitions_;
-  std::map<std::u16string, std::vector<ExplainedStep>> steps_of_definitions_;
+  std::map<std::u16string, Definition> known_definitions_;
+  Running running_;
 };
 
 }  // namespace

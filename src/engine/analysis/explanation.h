@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "analysis/dimension.h"
 #include "analysis/watched_form.h"
 
 #include "formula/source_map.h"
@@ -62,7 +63,9 @@ struct ExplainedStep {
   std::optional<ExplainedValue> value;
   // Empty for what is no cell.
   Ref<TableCell> cell;
-  // A cell of which it is certain that the value is of the same quantity; may be empty.
+  // Of a number; empty when it is not known.
+  std::optional<Dimension> dimension;
+  // A cell of this dimension, itself or one that it is made of; may be empty.
   Ref<TableCell> alike;
   // Of a computed cell or a definition; else "".
   std::u16string formula;

@@ -66,6 +66,7 @@ class DefinitionStudy {
  public:
   DefinitionStudy(const ObservedForm& form, const WatchedTable& table, FormulaListener& listener)
       : form_(form), table_(table), listener_(listener) {
+    if (!AreDefinitionsPure(listener)) return;
     for (const auto& entry : listener.Configuration().definitions.Entries())
       Look(entry);
   }
@@ -215,7 +216,7 @@ class ColumnFailures {
       problem.row = reason.first_row;
       problem.rows = reason.rows;
       problem.message = reason.description;
-      problem.place = PlaceAt(reason.first_row, [](const TableCell&) { return false; });
+      problem.place = FindPlace(column_, reason.first_row, effort_);
       problems.push_back(std::move(problem));
     }
   }
@@ -291,7 +292,7 @@ class ColumnFailures {
   }
 
   void LookAtUnclear(const std::vector<std::size_t>& rows) {
-    if (rows.empty() || effort_.IsSpent()) return;
+    if (rows.empty() || !column_.can_be_watched || effort_.IsSpent()) return;
     HandingObserver observer(effort_, form_);
     WatchRows(column_, observer, [&](const EvaluateRow& evaluate) {
       for (const std::size_t row : rows) {
@@ -335,16 +336,12 @@ class ColumnFailures {
     problem.rows = missing_.rows;
     problem.message =
         DescriptionAt(missing_.first_row) + u" (in " + form_.NameOf(missing_.cell) + u")";
-    problem.place = PlaceAt(missing_.first_row, [this](const TableCell& cell) {
+    const auto is_cell = [this](const TableCell& cell) {
       return form_.PlaceOf(cell) == missing_.cell;
-    });
+    };
+    problem.place = FindPlace(column_, missing_.first_row, effort_, {is_cell, {}});
     problem.help = u"type a number in, empty the cell, or say with ONERROR what is to be shown";
     return problem;
-  }
-
-  std::optional<TextRange> PlaceAt(std::size_t row,
-                                   const std::function<bool(const TableCell&)>& is_cause) {
-    return FindPlace(column_, row, effort_, is_cause);
   }
 
   const ObservedForm& form_;

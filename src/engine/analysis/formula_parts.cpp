@@ -68,6 +68,12 @@ std::vector<std::u16string> ReferencesOf(const TokenTree& tree) {
   return references;
 }
 
+bool IsPure(const TokenTree& tree) {
+  const std::vector<FormulaCall> calls = CallsOf(tree);
+  return std::all_of(calls.begin(), calls.end(),
+                     [](const FormulaCall& call) { return call.function.Function()->IsPure(); });
+}
+
 bool AlwaysReadsAll(const TokenTree& tree) {
   const std::vector<FormulaCall> calls = CallsOf(tree);
   return std::all_of(calls.begin(), calls.end(), [](const FormulaCall& call) {

@@ -29,6 +29,10 @@ std::vector<FormulaCall> CallsOf(const TokenTree& tree);
 // The texts of all references of the formula, each once.
 std::vector<std::u16string> ReferencesOf(const TokenTree& tree);
 
+// Whether evaluating the formula, definitions aside, can do nothing but give a value: so it is with
+// the language's own functions. What a host's would do once more is not known.
+bool IsPure(const TokenTree& tree);
+
 // Whether an evaluation that ends without an error has read all that the formula can read.
 bool AlwaysReadsAll(const TokenTree& tree);
 

@@ -38,28 +38,6 @@ bool IsComparison(FormulaWord word) {
   return PrecedenceLevel(word) == PrecedenceLevel(FormulaWord::kEquals);
 }
 
-bool IsSum(FormulaWord word) {
-  return word == FormulaWord::kAdd || word == FormulaWord::kSubtract;
-}
-
-// The dimension of what a product or quotient comes to.
-std::optional<Dimension> DimensionOfResult(const Sketch& left, FormulaWord word,
-                                           const Sketch& right) {
-  if (!left.dimension || !right.dimension) return std::nullopt;
-  if (word == FormulaWord::kMultiply) return Product(*left.dimension, *right.dimension);
-  if (word == FormulaWord::kDivide) return Quotient(*left.dimension, *right.dimension);
-  return std::nullopt;
-}
-
-// Of a sum: 0 is of every dimension, and so may be a constant that is no plain number.
-std::optional<Dimension> DimensionOfSum(const Sketch& left, const Sketch& right) {
-  if (left.is_zero) return right.dimension;
-  if (right.is_zero) return left.dimension;
-  if (left.is_constant && !left.dimension) return right.dimension;
-  if (right.is_constant && !right.dimension) return left.dimension;
-  return left.dimension == right.dimension ? left.dimension : std::nullopt;
-}
-
 // A written number beside a quantity is a limit in base units.
 bool MayDiffer(const Sketch& left, FormulaWord word, const Sketch& right) {
   if (left.is_zero || right.is_zero) return true;
@@ -269,8 +247,7 @@ void FormulaWalk::Operate(Sketch& left, const TextRange& left_place, const Step&
                           const LayerItem& item, const Sketch& right) {
   const FormulaWord word = step.word;
   const bool is_comparison = IsComparison(word);
-  const bool is_arithmetic =
-      !is_comparison && PrecedenceLevel(word) >= 5 && word != FormulaWord::kConcatenate;
+  const bool is_arithmetic = IsArithmetic(word);
   const TextRange right_place = PlaceOf(step.operand, item.Other(step.operand.item));
   const std::u16string symbol(map_.Text(map_.Of(item)));
   const bool fails = left.kind == kCellValueTypeError || right.kind == kCellValueTypeError;
@@ -297,11 +274,7 @@ void FormulaWalk::Operate(Sketch& left, const TextRange& left_place, const Step&
   if (fails) {
     result = SketchOfKind(kCellValueTypeError);
   } else if (is_arithmetic) {
-    result = SketchOfKind(kCellValueTypeNumber);
-    result.dimension =
-        IsSum(word) ? DimensionOfSum(left, right) : DimensionOfResult(left, word, right);
-    result.is_constant = left.is_constant && right.is_constant;
-    result.is_zero = word == FormulaWord::kMultiply && (left.is_zero || right.is_zero);
+    result = SketchOfArithmetic(left, word, right);
   } else {
     result = SketchOfKind(word == FormulaWord::kConcatenate ? kCellValueTypeString
                                                             : kCellValueTypeBoolean);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -42,11 +43,13 @@ struct Site {
   // condition, Boolean.
   bool is_met = false;
   bool is_good = false;
-  // What else it came to last: an error, or a value of another kind.
-  std::u16string other;
+  // What else it came to last: an error, or a value of another kind. Not an error that a cell shows
+  // which is read: that is told of where it arises.
+  std::optional<std::u16string> other;
   // Rows for which it failed for want of a number, and the first of these cells.
   std::size_t missing_rows = 0;
   std::size_t first_row = 0;
+  std::size_t last_row = 0;
   std::u16string description;
   CellPlace cell;
   // An error of a row that the aggregate drops.
@@ -102,67 +105,88 @@ class SiteObserver final : public FormulaObserver {
   void StartAt(std::size_t row) { row_ = row; }
 
  private:
-  // What was read of missing numbers within a site that is under evaluation.
+  // A site that is under evaluation, and what was read within it: missing numbers, and computed
+  // cells that show an error.
   struct Open {
     Site* site;
     std::size_t depth;
     std::vector<CellPlace> missing;
+    std::vector<CellPlace> failed;
   };
 
   void Began(const Frame& frame) override {
     const auto found = sites_.find(frame.item.Index());
-    if (found != sites_.end()) open_.push_back({found->second, Frames().size(), {}});
+    if (found != sites_.end()) open_.push_back({found->second, Frames().size(), {}, {}});
   }
 
   void Ended(const Frame&, const CellValue& value, const RaisedError* raised) override {
     if (open_.empty() || open_.back().depth != Frames().size() + 1) return;
     const Open open = std::move(open_.back());
     open_.pop_back();
-    Note(*open.site, value, raised, open.missing);
+    Note(open, value, raised);
+    if (open_.empty()) return;
     // An outer site has read it too.
-    if (!open_.empty()) {
-      open_.back().missing.insert(open_.back().missing.end(), open.missing.begin(),
-                                  open.missing.end());
-    }
+    Append(open.missing, open_.back().missing);
+    Append(open.failed, open_.back().failed);
+  }
+
+  static void Append(const std::vector<CellPlace>& from, std::vector<CellPlace>& to) {
+    to.insert(to.end(), from.begin(), from.end());
   }
 
   void Read(const TableCell& cell) override {
-    if (open_.empty() || !std::isnan(cell.MinNumber())) return;
+    if (open_.empty()) return;
     const auto place = form_.PlaceOf(cell);
-    if (place && !form_.At(place->column).Computes(place->row)) {
+    if (!place) return;
+    const ObservedColumn& column = form_.At(place->column);
+    if (column.Computes(place->row)) {
+      if (column.cells.Text(place->row).starts_with(kErrorPrefix)) {
+        open_.back().failed.push_back(*place);
+      }
+    } else if (column.property->IsNumeric() && std::isnan(cell.MinNumber())) {
       open_.back().missing.push_back(*place);
     }
   }
 
-  void Note(Site& site, const CellValue& value, const RaisedError* raised,
-            const std::vector<CellPlace>& missing) {
-    site.is_met = true;
-    std::optional<std::u16string> error;
-    if (raised != nullptr) error = raised->Description();
-    if (raised == nullptr && value.CellValueType() == kCellValueTypeError) {
-      error = value.ErrorDescription();
-    }
-    if (site.part == Part::kEach && raised != nullptr && !site.dropped) site.dropped = error;
-    const bool is_good = !error && (!site.IsCondition() || IsTruth(value));
-    site.is_good |= is_good;
-    if (is_good) return;
-    site.other = error ? *error : KindText(value);
-    if (site.IsCondition() && error) NoteMissing(site, *error, missing);
-  }
-
-  void NoteMissing(Site& site, const std::u16string& error, const std::vector<CellPlace>& missing) {
-    const auto cause = std::find_if(missing.begin(), missing.end(), [&](const CellPlace& place) {
+  // The first of the cells that lead to this error.
+  std::optional<CellPlace> CauseAmong(const std::vector<CellPlace>& cells,
+                                      std::u16string_view error) const {
+    const auto found = std::find_if(cells.begin(), cells.end(), [&](const CellPlace& place) {
       return MissingDescription(form_.At(place.column).cells.Text(place.row)) == error;
     });
-    if (cause == missing.end()) return;
+    return found != cells.end() ? std::optional(*found) : std::nullopt;
+  }
+
+  void Note(const Open& open, const CellValue& value, const RaisedError* raised) {
+    Site& site = *open.site;
+    site.is_met = true;
+    std::optional<std::u16string> error;
+    if (raised != nullptr) {
+      error = raised->Description();
+    } else if (value.CellValueType() == kCellValueTypeError) {
+      error = value.ErrorDescription();
+    }
+    if (!error && (!site.IsCondition() || IsTruth(value))) {
+      site.is_good = true;
+    } else if (!error) {
+      site.other = KindText(value);
+    } else if (!CauseAmong(open.failed, *error)) {
+      site.other = error;
+      if (raised != nullptr && site.part == Part::kEach && !site.dropped) site.dropped = error;
+      const auto missing = CauseAmong(open.missing, *error);
+      if (site.IsCondition() && missing) NoteMissing(site, *error, *missing);
+    }
+  }
+
+  void NoteMissing(Site& site, const std::u16string& error, const CellPlace& cause) {
     if (site.missing_rows == 0) {
       site.first_row = row_;
       site.description = error;
-      site.cell = *cause;
-    } else if (last_missing_row_ == row_ && site.part == Part::kChoice) {
+      site.cell = cause;
+    } else if (site.last_row == row_) {
       return;
     }
-    last_missing_row_ = row_;
+    site.last_row = row_;
     ++site.missing_rows;
   }
 
@@ -171,7 +195,6 @@ class SiteObserver final : public FormulaObserver {
   std::map<std::uint32_t, Site*> sites_;
   std::vector<Open> open_;
   std::size_t row_ = 0;
-  std::size_t last_missing_row_ = 0;
 };
 
 // The hidden failures of one formula.
@@ -192,16 +215,17 @@ class FormulaStudy {
       if (has_known_error || !site.is_met) continue;
       if (site.dropped && !shows_error_) problems.push_back(DroppedProblem(site, map));
       if (!is_complete || site.is_good || site.part == Part::kEach) continue;
-      // Missing numbers say why.
-      if (site.missing_rows == 0) problems.push_back(NeverProblem(site, map));
+      // Where numbers are missing, that says why.
+      if (site.missing_rows == 0 && site.other) problems.push_back(NeverProblem(site, map));
     }
   }
 
  private:
   void LookAtRows(SiteObserver& observer, const EvaluateRow& evaluate) {
+    const std::vector<std::size_t> incomplete = IncompleteColumns();
     for (std::size_t row = 0; row < column_.cells.Count(); ++row) {
-      if (!column_.Computes(row)) continue;
-      if (AreSettled() && !MayMissIn(row)) continue;
+      if (AreSettled() && incomplete.empty()) return;
+      if (!column_.Computes(row) || (AreSettled() && !IsMissing(incomplete, row))) continue;
       observer.StartAt(row);
       shows_error_ |= evaluate(row).Error().has_value();
     }
@@ -214,14 +238,20 @@ class FormulaStudy {
     });
   }
 
-  // Whether a number that the formula reads in this row is missing.
-  bool MayMissIn(std::size_t row) const {
-    const auto is_condition = [](const Site& site) { return site.part == Part::kChoice; };
-    if (std::none_of(sites_.begin(), sites_.end(), is_condition)) return false;
-    return std::any_of(column_.own.begin(), column_.own.end(), [&](std::size_t read) {
-      const ObservedColumn& column = form_.At(read);
-      return column.property->IsNumeric() && std::isnan(column.cells.Min(row)) &&
-             !column.Computes(row);
+  // Columns in which a number is missing that the formula reads in its own row, if it chooses by
+  // conditions.
+  std::vector<std::size_t> IncompleteColumns() const {
+    std::vector<std::size_t> columns;
+    const bool has_choice = std::any_of(
+        sites_.begin(), sites_.end(), [](const Site& site) { return site.part == Part::kChoice; });
+    if (!has_choice) return columns;
+    std::copy_if(column_.own.begin(), column_.own.end(), std::back_inserter(columns),
+                 [this](std::size_t read) { return !form_.MissingNumbers(read).empty(); });
+    return columns;
+  }
+  bool IsMissing(const std::vector<std::size_t>& columns, std::size_t row) const {
+    return std::any_of(columns.begin(), columns.end(), [&](std::size_t column) {
+      return std::isnan(form_.At(column).cells.Min(row)) && !form_.At(column).Computes(row);
     });
   }
 
@@ -249,10 +279,10 @@ class FormulaStudy {
   Problem NeverProblem(const Site& site, const SourceMap& map) const {
     Problem problem = ProblemAt(ProblemCode::kSwallowed, site, map);
     if (site.part == Part::kFirstChoice) {
-      problem.message = u"the first argument of ONERROR fails in every row: " + site.other;
+      problem.message = u"the first argument of ONERROR fails in every row: " + *site.other;
     } else {
       problem.message = u"the condition of " + std::u16string(site.function) +
-                        u" is never true or false: " + site.other;
+                        u" is never true or false: " + *site.other;
       problem.help = u"compare something, as in [Mass] > 0";
     }
     return problem;
@@ -284,7 +314,7 @@ std::vector<Problem> FindHiddenFailures(const ObservedForm& form, std::span<cons
   std::vector<Problem> problems;
   for (std::size_t number = 0; number < form.Columns().size(); ++number) {
     const ObservedColumn& column = form.At(number);
-    if (!column.IsComputed() || column.tree == nullptr) continue;
+    if (!column.can_be_watched) continue;
     const bool has_known_error =
         std::any_of(known.begin(), known.end(),
                     [&](const Problem& problem) { return IsErrorOf(problem, *column.column); });

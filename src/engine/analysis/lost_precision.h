@@ -11,7 +11,8 @@ namespace ktformula {
 // and for at most some ten thousand terms; of more rows only those are counted.
 std::vector<Problem> FindLostRanges(const ObservedForm& form);
 
-// kDigits, at most one.
+// kDigits, at most one: not for a number that has as many decimals as others of its column, and one
+// digit less in front of them.
 std::vector<Problem> FindLostDigits(const ObservedForm& form);
 
 }  // namespace ktformula

@@ -1,7 +1,10 @@
 #include "analysis/observed_form.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
+
+#include "analysis/formula_parts.h"
 
 #include "listener/entered_values.h"
 #include "values/cell_value.h"
@@ -25,6 +28,24 @@ std::shared_ptr<const TokenTree> TreeOf(const FormulaListener& listener, std::in
 }
 
 }  // namespace
+
+std::shared_ptr<const TokenTree> DefinitionTree(const FormulaListener& listener,
+                                                const PropertyFormula& definition) {
+  if (definition.TokenTree != nullptr) return definition.TokenTree;
+  try {
+    return listener.MakeTokenTree(definition.Formula);
+  } catch (const RaisedError&) {
+    return nullptr;
+  }
+}
+
+bool AreDefinitionsPure(const FormulaListener& listener) {
+  const auto entries = listener.Configuration().definitions.Entries();
+  return std::all_of(entries.begin(), entries.end(), [&listener](const auto& entry) {
+    const auto tree = DefinitionTree(listener, *entry.formula);
+    return tree == nullptr || IsPure(*tree);
+  });
+}
 
 std::u16string MissingDescription(std::u16string_view text) {
   CellValue value;
@@ -74,7 +95,9 @@ ObservedForm::ObservedForm(const WatchedForm& form) : form_(form) {
       AddColumn(table, table.table->Column(c));
   }
   for (ObservedColumn& column : columns_) {
-    if (column.IsComputed()) AddReads(column);
+    if (!column.IsComputed()) continue;
+    AddReads(column);
+    NoteWatchable(column);
   }
   shown_.resize(columns_.size());
 }
@@ -105,6 +128,11 @@ void ObservedForm::AddReads(ObservedColumn& column) const {
   for (const ColumnRead& read : reads.others) {
     if (const auto number = NumberOf(*read.column)) column.others.push_back({*number, read.row});
   }
+}
+
+void ObservedForm::NoteWatchable(ObservedColumn& column) const {
+  column.can_be_watched = column.tree != nullptr && IsPure(*column.tree) &&
+                          (!column.has_definitions || AreDefinitionsPure(*column.listener));
 }
 
 std::optional<std::size_t> ObservedForm::NumberOf(const TableProperty& column) const {

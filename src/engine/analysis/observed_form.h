@@ -88,6 +88,9 @@ struct ObservedColumn {
   std::vector<ColumnUse> others;
   bool reads_are_known = false;
   bool has_definitions = false;
+  // Whether the formula can be evaluated once more: it has a tree, and nothing in it, or in
+  // definitions, calls a function of the host.
+  bool can_be_watched = false;
 };
 
 class ObservedForm {
@@ -119,6 +122,7 @@ class ObservedForm {
  private:
   void AddColumn(const WatchedTable& table, Ref<TableProperty> column);
   void AddReads(ObservedColumn& column) const;
+  void NoteWatchable(ObservedColumn& column) const;
   std::optional<std::size_t> RowOf(const TableCell& cell) const;
 
   struct Shown {
@@ -138,6 +142,13 @@ class ObservedForm {
   mutable std::unordered_map<const void*, std::size_t> rows_;
   mutable std::unordered_map<const void*, bool> known_tables_;
 };
+
+// The tree with which a definition is evaluated; nullptr when its formula can not be parsed.
+std::shared_ptr<const TokenTree> DefinitionTree(const FormulaListener& listener,
+                                                const PropertyFormula& definition);
+
+// Whether no definition of the listener calls a function of the host.
+bool AreDefinitionsPure(const FormulaListener& listener);
 
 // The description that a missing number with this text leads to.
 std::u16string MissingDescription(std::u16string_view text);

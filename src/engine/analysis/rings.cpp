@@ -201,11 +201,21 @@ class RingReport {
     if (nodes_.IsCell(members.front())) AddTo(GroupOf(parts, members.front()), members);
   }
 
-  void Finish(Rings& result) const {
+  void Finish(Effort& effort, Rings& result) const {
     for (const RingGroup& group : groups_) {
+      const auto is_cell = [&](const TableCell& cell) {
+        const auto place = form_.PlaceOf(cell);
+        return place && result.Contains(*place);
+      };
+      const auto is_column = [&](const TableProperty& column) {
+        const auto number = form_.NumberOf(column);
+        return number && !result.cells[*number].empty();
+      };
       Problem problem = form_.ProblemOf(ProblemCode::kCircular, group.first.column);
       problem.row = group.first.row;
       problem.rows = group.rows;
+      problem.place =
+          FindPlace(form_.At(group.first.column), group.first.row, effort, {is_cell, is_column});
       problem.message = group.message.Text();
       problem.help = u"type one of them in, or change one of the formulas";
       result.problems.push_back(std::move(problem));
@@ -271,7 +281,7 @@ class CellRings {
     RingReport report(form_, nodes_);
     for (const auto& ring : rings)
       report.Add(ring, result);
-    report.Finish(result);
+    report.Finish(effort_, result);
   }
 
  private:
@@ -345,7 +355,7 @@ class CellRings {
     }
     if (watched.empty() || effort_.IsSpent()) return;
     const ObservedColumn& column = form_.At(watched.front().column);
-    if (column.tree == nullptr) return;
+    if (!column.can_be_watched) return;
     ReadsObserver observer(effort_, form_, *column.listener, nodes_, edges);
     WatchRows(column, observer, [&](const EvaluateRow& evaluate) {
       for (const CellPlace& place : watched) {
@@ -370,6 +380,7 @@ class DefinitionRings {
       : table_(table), listener_(listener) {}
 
   void Find(Effort& effort, std::vector<Problem>& problems) {
+    if (!AreDefinitionsPure(listener_)) return;
     const auto entries = listener_.Configuration().definitions.Entries();
     std::map<std::u16string_view, GraphNode> numbers;
     for (const auto& entry : entries)

@@ -14,6 +14,24 @@ bool IsPlainNumeral(double number) {
   return std::abs(number / std::pow(10, exponent) - 1) < 1e-15;
 }
 
+// The dimension of what a product or quotient comes to.
+std::optional<Dimension> DimensionOfResult(const Sketch& left, FormulaWord word,
+                                           const Sketch& right) {
+  if (!left.dimension || !right.dimension) return std::nullopt;
+  if (word == FormulaWord::kMultiply) return Product(*left.dimension, *right.dimension);
+  if (word == FormulaWord::kDivide) return Quotient(*left.dimension, *right.dimension);
+  return std::nullopt;
+}
+
+// Of a sum: 0 is of every dimension, and so may be a constant that is no plain number.
+std::optional<Dimension> DimensionOfSum(const Sketch& left, const Sketch& right) {
+  if (left.is_zero) return right.dimension;
+  if (right.is_zero) return left.dimension;
+  if (left.is_constant && !left.dimension) return right.dimension;
+  if (right.is_constant && !right.dimension) return left.dimension;
+  return left.dimension == right.dimension ? left.dimension : std::nullopt;
+}
+
 }  // namespace
 
 Sketch SketchOfKind(CellValueTypeEnum kind) {
@@ -44,6 +62,24 @@ Sketch SketchOfCell(ELNProperty* property) {
   Sketch sketch = SketchOfKind(value.CellValueType());
   if (sketch.kind == kCellValueTypeNumber) sketch.dimension = DimensionOf(*property);
   return sketch;
+}
+
+bool IsSum(FormulaWord word) noexcept {
+  return word == FormulaWord::kAdd || word == FormulaWord::kSubtract;
+}
+
+bool IsArithmetic(FormulaWord word) noexcept {
+  return PrecedenceLevel(word) >= PrecedenceLevel(FormulaWord::kAdd) &&
+         word != FormulaWord::kConcatenate;
+}
+
+Sketch SketchOfArithmetic(const Sketch& left, FormulaWord word, const Sketch& right) {
+  Sketch result = SketchOfKind(kCellValueTypeNumber);
+  result.dimension =
+      IsSum(word) ? DimensionOfSum(left, right) : DimensionOfResult(left, word, right);
+  result.is_constant = left.is_constant && right.is_constant;
+  result.is_zero = word == FormulaWord::kMultiply && (left.is_zero || right.is_zero);
+  return result;
 }
 
 std::optional<Dimension> DimensionOf(const ELNProperty& property) {

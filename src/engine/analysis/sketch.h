@@ -6,6 +6,7 @@
 
 #include "analysis/dimension.h"
 
+#include "formula/token.h"
 #include "host/notebook_objects.h"
 #include "values/cell_value.h"
 
@@ -31,6 +32,11 @@ Sketch SketchOfCount();
 Sketch SketchOfNumeral(double number);
 // The value of a cell of this property, which may be empty.
 Sketch SketchOfCell(ELNProperty* property);
+
+bool IsSum(FormulaWord word) noexcept;
+bool IsArithmetic(FormulaWord word) noexcept;
+// What an arithmetic operator makes of two values that do not fail.
+Sketch SketchOfArithmetic(const Sketch& left, FormulaWord word, const Sketch& right);
 
 // Of the property's unit; empty when it has none, or one of a quantity that is not known.
 std::optional<Dimension> DimensionOf(const ELNProperty& property);

@@ -11,9 +11,8 @@ constexpr std::size_t kCellsOfATerm = 8;
 
 class PlaceFinder final : public FormulaObserver {
  public:
-  PlaceFinder(Effort& effort, const SourceMap& map,
-              const std::function<bool(const TableCell&)>& is_cause)
-      : FormulaObserver(effort), map_(map), is_cause_(is_cause) {}
+  PlaceFinder(Effort& effort, const SourceMap& map, const Cause& cause)
+      : FormulaObserver(effort), map_(map), cause_(cause) {}
 
   std::optional<TextRange> Place(const Outcome& outcome) const {
     if (read_) return read_;
@@ -37,12 +36,17 @@ class PlaceFinder final : public FormulaObserver {
   }
 
   void Read(const TableCell& cell) override {
-    if (read_ || Frames().empty() || !is_cause_(cell)) return;
-    read_ = map_.Of(Frames().back().term, Frames().back().item);
+    if (cause_.is_cell && cause_.is_cell(cell)) NoteRead();
+  }
+  void ReadAll(const TableProperty& column) override {
+    if (cause_.is_column && cause_.is_column(column)) NoteRead();
+  }
+  void NoteRead() {
+    if (!read_ && !Frames().empty()) read_ = map_.Of(Frames().back().term, Frames().back().item);
   }
 
   const SourceMap& map_;
-  const std::function<bool(const TableCell&)>& is_cause_;
+  const Cause& cause_;
   std::optional<TextRange> read_;
   std::optional<TextRange> failed_;
   std::optional<TextRange> symbol_;
@@ -124,21 +128,11 @@ bool WatchDefinitions(FormulaListener& listener, FormulaObserver& observer,
   return WatchPass(listener, observer, [&](const FormulaListener::EvaluateTree&) { work(); });
 }
 
-std::shared_ptr<const TokenTree> DefinitionTree(const FormulaListener& listener,
-                                                const PropertyFormula& definition) {
-  if (definition.TokenTree != nullptr) return definition.TokenTree;
-  try {
-    return listener.MakeTokenTree(definition.Formula);
-  } catch (const RaisedError&) {
-    return nullptr;
-  }
-}
-
 std::optional<TextRange> FindPlace(const ObservedColumn& column, std::size_t row, Effort& effort,
-                                   const std::function<bool(const TableCell&)>& is_cause) {
-  if (column.tree == nullptr) return std::nullopt;
+                                   const Cause& cause) {
+  if (!column.can_be_watched) return std::nullopt;
   const SourceMap map(column.tree);
-  PlaceFinder finder(effort, map, is_cause);
+  PlaceFinder finder(effort, map, cause);
   std::optional<TextRange> place;
   WatchRows(column, finder,
             [&](const EvaluateRow& evaluate) { place = finder.Place(evaluate(row)); });

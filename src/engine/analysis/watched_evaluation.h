@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -96,8 +95,8 @@ struct Outcome {
 // Evaluates the formula of a column in one of its cells.
 using EvaluateRow = std::function<Outcome(std::size_t row)>;
 
-// Lets `work` evaluate the column's formula, which has a tree, in any number of rows, all within
-// one pass and watched. False when that ended because the effort was spent.
+// Lets `work` evaluate the column's formula, which can be watched, in any number of rows, all
+// within one pass and watched. False when that ended because the effort was spent.
 bool WatchRows(const ObservedColumn& column, FormulaObserver& observer,
                const std::function<void(const EvaluateRow&)>& work);
 
@@ -105,14 +104,17 @@ bool WatchRows(const ObservedColumn& column, FormulaObserver& observer,
 bool WatchDefinitions(FormulaListener& listener, FormulaObserver& observer,
                       const std::function<void()>& work);
 
-// The tree with which a definition is evaluated; nullptr when its formula can not be parsed.
-std::shared_ptr<const TokenTree> DefinitionTree(const FormulaListener& listener,
-                                                const PropertyFormula& definition);
+// What is looked for as the cause of an error or a ring; either may be empty.
+struct Cause {
+  std::function<bool(const TableCell&)> is_cell;
+  // Of a column that is read as a whole.
+  std::function<bool(const TableProperty&)> is_column;
+};
 
-// Evaluates the formula in one cell of the column, and finds the place in it where the error comes
-// from: where a cell for which `is_cause` is read, or else the part that fails. Empty when neither
-// is in the formula's own text.
+// Evaluates the formula in one cell of the column, and finds the place in it from which that comes:
+// where the cause is read, or else the part that fails. Empty when neither is in the formula's own
+// text.
 std::optional<TextRange> FindPlace(const ObservedColumn& column, std::size_t row, Effort& effort,
-                                   const std::function<bool(const TableCell&)>& is_cause);
+                                   const Cause& cause = {});
 
 }  // namespace ktformula

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include "values/decimal.h"
 #include "values/raised_error.h"
@@ -23,6 +24,9 @@ constexpr std::uint32_t Packed(const Locale& locale) noexcept {
   return std::uint32_t{locale.decimal_separator} << 16U | locale.thousands_separator;
 }
 std::atomic<std::uint32_t> user_locale = Packed(Locale{});
+
+// Of the innermost LocaleScope; nothing packs to 0, which stands for none.
+thread_local std::uint32_t scope_locale = 0;
 
 constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
@@ -165,11 +169,18 @@ char16_t* WriteExponent(int exponent, char16_t* target) {
 }  // namespace
 
 Locale UserLocale() noexcept {
-  const std::uint32_t packed = user_locale.load(std::memory_order_relaxed);
+  const std::uint32_t own = scope_locale;
+  const std::uint32_t packed = own != 0 ? own : user_locale.load(std::memory_order_relaxed);
   return {static_cast<char16_t>(packed >> 16U), static_cast<char16_t>(packed)};
 }
 void SetUserLocale(const Locale& locale) noexcept {
   user_locale.store(Packed(locale), std::memory_order_relaxed);
+}
+
+LocaleScope::LocaleScope(const Locale& locale) noexcept
+    : outer_(std::exchange(scope_locale, Packed(locale))) {}
+LocaleScope::~LocaleScope() {
+  scope_locale = outer_;
 }
 
 Numeral ReadNumeral(std::u16string_view text, const Locale& locale) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,9 +17,23 @@ struct Locale {
   bool operator==(const Locale&) const = default;
 };
 
-// The locale of the user who runs the process, one for all its threads; usually set at start.
+// The locale of all numbers that this thread reads and writes: the innermost LocaleScope's, and
+// outside of them one for the whole process, usually set at start.
 Locale UserLocale() noexcept;
 void SetUserLocale(const Locale& locale) noexcept;
+
+// Gives this thread a locale of its own as long as it lives: the one of a document that is worked
+// on, whatever the process's is. They end in the opposite order.
+class LocaleScope {
+ public:
+  explicit LocaleScope(const Locale& locale) noexcept;
+  LocaleScope(const LocaleScope&) = delete;
+  LocaleScope& operator=(const LocaleScope&) = delete;
+  ~LocaleScope();
+
+ private:
+  std::uint32_t outer_;
+};
 
 // What stands at the start of a text, in characters and as a number; not-a-number where it is none
 // ("", "-", ".") or its magnitude is beyond the range of a double.

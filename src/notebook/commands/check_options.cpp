@@ -17,8 +17,10 @@ namespace ktnotebook {
 
 namespace {
 
-Notebook ReadChecked(const CheckOptions& options) {
-  if (!options.database) return ReadInput(options.target, options.csv, false);
+Notebook ReadChecked(const CheckOptions& options, const Console& console) {
+  if (!options.database) {
+    return ReadInput(options.target, options.csv, false, console.style.locale);
+  }
   const NotebookStore store(OpenDatabase(*options.database, false), false);
   const Transaction reading(store.Connection(), TransactionKind::kReading);
   return store.Load(ArgumentText(options.target));
@@ -38,7 +40,7 @@ FormProblems RecalculateAndCheck(NotebookForm& form, const Notebook& notebook,
 }  // namespace
 
 int Check(const CheckOptions& options, Console& console) {
-  const Notebook notebook = ReadChecked(options);
+  const Notebook notebook = ReadChecked(options, console);
   std::vector<FormProblems> forms;
   for (const Ref<NotebookForm>& form : notebook.forms)
     forms.push_back(RecalculateAndCheck(*form, notebook, console));

@@ -4,9 +4,8 @@
 #include <utility>
 
 #include "notebook/commands/help_pages.h"
-#include "notebook/commands/locale_names.h"
 #include "notebook/commands/option_texts.h"
-#include "values/platform.h"
+#include "notebook/tables/locale_names.h"
 
 namespace ktnotebook {
 
@@ -35,7 +34,8 @@ void CommandSet::AddCommonOptions(CLI::App& app) {
   app.set_help_flag("-h,--help", "explain this and do nothing else")->group(group);
   app.set_version_flag("--version", kVersion, "print the version and do nothing else")
       ->group(group);
-  app.add_option("--locale", locale_, "number separators: \"C\" or a name such as de_DE")
+  app.add_option("--locale", locale_,
+                 "separators of numbers that are typed and shown: \"C\" or a name such as de_DE")
       ->type_name("LOCALE")
       ->capture_default_str()
       ->group(group)
@@ -64,7 +64,7 @@ void CommandSet::AddTableStyle(CLI::App* command) {
 }
 
 int CommandSet::RunChosen() const {
-  ktformula::SetUserLocale(*FindLocale(locale_));
+  console_.style.locale = *FindLocale(locale_);
   return chosen_(console_);
 }
 

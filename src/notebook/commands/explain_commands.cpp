@@ -19,7 +19,7 @@ namespace {
 
 // The forms that the address may mean.
 Notebook LoadForms(const ExplainOptions& options, std::u16string_view address) {
-  if (!options.input.file.empty()) return ReadInput(options.input);
+  if (!options.file.empty()) return ReadInput(options.file, options.csv, false);
   const NotebookStore store(OpenDatabase(options.database, false), false);
   const Transaction reading(store.Connection(), TransactionKind::kReading);
   return store.Load(FindFormNames(store.FormNames(), address));
@@ -38,26 +38,27 @@ bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell) {
 int Explain(const ExplainOptions& options, Console& console) {
   const std::u16string address = ArgumentText(options.cell);
   const Notebook notebook = LoadForms(options, address);
-  for (const std::string& note : notebook.notes)
-    console.Say("note: " + note);
   const Ref<CellObject> cell = FindCell(notebook.forms, address).Object();
   NotebookForm& form = cell->Cell().OwningRow().Parent().Parent();
   ktformula::Explanation explanation;
-  FormProblems problems;
+  std::vector<FormProblems> forms;
   RunInterruptibly([&] {
     const ProgressLine progress(form, console);
     const RecalculationResult result = RecalculateForm(form, RoundLimit(form));
+    const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
     explanation = ExplainCell(WatchForm(form, *notebook.framework), *cell, options.depth);
-    problems = ProblemsOf(form, *notebook.framework, result);
+    forms.push_back(ProblemsOf(form, *notebook.framework, result));
   });
+  AddUnread(forms, notebook);
+  FormProblems& problems = forms.front();
   std::erase_if(problems.problems, [&](const ktformula::Problem& problem) {
     return !Concerns(problem, cell->Cell());
   });
-  if (options.input.json) {
+  if (options.json) {
     console.out << ExplanationJson(explanation, problems) << '\n';
   } else {
     console.out << ExplanationText(explanation, console.style);
-    if (!problems.problems.empty()) console.out << '\n' << ProblemsText({problems}, console.style);
+    if (!problems.problems.empty()) console.out << '\n' << ProblemsText(forms, console.style);
   }
   return kExitDone;
 }

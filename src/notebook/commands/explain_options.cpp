@@ -19,10 +19,9 @@ void AddExplainCommands(CommandSet& commands) {
                       "The same, without what is behind the yield's own inputs."}}},
                    [options](Console& console) { return Explain(*options, console); });
   command->add_option("FORM/TABLE:COLUMN:ROW", options->cell, "the cell")->required();
-  CLI::Option* file = command
-                          ->add_option("--file", options->input.file,
-                                       "the notebook or .csv file that holds the cell")
-                          ->check(&CheckGiven);
+  CLI::Option* file =
+      command->add_option("--file", options->file, "the notebook or .csv file that holds the cell")
+          ->check(&CheckGiven);
   command
       ->add_option("--db", options->database,
                    "the database that keeps the notebook: a file or postgresql://...")
@@ -33,8 +32,8 @@ void AddExplainCommands(CommandSet& commands) {
                    "how far to follow what the cell is computed from: 1 for its own inputs")
       ->capture_default_str()
       ->check(CLI::PositiveNumber);
-  command->add_flag("--json", options->input.json, "print JSON");
-  AddCsvOptions(command, options->input);
+  command->add_flag("--json", options->json, "print JSON");
+  AddCsvOptions(command, options->csv);
 }
 
 }  // namespace ktnotebook

@@ -6,16 +6,18 @@
 #include "analysis/explanation.h"
 
 #include "notebook/commands/console.h"
-#include "notebook/commands/recalculate_options.h"
+#include "notebook/commands/notebook_input.h"
 
 namespace ktnotebook {
 
 struct ExplainOptions {
   std::string cell;
-  // A file, how it is read, and whether JSON is asked for; without a file, a database.
-  RecalculateOptions input;
+  // A file or, without one, a database.
+  std::string file;
+  CsvArguments csv;
   std::string database = "notebook.db";
   int depth = ktformula::kDefaultExplanationDepth;
+  bool json = false;
 };
 
 // Gives the exit status and throws NotebookError for input that is refused.

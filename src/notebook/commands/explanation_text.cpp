@@ -79,12 +79,27 @@ std::u16string NumberIn(const NotebookUnit* unit, double min, double max) {
   return unit != nullptr ? text + u" " + unit->UnitText() : text;
 }
 
+const NotebookUnitCatalogue& UnitsOf(const TableCell& cell) {
+  return CellOf(cell).OwningRow().Parent().Parent().Units();
+}
+
 // The unit in which a cell's number is spoken of.
 const NotebookUnit* UnitOf(const TableCell& cell) {
   const NotebookCell& own = CellOf(cell);
-  const NotebookUnitCatalogue& units = own.OwningRow().Parent().Parent().Units();
-  const NotebookUnit* const shown = units.FindUnit(own.Content().unit);
+  const NotebookUnit* const shown = UnitsOf(cell).FindUnit(own.Content().unit);
   return shown != nullptr ? shown : own.Definition().unit;
+}
+
+// The unit in which the number of any other step is spoken of, such as that of a definition: of a
+// cell that it is made of, else the base unit; nullptr when it has none.
+const NotebookUnit* UnitOf(const ExplainedStep& step, const NotebookUnitCatalogue& units) {
+  if (!step.dimension) return nullptr;
+  if (step.alike) return UnitOf(*step.alike);
+  for (const UnitDefinition& unit : UnitDefinitions()) {
+    if (ktformula::DimensionOfQuantity(QuantityText(unit.quantity)) == step.dimension)
+      return units.FindUnit(BaseUnitText(unit.quantity));
+  }
+  return nullptr;
 }
 
 bool IsNumber(const ExplainedValue& value) {
@@ -128,7 +143,7 @@ class Story {
 std::u16string CellPhrase(const ExplainedStep& step) {
   const NotebookCell& cell = CellOf(*step.cell);
   const std::u16string name = Brief(NameInForm(*step.cell));
-  const std::u16string shown = Brief(ShownText(cell));
+  const std::u16string shown = Brief(ShownText(cell, ktformula::UserLocale()));
   switch (step.origin) {
     case ValueOrigin::kTyped: return shown + u", typed into " + name;
     case ValueOrigin::kNoted: return Quoted(cell.Text()) + u", noted in " + name;
@@ -140,34 +155,35 @@ std::u16string CellPhrase(const ExplainedStep& step) {
     return u"the error \"" + Brief(step.error->description) + u"\", handed on by " + name +
            u" from " + Brief(NameInForm(*step.error->cell));
   }
-  return shown + u", computed in " + name + u" by " + Brief(step.formula);
+  const std::u16string what =
+      step.error ? u"the error \"" + Brief(step.error->description) + u"\"" : shown;
+  return what + u", computed in " + name + u" by " + Brief(step.formula);
 }
 
 // The column of the cells below.
 std::u16string ColumnPhrase(const ExplainedStep& step) {
-  if (step.steps.empty()) return u"a column";
-  const NotebookCell& cell = CellOf(*step.steps.front().cell);
+  if (!step.alike) return u"a column without cells";
+  const NotebookCell& cell = CellOf(*step.alike);
   return u"the column " +
          Brief(cell.OwningColumn().Parent().Name() + u":" + cell.Definition().name);
 }
 
-std::u16string StepPhrase(const ExplainedStep& step) {
+std::u16string StepPhrase(const ExplainedStep& step, const NotebookUnitCatalogue& units) {
   if (step.cell) return CellPhrase(step);
   if (step.origin == ValueOrigin::kColumn) return ColumnPhrase(step);
-  const std::u16string outcome =
-      OutcomeText(*step.value, step.alike ? UnitOf(*step.alike) : nullptr);
+  const std::u16string outcome = OutcomeText(*step.value, UnitOf(step, units));
   return step.origin == ValueOrigin::kDefinition ? outcome + u", defined as " + Brief(step.formula)
                                                  : outcome;
 }
 
-void TellSteps(Story& story, const std::vector<ExplainedStep>& steps, int level,
-               bool are_of_column = false) {
+void TellSteps(Story& story, const std::vector<ExplainedStep>& steps,
+               const NotebookUnitCatalogue& units, int level, bool are_of_column = false) {
   for (const ExplainedStep& step : steps) {
     // They can be seen in the formula.
     if (step.origin == ValueOrigin::kConstant) continue;
     const std::u16string what = are_of_column ? u"" : Brief(step.source) + u" is ";
-    story.Add(level, what + StepPhrase(step));
-    TellSteps(story, step.steps, level + 1, step.origin == ValueOrigin::kColumn);
+    story.Add(level, what + StepPhrase(step, units));
+    TellSteps(story, step.steps, units, level + 1, step.origin == ValueOrigin::kColumn);
     if (step.more_rows > 0) story.Add(level + 1, u"and " + Counted(step.more_rows, u"more row"));
   }
 }
@@ -183,7 +199,7 @@ void TellComputation(Story& story, const Explanation& explanation) {
   const bool has_inputs = HasMoreThanConstants(explanation.steps);
   story.Add(
       0, u"It is computed by " + Printable(explanation.formula) + (has_inputs ? u", where" : u"."));
-  TellSteps(story, explanation.steps, 1);
+  TellSteps(story, explanation.steps, UnitsOf(*explanation.cell), 1);
   if (!explanation.shown || !IsNumber(explanation.value)) return;
   const bool is_percentage = explanation.shown->pattern.ends_with(u'%');
   story.Add(0, u"This gives " +
@@ -194,7 +210,8 @@ void TellComputation(Story& story, const Explanation& explanation) {
 
 // CELL "TEXT".
 std::u16string Witness(const TableCell& cell) {
-  return Printable(AddressOf(CellOf(cell))) + u" " + Quoted(cell.Text());
+  return Printable(AddressOf(CellOf(cell))) + u" " +
+         Quoted(CellOf(cell).TextIn(ktformula::UserLocale()));
 }
 
 void TellDigits(Story& story, const ktformula::DisplayReasons& reasons) {
@@ -229,7 +246,8 @@ void TellError(Story& story, const Explanation& explanation) {
   const ktformula::ArisenError& error = *explanation.error;
   const bool is_own = IsSameObject(error.cell.get(), explanation.cell.get());
   story.Add(0, is_own ? u"The error arose in this cell."
-                      : u"The error arose in " + Witness(*error.cell) + u" and was handed on.");
+                      : u"The error arose in " + Printable(AddressOf(CellOf(*error.cell))) +
+                            u" and was handed on.");
 }
 
 // Of a cell that is not computed: what its text stands for.
@@ -263,9 +281,11 @@ void TellWhatIsThere(Story& story, const Explanation& explanation) {
 }  // namespace
 
 std::string ExplanationText(const Explanation& explanation, const TableStyle& style) {
+  // All numbers of the story are those of whoever reads it.
+  const ktformula::LocaleScope shown_in(style.locale);
   const NotebookCell& cell = CellOf(*explanation.cell);
   Story story(style);
-  const std::u16string shown = Printable(ShownText(cell));
+  const std::u16string shown = Printable(ShownText(cell, style.locale));
   story.Add(0, Printable(AddressOf(cell)) + (shown.empty() ? u" is empty" : u" shows " + shown),
             explanation.error.has_value());
   story.Add(0, u"");

@@ -51,9 +51,11 @@ class BareLanguage final : private ktformula::NamedValues {
 // Evaluates formulas alone, or as if they stood in a cell of a notebook.
 class FormulaEvaluation {
  public:
-  explicit FormulaEvaluation(const EvaluateOptions& options) {
+  FormulaEvaluation(const EvaluateOptions& options, const ktformula::Locale& typed_in)
+      : locale_(typed_in) {
     if (options.file.empty()) return;
     notebook_ = ReadNotebookFile(options.file);
+    locale_ = notebook_.locale.separators;
     cell_ = FindCell(notebook_.forms, ArgumentText(options.cell)).Object();
     // Its definitions are what the formula may use.
     const NotebookColumn& column = cell_->Cell().OwningColumn();
@@ -64,6 +66,7 @@ class FormulaEvaluation {
   }
 
   void Evaluate(std::u16string_view formula, ktformula::CellValue& value) {
+    const ktformula::LocaleScope scope(locale_);
     if (cell_) {
       listener_->EvaluateInCell(formula, *cell_, value);
     } else {
@@ -74,6 +77,8 @@ class FormulaEvaluation {
  private:
   BareLanguage language_;
   Notebook notebook_;
+  // A formula is of the notebook; without one it is typed in the person's locale.
+  ktformula::Locale locale_;
   // Empty without a notebook, to which the listener belongs.
   Ref<CellObject> cell_;
   IKtFormulaListener* listener_ = nullptr;
@@ -98,6 +103,7 @@ void PrintText(FormulaEvaluation& evaluation, std::u16string_view formula, Conso
   } catch (const ktformula::RaisedError& error) {
     value.SetError(error.Number(), error.Source(), error.Description());
   }
+  const ktformula::LocaleScope shown_in(console.style.locale);
   console.out << ToUtf8(Printable(ValueText(value))) << '\n';
   if (console.verbose && value.CellValueType() == ktformula::kCellValueTypeError) {
     console.out.flush();
@@ -127,6 +133,7 @@ void EvaluateLines(FormulaEvaluation& evaluation, Console& console) {
 template <typename Body>
 int PrintParsed(const FormulaOptions& options, Console& console, Body body) {
   const std::u16string formula = ArgumentText(options.formula);
+  const ktformula::LocaleScope typed_in(console.style.locale);
   try {
     const BareLanguage language;
     console.out << body(formula, language.Functions());
@@ -140,7 +147,7 @@ int PrintParsed(const FormulaOptions& options, Console& console, Body body) {
 }  // namespace
 
 int Evaluate(const EvaluateOptions& options, Console& console) {
-  FormulaEvaluation evaluation(options);
+  FormulaEvaluation evaluation(options, console.style.locale);
   for (const std::string& formula : options.formulas) {
     if (formula == "-") {
       EvaluateLines(evaluation, console);

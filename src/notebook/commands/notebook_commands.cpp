@@ -124,7 +124,8 @@ std::string CsvTextOf(const Notebook& notebook, const RecalculateOptions& option
       if (!field->OwnTable()) left_out += ", " + Quoted(field->Name());
   }
   if (!left_out.empty()) console.Say("note: " + options.output + ": without " + left_out.substr(2));
-  return WriteCsv(table, {DelimiterOf(options.output, options.csv), options.is_spreadsheet_safe});
+  return WriteCsv(table, {DelimiterOf(options.output, options.csv), options.is_spreadsheet_safe,
+                          console.style.locale});
 }
 
 // A form of the database as it is at one moment.
@@ -236,7 +237,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (options.is_spreadsheet_safe && !writes_csv) {
     throw NotebookError("--spreadsheet-safe goes with -o and the name of a CSV file");
   }
-  const Notebook notebook = ReadInput(options.file, options.csv, writes_csv);
+  const Notebook notebook = ReadInput(options.file, options.csv, writes_csv, console.style.locale);
   if (writes_csv) CheckOneTable(notebook, options);
   for (const CsvNote& note : notebook.notes)
     console.Say("note: " + InputName(options.file) + ": " + NoteText(note));
@@ -253,7 +254,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   if (!options.output.empty()) {
     SayDropped(notebook, InputName(options.file), console);
     WriteOrPrint(options.output,
-                 writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook.forms),
+                 writes_csv ? CsvTextOf(notebook, options, console) : WriteNotebook(notebook),
                  console);
   }
   if (options.json) {
@@ -300,7 +301,7 @@ int Import(const StoreOptions& options, Console& console) {
 }
 
 int Export(const StoreOptions& options, Console& console) {
-  const std::string text = WriteNotebook(LoadForm(options).forms);
+  const std::string text = WriteNotebook(LoadForm(options));
   const bool is_printed = options.output.empty() || options.output == "-";
   if (!is_printed || !options.json) WriteOrPrint(options.output, text, console);
   if (options.json) {
@@ -337,11 +338,17 @@ int SetCell(const StoreOptions& options, Console& console) {
   FormChange change(options, console, TransactionKind::kWriting);
   const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
-  if (!cell.Accepts(text)) {
+  const ktformula::Locale& locale = console.style.locale;
+  if (const auto meant = cell.MeantNumber(text, locale)) {
+    throw NotebookError(Quoted(text) + " is no number where " +
+                        Quoted(std::u16string(1, locale.decimal_separator)) +
+                        " is the decimal separator; did you mean " + Quoted(*meant) + "?");
+  }
+  if (!cell.Accepts(text, locale)) {
     throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
                         " for " + Quoted(cell.Definition().name));
   }
-  cell.Enter(text);
+  cell.Enter(text, locale);
   change.Finish(cell.OwningRow().Parent(), {cell});
   return kExitDone;
 }

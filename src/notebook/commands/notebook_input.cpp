@@ -56,12 +56,12 @@ bool BeginsLikeNotebook(std::string_view bytes) {
 }
 
 Notebook ReadCsv(std::string bytes, const std::string& source, std::u16string_view name,
-                 const CsvArguments& arguments) {
+                 const CsvArguments& arguments, const ktformula::Locale& locale) {
   const CsvDelimiter delimiter{DelimiterOf(source, arguments), !arguments.delimiter.empty()};
   return ReadCsvNotebook(std::move(bytes), source, name,
                          {ParseSettings(arguments.formulas), ParseSettings(arguments.formats),
                           ParseSettings(arguments.units), ParseSettings(arguments.types),
-                          ParseSettings(arguments.definitions), delimiter});
+                          ParseSettings(arguments.definitions), delimiter, locale});
 }
 
 // Refuses what goes with CSV files only.
@@ -120,15 +120,16 @@ std::string InputName(const std::string& file) {
   return file == kStandardInput ? "standard input" : file;
 }
 
-Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv) {
+Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv,
+                   const ktformula::Locale& locale) {
   const std::string source = InputName(file);
   std::string bytes = ReadWholeFile(file);
   if (file == kStandardInput && !BeginsLikeNotebook(bytes)) {
-    return ReadCsv(std::move(bytes), source, u"table", arguments);
+    return ReadCsv(std::move(bytes), source, u"table", arguments, locale);
   }
   if (IsCsvName(file)) {
     const std::u16string name = ArgumentText(PathText(PathOf(file).stem()));
-    return ReadCsv(std::move(bytes), source, name, arguments);
+    return ReadCsv(std::move(bytes), source, name, arguments, locale);
   }
   CheckForNotebook(source, arguments, writes_csv);
   return ReadNotebook(bytes, source);

@@ -38,7 +38,9 @@ char DelimiterOf(const std::string& path, const CsvArguments& arguments);
 std::string InputName(const std::string& file);
 
 // Reads a file; "-" is the standard input, a notebook when it begins with "<". `writes_csv` tells
-// that the delimiter may be meant for what is written. Throws NotebookError.
-Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv);
+// that the delimiter may be meant for what is written; the locale is that of a CSV file's numbers.
+// Throws NotebookError.
+Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv,
+                   const ktformula::Locale& locale);
 
 }  // namespace ktnotebook

@@ -150,6 +150,7 @@ FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
   std::vector<Ref<ktformula::TableCell>> unsettled;
   for (const NotebookCell& cell : result.unsettled)
     unsettled.push_back(cell.Object());
+  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   return {&form, ktformula::FindProblems(WatchForm(form, framework), unsettled)};
 }
 

@@ -51,7 +51,7 @@ void AppendLayer(std::u16string& text, const ktformula::TokenLayer& layer) {
 }
 
 TableText CellText(const NotebookCell& cell, bool is_formula_column, const TableStyle& style) {
-  TableText shown{ShownText(cell)};
+  TableText shown{ShownText(cell, style.locale)};
   const bool is_computed = is_formula_column && cell.State().empty() && !shown.text.empty();
   if (ShowsError(cell.Text())) {
     shown.kind = TextKind::kError;
@@ -146,9 +146,10 @@ bool ShowsError(std::u16string_view text) {
   return text.starts_with(kErrorPrefix);
 }
 
-std::u16string ShownText(const NotebookCell& cell) {
+std::u16string ShownText(const NotebookCell& cell, const ktformula::Locale& locale) {
   const std::u16string unit = cell.UnwrittenUnit();
-  return unit.empty() ? cell.Text() : cell.Text() + u" " + unit;
+  const std::u16string text = cell.TextIn(locale);
+  return unit.empty() ? text : text + u" " + unit;
 }
 
 std::string FormText(const NotebookForm& form, const TableStyle& style) {
@@ -189,9 +190,9 @@ std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells) {
 
 std::string CellsText(const std::vector<NotebookCell>& cells, const TableStyle& style) {
   TextTable layout({{u"cell"}, {u"shows"}}, style);
-  layout.AddRows(cells.size(), [&cells](std::size_t i) -> std::vector<TableText> {
+  layout.AddRows(cells.size(), [&](std::size_t i) -> std::vector<TableText> {
     const TextKind kind = ShowsError(cells[i].Text()) ? TextKind::kError : TextKind::kPlain;
-    return {{AddressOf(cells[i])}, {ShownText(cells[i]), kind}};
+    return {{AddressOf(cells[i])}, {ShownText(cells[i], style.locale), kind}};
   });
   return layout.Render();
 }

@@ -24,8 +24,9 @@ std::string TreeText(const ktformula::TokenLayer& layer);
 bool ShowsError(std::u16string_view text);
 
 // What tables show for the cell: its text, and the unit of a number that is written without one:
-// the column's where it was typed, the base unit where it was computed.
-std::u16string ShownText(const NotebookCell& cell);
+// the column's where it was typed, the base unit where it was computed; for somebody with the
+// locale.
+std::u16string ShownText(const NotebookCell& cell, const ktformula::Locale& locale);
 
 // The form's fields, tables laid out in columns.
 std::string FormText(const NotebookForm& form, const TableStyle& style);

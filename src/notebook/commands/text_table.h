@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "values/number_text.h"
+
 namespace ktnotebook {
 
 enum class Alignment { kLeft, kRight };
@@ -30,6 +32,8 @@ struct TableStyle {
   bool all_rows = false;
   // "=" stands in front of what is computed.
   bool marks = false;
+  // Whose separators numbers have.
+  ktformula::Locale locale = {};
 };
 
 // The columns that a text may take where no terminal sets a limit.

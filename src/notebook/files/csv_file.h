@@ -25,6 +25,8 @@ struct CsvOptions {
   // Formulas by the names that other formulas call them.
   ColumnSettings definitions{};
   CsvDelimiter delimiter{};
+  // Of the file's numbers. Those of its notebook, formulas included, are of the locale "C".
+  ktformula::Locale locale{};
 };
 
 // The text as a form and a table of this name. A column's type is found from its values: number
@@ -43,6 +45,8 @@ struct CsvStyle {
   // Puts an apostrophe in front of texts that a spreadsheet would take for formulas: those that
   // begin with "=", "+", "-", "@", a tab or a carriage return and are no numbers.
   bool is_spreadsheet_safe = false;
+  // Whose separators numbers have.
+  ktformula::Locale locale{};
 };
 
 // The table as CSV text with CRLF line ends. A column of a unit names it in its header; numbers in

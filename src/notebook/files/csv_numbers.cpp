@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "notebook/files/utf.h"
+#include "notebook/tables/localized_text.h"
 #include "notebook/tables/typed_text.h"
 #include "values/text.h"
 
@@ -13,49 +15,6 @@ namespace {
 
 using ktformula::IsDigit;
 using ktformula::Locale;
-
-// How many digits the text begins with.
-std::size_t CountDigits(std::u16string_view text) {
-  const auto* const end =
-      std::find_if_not(text.begin(), text.end(), [](char16_t unit) { return IsDigit(unit); });
-  return static_cast<std::size_t>(end - text.begin());
-}
-
-// Takes the integer digits of a number, and its decimals, off the front; whether its thousands
-// separators, if there are any, part groups of three. The first may be shorter; "0,125" has none,
-// as nobody writes thousands so.
-bool TakeGroups(std::u16string_view& text, const Locale& locale) {
-  constexpr std::size_t kGroup = 3;
-  const bool begins_with_zero = text[0] == u'0';
-  std::size_t digits = CountDigits(text);
-  bool are_groups = true;
-  text.remove_prefix(digits);
-  for (std::size_t groups = 1;
-       text.size() > 1 && text[0] == locale.thousands_separator && IsDigit(text[1]); ++groups) {
-    are_groups = are_groups && !begins_with_zero && (groups > 1 || digits <= kGroup);
-    digits = CountDigits(text.substr(1));
-    are_groups = are_groups && digits == kGroup;
-    text.remove_prefix(digits + 1);
-  }
-  if (!text.empty() && text[0] == locale.decimal_separator) {
-    text.remove_prefix(1);
-    text.remove_prefix(CountDigits(text));
-  }
-  return are_groups;
-}
-
-// Of all numbers in the text.
-bool HasGroupsOfThree(std::u16string_view text, const Locale& locale) {
-  if (text.find(locale.thousands_separator) == std::u16string_view::npos) return true;
-  while (!text.empty()) {
-    if (!IsDigit(text[0])) {
-      text.remove_prefix(1);
-    } else if (!TakeGroups(text, locale)) {
-      return false;
-    }
-  }
-  return true;
-}
 
 // Separators in use elsewhere, by a name that --locale takes.
 struct OtherLocale {
@@ -127,13 +86,16 @@ std::optional<ParsedNumber> ParseCsvNumber(std::u16string_view text,
                                            const NotebookUnit* default_unit,
                                            const NotebookUnitCatalogue& catalogue,
                                            const Locale& locale) {
-  auto number = ParseNumberText(text, default_unit, catalogue, locale);
-  if (number && !HasGroupsOfThree(text, locale)) number.reset();
-  return number;
+  std::u16string buffer;
+  return ParseNumberText(WithOwnThousands(text, locale, buffer), default_unit, catalogue, locale);
 }
 
 CsvNumbers ReadCsvNumbers(const CsvColumn& column, std::size_t rows,
                           const CsvNumberReading& reading, CsvReach reach) {
+  PropertyDefinition definition;
+  definition.type = DataType::kNumber;
+  definition.unit = reading.unit;
+  TypedTexts typed(definition, reading.catalogue, reading.kept_in, reading.locale);
   CsvNumbers numbers;
   numbers.data.Append(rows);
   numbers.data.ReserveTexts(column.Size());
@@ -142,11 +104,11 @@ CsvNumbers ReadCsvNumbers(const CsvColumn& column, std::size_t rows,
     const std::size_t index = row++;
     if (text.empty()) return true;
     ++numbers.filled;
-    const auto number = ParseCsvNumber(text, reading.unit, reading.catalogue, reading.locale);
-    numbers.data.SetContent(
-        index, number ? NumberContent(text, *number) : MereText(DataType::kNumber, text));
+    const ContentView content = typed.ReadTyped(text);
+    const bool is_number = !std::isnan(content.min);
+    numbers.data.SetContent(index, content);
     numbers.data.SetState(index, kQuantityMark.state, kQuantityMark.tag);
-    if (!number) numbers.others.Add(text, row);
+    if (!is_number) numbers.others.Add(text, row);
     return reach == CsvReach::kAll || numbers.others.count < rows - numbers.others.count;
   });
   return numbers;

@@ -13,9 +13,7 @@
 
 namespace ktnotebook {
 
-// Reads the text as one that is typed into a cell with the default unit, nullptr for none; but
-// thousands separators count only where they part groups of three digits: a file's "1,25" is more
-// likely one and a quarter, written elsewhere, than 125.
+// Reads the text as one that is typed into a cell with the default unit, nullptr for none.
 std::optional<ParsedNumber> ParseCsvNumber(std::u16string_view text,
                                            const NotebookUnit* default_unit,
                                            const NotebookUnitCatalogue& catalogue,
@@ -26,7 +24,9 @@ struct CsvNumberReading {
   // nullptr for none.
   const NotebookUnit* unit = nullptr;
   const NotebookUnitCatalogue& catalogue;
+  // Of the file, and of the notebook that it becomes.
   ktformula::Locale locale;
+  ktformula::Locale kept_in;
 };
 
 // The cells of a column, all of them as if they were typed. What is no number is a text without

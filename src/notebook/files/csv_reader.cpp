@@ -59,10 +59,7 @@ class CsvReader {
       : csv_(std::move(csv)), source_(source), options_(options) {}
 
   Notebook Read(std::u16string_view name) {
-    notebook_.framework = ktformula::MakeRef<NotebookFramework>();
-    notebook_.forms.push_back(
-        ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits()));
-    table_ = notebook_.forms.front()->AddTable(name, 1);
+    table_ = notebook_.AddForm(name).AddTable(name, 1);
     table_->AddNumberedRows(csv_.rows);
     for (std::size_t i = 0; i < csv_.header.size(); ++i)
       AddFileColumn(csv_.header[i], csv_.columns[i]);
@@ -91,7 +88,9 @@ class CsvReader {
     throw NotebookError(source_ + ":" + std::to_string(csv_.header_line) + ": " + reason);
   }
 
-  CsvNumberReading ReadingIn(const NotebookUnit* unit) const { return {unit, Units(), locale_}; }
+  CsvNumberReading ReadingIn(const NotebookUnit* unit) const {
+    return {unit, Units(), options_.locale, notebook_.locale.separators};
+  }
 
   // Reads the column's texts as numbers in the unit, and keeps them when they are.
   bool AreNumbers(const CsvColumn& column, const NotebookUnit* unit, CsvReach reach) {
@@ -289,7 +288,7 @@ class CsvReader {
       const TypedMark mark = column.TypedState();
       column.ReserveTexts(texts.Size());
       texts.AllAre([&, row = std::size_t{0}](std::u16string_view text) mutable {
-        column.Enter(row++, text, mark);
+        column.Enter(row++, text, mark, options_.locale);
         return true;
       });
       column.NoteChanges();
@@ -299,7 +298,6 @@ class CsvReader {
   CsvTable csv_;
   const std::string& source_;
   const CsvOptions& options_;
-  const ktformula::Locale locale_ = ktformula::UserLocale();
   Notebook notebook_;
   NotebookTable* table_ = nullptr;
   // The column that is being added, read as numbers.

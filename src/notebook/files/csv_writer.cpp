@@ -146,11 +146,11 @@ std::u16string_view TextOf(const NotebookColumn& column, std::size_t row, std::u
 }
 
 // Whether the text reads back as a number.
-bool IsNumber(std::u16string_view text, const NotebookColumn& column) {
+bool IsNumber(std::u16string_view text, const NotebookColumn& column,
+              const ktformula::Locale& locale) {
   const PropertyDefinition& definition = column.Definition();
   return definition.type == DataType::kNumber &&
-         ParseCsvNumber(text, definition.unit, column.Parent().Parent().Units(),
-                        ktformula::UserLocale());
+         ParseCsvNumber(text, definition.unit, column.Parent().Parent().Units(), locale);
 }
 
 constexpr std::size_t kFirstRows = 1000;
@@ -158,18 +158,21 @@ constexpr std::size_t kFirstRows = 1000;
 }  // namespace
 
 std::string WriteCsv(const NotebookTable& table, const CsvStyle& style) {
+  const ktformula::LocaleScope kept_in(table.Parent().OwnLocale().separators);
   CsvText csv(style);
   for (const Ref<NotebookColumn>& column : table.Columns())
     csv.AppendHeader(HeaderOf(column->Definition()));
   csv.EndRecord();
   std::u16string buffer;
+  std::u16string localized;
   for (const NotebookRow row : table.Rows()) {
     // All the memory at once, as far as the first rows tell.
     if (row.Index() == kFirstRows)
       csv.Text().reserve(csv.Text().size() / kFirstRows * table.Rows().size() * 5 / 4);
     for (const Ref<NotebookColumn>& column : table.Columns()) {
-      const std::u16string_view text = TextOf(*column, row.Index(), buffer);
-      csv.AppendField(text, [&] { return IsNumber(text, *column); });
+      const std::u16string_view text = column->Localized(
+          style.locale, row.Index(), TextOf(*column, row.Index(), buffer), localized);
+      csv.AppendField(text, [&] { return IsNumber(text, *column, style.locale); });
     }
     csv.EndRecord();
   }

@@ -96,6 +96,8 @@ Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
 ktformula::IKtFormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
   const Ref<ktformula::IKtFieldListener> listener =
       NeedListener(ktformula::kFormulaListenerIdentifier);
+  // A listener of another module may ask for it.
+  const ktformula::LocaleScope kept_in(table.Parent().OwnLocale().separators);
   listener->Initialize(Ref<NotebookFramework>(this), table.Parent().OwnerOf(table.OwnField()),
                        nullptr);
   listener->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);

@@ -30,7 +30,7 @@ struct ElementRule {
 };
 
 constexpr std::array<ElementRule, 12> kRules{{
-    {"notebook", {}, {"form"}, false},
+    {"notebook", {"locale"}, {"form"}, false},
     {"form", {"name"}, {"table", "structure", "field"}, false},
     {"table", {"name", "key"}, {"property", "row", "fieldListener"}, false},
     {"property", {"key", "name", "type", "unit", "numberFormatting"}, {}, false},
@@ -65,9 +65,7 @@ std::string RemarksText(const XmlRemarks& remarks) {
 
 class NotebookReader {
  public:
-  explicit NotebookReader(const std::string& name) : name_(name) {
-    notebook_.framework = ktformula::MakeRef<NotebookFramework>();
-  }
+  explicit NotebookReader(const std::string& name) : name_(name) {}
 
   Notebook Read(std::string_view bytes) {
     try {
@@ -81,6 +79,8 @@ class NotebookReader {
       Refuse(root, "the root element is <" + std::string(root.name()) + ">, not <notebook>");
     }
     Check(root);
+    notebook_.locale = ReadLocale(root);
+    const ktformula::LocaleScope kept_in(notebook_.locale.separators);
     for (const pugi::xml_node form : root.children("form"))
       ReadForm(form);
     return std::move(notebook_);
@@ -155,17 +155,23 @@ class NotebookReader {
     Refuse(node, "the " + std::string(what) + " " + Quoted(ToUtf8(name)) + " is used twice");
   }
 
+  NamedLocale ReadLocale(const pugi::xml_node& root) const {
+    if (root.attribute("locale").empty()) return {};
+    const std::u16string name = Required(root, "locale");
+    std::optional<NamedLocale> locale = FindNamedLocale(name);
+    if (!locale) Refuse(root, "the locale " + Quoted(ToUtf8(name)) + " is not known");
+    return *std::move(locale);
+  }
+
   void ReadForm(const pugi::xml_node& node) {
     const std::u16string name = Required(node, "name");
     if (!form_names_.insert(name).second) RefuseRepeated(node, "form name", name);
-    const Ref<NotebookForm> form =
-        ktformula::MakeRef<NotebookForm>(name, notebook_.framework->OwnUnits());
-    notebook_.forms.push_back(form);
+    NotebookForm& form = notebook_.AddForm(name);
     for (const pugi::xml_node child : node.children()) {
       const std::string_view kind = child.name();
-      if (kind == "table") ReadTable(child, *form);
-      if (kind == "structure") ReadField(child, *form, &NotebookForm::AddStructure);
-      if (kind == "field") ReadField(child, *form, &NotebookForm::AddTextField);
+      if (kind == "table") ReadTable(child, form);
+      if (kind == "structure") ReadField(child, form, &NotebookForm::AddStructure);
+      if (kind == "field") ReadField(child, form, &NotebookForm::AddTextField);
     }
   }
 
@@ -326,6 +332,12 @@ class NotebookReader {
 
 std::u16string_view DefaultTag(std::u16string_view state) noexcept {
   return state == u"entered" || state == u"noted" ? u"entered" : u"";
+}
+
+NotebookForm& Notebook::AddForm(std::u16string_view name) {
+  forms.push_back(ktformula::MakeRef<NotebookForm>(name, framework->OwnUnits()));
+  forms.back()->SetLocale(locale);
+  return *forms.back();
 }
 
 Notebook ReadNotebook(std::string_view bytes, const std::string& name) {

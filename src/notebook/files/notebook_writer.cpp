@@ -16,9 +16,10 @@ namespace {
 
 class NotebookWriter {
  public:
-  std::string Write(const std::vector<Ref<NotebookForm>>& forms) {
+  std::string Write(const NamedLocale& locale, const std::vector<Ref<NotebookForm>>& forms) {
     const Ref<ktformula::XmlElement> root = document_->CreateElement(u"notebook");
     document_->SetRoot(*root);
+    if (locale != NamedLocale()) Attribute(document_->RootNode(), "locale", locale.name);
     for (const Ref<NotebookForm>& form : forms)
       WriteForm(*form);
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
@@ -116,7 +117,7 @@ class NotebookWriter {
     }
     const std::u16string text = cell.Text();
     const NotebookUnitCatalogue& units = cell.OwningColumn().Parent().Parent().Units();
-    if (!ParseNumberText(text, definition.unit, units)) return;
+    if (!ParseNumberText(text, definition.unit, units, cell.OwningColumn().KeptIn())) return;
     ktformula::Raise(u"NotebookWriter",
                      u"\"" + text + u"\" is no number and would be read back as one");
   }
@@ -142,8 +143,12 @@ class NotebookWriter {
 
 }  // namespace
 
+std::string WriteNotebook(const Notebook& notebook) {
+  return NotebookWriter().Write(notebook.locale, notebook.forms);
+}
+
 std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms) {
-  return NotebookWriter().Write(forms);
+  return NotebookWriter().Write(forms.empty() ? NamedLocale() : forms.front()->OwnLocale(), forms);
 }
 
 }  // namespace ktnotebook

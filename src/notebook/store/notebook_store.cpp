@@ -15,12 +15,15 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr std::int64_t kSchemaVersion = 1;
+// Version 1 had no locales: its texts and formulas are those of the locale "C".
+constexpr std::int64_t kSchemaVersion = 2;
+constexpr std::int64_t kVersionWithoutLocales = 1;
 
 // "@key" stands for the database's type of a key that numbers itself.
 constexpr std::array<std::string_view, 11> kTables{
     "CREATE TABLE notebook_schema(version INTEGER NOT NULL)",
-    "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE)",
+    "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE, "
+    "locale TEXT NOT NULL DEFAULT 'C')",
     // table_key is the key in the notebook file; content is a structure's or text field's text.
     "CREATE TABLE notebook_fields(field_key @key, form_key INTEGER NOT NULL, "
     "position INTEGER NOT NULL, kind TEXT NOT NULL, name TEXT NOT NULL, "
@@ -123,10 +126,7 @@ bool IsWorthStoring(const NotebookCell& cell) {
 NotebookStore::NotebookStore(std::shared_ptr<Database> database, bool create)
     : database_(std::move(database)) {
   if (database_->HasTable("notebook_schema")) {
-    const DbResult version = database_->Run("SELECT version FROM notebook_schema");
-    if (version.rows.empty() || ToInteger(version.rows[0][0]) != kSchemaVersion) {
-      throw NotebookError("the database was written by another version of this program");
-    }
+    SchemaVersion();
   } else if (create) {
     CreateTables();
   } else {
@@ -146,6 +146,21 @@ void NotebookStore::CreateTables() const {
   transaction.Commit();
 }
 
+std::int64_t NotebookStore::SchemaVersion() const {
+  const DbResult found = database_->Run("SELECT version FROM notebook_schema");
+  const std::int64_t version = found.rows.empty() ? 0 : ToInteger(found.rows[0][0]);
+  if (version != kSchemaVersion && version != kVersionWithoutLocales) {
+    throw NotebookError("the database was written by another version of this program");
+  }
+  return version;
+}
+
+void NotebookStore::NeedLocales() const {
+  if (SchemaVersion() == kSchemaVersion) return;
+  database_->Run("ALTER TABLE notebook_forms ADD COLUMN locale TEXT NOT NULL DEFAULT 'C'");
+  database_->Run("UPDATE notebook_schema SET version = $1", {kSchemaVersion});
+}
+
 std::vector<std::u16string> NotebookStore::FormNames() const {
   std::vector<std::u16string> names;
   for (const auto& row : database_->Run("SELECT name FROM notebook_forms ORDER BY form_key").rows) {
@@ -159,8 +174,10 @@ void NotebookStore::Add(Notebook& notebook, NotebookForm& form) {
   if (!database_->Run("SELECT 1 FROM notebook_forms WHERE name = $1", name).rows.empty()) {
     throw NotebookError("the database has a form \"" + ToUtf8(form.Name()) + "\" already");
   }
+  NeedLocales();
   const DbResult inserted =
-      database_->Run("INSERT INTO notebook_forms(name) VALUES($1) RETURNING form_key", name);
+      database_->Run("INSERT INTO notebook_forms(name, locale) VALUES($1, $2) RETURNING form_key",
+                     {name[0], Text(form.OwnLocale().name)});
   int position = 0;
   for (const Ref<NotebookField>& field : form.Fields()) {
     AddField(notebook, *field, ToInteger(inserted.rows[0][0]), ++position);
@@ -266,7 +283,6 @@ Notebook NotebookStore::Load(std::u16string_view form_name) const {
 
 Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
   Notebook notebook;
-  notebook.framework = ktformula::MakeRef<NotebookFramework>();
   notebook.framework->UseDatabase(MakeDatabaseAccess(database_), database_->Helper());
   for (const std::u16string& name : form_names)
     LoadForm(notebook, name);
@@ -274,21 +290,25 @@ Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
 }
 
 void NotebookStore::LoadForm(Notebook& notebook, std::u16string_view form_name) const {
-  const DbResult found =
-      database_->Run("SELECT form_key FROM notebook_forms WHERE name = $1", {Text(form_name)});
+  const std::string locale = SchemaVersion() == kVersionWithoutLocales ? "'C'" : "locale";
+  const DbResult found = database_->Run(
+      "SELECT form_key, " + locale + " FROM notebook_forms WHERE name = $1", {Text(form_name)});
   if (found.rows.empty()) {
     throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
                         DidYouMean(form_name, FormNames()));
   }
-  const Ref<NotebookForm> form =
-      ktformula::MakeRef<NotebookForm>(form_name, notebook.framework->OwnUnits());
-  notebook.forms.push_back(form);
+  const std::u16string locale_name = ToText(found.rows[0][1]);
+  const std::optional<NamedLocale> known = FindNamedLocale(locale_name);
+  if (!known) throw NotebookError("the locale \"" + ToUtf8(locale_name) + "\" is not known");
+  notebook.locale = *known;
+  const ktformula::LocaleScope kept_in(known->separators);
+  NotebookForm& form = notebook.AddForm(form_name);
   const DbResult fields = database_->Run(
       "SELECT field_key, kind, name, table_key, content FROM notebook_fields "
       "WHERE form_key = $1 ORDER BY position",
       {found.rows[0][0]});
   for (const auto& row : fields.rows)
-    LoadField(notebook, *form, row);
+    LoadField(notebook, form, row);
 }
 
 void NotebookStore::LoadField(Notebook& notebook, NotebookForm& form,

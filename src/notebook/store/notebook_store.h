@@ -25,7 +25,8 @@ class NotebookStore {
   // The names of the forms in the order of their import.
   std::vector<std::u16string> FormNames() const;
 
-  // Adds the form with everything on it; refuses a name that is in use.
+  // Adds the form with everything on it; refuses a name that is in use. Tables that another version
+  // of this program made are brought up to date, in the same transaction.
   void Add(Notebook& notebook, NotebookForm& form);
 
   // The form, or forms, in a notebook of their own, listeners included.
@@ -41,6 +42,9 @@ class NotebookStore {
 
  private:
   void CreateTables() const;
+  // In the caller's transaction: others may change the tables at any other time.
+  std::int64_t SchemaVersion() const;
+  void NeedLocales() const;
   void AddField(Notebook& notebook, NotebookField& field, std::int64_t form_key,
                 int position) const;
   void AddTable(Notebook& notebook, const NotebookField& field) const;

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <string>
 
 #include "values/number_text.h"
@@ -45,6 +46,24 @@ double DecimalSum(double left, double right) {
   return rounded;
 }
 
+// Whether the thousands separators of a numeral, if there are any, stand between groups of three
+// digits, the first of which may be shorter and does not begin with 0: "1,25" and "0,125" are what
+// somebody typed who means a decimal comma.
+bool HasGroupsOfThree(std::u16string_view numeral, const ktformula::Locale& locale) {
+  std::size_t separator = numeral.find(locale.thousands_separator);
+  if (separator == numeral.npos) return true;
+  const std::size_t first = ktformula::IsDigit(numeral.front()) ? 0 : 1;
+  if (numeral[first] == u'0' || separator - first > 3) return false;
+  while (separator != numeral.npos) {
+    const std::size_t group = separator + 1;
+    const std::size_t end =
+        std::min(numeral.find_first_not_of(u"0123456789", group), numeral.size());
+    if (end - group != 3) return false;
+    separator = numeral.find(locale.thousands_separator, group);
+  }
+  return true;
+}
+
 // Takes the parts of a cell text off its front.
 class CellTextReader {
  public:
@@ -65,6 +84,8 @@ class CellTextReader {
 
   std::u16string_view TakeUnitText() const { return TrimTypedText(rest_); }
 
+  const Numerals& Taken() const noexcept { return numerals_; }
+
  private:
   void SkipBlanks() {
     while (!rest_.empty() && kBlanks.find(rest_.front()) != kBlanks.npos)
@@ -74,8 +95,10 @@ class CellTextReader {
   double TakeNumber() {
     SkipBlanks();
     const ktformula::Numeral numeral = ktformula::ReadNumeral(rest_, locale_);
+    numerals_[count_++] = rest_.substr(0, numeral.length);
+    const bool is_grouped_well = HasGroupsOfThree(rest_.substr(0, numeral.length), locale_);
     rest_.remove_prefix(numeral.length);
-    return numeral.value;
+    return is_grouped_well ? numeral.value : std::numeric_limits<double>::quiet_NaN();
   }
 
   bool TakeSymbol(std::u16string_view symbol) {
@@ -87,6 +110,8 @@ class CellTextReader {
 
   const ktformula::Locale locale_;
   std::u16string_view rest_;
+  Numerals numerals_;
+  std::size_t count_ = 0;
 };
 
 // Finds the unit that was typed; false when the property does not take it.
@@ -115,6 +140,12 @@ double ToBase(double value, const ParsedNumber& number) {
 
 std::u16string_view TrimTypedText(std::u16string_view text) noexcept {
   return ktformula::TrimWhitespace(text);
+}
+
+Numerals NumeralsIn(std::u16string_view text, const ktformula::Locale& locale) {
+  CellTextReader reader(text, locale);
+  reader.TakeBounds();
+  return reader.Taken();
 }
 
 std::optional<ParsedNumber> ParseNumberText(std::u16string_view text,

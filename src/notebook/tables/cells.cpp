@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "notebook/tables/cell_text.h"
+#include "notebook/tables/localized_text.h"
 #include "notebook/tables/model.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
@@ -43,32 +44,63 @@ const std::u16string& NotebookCell::Tag() const noexcept {
   return column_->Data().Tag(row_);
 }
 
+std::u16string NotebookCell::TextIn(const ktformula::Locale& locale) const {
+  std::u16string buffer;
+  return std::u16string(column_->Localized(locale, row_, Text(), buffer));
+}
+
 std::u16string NotebookCell::UnwrittenUnit() const {
   const CellContent content = Content();
   const NotebookUnit* unit = Definition().unit;
   const bool is_bare = unit != nullptr && content.unit.empty() && !content.text.empty() &&
                        !content.text.ends_with(u'%') && !std::isnan(content.min);
   if (!is_bare) return {};
-  const auto typed = ParseNumberText(content.text, unit, column_->Parent().Parent().Units());
+  const auto typed =
+      ParseNumberText(content.text, unit, column_->Parent().Parent().Units(), column_->KeptIn());
   const bool is_in_own_unit = typed && typed->min == content.min && typed->max == content.max;
   return is_in_own_unit ? unit->UnitText() : std::u16string(BaseUnitText(unit->MeasuredQuantity()));
 }
 
 bool NotebookCell::Accepts(std::u16string_view typed) const {
+  return Accepts(typed, column_->KeptIn());
+}
+
+bool NotebookCell::Accepts(std::u16string_view typed, const ktformula::Locale& locale) const {
   const std::u16string_view text = TrimTypedText(typed);
   if (text.empty()) return true;
   if (Definition().type == DataType::kDate) return ktformula::DateValue(text).has_value();
   if (Definition().type != DataType::kBoolean) return true;
+  const ktformula::LocaleScope kept_in(column_->KeptIn());
   try {
-    ktformula::XMLBoolean(text);
+    ktformula::XMLBoolean(column_->TextsTypedIn(locale).ReadTyped(text).text);
   } catch (const ktformula::RaisedError&) {
     return false;
   }
   return true;
 }
 
+std::optional<std::u16string> NotebookCell::MeantNumber(std::u16string_view typed,
+                                                        const ktformula::Locale& locale) const {
+  const auto is_number = [&](const ktformula::Locale& other) {
+    return !std::isnan(column_->TextsTypedIn(other).ReadTyped(typed).min);
+  };
+  if (Definition().type != DataType::kNumber || is_number(locale)) return std::nullopt;
+  constexpr ktformula::Locale kPoint{u'.', u','};
+  constexpr ktformula::Locale kComma{u',', u'.'};
+  for (const ktformula::Locale& other : {column_->KeptIn(), kPoint, kComma}) {
+    if (!is_number(other)) continue;
+    std::u16string buffer;
+    return std::u16string(WithSeparatorsOf(locale, TrimTypedText(typed), other, buffer));
+  }
+  return std::nullopt;
+}
+
 void NotebookCell::Enter(std::u16string_view typed) const {
-  if (column_->Enter(row_, typed, column_->TypedState())) column_->NoteChange(row_);
+  Enter(typed, column_->KeptIn());
+}
+
+void NotebookCell::Enter(std::u16string_view typed, const ktformula::Locale& locale) const {
+  if (column_->Enter(row_, typed, column_->TypedState(), locale)) column_->NoteChange(row_);
 }
 
 void NotebookCell::TakeTypedText(std::u16string_view text) const {

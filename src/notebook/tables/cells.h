@@ -16,6 +16,7 @@
 #include "notebook/tables/column_data.h"
 #include "notebook/tables/living_objects.h"
 #include "values/dictionary.h"
+#include "values/number_text.h"
 
 namespace ktnotebook {
 
@@ -46,6 +47,10 @@ class NotebookCell {
   const std::u16string& State() const noexcept;
   const std::u16string& Tag() const noexcept;
 
+  // The text as somebody with the locale reads it: numbers in their separators, any other text as
+  // it is kept.
+  std::u16string TextIn(const ktformula::Locale& locale) const;
+
   // The unit that the number of the cell is written in when its text names none: the column's where
   // it was typed, the base unit where it was computed; "" when the text names one or is no number.
   std::u16string UnwrittenUnit() const;
@@ -53,9 +58,17 @@ class NotebookCell {
   // Whether the text may be typed here: Booleans and dates take what reads as one, blanks around
   // it aside, other cells everything.
   bool Accepts(std::u16string_view typed) const;
+  bool Accepts(std::u16string_view typed, const ktformula::Locale& locale) const;
+  // What was probably meant, in the locale, by a text for a cell of numbers that is no number in it
+  // but would be one in another locale: "187,04" for "187.04" in German. Nothing for numbers, and
+  // for texts that are no number anywhere.
+  std::optional<std::u16string> MeantNumber(std::u16string_view typed,
+                                            const ktformula::Locale& locale) const;
   // Takes a text as typed by the user, less the blanks around it, with the numbers that it says;
-  // state and tag follow, "" ends both.
+  // state and tag follow, "" ends both. It is typed in the notebook's locale or in another, and
+  // kept in the notebook's.
   void Enter(std::u16string_view typed) const;
+  void Enter(std::u16string_view typed, const ktformula::Locale& locale) const;
   // Takes a text with the numbers that it says, without a word about state and tag.
   void TakeTypedText(std::u16string_view text) const;
   // Takes a text that the table control wrote: a value in base units, or a mere text.

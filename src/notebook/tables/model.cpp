@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "listener/entered_values.h"
 #include "notebook/tables/cell_text.h"
+#include "notebook/tables/localized_text.h"
 #include "notebook/tables/table_control.h"
 #include "values/platform.h"
 #include "values/text.h"
@@ -158,17 +160,42 @@ TypedMark NotebookColumn::TypedState() const {
   return is_quantity ? kQuantityMark : kNotedMark;
 }
 
-bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark) {
+const ktformula::Locale& NotebookColumn::KeptIn() const noexcept {
+  return table_.Parent().OwnLocale().separators;
+}
+
+TypedTexts NotebookColumn::TextsTypedIn(const ktformula::Locale& locale) const {
+  return {Definition(), table_.Parent().Units(), KeptIn(), locale};
+}
+
+// A pattern may put something around a number, so the text of a number need not read as one.
+bool NotebookColumn::ShowsNumber(std::size_t row, std::u16string_view text) const {
+  switch (Definition().type) {
+    case DataType::kNumber: return !std::isnan(data_.MinNumbers()[row]);
+    case DataType::kBoolean:
+      return ParseNumberText(text, nullptr, table_.Parent().Units(), KeptIn()).has_value();
+    default: return false;
+  }
+}
+
+std::u16string_view NotebookColumn::Localized(const ktformula::Locale& locale, std::size_t row,
+                                              std::u16string_view text,
+                                              std::u16string& buffer) const {
+  if (locale == KeptIn() || text.empty() || !ShowsNumber(row, text)) return text;
+  return WithSeparatorsOf(locale, text, KeptIn(), buffer);
+}
+
+bool NotebookColumn::Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark,
+                           const ktformula::Locale& locale) {
   // As it was, and as it will be.
   NoteEntered(row);
-  const bool is_new =
-      TypedTexts(Definition(), table_.Parent().Units()).Enter(typed, mark, data_, row);
+  const bool is_new = TextsTypedIn(locale).Enter(typed, mark, data_, row);
   NoteEntered(row);
   return is_new;
 }
 
 bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
-  return Take(row, TypedTexts(Definition(), table_.Parent().Units()).Read(text));
+  return Take(row, TextsTypedIn(KeptIn()).Read(text));
 }
 
 void NotebookColumn::Adopt(ColumnData data) {

@@ -22,6 +22,7 @@
 #include "notebook/tables/change_list.h"
 #include "notebook/tables/column_data.h"
 #include "notebook/tables/living_objects.h"
+#include "notebook/tables/locale_names.h"
 #include "notebook/tables/property.h"
 #include "notebook/tables/typed_text.h"
 #include "notebook/tables/unit_catalogue.h"
@@ -70,6 +71,15 @@ class NotebookColumn final : public ktformula::TableProperty,
   const ColumnData& Data() const noexcept { return data_; }
   Ref<CellObject> ObjectAt(std::size_t row);
 
+  // The locale of the notebook.
+  const ktformula::Locale& KeptIn() const noexcept;
+  // What is typed here by somebody with the locale.
+  TypedTexts TextsTypedIn(const ktformula::Locale& locale) const;
+  // The text of the row, or what somebody made of it, as somebody with the locale reads it; may
+  // stand in `buffer`.
+  std::u16string_view Localized(const ktformula::Locale& locale, std::size_t row,
+                                std::u16string_view text, std::u16string& buffer) const;
+
   // What typing a text makes of a cell of this column.
   TypedMark TypedState() const;
   // See RowTexts.
@@ -79,7 +89,8 @@ class NotebookColumn final : public ktformula::TableProperty,
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
-  bool Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark);
+  bool Enter(std::size_t row, std::u16string_view typed, const TypedMark& mark,
+             const ktformula::Locale& locale);
   bool TakeTypedText(std::size_t row, std::u16string_view text);
   bool TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value);
   bool Take(std::size_t row, const ContentView& content);
@@ -116,6 +127,7 @@ class NotebookColumn final : public ktformula::TableProperty,
   std::uint64_t Stamp() const override;
   bool RowsChangedSince(std::uint64_t stamp, std::vector<std::size_t>& rows) const override;
 
+  bool ShowsNumber(std::size_t row, std::u16string_view text) const;
   ContentView WrittenText(std::u16string_view text, bool is_value) const;
   // Tells the form when the cell is an entered one.
   void NoteEntered(std::size_t row);
@@ -334,6 +346,9 @@ class NotebookForm final : public ktformula::Form {
 
   const std::u16string& Name() const noexcept { return name_; }
   NotebookUnitCatalogue& Units() const noexcept { return *units_; }
+  // What texts and formulas are kept in, whoever opens them. They stay as they are when it is set.
+  const NamedLocale& OwnLocale() const noexcept { return locale_; }
+  void SetLocale(NamedLocale locale) { locale_ = std::move(locale); }
   const std::vector<Ref<NotebookField>>& Fields() const noexcept { return fields_; }
   // The tables in document order.
   std::vector<NotebookTable*> Tables() const;
@@ -367,6 +382,7 @@ class NotebookForm final : public ktformula::Form {
 
   std::u16string name_;
   Ref<NotebookUnitCatalogue> units_;
+  NamedLocale locale_;
   std::vector<Ref<NotebookField>> fields_;
   ktformula::Dictionary<NotebookField*> fields_by_name_;
   Ref<ktformula::PropertyScope> scope_;

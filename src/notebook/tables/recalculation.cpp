@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "values/number_text.h"
+
 namespace ktnotebook {
 
 namespace {
@@ -70,6 +72,7 @@ int RoundLimit(const NotebookForm& form) {
 
 RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
                                     const NotebookTable* first) {
+  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   std::vector<NotebookTable*> tables = form.Tables();
   std::stable_partition(tables.begin(), tables.end(),
                         [first](const NotebookTable* table) { return table == first; });

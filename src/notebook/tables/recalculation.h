@@ -20,8 +20,8 @@ struct RecalculationResult {
 };
 
 // Notifies the listeners of the form's tables, in position order, table by table, and repeats this
-// until a round changes no cell. The tables come in document order, except that `first`, where a
-// cell was set, comes before the others.
+// until a round changes no cell, in the notebook's locale. The tables come in document order,
+// except that `first`, where a cell was set, comes before the others.
 RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
                                     const NotebookTable* first = nullptr);
 

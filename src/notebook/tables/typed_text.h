@@ -29,23 +29,34 @@ ContentView NumberContent(std::u16string_view text, const ParsedNumber& number) 
 
 class TypedTexts {
  public:
-  // Both are borrowed.
-  TypedTexts(const PropertyDefinition& definition, const NotebookUnitCatalogue& units)
-      : definition_(definition), units_(units) {}
+  // Texts are kept in one locale and typed in the same or another. Definition and units are
+  // borrowed.
+  TypedTexts(const PropertyDefinition& definition, const NotebookUnitCatalogue& units,
+             const ktformula::Locale& kept_in, const ktformula::Locale& typed_in)
+      : definition_(definition), units_(units), kept_in_(kept_in), typed_in_(typed_in) {}
 
-  // What a text says; its numbers are not-a-number where it has to be a number and is none. Good
-  // until the next text is read.
+  // What a kept text says; its numbers are not-a-number where it has to be a number and is none.
+  // Good until the next text is read.
   ContentView Read(std::u16string_view text);
 
-  // Puts a text into a cell, less the blanks around it, with the numbers that it says and the mark;
-  // "" ends state and tag. Tells whether anything of the cell was different.
+  // The same of a text that is typed, less the blanks around it, which becomes one to be kept: its
+  // numbers get the separators of that locale. What is no number in the locale that it is typed in
+  // has none, whatever the other locale would make of it.
+  ContentView ReadTyped(std::u16string_view typed);
+
+  // Puts a typed text into a cell with the numbers that it says and the mark; "" ends state and
+  // tag. Tells whether anything of the cell was different.
   bool Enter(std::u16string_view typed, const TypedMark& mark, ColumnData& data, std::size_t row);
 
  private:
   const PropertyDefinition& definition_;
   const NotebookUnitCatalogue& units_;
-  // The number read last.
+  const ktformula::Locale kept_in_;
+  const ktformula::Locale typed_in_;
+  // Of the text read last.
   std::optional<ParsedNumber> number_;
+  std::u16string own_;
+  std::u16string kept_;
 };
 
 }  // namespace ktnotebook

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
-#include "values/platform.h"
+#include "values/number_text.h"
 
 namespace ktnotebook {
 
@@ -12,5 +13,16 @@ namespace ktnotebook {
 // "de", "de_DE", "de-AT", "fr_FR.UTF-8", "de_DE@euro". A country that is not known takes the
 // separators of the language; an unknown language, or a name of another shape, gives nothing.
 std::optional<ktformula::Locale> FindLocale(std::string_view name);
+
+// A locale with the name that was given for it.
+struct NamedLocale {
+  std::u16string name = u"C";
+  ktformula::Locale separators;
+
+  bool operator==(const NamedLocale&) const = default;
+};
+
+// Nothing for what is no locale's name.
+std::optional<NamedLocale> FindNamedLocale(std::u16string_view name);
 
 }  // namespace ktnotebook

@@ -1,4 +1,4 @@
-#include "notebook/commands/locale_names.h"
+#include "notebook/tables/locale_names.h"
 
 #include <algorithm>
 #include <iterator>
@@ -94,6 +94,15 @@ std::optional<Locale> FindLocale(std::string_view name) {
   if (!IsCountry(country)) return std::nullopt;
   const auto exception = FindCode(std::string(language) + "_" + std::string(country));
   return exception ? exception : FindCode(language);
+}
+
+std::optional<NamedLocale> FindNamedLocale(std::u16string_view name) {
+  const bool is_ascii =
+      std::all_of(name.begin(), name.end(), [](char16_t unit) { return unit < 0x80; });
+  if (!is_ascii) return std::nullopt;
+  const auto separators = FindLocale(std::string(name.begin(), name.end()));
+  if (!separators) return std::nullopt;
+  return NamedLocale{std::u16string(name), *separators};
 }
 
 }  // namespace ktnotebook
