@@ -62,6 +62,8 @@ TEST(Check, CommandsTellProblems) {
       R"j("start":8,"length":5,"message":"nothing here is called \"Mas\"; ONERROR hides it",)j"
       R"j("help":"did you mean [Mass]?","rows":null}]})j";
   WriteWholeFile(file, NotebookWith("[Mas]"));
+  const std::string half = folder.File("half.xml");
+  WriteWholeFile(half, NotebookWith("0.5"));
   const struct {
     Arguments arguments;
     int status;
@@ -69,6 +71,7 @@ TEST(Check, CommandsTellProblems) {
     std::string err;
   } rows[] = {
       {{"check", file, "--strict"}, 3, "unknown-name", ""},
+      {{"check", half, "--locale", "de_DE"}, 0, "no problems", ""},
       {{"recalculate", file}, 0, "#Error", short_form + "1 cell shows an error\n"},
       {{"import", file, "--db", db}, 0, "imported", short_form},
       {{"check", "F", "--db", db}, 0, "^^^^^", ""},
