@@ -97,9 +97,9 @@ TEST_F(CsvTest, ThousandsCountInGroupsOfThree) {
     EXPECT_EQ(std::isnan(value) ? 0 : value, number) << text;
   }
   // A notebook file could not tell that it is none.
-  EXPECT_NE(Program({"recalculate", Saved("c\n1\n2\n\"1,25\"\n"), "-o", "-"})
+  EXPECT_NE(Program({"recalculate", Saved("c\n1\n2\n187.04\n"), "-o", "-", "--locale=de_DE"})
                 .err.str()
-                .find("row \"3\", column \"c\": \"1,25\" is no number"),
+                .find("row \"3\", column \"c\": \"187.04\" is no number"),
             std::string::npos);
 }
 
