@@ -206,16 +206,15 @@ TEST_F(FormulaProblems, UnitsOfOperandsAndResults) {
       {u"Moles", u"IF([Name] = '', '', [Mass]/[MW])", ""},
       {u"Moles", u"-[Mass]/[MW]", ""},
       {u"Moles", u"[Mass]",
-       "units [Mass]: the result is mass, the column's unit mmol one of moles"},
+       "units [Mass]: the result is mass, but the column's unit is mmol (moles)"},
       {u"Moles", u"SUM([Mass])*2",
-       "units SUM([Mass])*2: the result is mass, the column's unit mmol one of moles"},
+       "units SUM([Mass])*2: the result is mass, but the column's unit is mmol (moles)"},
       {u"Moles", u"MIN([MW], [Compounds], [Name] <> '')",
-       "units MIN([MW], [Compounds], [Name] <> ''): the result is molar mass, the column's unit "
-       "mmol one of moles"},
+       "units MIN([MW], [Compounds], [Name] <> ''): the result is molar mass, but the column's "
+       "unit is mmol (moles)"},
       {u"Moles", u"[unitless] * [weight] / [MW]", ""},
       {u"Moles", u"[weight]",
-       "units [weight]: the result is mass, the column's unit mmol one of "
-       "moles"},
+       "units [weight]: the result is mass, but the column's unit is mmol (moles)"},
       {u"Note", u"[Mass] + [MW]",
        std::string("units [Mass] + [MW]: ") + sides + "\"+\": mass and molar mass"},
       {u"Note", u"1 - [Mass]*[MW]",

@@ -115,9 +115,9 @@ class ListenerProblems {
     const std::optional<Dimension> own = DimensionOf(property);
     if (own && *own != *result.dimension) {
       findings.push_back({ProblemCode::kUnits, WholeOf(map),
-                          u"the result is " + dimension + u", the column's unit " +
-                              property.DefaultUnit()->UnitText() + u" one of " +
-                              DimensionText(*own),
+                          u"the result is " + dimension + u", but the column's unit is " +
+                              property.DefaultUnit()->UnitText() + u" (" + DimensionText(*own) +
+                              u")",
                           u""});
     } else if (!result.dimension->IsNumber() &&
                (!property.HasUnits() || !property.NumberFormatting())) {

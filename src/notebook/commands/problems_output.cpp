@@ -8,6 +8,7 @@
 
 #include "notebook/files/utf.h"
 #include "notebook/files/watched_form.h"
+#include "values/number_text.h"
 #include "values/text.h"
 
 namespace ktnotebook {
@@ -147,10 +148,10 @@ std::string ProblemText(const Problem& problem, const NotebookForm& form, const 
 
 FormProblems ProblemsOf(NotebookForm& form, NotebookFramework& framework,
                         const RecalculationResult& result) {
+  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   std::vector<Ref<ktformula::TableCell>> unsettled;
   for (const NotebookCell& cell : result.unsettled)
     unsettled.push_back(cell.Object());
-  const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
   return {&form, ktformula::FindProblems(WatchForm(form, framework), unsettled)};
 }
 
