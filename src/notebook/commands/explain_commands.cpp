@@ -18,8 +18,9 @@ namespace ktnotebook {
 namespace {
 
 // The forms that the address may mean.
-Notebook LoadForms(const ExplainOptions& options, std::u16string_view address) {
-  if (!options.file.empty()) return ReadInput(options.file, options.csv, false);
+Notebook LoadForms(const ExplainOptions& options, std::u16string_view address,
+                   const ktformula::Locale& locale) {
+  if (!options.file.empty()) return ReadInput(options.file, options.csv, false, locale);
   const NotebookStore store(OpenDatabase(options.database, false), false);
   const Transaction reading(store.Connection(), TransactionKind::kReading);
   return store.Load(FindFormNames(store.FormNames(), address));
@@ -37,7 +38,7 @@ bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell) {
 
 int Explain(const ExplainOptions& options, Console& console) {
   const std::u16string address = ArgumentText(options.cell);
-  const Notebook notebook = LoadForms(options, address);
+  const Notebook notebook = LoadForms(options, address, console.style.locale);
   const Ref<CellObject> cell = FindCell(notebook.forms, address).Object();
   NotebookForm& form = cell->Cell().OwningRow().Parent().Parent();
   ktformula::Explanation explanation;
