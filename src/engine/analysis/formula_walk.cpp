@@ -182,7 +182,7 @@ Sketch FormulaWalk::OfBareTerm(const Term& term, const LayerItem& item, const Su
 Meaning FormulaWalk::OfObject(const LayerItem& item, const Surrounding& in) {
   // What is not closed has lost its last character.
   if (IsUnclosedReference(map_, item)) return {};
-  const Meaning meaning = around_.reach.Resolve(item.Reference(), in.at);
+  Meaning meaning = around_.reach.Resolve(item.Reference(), in.at);
   if (meaning.kind == Meaning::Kind::kNothing) {
     NameAdvice advice = around_.reach.AdviseOn(item.Reference(), in.at, around_.definition_names);
     if (!in.hidden.empty()) advice.message += u"; " + in.hidden;
