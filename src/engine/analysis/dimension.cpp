@@ -78,7 +78,7 @@ std::u16string DimensionText(const Dimension& dimension) {
   for (const QuantityRow& row : kQuantities) {
     if (row.dimension == dimension) return std::u16string(row.name);
   }
-  const std::u16string above = UnitsText(dimension, 1);
+  std::u16string above = UnitsText(dimension, 1);
   const std::u16string below = UnitsText(dimension, -1);
   if (below.empty()) return above;
   return (above.empty() ? u"1" : above) + u"/" +
