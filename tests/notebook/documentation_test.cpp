@@ -9,6 +9,7 @@
 #include "formula/token.h"
 #include "notebook/commands/command_line.h"
 #include "notebook/files/file.h"
+#include "notebook/program.h"
 #include "values/text.h"
 
 namespace {
@@ -104,21 +105,16 @@ std::string Shown(const std::vector<std::string>& words) {
 class PageDirectory {
  public:
   PageDirectory() {
-    std::filesystem::remove_all(path_);
-    std::filesystem::create_directory(path_);
-    std::filesystem::create_directory_symlink(KT_SOURCE_DIR "/examples", path_ / "examples");
-    std::filesystem::current_path(path_);
+    std::filesystem::create_directory_symlink(KT_SOURCE_DIR "/examples", folder_.File("examples"));
+    std::filesystem::current_path(folder_.path);
   }
   PageDirectory(const PageDirectory&) = delete;
   PageDirectory& operator=(const PageDirectory&) = delete;
-  ~PageDirectory() {
-    std::filesystem::current_path(before_);
-    std::filesystem::remove_all(path_);
-  }
+  ~PageDirectory() { std::filesystem::current_path(before_); }
 
  private:
   std::filesystem::path before_ = std::filesystem::current_path();
-  std::filesystem::path path_ = std::filesystem::path(testing::TempDir()) / "kt_documentation_test";
+  ktnotebook::TemporaryFolder folder_;
 };
 
 // A console example is "$ ./run ARGUMENTS" and the output below it; "..." stands for more of it.

@@ -273,7 +273,6 @@ TEST(ObservedProblems, RangesAndDigits) {
         {{"Used", "[End] - [Start]"}},
         {}},
        ""},
-      {{"Mass number g | Net number g", "9.995 g|\n10.001 g|", {{"Net", "[Mass] - 1"}}, {}}, ""},
       {{"Mass number g | Net number g", "9.9 g|\n10.001 g|", {{"Net", "[Mass] - 1"}}, {}},
        "digits Mass 1: \"9.9 g\" has 2 digits and all other entered values at least 5 digits: "
        "computed values are shown with 2 digits\n"},

@@ -123,11 +123,10 @@ TEST_F(StructureTest, ANewNameChangesNoResultAndTheOldOneGivesTheSameFile) {
     formulas += "<propertyFormula name='f" + n + "' format=''><![CDATA[" + kShapes[i % 10] + n +
                 "]]></propertyFormula>";
   }
-  const std::string mass =
-      "<property key='@' name='Mass' type='number' unit='mg' numberFormatting='true'/>";
+  const std::string mass = "<property key='@' name='Mass' type='number' numberFormatting='true'/>";
   const std::string rows =
-      "<row id='a'><cell property='Mass' state='entered'>2.50 mg</cell></row>"
-      "<row id='b'><cell property='Mass' state='entered'>7 g</cell></row>";
+      "<row id='a'><cell property='Mass' state='entered'>2.50</cell></row>"
+      "<row id='b'><cell property='Mass' state='entered'>7</cell></row>";
   const auto keyed = [&](const std::string& key) { return std::string(mass).replace(15, 1, key); };
   WriteWholeFile(file_, "<notebook><form name='F'><table name='T' key='1'>" + keyed("1") + columns +
                             rows +

@@ -58,27 +58,6 @@ bool IsRange(const Outcome& outcome) {
          (value.MinNumber() < value.MaxNumber() || value.MinNumber() > value.MaxNumber());
 }
 
-// The digits behind the point of the number that a text begins with.
-std::size_t CountDecimals(std::u16string_view text) {
-  const std::size_t point = text.find(UserLocale().decimal_separator);
-  if (point == std::u16string_view::npos) return 0;
-  std::size_t end = point + 1;
-  while (end < text.size() && IsDigit(text[end]))
-    ++end;
-  return end - point - 1;
-}
-
-// Whether it is as exact as a larger number of its column: 9.995 and 10.001.
-bool IsAsExactAsAnother(const ColumnReader& cells, const FewestDigits& fewest) {
-  if (fewest.others != fewest.digits + 1) return false;
-  const std::size_t decimals = CountDecimals(cells.Text(fewest.row));
-  for (std::size_t row = 0; row < cells.Count(); ++row) {
-    const bool is_other = row != fewest.row && cells.IsEntered(row);
-    if (is_other && CountDecimals(cells.Text(row)) == decimals) return true;
-  }
-  return false;
-}
-
 // Whether the column's numbers are shown with as many digits as were entered.
 bool FollowsDigits(const ObservedColumn& column) {
   if (!column.IsComputed() || !column.property->NumberFormatting()) return false;
@@ -120,7 +99,7 @@ std::vector<Problem> FindLostDigits(const ObservedForm& form) {
   if (!watched.owner || std::none_of(columns.begin(), columns.end(), FollowsDigits)) return {};
   const auto fewest = FindFewestDigits(*watched.owner, *watched.units);
   const auto number = fewest ? form.NumberOf(*fewest->column) : std::nullopt;
-  if (!number || IsAsExactAsAnother(form.At(*number).cells, *fewest)) return {};
+  if (!number) return {};
   Problem problem(ProblemCode::kDigits);
   problem.table = form.At(*number).table->table;
   problem.column = fewest->column;
