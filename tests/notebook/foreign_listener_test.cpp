@@ -156,6 +156,8 @@ std::string RunCommands(const std::string& file, const std::string& form, const 
            {"recalculate", "--json", file},
            {"recalculate", "-o", "-", file},
            {"eval", "--json", "--file", file, "--cell", address + ":" + row, "[" + column + "]"},
+           {"check", "--json", file},
+           {"explain", "--json", "--file", file, address + ":" + row},
            {"import", database, file},
            {"formula", database, address},
            {"definition", database, definition, "6*7"},
