@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "analysis/error_messages.h"
+#include "analysis/error_messages.h"
 #include "analysis/formula_parts.h"
 #include "analysis/watched_evaluation.h"
 
@@ -78,6 +80,7 @@ class DefinitionStudy {
       } else if (!IsHandedOn(failure)) {
         problems.push_back(ProblemOf(ProblemCode::kFailing, failure));
         problems.back().message = failure.description;
+        problems.back().help = HelpWithError(failure.description);
       }
     }
   }
@@ -216,6 +219,7 @@ class ColumnFailures {
       problem.row = reason.first_row;
       problem.rows = reason.rows;
       problem.message = reason.description;
+      problem.help = HelpWithError(reason.description);
       problem.place = FindPlace(column_, reason.first_row, effort_);
       problems.push_back(std::move(problem));
     }
