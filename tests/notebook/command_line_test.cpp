@@ -251,6 +251,8 @@ TEST_F(CommandLineTest, ExitStatusTellsWhatHappened) {
       {{"recalculate", std::string(5000, 'a')}, 1, "File name too long"},
       {{"recalculate", "/proc/self/mem"}, 1, "/proc/self/mem: "},
       {{"recalculate", "-x.xml"}, 1, "ktnotebook: -x.xml: No such file"},
+      {{"import", "/no/such/plate.csv"}, 1, "plate.csv: a CSV file holds no notebook"},
+      {{"new", "G", "--file", folder_ + "new.tsv"}, 1, "new.tsv: a CSV file holds no notebook"},
       {{"list", "--db", file}, 1, "not a database"},
       {{"list", "--db", db}, 1, "there is no such database"},
       {{"list", "--db", folder_ + std::string(5000, 'a')}, 1, "ktnotebook: "},

@@ -169,6 +169,8 @@ TEST_F(LocaleTest, WhatIsTypedIsKeptInTheNotebooksLocale) {
       {"C", "0,125 g", ">187.04<", "did you mean \"0.125 g\"?"},
       {"fr_FR", "12 345,5 mg", ">12,345.5 mg<", "12\u202F345,5 mg"},
       {"fr_FR", "12\u00A0345,5 mg", ">12,345.5 mg<", "12\u202F345,5 mg"},
+      {"C", "1'234 mg", ">12,345.5 mg<", "did you mean \"1,234 mg\"?"},
+      {"de_DE", "1 234,5", ">12,345.5 mg<", "did you mean \"1.234,5\"?"},
       {"fr_FR", "1.5", ">12,345.5 mg<", "did you mean \"1,5\"?"},
       {"de_CH", "12'345.5 mg", ">12,345.5 mg<", "12\u2019345.5 mg"},
       {"de_DE", "1,5 .. 2,5", ">1.5 .. 2.5<", "1,5 .. 2,5 g"},

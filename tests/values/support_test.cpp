@@ -127,6 +127,7 @@ TEST(NearestName, IsWhatWasMeantOrNothing) {
       {u"equivalnt", u"Equivalents"},
       {u"Equiv", u"Equivalents"},
       {u"Yield (g)", u"Yield"},
+      {u"V (ml)", u"V"},
       {u"v", u"V"},
       {u"Mess", u"Mass"},
       // What is nearer comes first, and of equal ones the first; what is there is not proposed.

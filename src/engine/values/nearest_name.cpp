@@ -13,7 +13,7 @@ namespace {
 
 // Names are short; what is longer is a mistake of another kind, and would take long to compare.
 constexpr std::size_t kLongestName = 100;
-// Fewer characters begin too many names.
+// Fewer characters begin too many names, unless a blank follows, as in "OD (g)".
 constexpr std::size_t kShortestBeginning = 3;
 
 // How many characters have to be added, dropped, replaced or swapped with their neighbour to turn
@@ -39,6 +39,11 @@ std::size_t EditDistance(std::u16string_view from, std::u16string_view to) {
   return row[to.size()];
 }
 
+bool Begins(std::u16string_view shorter, std::u16string_view longer) {
+  if (shorter.empty() || !longer.starts_with(shorter)) return false;
+  return shorter.size() >= kShortestBeginning || longer.substr(shorter.size()).starts_with(u' ');
+}
+
 // How far apart two names in capitals are; nothing when neither is meant by the other.
 std::optional<std::size_t> Distance(std::u16string_view name, std::u16string_view candidate) {
   const auto [shorter, longer] = std::minmax({name.size(), candidate.size()});
@@ -47,7 +52,7 @@ std::optional<std::size_t> Distance(std::u16string_view name, std::u16string_vie
   const std::size_t distance = longer - shorter > most ? longer : EditDistance(name, candidate);
   if (distance <= most && distance < shorter) return distance;
   const bool begins =
-      shorter >= kShortestBeginning && (name.starts_with(candidate) || candidate.starts_with(name));
+      name.size() < candidate.size() ? Begins(name, candidate) : Begins(candidate, name);
   return begins ? std::optional(kLongestName) : std::nullopt;
 }
 

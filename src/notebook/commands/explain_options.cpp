@@ -1,6 +1,7 @@
 #include "notebook/commands/explain_options.h"
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
 
 #include "notebook/commands/command_set.h"
@@ -31,7 +32,8 @@ void AddExplainCommands(CommandSet& commands) {
       ->add_option("--depth", options->depth,
                    "how far to follow what the cell is computed from: 1 for its own inputs")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->type_name("N")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
   command->add_flag("--json", options->json, "print JSON");
   AddCsvOptions(command, options->csv);
 }

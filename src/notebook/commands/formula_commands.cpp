@@ -12,6 +12,7 @@
 #include "notebook/commands/formula_options.h"
 #include "notebook/commands/function_pages.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/notebook_input.h"
 #include "notebook/commands/text_output.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/notebook_file.h"
@@ -54,6 +55,7 @@ class FormulaEvaluation {
   FormulaEvaluation(const EvaluateOptions& options, const ktformula::Locale& typed_in)
       : locale_(typed_in) {
     if (options.file.empty()) return;
+    RequireNotebookName(options.file);
     notebook_ = ReadNotebookFile(options.file);
     locale_ = notebook_.locale.separators;
     cell_ = FindCell(notebook_.forms, ArgumentText(options.cell)).Object();

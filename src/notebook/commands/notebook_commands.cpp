@@ -266,6 +266,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
 }
 
 int Import(const StoreOptions& options, Console& console) {
+  RequireNotebookName(options.target);
   Notebook notebook = ReadNotebookFile(options.target);
   SayDropped(notebook, options.target, console);
   std::vector<FormProblems> problems;
@@ -294,6 +295,7 @@ int Import(const StoreOptions& options, Console& console) {
 }
 
 int Export(const StoreOptions& options, Console& console) {
+  RequireNotebookName(options.output);
   const std::string text = WriteNotebook(LoadForm(options));
   const bool is_printed = options.output.empty() || options.output == "-";
   if (!is_printed || !options.json) WriteOrPrint(options.output, text, console);

@@ -110,6 +110,13 @@ bool IsCsvName(const std::string& path) {
   return extension == ".csv" || extension == ".tsv";
 }
 
+void RequireNotebookName(const std::string& path) {
+  if (!IsCsvName(path)) return;
+  throw NotebookError(path +
+                      ": a CSV file holds no notebook; \"ktnotebook recalculate FILE.csv -o " +
+                      "FILE.xml\" makes one of it");
+}
+
 char DelimiterOf(const std::string& path, const CsvArguments& arguments) {
   if (arguments.delimiter == "\\t") return '\t';
   if (!arguments.delimiter.empty()) return arguments.delimiter[0];

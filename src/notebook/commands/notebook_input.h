@@ -31,6 +31,9 @@ void AddCsvOptions(CLI::App* command, CsvArguments& arguments);
 // Whether the name is one of a CSV file: ".csv", or ".tsv" for one with tabs.
 bool IsCsvName(const std::string& path);
 
+// Refuses the name of a CSV file, where only a notebook will do.
+void RequireNotebookName(const std::string& path);
+
 // What stands between the fields of such a file.
 char DelimiterOf(const std::string& path, const CsvArguments& arguments);
 

@@ -10,6 +10,7 @@
 #include "notebook/commands/commands.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
+#include "notebook/commands/notebook_input.h"
 #include "notebook/commands/problems_output.h"
 #include "notebook/commands/recalculate_form.h"
 #include "notebook/commands/structure_options.h"
@@ -97,6 +98,7 @@ class FileKeeper final : public Keeper {
  public:
   FileKeeper(const StructureOptions& options, bool may_be_new, Console& console)
       : path_(options.file) {
+    RequireNotebookName(path_);
     if (may_be_new && !std::filesystem::exists(PathOf(path_))) return;
     notebook = ReadNotebookFile(path_);
     if (!notebook.dropped.empty())
@@ -378,6 +380,7 @@ int MoveForm(Keeper& keeper, NotebookForm& form, const StructureOptions& options
                                   [&](const auto& each) { return each.get() == &form; });
   const std::size_t place =
       PlaceOf(options, FormNames(keeper.notebook), static_cast<std::size_t>(found - forms.begin()));
+  keeper.Settle(form);
   const Ref<NotebookForm> moved = *found;
   forms.erase(found);
   forms.insert(forms.begin() + static_cast<std::ptrdiff_t>(place), moved);

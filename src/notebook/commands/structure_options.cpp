@@ -1,6 +1,7 @@
 #include "notebook/commands/structure_options.h"
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
 
 #include "notebook/commands/command_set.h"
@@ -44,7 +45,8 @@ void AddPlace(const StructureCommand& to) {
   CLI::Option* const after =
       command->add_option("--after", options->after, "behind this one")->excludes(before);
   command->add_option("--at", options->at, "at this place, counted from 1")
-      ->check(CLI::PositiveNumber)
+      ->type_name("N")
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""))
       ->excludes(before)
       ->excludes(after);
 }

@@ -80,6 +80,24 @@ bool BeginsLikeNumber(std::u16string_view text) {
   return IsDigit(text[0]) || kOthers.find(text[0]) != std::u16string_view::npos;
 }
 
+// Whether no number comes before it is clear that most texts are none. Keeps and counts nothing but
+// these texts, so that a column of names costs little.
+bool HasNoNumberInFront(const CsvColumn& column, std::size_t rows, TypedTexts& typed,
+                        CsvNumbers& numbers) {
+  bool is_number = false;
+  column.AllAre([&, row = std::size_t{0}](std::u16string_view field) mutable {
+    const std::u16string_view text = TrimTypedText(field);
+    ++row;
+    if (text.empty()) return true;
+    is_number = !std::isnan(typed.ReadTyped(text).min);
+    if (is_number) return false;
+    ++numbers.filled;
+    numbers.others.Add(text, row);
+    return numbers.others.count < rows - numbers.others.count;
+  });
+  return !is_number && numbers.filled > 0;
+}
+
 }  // namespace
 
 std::optional<ParsedNumber> ParseCsvNumber(std::u16string_view text,
@@ -97,6 +115,10 @@ CsvNumbers ReadCsvNumbers(const CsvColumn& column, std::size_t rows,
   definition.unit = reading.unit;
   TypedTexts typed(definition, reading.catalogue, reading.kept_in, reading.locale);
   CsvNumbers numbers;
+  if (reach == CsvReach::kWhileMostMayBe && HasNoNumberInFront(column, rows, typed, numbers)) {
+    return numbers;
+  }
+  numbers = {};
   numbers.data.Append(rows);
   numbers.data.ReserveTexts(column.Size());
   column.AllAre([&, row = std::size_t{0}](std::u16string_view field) mutable {

@@ -157,7 +157,7 @@ class NotebookReader {
 
   NamedLocale ReadLocale(const pugi::xml_node& root) const {
     if (root.attribute("locale").empty()) return {};
-    const std::u16string name = Required(root, "locale");
+    const std::u16string name = Optional(root, "locale");
     std::optional<NamedLocale> locale = FindNamedLocale(name);
     if (!locale) Refuse(root, "the locale " + Quoted(ToUtf8(name)) + " is not known");
     return *std::move(locale);

@@ -74,6 +74,7 @@ class CellTextReader {
   // numbers where one of them is missing.
   Bounds TakeBounds() {
     const double first = TakeNumber();
+    if (rest_.empty()) return {first, first};
     if (std::any_of(kToleranceSymbols.begin(), kToleranceSymbols.end(),
                     [this](std::u16string_view symbol) { return TakeSymbol(symbol); })) {
       const double tolerance = TakeNumber();

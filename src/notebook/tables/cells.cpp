@@ -87,10 +87,14 @@ std::optional<std::u16string> NotebookCell::MeantNumber(std::u16string_view type
   if (Definition().type != DataType::kNumber || is_number(locale)) return std::nullopt;
   constexpr ktformula::Locale kPoint{u'.', u','};
   constexpr ktformula::Locale kComma{u',', u'.'};
-  for (const ktformula::Locale& other : {column_->KeptIn(), kPoint, kComma}) {
+  constexpr ktformula::Locale kSpace{u',', u'\u202F'};
+  constexpr ktformula::Locale kApostrophe{u'.', u'\u2019'};
+  for (const ktformula::Locale& other : {column_->KeptIn(), kPoint, kComma, kSpace, kApostrophe}) {
     if (!is_number(other)) continue;
+    std::u16string own;
     std::u16string buffer;
-    return std::u16string(WithSeparatorsOf(locale, TrimTypedText(typed), other, buffer));
+    return std::u16string(WithSeparatorsOf(
+        locale, WithOwnThousands(TrimTypedText(typed), other, own), other, buffer));
   }
   return std::nullopt;
 }

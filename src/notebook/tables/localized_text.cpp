@@ -62,6 +62,7 @@ std::u16string_view WithSeparatorsOf(const Locale& to, std::u16string_view text,
 std::u16string_view WithOwnThousands(std::u16string_view text, const Locale& locale,
                                      std::u16string& buffer) {
   const char16_t separator = locale.thousands_separator;
+  if (separator == u',' || separator == u'.') return text;
   for (const std::u16string_view alike : kAlike) {
     if (alike.find(separator) == alike.npos) continue;
     buffer.assign(text);
