@@ -46,6 +46,8 @@ struct Site {
   // What else it came to last: an error, or a value of another kind. Not an error that a cell shows
   // which is read: that is told of where it arises.
   std::optional<std::u16string> other;
+  // Whether that is an error.
+  bool fails = false;
   // Rows for which it failed for want of a number, and the first of these cells.
   std::size_t missing_rows = 0;
   std::size_t first_row = 0;
@@ -170,8 +172,10 @@ class SiteObserver final : public FormulaObserver {
       site.is_good = true;
     } else if (!error) {
       site.other = KindText(value);
+      site.fails = false;
     } else if (!CauseAmong(open.failed, *error)) {
       site.other = error;
+      site.fails = true;
       if (raised != nullptr && site.part == Part::kEach && !site.dropped) site.dropped = error;
       const auto missing = CauseAmong(open.missing, *error);
       if (site.IsCondition() && missing) NoteMissing(site, *error, *missing);
@@ -283,7 +287,7 @@ class FormulaStudy {
     } else {
       problem.message = u"the condition of " + std::u16string(site.function) +
                         u" is never true or false: " + *site.other;
-      problem.help = u"compare something, as in [Mass] > 0";
+      problem.help = site.fails ? u"" : u"compare something, as in [Mass] > 0";
     }
     return problem;
   }
@@ -291,7 +295,7 @@ class FormulaStudy {
   Problem DroppedProblem(const Site& site, const SourceMap& map) const {
     Problem problem = ProblemAt(ProblemCode::kSwallowed, site, map);
     problem.message =
-        std::u16string(site.function) + u" passes over rows in which this fails: " + *site.dropped;
+        std::u16string(site.function) + u" hides that this fails in some rows: " + *site.dropped;
     problem.help = u"say with a condition, as the third argument, which rows are meant";
     return problem;
   }
