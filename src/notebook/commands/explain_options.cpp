@@ -31,7 +31,7 @@ void AddExplainCommands(CommandSet& commands) {
       ->add_option("--depth", options->depth,
                    "how far to follow what the cell is computed from: 1 for its own inputs")
       ->capture_default_str()
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Range(1, 1'000'000).description(""));
   command->add_flag("--json", options->json, "print JSON");
   AddCsvOptions(command, options->csv);
 }
