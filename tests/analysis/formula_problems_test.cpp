@@ -150,6 +150,9 @@ TEST_F(FormulaProblems, NamesThatMeanNothing) {
       {u"IF(mas > 1, 'a', 'b')",
        "unknown-name mas: nothing here is called \"mas\"; IF takes it for false (did you mean "
        "[Mass]?)"},
+      {u"IF([Mass] > 1, 'a', [Zzzzz])",
+       "unknown-name [Zzzzz]: nothing here is called \"Zzzzz\"; IF hides it where it is not "
+       "chosen"},
       {u"[Zzzzz]", "unknown-name [Zzzzz]: nothing here is called \"Zzzzz\""},
       {u"ONERROR([Mas], '')",
        "unknown-name [Mas]: nothing here is called \"Mas\"; ONERROR hides it (did you mean "

@@ -27,6 +27,8 @@ TEST(Check, MarksThePlaceInTheFormula) {
   } rows[] = {
       {"[Mas]", "  [Mas]\n  ^^^^^\n"},
       {"\"a\" &\r\n  [Mas] &\n\"b\"", "    [Mas] &\n    ^^^^^\n"},
+      {std::string(200'000, ' ') + "[Mas]",
+       "  \xE2\x80\xA6" + std::string(92, ' ') + "[Mas]\n" + std::string(95, ' ') + "^^^^^\n"},
       // A tab takes one column, wide characters two, combining marks none.
       {"\"a\" &\t[Mas]", "  \"a\" & [Mas]\n        ^^^^^\n"},
       {"\"\xE6\x97\xA5\xE6\x9C\xAC\" & [Mas]",

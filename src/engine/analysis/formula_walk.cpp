@@ -377,12 +377,14 @@ void FormulaWalk::WalkCondition(const LayerItem& item, const Surrounding& in) {
 
 Sketch FormulaWalk::OfIf(const TokenLayer& args, const Surrounding& in) {
   const Surrounding condition{in.at, u"IF takes it for false"};
+  const Surrounding choice{in.at,
+                           in.hidden.empty() ? u"IF hides it where it is not chosen" : in.hidden};
   Sketch value = SketchOfKind(kCellValueTypeError);
   for (std::size_t i = 0; i < args.Count(); ++i) {
     if (i % 2 == 0 && i + 1 < args.Count()) {
       WalkCondition(args.Item(i), condition);
     } else {
-      value = EitherOf(value, OfArgument(args.Item(i), in));
+      value = EitherOf(value, OfArgument(args.Item(i), choice));
     }
   }
   return value;

@@ -17,8 +17,6 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::size_t kTermsOfAFormula = 30'000;
-
 // What an argument is to its function.
 enum class Part {
   // The first of ONERROR's, of several.
@@ -209,7 +207,7 @@ class FormulaStudy {
 
   void Find(bool has_known_error, std::vector<Problem>& problems) {
     if (sites_.empty()) return;
-    Effort effort(kTermsOfAFormula);
+    Effort effort(TermsOver(column_.cells.Count()));
     SiteObserver observer(effort, form_, sites_);
     const bool is_complete = WatchRows(
         column_, observer, [&](const EvaluateRow& evaluate) { LookAtRows(observer, evaluate); });

@@ -17,7 +17,6 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::size_t kTermsOfAFormula = 30'000;
 // Where a range may be read from anywhere.
 constexpr std::size_t kMostRows = 100;
 
@@ -77,7 +76,7 @@ std::vector<Problem> FindLostRanges(const ObservedForm& form) {
     const std::vector<std::size_t> rows = RowsReadingRanges(form, column);
     if (rows.empty()) continue;
     std::vector<std::size_t> lost;
-    Effort effort(kTermsOfAFormula);
+    Effort effort(TermsOver(rows.size()));
     FormulaObserver observer(effort);
     WatchRows(column, observer, [&](const EvaluateRow& evaluate) {
       std::copy_if(rows.begin(), rows.end(), std::back_inserter(lost),
