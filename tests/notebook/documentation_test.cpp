@@ -153,6 +153,6 @@ TEST_P(ConsolePages, ShowTheRealOutput) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Documentation, ConsolePages,
-                         testing::Values("README.md", "docs/recipes.md"));
+                         testing::Values("README.md", "docs/first-notebook.md", "docs/recipes.md"));
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "analysis/error_messages.h"
 #include "random_notebooks/comparison.h"
 #include "random_notebooks/generator.h"
 #include "random_notebooks/live_notebook.h"
@@ -56,6 +57,33 @@ bool AlwaysFails(const Problem& problem) {
 
 bool ShowsValue(const ktnotebook::NotebookCell& cell) {
   return cell.State() != u"entered" && !cell.Text().starts_with(u"#Error: ");
+}
+
+// The page about errors leaves none out that formulas come to.
+TEST(RandomNotebooks, ShowErrorsThatAreExplained) {
+  constexpr std::u16string_view kPrefix = u"#Error: ";
+  std::size_t errors = 0;
+  for (std::uint64_t seed = 0; seed < 150; ++seed) {
+    const NotebookPlan plan = MakePlan(seed);
+    const Mode mode{"promising", {}};
+    LiveNotebook notebook(plan, mode);
+    notebook.Recalculate(8, Step());
+    for (const ktnotebook::NotebookTable* table : notebook.Form().Tables()) {
+      for (const auto& column : table->Columns()) {
+        // Texts may look like errors.
+        if (column->Definition().type != ktnotebook::DataType::kNumber) continue;
+        for (const auto row : table->Rows()) {
+          const ktnotebook::NotebookCell cell = row.CellAt(column->Index());
+          const std::u16string text = cell.Text();
+          if (!cell.State().empty() || !text.starts_with(kPrefix)) continue;
+          ++errors;
+          EXPECT_NE(ktformula::FindErrorMessage(text.substr(kPrefix.size())), nullptr)
+              << seed << ": " << Printable(text);
+        }
+      }
+    }
+  }
+  EXPECT_GT(errors, 300U);
 }
 
 TEST(RandomNotebooks, ProblemsOfFormulas) {

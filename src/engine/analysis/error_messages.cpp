@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "values/text.h"
+
 namespace ktformula {
 
 namespace {
@@ -187,6 +189,17 @@ const ErrorMessage* FindErrorMessage(std::u16string_view description) noexcept {
       std::find_if(kMessages.begin(), kMessages.end(),
                    [&](const ErrorMessage& message) { return Fits(description, message.text); });
   return found != kMessages.end() ? &*found : nullptr;
+}
+
+std::u16string HelpWithError(std::u16string_view description) {
+  const ErrorMessage* const message = FindErrorMessage(description);
+  if (message == nullptr) return {};
+  // The sentences of a page have capitals and full stops.
+  std::u16string help = Widen(message->mend);
+  help.front() = LowerCase(help.substr(0, 1)).front();
+  help.pop_back();
+  std::erase(help, u'`');
+  return help;
 }
 
 }  // namespace ktformula

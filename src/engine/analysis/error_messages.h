@@ -2,6 +2,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace ktformula {
@@ -22,5 +23,8 @@ std::span<const ErrorMessage> ErrorMessages() noexcept;
 
 // The row for a description; nullptr for one that is not the component's own.
 const ErrorMessage* FindErrorMessage(std::u16string_view description) noexcept;
+
+// What to do about it, as the help of a problem; "" where nothing is known.
+std::u16string HelpWithError(std::u16string_view description);
 
 }  // namespace ktformula

@@ -48,18 +48,6 @@ bool IsOfRing(std::u16string_view description) {
          description.ends_with(u"\" refers to itself");
 }
 
-// What mends the error, as words behind a colon; "" where nothing is known.
-std::u16string HelpOn(std::u16string_view description) {
-  const ErrorMessage* const message = FindErrorMessage(description);
-  if (message == nullptr || message->mend.empty()) return {};
-  std::u16string help(message->mend.begin(), message->mend.end());
-  // Words in capitals are names.
-  const bool is_name = help.size() > 1 && help[1] >= u'A' && help[1] <= u'Z';
-  if (help[0] >= u'A' && help[0] <= u'Z' && !is_name) help[0] += u'a' - u'A';
-  if (help.ends_with(u'.')) help.pop_back();
-  return help;
-}
-
 // Notes which columns an evaluation reads.
 class ColumnsObserver final : public FormulaObserver {
  public:
@@ -97,7 +85,7 @@ class DefinitionStudy {
       } else if (!IsHandedOn(failure)) {
         problems.push_back(ProblemOf(ProblemCode::kFailing, failure));
         problems.back().message = failure.description;
-        problems.back().help = HelpOn(failure.description);
+        problems.back().help = HelpWithError(failure.description);
       }
     }
   }
@@ -236,8 +224,8 @@ class ColumnFailures {
       problem.row = reason.first_row;
       problem.rows = reason.rows;
       problem.message = reason.description;
+      problem.help = HelpWithError(reason.description);
       problem.place = FindPlace(column_, reason.first_row, effort_);
-      problem.help = HelpOn(reason.description);
       TellOnce(std::move(problem), problems);
     }
   }
