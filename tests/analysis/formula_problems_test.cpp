@@ -128,6 +128,13 @@ TEST_F(FormulaProblems, WhatCanNotBeRead) {
       {u"1e3",
        "leftover e3: \"e3\" stands where an operator should (numbers have no exponent here: write "
        "it out, or multiply by a power of ten)"},
+      {u"2[Mass]",
+       "leftover [Mass]: \"[Mass]\" stands where an operator should (put an operator such as * or "
+       "& "
+       "in front of it, or take it away)"},
+      {u"[Mass] \u2212 1",
+       "syntax \u2212: the character \"\u2212\" is not recognized as the first character of a "
+       "formula token (write -)"},
       {u"1,5",
        "leftover 5: \"5\" stands where an operator should (a comma ends a number: write a decimal "
        "point)"},
@@ -143,6 +150,9 @@ TEST_F(FormulaProblems, NamesThatMeanNothing) {
       {u"IF(mas > 1, 'a', 'b')",
        "unknown-name mas: nothing here is called \"mas\"; IF takes it for false (did you mean "
        "[Mass]?)"},
+      {u"IF([Mass] > 1, 'a', [Zzzzz])",
+       "unknown-name [Zzzzz]: nothing here is called \"Zzzzz\"; IF hides it where it is not "
+       "chosen"},
       {u"[Zzzzz]", "unknown-name [Zzzzz]: nothing here is called \"Zzzzz\""},
       {u"ONERROR([Mas], '')",
        "unknown-name [Mas]: nothing here is called \"Mas\"; ONERROR hides it (did you mean "
@@ -157,6 +167,10 @@ TEST_F(FormulaProblems, NamesThatMeanNothing) {
        "mean [Compounds:Name:r1]?)"},
       {u"[Compounds:Name:r9]",
        "unknown-name [Compounds:Name:r9]: the table \"Compounds\" has no row \"r9\""},
+      {u"[Mass:r1]",
+       "unknown-name [Mass:r1]: \"Mass\" is a column: a cell of it is named with its table (did "
+       "you "
+       "mean [T:Mass:r1]?)"},
       {u"[Compund:Name:r1]",
        "unknown-name [Compund:Name:r1]: nothing here is called \"Compund\" (did you mean "
        "[Compounds:Name:r1]?)"},
@@ -251,7 +265,9 @@ TEST_F(FormulaProblems, TextsForNumbersAndConditionsWithoutTruth) {
   } rows[] = {
       {u"2 + [Name]", "text-as-number [Name]: behind \"+\", a text" + left_over + take_number},
       {u"[Name]*1", ""},
-      {u"[Bare] - [Day]", "text-as-number [Day]: behind \"-\", a date" + left_over + take_number},
+      {u"[Bare] - [Day]",
+       "text-as-number [Day]: behind \"-\", a date counts as the number that is left over in it (" +
+           take_number},
       {u"[Mass] = ''", "text-as-number '': behind \"=\", a text" + left_over + compare_texts},
       {u"[Name] = 'salt' AND [Flag]", ""},
       {u"[Day] = [Day]",

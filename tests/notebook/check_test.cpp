@@ -27,6 +27,8 @@ TEST(Check, MarksThePlaceInTheFormula) {
   } rows[] = {
       {"[Mas]", "  [Mas]\n  ^^^^^\n"},
       {"\"a\" &\r\n  [Mas] &\n\"b\"", "    [Mas] &\n    ^^^^^\n"},
+      {std::string(200'000, ' ') + "[Mas]",
+       "  \xE2\x80\xA6" + std::string(92, ' ') + "[Mas]\n" + std::string(95, ' ') + "^^^^^\n"},
       // A tab takes one column, wide characters two, combining marks none.
       {"\"a\" &\t[Mas]", "  \"a\" & [Mas]\n        ^^^^^\n"},
       {"\"\xE6\x97\xA5\xE6\x9C\xAC\" & [Mas]",
@@ -64,12 +66,21 @@ TEST(Check, CommandsTellProblems) {
   WriteWholeFile(file, NotebookWith("[Mas]"));
   const std::string half = folder.File("half.xml");
   WriteWholeFile(half, NotebookWith("0.5"));
+  const std::string failing = folder.File("failing.xml");
+  WriteWholeFile(failing, NotebookWith("1/0"));
   const struct {
     Arguments arguments;
     int status;
     std::string out;
     std::string err;
   } rows[] = {
+      // In all rows of the table.
+      {{"check", failing, "--json"},
+       0,
+       R"("row":"A","definition":null,"formula":"1/0","start":1,"length":1,)"
+       R"("message":"Division by zero",)"
+       R"("help":"fill the cell, or say with ONERROR or IF what is to be shown","rows":null}]})",
+       ""},
       {{"check", file, "--strict"}, 3, "unknown-name", ""},
       {{"check", half, "--locale", "de_DE"}, 0, "no problems", ""},
       {{"recalculate", file}, 0, "#Error", short_form + "1 cell shows an error\n"},

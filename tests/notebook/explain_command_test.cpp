@@ -82,6 +82,17 @@ TEST_F(ExplainCommand, TellsAStory) {
        "This gives 0.0936 M.\n"
        "It is written as its format \"0.000\" says.\n"
        "It is in M, because Titration/Result:Titrant:1 \"0.1000 M\" is.\n"},
+      {"Burette:Titre:2",
+       {"--depth", "1"},
+       "Titration/Burette:Titre:2 shows 23 ml\n\n"
+       "It is computed by [V1]-[V0], where\n"
+       "  [V1] is 23.40 ml, typed into Burette:V1:2\n"
+       "  [V0] is 0.00 ml, typed into Burette:V0:2\n"
+       "This gives 23.4 ml.\n"
+       "It has 1 digit and all in front of the point, because Titration/Burette:V0:2 \"0.00 ml\" "
+       "has "
+       "1 digit: no entered value has fewer.\n"
+       "It is in ml, because Titration/Burette:V0:1 \"0.15 ml\" is.\n"},
       {"Burette:V1:1",
        {},
        "Titration/Burette:V1:1 shows 23.55 ml\n\n"
@@ -102,7 +113,9 @@ TEST_F(ExplainCommand, TellsAStory) {
 
 TEST_F(ExplainCommand, ProblemsOfTheCellsFormulaFollow) {
   const std::string story = Explain("Result:Bad:1").out.str();
-  EXPECT_NE(story.find("The error arose in this cell.\n\nerror[unknown-name]: "), story.npos)
+  EXPECT_NE(story.find("  [Missing] is unknown: nothing here has this name\n"
+                       "The error arose in this cell.\n\nerror[unknown-name]: "),
+            story.npos)
       << story;
   EXPECT_EQ(Explain("Result:Half:1").out.str().find("unknown-name"), story.npos);
 }

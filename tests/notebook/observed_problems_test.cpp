@@ -186,6 +186,11 @@ TEST(ObservedProblems, Errors) {
         {{"B", "[A] * [half]"}},
         {{"half", "1 / 0"}, {"more", "[half] + 1"}}},
        "failing =half: Division by zero\n"},
+      {{kTwo, "1|\n2|", {{"B", "[d]"}}, {{"d", "[e]"}, {"e", "[d]"}}},
+       "circular =d: the definition \"d\" and the definition \"e\" need each other\n"},
+      // Texts that quote each its row are one problem.
+      {{"D date | B number", "2024-01-01|\n2024-01-02|", {{"B", "[D] - [D]"}}, {}},
+       "failing B 1/2 <->: the value \"2024-01-01\" is not a number\n"},
       // Values of definitions that can not be taken over.
       {{"A number | D date | S string",
         "1 | 2024-01-01 | x\n",
@@ -211,6 +216,7 @@ TEST(ObservedProblems, NumbersThatAreMissing) {
         {}},
        "no-number B 2/1 <[A]>: " + help},
       {{kTwo, "1|\nn.d.|", {{"B", "SUM([A])"}}, {}}, "no-number B 1/2 <SUM([A])>: " + help},
+      {{kTwo, "1|\nn.d.|", {{"B", "MAX([A])"}}, {}}, "no-number B 1/2 <MAX([A])>: " + help},
       {{kTwo, "1|\nn.d.|", {{"B", "[all] + 1"}}, {{"all", "SUM([T:A])"}}},
        "no-number B 1/2 <[all]>: " + help},
       {{"A number | S string", "1|\nn.d.|\nn.d.|", {{"S", "IF([A] > 0, \"a\", \"b\")"}}, {}},
@@ -245,9 +251,11 @@ TEST(ObservedProblems, ErrorsThatArePassedOver) {
       {{kTwo, "1|\n2|", {{"B", "SUM([A], [T], [A] + 1)"}}, {}},
        "swallowed B <[A] + 1>: the condition of SUM is never true or false: a number\n"},
       {{"A number | S string | B number", "1|x|\n2|y|", {{"B", "SUM([S] * [S], [T])"}}, {}},
-       "swallowed B <[S] * [S]>: SUM passes over rows in which this fails: the value \"x\" is not "
-       "a "
+       "swallowed B <[S] * [S]>: SUM hides that this fails in some rows: the value \"x\" is not a "
        "number\n"},
+      {{"A number | B number", "1|\n2|", {{"B", "SUM(2*(1/([A] - [A])), [T])"}}, {}},
+       "swallowed B <2*(1/([A] - [A]))>: SUM hides that this fails in some rows: Division by "
+       "zero\n"},
       {{"A number | B number", "1|\n2|", {{"B", "SUM([A] * 2, [T]) + IF([A] > 1, 1, 2)"}}, {}}, ""},
   });
 }

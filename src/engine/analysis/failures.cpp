@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "analysis/error_messages.h"
-#include "analysis/error_messages.h"
 #include "analysis/formula_parts.h"
 #include "analysis/watched_evaluation.h"
 
@@ -41,6 +40,12 @@ std::optional<std::u16string> RefusalOf(const CellValue& value) {
     return error.Description();
   }
   return std::nullopt;
+}
+
+// Whether the error is that of definitions that need each other, which are told of on their own.
+bool IsOfRing(std::u16string_view description) {
+  return description.starts_with(u"the definition \"") &&
+         description.ends_with(u"\" refers to itself");
 }
 
 // Notes which columns an evaluation reads.
@@ -128,7 +133,7 @@ class DefinitionStudy {
              form_.MissingNumbers(column).contains(failure.description);
     };
     if (std::any_of(failure.columns.begin(), failure.columns.end(), says_why)) return true;
-    if (failure.description.ends_with(u"\" refers to itself")) return true;
+    if (IsOfRing(failure.description)) return true;
     const auto tree = DefinitionTree(listener_, *failure.formula);
     return tree == nullptr || Explains(ReferencesOf(*tree), failure.description);
   }
@@ -221,7 +226,7 @@ class ColumnFailures {
       problem.message = reason.description;
       problem.help = HelpWithError(reason.description);
       problem.place = FindPlace(column_, reason.first_row, effort_);
-      problems.push_back(std::move(problem));
+      TellOnce(std::move(problem), problems);
     }
   }
 
@@ -270,9 +275,12 @@ class ColumnFailures {
     }
     if (is_unclear) return Cause::kUnclear;
     if (found_missing_) return Cause::kMissing;
-    const bool is_definition =
-        definitions_ != nullptr && definitions_->Explains(references_, description);
-    return is_definition ? Cause::kElsewhere : Cause::kOwn;
+    return IsOfDefinition(description) ? Cause::kElsewhere : Cause::kOwn;
+  }
+
+  bool IsOfDefinition(std::u16string_view description) const {
+    return IsOfRing(description) ||
+           (definitions_ != nullptr && definitions_->Explains(references_, description));
   }
 
   // Whether the cell shows the error. Notes a missing number that leads to it.
@@ -307,7 +315,7 @@ class ColumnFailures {
         CauseOf(row, description);
         if (found_missing_) {
           NoteMissing(row);
-        } else {
+        } else if (!IsOfDefinition(description)) {
           NoteOwn(row, description);
         }
       }
@@ -334,6 +342,19 @@ class ColumnFailures {
     ++reason->rows;
   }
 
+  // Texts that differ in what they quote, such as those of two dates, are one problem at one place.
+  static void TellOnce(Problem problem, std::vector<Problem>& problems) {
+    const auto known = std::find_if(problems.begin(), problems.end(), [&](const Problem& other) {
+      return other.code == problem.code && other.place == problem.place &&
+             IsSameObject(other.column.get(), problem.column.get());
+    });
+    if (known == problems.end()) {
+      problems.push_back(std::move(problem));
+    } else {
+      *known->rows += *problem.rows;
+    }
+  }
+
   Problem MissingProblem() {
     Problem problem = form_.ProblemOf(ProblemCode::kNoNumber, number_);
     problem.row = missing_.first_row;
@@ -343,7 +364,10 @@ class ColumnFailures {
     const auto is_cell = [this](const TableCell& cell) {
       return form_.PlaceOf(cell) == missing_.cell;
     };
-    problem.place = FindPlace(column_, missing_.first_row, effort_, {is_cell, {}});
+    const auto is_column = [this](const TableProperty& column) {
+      return form_.NumberOf(column) == missing_.cell.column;
+    };
+    problem.place = FindPlace(column_, missing_.first_row, effort_, {is_cell, is_column});
     problem.help = u"type a number in, empty the cell, or say with ONERROR what is to be shown";
     return problem;
   }

@@ -28,6 +28,33 @@ std::u16string_view WordAt(std::u16string_view formula, std::size_t begin) {
   return formula.substr(begin, formula.find_first_of(kEnds, begin + 1) - begin);
 }
 
+// What stands for an operator or a quote elsewhere.
+std::u16string HelpOnCharacter(char16_t character) {
+  constexpr struct {
+    std::u16string_view characters;
+    std::u16string_view meant;
+  } kRows[] = {
+      {u"\u00D7\u00B7\u22C5", u"*"},
+      {u"\u00F7:", u"/"},
+      {u"\u2212\u2013", u"-"},
+      {u"\u2264", u"<="},
+      {u"\u2265", u">="},
+      {u"\u2260", u"<>"},
+      {u"\u201C\u201D\u201E", u"\""},
+      {u";", u","},
+  };
+  for (const auto& row : kRows) {
+    if (row.characters.find(character) != row.characters.npos)
+      return u"write " + std::u16string(row.meant);
+  }
+  return character == u'^' ? u"there are no powers: multiply the value by itself" : u"";
+}
+
+// Whether the two are one character.
+bool IsPair(char16_t first, char16_t second) {
+  return first >= 0xD800 && first < 0xDC00 && second >= 0xDC00 && second < 0xE000;
+}
+
 // Of the place where the tokenizer stops.
 Finding NoToken(std::u16string_view formula, std::size_t begin, const RaisedError& error,
                 UnitCatalogue* units) {
@@ -41,7 +68,12 @@ Finding NoToken(std::u16string_view formula, std::size_t begin, const RaisedErro
     return {ProblemCode::kLeftover, TextRange{begin, word.size()},
             InQuotes(word) + u" stands where an operator should", UnitHelp(word)};
   }
-  return {ProblemCode::kSyntax, TextRange{begin, 1}, error.Description()};
+  if (begin + 1 < formula.size() && IsPair(formula[begin], formula[begin + 1])) {
+    return {ProblemCode::kSyntax, TextRange{begin, 2},
+            InQuotes(formula.substr(begin, 2)) + u" is not recognized as the beginning of a token"};
+  }
+  return {ProblemCode::kSyntax, TextRange{begin, 1}, error.Description(),
+          HelpOnCharacter(formula[begin])};
 }
 
 std::optional<Tokens> ReadTokens(std::u16string_view formula, UnitCatalogue* units,
@@ -212,7 +244,8 @@ Finding Leftover(const SourceMap& map, const LayerItem& item, UnitCatalogue* uni
   } else if (place.start > 0 && map.Text()[place.start - 1] == u',' &&
              item.TokenType() == kFormulaTokenTypeNumber) {
     finding.help = u"a comma ends a number: write a decimal point";
-  } else if (place.start > 0 && IsDigit(map.Text()[place.start - 1])) {
+  } else if (place.start > 0 && IsDigit(map.Text()[place.start - 1]) && text.size() <= 3 &&
+             (text[0] == u'e' || text[0] == u'E')) {
     finding.help = u"numbers have no exponent here: write it out, or multiply by a power of ten";
   }
   return finding;

@@ -83,6 +83,7 @@ std::uint32_t LastItemOf(const Term& term) {
 }  // namespace
 
 void FormulaWalk::Tell(Finding finding) {
+  if (finding.place) finding.place = map_.Balanced(*finding.place);
   // The rest of a unit such as "g/ml" has been told with its beginning.
   const bool is_told = finding.code == ProblemCode::kUnknownName && finding.place &&
                        finding.place->start < told_until_ &&
@@ -254,7 +255,8 @@ void FormulaWalk::Operate(Sketch& left, const TextRange& left_place, const Step&
   if ((is_arithmetic || is_comparison) && IsNumber(left) && IsNoNumber(right)) {
     Tell({ProblemCode::kTextAsNumber, right_place,
           u"behind " + InQuotes(symbol) + u", " + std::u16string(KindText(right.kind)) +
-              u" counts as the number that is left over in it, mostly 0",
+              u" counts as the number that is left over in it" +
+              (right.kind == kCellValueTypeDate ? u"" : u", mostly 0"),
           is_comparison ? u"compare texts with texts: write \"\" & in front of the left side"
                         : u"use a number; a text that is one may stand on the left"});
   }
@@ -375,12 +377,14 @@ void FormulaWalk::WalkCondition(const LayerItem& item, const Surrounding& in) {
 
 Sketch FormulaWalk::OfIf(const TokenLayer& args, const Surrounding& in) {
   const Surrounding condition{in.at, u"IF takes it for false"};
+  const Surrounding choice{in.at,
+                           in.hidden.empty() ? u"IF hides it where it is not chosen" : in.hidden};
   Sketch value = SketchOfKind(kCellValueTypeError);
   for (std::size_t i = 0; i < args.Count(); ++i) {
     if (i % 2 == 0 && i + 1 < args.Count()) {
       WalkCondition(args.Item(i), condition);
     } else {
-      value = EitherOf(value, OfArgument(args.Item(i), in));
+      value = EitherOf(value, OfArgument(args.Item(i), choice));
     }
   }
   return value;
@@ -430,10 +434,10 @@ Sketch FormulaWalk::OfAggregate(const std::u16string& name, const TokenLayer& ar
     if (meaning.kind == Meaning::Kind::kColumn) value = SketchOfCell(meaning.property.get());
   } else {
     Surrounding rows = RowsOf(args.Item(1), in);
-    const std::u16string leaves_out = name + u" leaves such rows out";
-    if (args.Count() == 2) rows.hidden = leaves_out;
+    // Without a condition the error shows, or what was computed before it counts.
+    if (args.Count() == 2) rows.hidden = name + u" may hide it";
     value = OfArgument(args.Item(0), rows);
-    rows.hidden = leaves_out;
+    rows.hidden = name + u" leaves such rows out";
     if (args.Count() == 3) WalkCondition(args.Item(2), rows);
   }
   if (value.kind == kCellValueTypeError) return value;

@@ -17,8 +17,6 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::size_t kTermsOfAFormula = 30'000;
-
 // What an argument is to its function.
 enum class Part {
   // The first of ONERROR's, of several.
@@ -46,6 +44,8 @@ struct Site {
   // What else it came to last: an error, or a value of another kind. Not an error that a cell shows
   // which is read: that is told of where it arises.
   std::optional<std::u16string> other;
+  // Whether that is an error.
+  bool fails = false;
   // Rows for which it failed for want of a number, and the first of these cells.
   std::size_t missing_rows = 0;
   std::size_t first_row = 0;
@@ -170,8 +170,10 @@ class SiteObserver final : public FormulaObserver {
       site.is_good = true;
     } else if (!error) {
       site.other = KindText(value);
+      site.fails = false;
     } else if (!CauseAmong(open.failed, *error)) {
       site.other = error;
+      site.fails = true;
       if (raised != nullptr && site.part == Part::kEach && !site.dropped) site.dropped = error;
       const auto missing = CauseAmong(open.missing, *error);
       if (site.IsCondition() && missing) NoteMissing(site, *error, *missing);
@@ -205,7 +207,7 @@ class FormulaStudy {
 
   void Find(bool has_known_error, std::vector<Problem>& problems) {
     if (sites_.empty()) return;
-    Effort effort(kTermsOfAFormula);
+    Effort effort(TermsOver(column_.cells.Count()));
     SiteObserver observer(effort, form_, sites_);
     const bool is_complete = WatchRows(
         column_, observer, [&](const EvaluateRow& evaluate) { LookAtRows(observer, evaluate); });
@@ -283,7 +285,7 @@ class FormulaStudy {
     } else {
       problem.message = u"the condition of " + std::u16string(site.function) +
                         u" is never true or false: " + *site.other;
-      problem.help = u"compare something, as in [Mass] > 0";
+      problem.help = site.fails ? u"" : u"compare something, as in [Mass] > 0";
     }
     return problem;
   }
@@ -291,7 +293,7 @@ class FormulaStudy {
   Problem DroppedProblem(const Site& site, const SourceMap& map) const {
     Problem problem = ProblemAt(ProblemCode::kSwallowed, site, map);
     problem.message =
-        std::u16string(site.function) + u" passes over rows in which this fails: " + *site.dropped;
+        std::u16string(site.function) + u" hides that this fails in some rows: " + *site.dropped;
     problem.help = u"say with a condition, as the third argument, which rows are meant";
     return problem;
   }

@@ -1,6 +1,7 @@
 #include "analysis/lost_precision.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -16,7 +17,6 @@ namespace ktformula {
 
 namespace {
 
-constexpr std::size_t kTermsOfAFormula = 30'000;
 // Where a range may be read from anywhere.
 constexpr std::size_t kMostRows = 100;
 
@@ -76,7 +76,7 @@ std::vector<Problem> FindLostRanges(const ObservedForm& form) {
     const std::vector<std::size_t> rows = RowsReadingRanges(form, column);
     if (rows.empty()) continue;
     std::vector<std::size_t> lost;
-    Effort effort(kTermsOfAFormula);
+    Effort effort(TermsOver(rows.size()));
     FormulaObserver observer(effort);
     WatchRows(column, observer, [&](const EvaluateRow& evaluate) {
       std::copy_if(rows.begin(), rows.end(), std::back_inserter(lost),
@@ -107,11 +107,13 @@ std::vector<Problem> FindLostDigits(const ObservedForm& form) {
   const auto count = [](std::int16_t digits) {
     return ToDecimalText(digits) + (digits == 1 ? u" digit" : u" digits");
   };
-  problem.message = u"\"" + std::u16string(form.At(*number).cells.Text(fewest->row)) + u"\" has " +
-                    count(fewest->digits) + u" and all other entered values at least " +
-                    count(fewest->others) + u": computed values are shown with " +
-                    count(fewest->digits);
-  problem.help = u"type it with all the digits that were measured";
+  const bool is_number = !std::isnan(form.At(*number).cells.Min(fewest->row));
+  problem.message = u"\"" + std::u16string(form.At(*number).cells.Text(fewest->row)) +
+                    (is_number ? u"\" has " : u"\" counts as a value of ") + count(fewest->digits) +
+                    u" and all other entered values at least " + count(fewest->others) +
+                    u": computed values are shown with " + count(fewest->digits);
+  problem.help = is_number ? u"type it with all the digits that were measured"
+                           : u"empty the cell, or type the number in when it is known";
   return {std::move(problem)};
 }
 

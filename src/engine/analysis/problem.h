@@ -65,7 +65,7 @@ struct Problem {
   std::optional<std::u16string> definition;
   // The first row concerned, counted from 0; empty when it does not depend on rows.
   std::optional<std::size_t> row;
-  // In how many rows it shows; empty when in all, or when it does not depend on rows.
+  // In how many rows it shows; empty when it does not depend on rows.
   std::optional<std::size_t> rows;
   // The formula, or the format, and the place in it; empty where the problem has none.
   std::u16string formula;

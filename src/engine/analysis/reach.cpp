@@ -157,6 +157,12 @@ NameAdvice Reach::AdviseOn(const ReferencePath& reference, const Standing& at,
   NameAdvice advice{u"nothing here is called " + InQuotes(name), u""};
   const Spot& start = reference.starts_with_this ? at.this_spot : at.anchor;
   const bool is_bare = reference.parts.size() == 1 && !reference.starts_with_this;
+  const WatchedTable* const own = start.table ? form_.Find(*start.table) : nullptr;
+  if (index == 0 && !is_bare && !reference.starts_with_this && own != nullptr &&
+      Contains(ColumnNames(*own->table), name)) {
+    return {InQuotes(name) + u" is a column: a cell of it is named with its table",
+            DidYouMean(InBrackets(own->name + u":" + reference.text))};
+  }
   const bool is_in_other_row = is_bare && at.this_spot.start == ReferenceStart::kCell &&
                                at.anchor.start == ReferenceStart::kRow && at.this_spot.table;
   if (is_in_other_row && Contains(ColumnNames(*at.this_spot.table), name)) {

@@ -1,6 +1,7 @@
 // Evaluating formulas once more, watched, with a bound to how much that may be.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -41,6 +42,12 @@ class Effort {
  private:
   std::size_t left_;
 };
+
+// The terms that a formula may cost which is watched in so many rows: enough for ordinary formulas,
+// so that rows can be counted.
+constexpr std::size_t TermsOver(std::size_t rows) noexcept {
+  return std::max<std::size_t>(30'000, 10 * rows);
+}
 
 // Watches one formula, and counts what it costs. Of definitions, which have texts of their own, it
 // tells only what they read.

@@ -34,7 +34,35 @@ TextRange SourceMap::OfLayer(const TokenLayer& layer) const {
     range = Around(range, is_call ? ToClosingParenthesis(layer.Item(i - 1).Begin()) : Of(item));
     is_behind_function = !item.IsLayer() && item.TokenType() == kFormulaTokenTypeFunction;
   }
-  return range;
+  return Balanced(range);
+}
+
+TextRange SourceMap::Balanced(const TextRange& range) const {
+  const auto first = TokenAt(range.start);
+  const auto last = TokenAt(range.End());
+  // Parentheses that are opened in the range, and those that were opened in front of it.
+  int open = 0;
+  int missing = 0;
+  for (auto token = first; token != last; ++token) {
+    if (token->type == kFormulaTokenTypeLeftParen) ++open;
+    if (token->type == kFormulaTokenTypeRightParen && --open < 0) {
+      ++missing;
+      open = 0;
+    }
+  }
+  if (open == 0 && missing == 0) return range;
+  auto begin = first;
+  while (missing > 0 && begin != tokens_.begin()) {
+    --begin;
+    if (begin->type == kFormulaTokenTypeLeftParen) --missing;
+    if (begin->type == kFormulaTokenTypeRightParen) ++missing;
+  }
+  auto end = last;
+  for (; open > 0 && end != tokens_.end(); ++end) {
+    if (end->type == kFormulaTokenTypeLeftParen) ++open;
+    if (end->type == kFormulaTokenTypeRightParen) --open;
+  }
+  return {begin->begin, (end - 1)->end - begin->begin};
 }
 
 std::vector<TokenPlace>::const_iterator SourceMap::TokenAt(std::size_t begin) const {

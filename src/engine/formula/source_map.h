@@ -36,12 +36,14 @@ class SourceMap {
     return std::u16string_view(Text()).substr(range.start, range.length);
   }
 
-  // Of a token with its quotes or brackets, or of a layer from its first part to its last. The
-  // layer of a function's arguments has no parentheses; one without parts stands nowhere and is
-  // empty.
+  // Of a token with its quotes or brackets, or of a layer from its first part to its last, with the
+  // parentheses that stand between. The layer of a function's arguments has no parentheses; one
+  // without parts stands nowhere and is empty.
   TextRange Of(const LayerItem& item) const;
   // Of an operand or argument: as its item, a call with its arguments and closing parenthesis.
   TextRange Of(const Term& term, const LayerItem& item) const;
+  // The smallest range around this one in which every parenthesis has its partner.
+  TextRange Balanced(const TextRange& range) const;
 
  private:
   TextRange OfLayer(const TokenLayer& layer) const;

@@ -1,7 +1,6 @@
 #include "notebook/commands/explain_options.h"
 
 #include <CLI/CLI.hpp>
-#include <limits>
 #include <memory>
 
 #include "notebook/commands/command_set.h"
@@ -33,7 +32,7 @@ void AddExplainCommands(CommandSet& commands) {
                    "how far to follow what the cell is computed from: 1 for its own inputs")
       ->capture_default_str()
       ->type_name("N")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()).description(""));
+      ->check(CLI::Range(1, 1'000'000).description(""));
   command->add_flag("--json", options->json, "print JSON");
   AddCsvOptions(command, options->csv);
 }

@@ -168,9 +168,16 @@ std::u16string ColumnPhrase(const ExplainedStep& step) {
          Brief(cell.OwningColumn().Parent().Name() + u":" + cell.Definition().name);
 }
 
+// Whether it is a name that nothing answers, and not one of a thing without a value.
+bool MeansNothing(const ExplainedStep& step) {
+  return step.origin == ValueOrigin::kNowhere && step.value && step.value->raised &&
+         step.value->raised->Description().find(u"\"Nothing\"") != std::u16string::npos;
+}
+
 std::u16string StepPhrase(const ExplainedStep& step, const NotebookUnitCatalogue& units) {
   if (step.cell) return CellPhrase(step);
   if (step.origin == ValueOrigin::kColumn) return ColumnPhrase(step);
+  if (MeansNothing(step)) return u"unknown: nothing here has this name";
   const std::u16string outcome = OutcomeText(*step.value, UnitOf(step, units));
   return step.origin == ValueOrigin::kDefinition ? outcome + u", defined as " + Brief(step.formula)
                                                  : outcome;
@@ -201,7 +208,8 @@ void TellComputation(Story& story, const Explanation& explanation) {
       0, u"It is computed by " + Printable(explanation.formula) + (has_inputs ? u", where" : u"."));
   TellSteps(story, explanation.steps, UnitsOf(*explanation.cell), 1);
   if (!explanation.shown || !IsNumber(explanation.value)) return;
-  const bool is_percentage = explanation.shown->pattern.ends_with(u'%');
+  const bool is_percentage =
+      explanation.shown->pattern.ends_with(u'%') && explanation.shown->unit.empty();
   story.Add(0, u"This gives " +
                    (is_percentage ? ExactText(explanation.value.value.MinNumber() * 100) + u" %"
                                   : OutcomeText(explanation.value, UnitOf(*explanation.cell))) +
@@ -222,11 +230,16 @@ void TellDigits(Story& story, const ktformula::DisplayReasons& reasons) {
     return;
   }
   const std::u16string digits = Counted(static_cast<std::size_t>(*reasons.digits), u"digit");
+  const std::size_t places = reasons.pattern.find_first_not_of(u'0');
+  const bool is_longer = places == std::u16string::npos &&
+                         reasons.pattern.size() > static_cast<std::size_t>(*reasons.digits);
+  const std::u16string has =
+      u"It has " + digits + (is_longer ? u" and all in front of the point" : u"");
   if (!reasons.digits_from) {
-    story.Add(0, u"It has " + digits + u", because nothing was typed in that says how many.");
+    story.Add(0, has + u", because nothing was typed in that says how many.");
   } else {
-    story.Add(0, u"It has " + digits + u", because " + Witness(*reasons.digits_from) + u" has " +
-                     digits + u": no entered value has fewer.");
+    story.Add(0, has + u", because " + Witness(*reasons.digits_from) + u" has " + digits +
+                     u": no entered value has fewer.");
   }
 }
 

@@ -195,6 +195,13 @@ Json TextOrNull(const std::u16string& text) {
   return text.empty() ? Json() : Json(ToUtf8(text));
 }
 
+// In how many rows a problem shows; null for all of its table.
+Json RowsJson(const ktformula::Problem& problem) {
+  const bool is_all = problem.rows && problem.table &&
+                      *problem.rows >= static_cast<std::size_t>(problem.table->RowCount());
+  return is_all ? Json() : OptionalJson(problem.rows);
+}
+
 Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
   const auto* const table = static_cast<const NotebookTable*>(problem.table.get());
   const auto& place = problem.place;
@@ -210,7 +217,7 @@ Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
           {"length", place ? Json(place->length) : Json()},
           {"message", ToUtf8(problem.message)},
           {"help", TextOrNull(problem.help)},
-          {"rows", OptionalJson(problem.rows)}};
+          {"rows", RowsJson(problem)}};
 }
 
 }  // namespace

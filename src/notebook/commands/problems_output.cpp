@@ -102,6 +102,14 @@ MarkedLine LineAround(std::u16string_view formula, const TextRange& place) {
 // The end of the text that takes no more columns than `width`, behind an ellipsis.
 std::u16string CutFront(std::u16string text, int width) {
   if (DisplayWidth(text) <= width) return text;
+  // More can not be needed, but for marks without a width; what is left is measured again and
+  // again.
+  const std::size_t most = static_cast<std::size_t>(std::max(width, 1)) * 4;
+  if (text.size() > most) {
+    const std::size_t cut = text.size() - most;
+    const bool is_in_pair = text[cut] >= 0xDC00 && text[cut] < 0xE000;
+    text.erase(0, is_in_pair ? cut + 1 : cut);
+  }
   while (!text.empty() && DisplayWidth(text) > std::max(width - 1, 0)) {
     const bool is_pair = text.size() > 1 && text[0] >= 0xD800 && text[0] < 0xDC00;
     text.erase(0, is_pair ? 2 : 1);
