@@ -13,7 +13,7 @@ namespace {
 // One of this program's with what the other is configured with.
 Ref<FormulaListener> StandIn(ktformula::IKtFormulaListener& other, NotebookTable& table,
                              NotebookFramework& framework) {
-  const Ref<FormulaListener> listener =
+  Ref<FormulaListener> listener =
       ktformula::MakeRef<FormulaListener>(ktformula::StandardFunctions());
   listener->Initialize(Ref<NotebookFramework>(&framework), table.Parent().OwnerOf(table.OwnField()),
                        nullptr);
