@@ -139,7 +139,8 @@ TEST_F(ExplanationTest, StepsAreWhatWasEvaluatedInItsOrder) {
 }
 
 TEST_F(ExplanationTest, NamesTheCellsThatDecideOnDigitsAndUnits) {
-  const std::string columns = "table T\n 1 A number g | 2 B number g | 3 X number mmol formatted | 4 P number formatted\n";
+  const std::string columns =
+      "table T\n 1 A number g | 2 B number g | 3 X number mmol formatted | 4 P number formatted\n";
   const struct {
     std::string cells;
     std::u16string_view formula;

@@ -35,8 +35,8 @@ Notebook ReadNotebook(std::string_view bytes, const std::string& name);
 Notebook ReadNotebookFile(const std::string& path);
 
 // The notebook, or forms of one locale, as a notebook file's text. Throws NotebookError, naming the
-// place, for a text that XML can not hold, and for one that is no number where it would be read back
-// as a number.
+// place, for a text that XML can not hold, and for one that is no number where it would be read
+// back as a number.
 std::string WriteNotebook(const Notebook& notebook);
 std::string WriteNotebook(const std::vector<Ref<NotebookForm>>& forms);
 
