@@ -18,8 +18,6 @@ std::optional<std::u16string_view> Behind(std::u16string_view address, std::u16s
   return address.substr(name.size() + 1);
 }
 
-using Names = std::vector<std::u16string>;
-
 std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
@@ -84,15 +82,6 @@ constexpr std::string_view kColumnShape = "FORM/TABLE:COLUMN";
 constexpr std::string_view kDefinitionShape = "FORM/TABLE:NAME";
 constexpr std::string_view kPartShape = "FORM, FORM/TABLE, FORM/TABLE:COLUMN or FORM/TABLE::ROW";
 constexpr std::string_view kNewPartShape = "FORM/TABLE, FORM/TABLE:COLUMN or FORM/TABLE::ROW";
-
-// The names of counted objects, of plain ones, of rows.
-template <typename Range, typename NameOf>
-Names NamesOf(const Range& objects, NameOf name_of) {
-  Names names;
-  for (const auto& object : objects)
-    names.push_back(name_of(object));
-  return names;
-}
 
 [[noreturn]] void RefuseMissing(const std::vector<Ref<NotebookForm>>& forms,
                                 std::u16string_view address, std::string_view shape) {

@@ -10,6 +10,17 @@
 
 namespace ktnotebook {
 
+using Names = std::vector<std::u16string>;
+
+// The names of counted objects, of plain ones, of rows.
+template <typename Range, typename NameOf>
+Names NamesOf(const Range& objects, NameOf name_of) {
+  Names names;
+  for (const auto& object : objects)
+    names.push_back(name_of(object));
+  return names;
+}
+
 // Names may contain "/" and ":" themselves; an address that fits several objects is refused, and so
 // is one that fits none, with the part of it that is not there and the nearest name. All throw
 // NotebookError.

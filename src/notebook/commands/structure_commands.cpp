@@ -26,8 +26,6 @@ namespace ktnotebook {
 
 namespace {
 
-using Names = std::vector<std::u16string>;
-
 std::string Quoted(std::u16string_view text) {
   return "\"" + ToUtf8(text) + "\"";
 }
@@ -200,13 +198,6 @@ std::size_t PlaceOf(const StructureOptions& options, const Names& siblings,
   return own && place > *own ? place - 1 : place;
 }
 
-template <typename Range, typename NameOf>
-Names NamesOf(const Range& objects, NameOf name_of) {
-  Names names;
-  for (const auto& object : objects)
-    names.push_back(name_of(object));
-  return names;
-}
 Names FieldNames(const NotebookForm& form) {
   return NamesOf(form.Fields(), [](const auto& field) { return field->Name(); });
 }
