@@ -91,10 +91,8 @@ Meaning Reach::Resolve(const ReferencePath& reference, const Standing& at) const
   const Spot& start = reference.starts_with_this ? at.this_spot : at.anchor;
   if (!start.table) return {};
   if (reference.parts.empty()) return OfStart(start);
-  BoundFormula formula;
-  Binder binder(formula, [](std::u16string_view) { return nullptr; });
   const Denoted denoted =
-      binder.Resolve(reference, Standpoint{PlaceOf(at.anchor), PlaceOf(at.this_spot)});
+      Binder::Resolve(reference, Standpoint{PlaceOf(at.anchor), PlaceOf(at.this_spot)});
   switch (denoted.kind) {
     case Denoted::Kind::kNothing: return {Meaning::Kind::kNothing, nullptr, nullptr};
     case Denoted::Kind::kObject: return OfObject(denoted.object.get());

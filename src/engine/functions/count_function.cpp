@@ -12,14 +12,7 @@ namespace {
 
 // The table, or that of the column, that the argument refers to; empty for anything else.
 Ref<Table> CountedTable(const ReferencePath& reference, NotebookObject* anchor, CellValue& target) {
-  const Ref<NotebookObject> object = ResolveReference(target, reference, anchor, anchor);
-  if (object && object->Kind() == NotebookObjectKind::kTable) {
-    return Ref<Table>(static_cast<Table*>(object.get()));
-  }
-  if (object && object->Kind() == NotebookObjectKind::kTableProperty) {
-    return static_cast<const TableProperty&>(*object).OwningTable();
-  }
-  return nullptr;
+  return TableOf(ResolveReference(target, reference, anchor, anchor).get());
 }
 
 }  // namespace

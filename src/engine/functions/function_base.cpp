@@ -71,4 +71,14 @@ Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* anchor,
   return Ref<Table>(static_cast<Table*>(object.get()));
 }
 
+Ref<Table> TableOf(NotebookObject* object) {
+  if (object == nullptr) return nullptr;
+  switch (object->Kind()) {
+    case NotebookObjectKind::kTable: return Ref<Table>(static_cast<Table*>(object));
+    case NotebookObjectKind::kTableProperty:
+      return static_cast<const TableProperty&>(*object).OwningTable();
+    default: return nullptr;
+  }
+}
+
 }  // namespace ktformula

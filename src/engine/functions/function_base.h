@@ -67,4 +67,7 @@ const ReferencePath* AsReference(const LayerItem& argument) noexcept;
 // The table that the argument refers to, empty when it refers to anything else.
 Ref<Table> ReferredTable(const ReferencePath& reference, NotebookObject* anchor, CellValue& target);
 
+// The table that the object is, or whose column it is; empty for anything else, such as nullptr.
+Ref<Table> TableOf(NotebookObject* object);
+
 }  // namespace ktformula

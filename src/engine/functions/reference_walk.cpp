@@ -69,13 +69,7 @@ class ReferenceWalk {
     if (reference == nullptr) return {};
     const Denoted denoted = Binder::Resolve(*reference, Standpoint::At(anchor));
     if (denoted.kind != Denoted::Kind::kObject) return {};
-    NotebookObject& object = *denoted.object;
-    Ref<Table> table;
-    if (object.Kind() == NotebookObjectKind::kTable) {
-      table = Ref<Table>(static_cast<Table*>(&object));
-    } else if (object.Kind() == NotebookObjectKind::kTableProperty) {
-      table = static_cast<const TableProperty&>(object).OwningTable();
-    }
+    const Ref<Table> table = TableOf(denoted.object.get());
     tables_.push_back(table);
     return {table.get(), ReferenceStart::kRow, ++last_run_, nullptr};
   }

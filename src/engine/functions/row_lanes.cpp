@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "functions/function_base.h"
+
 namespace ktformula {
 
 namespace {
@@ -26,14 +28,7 @@ bool CanGoAhead(const BoundCall& call) {
 Ref<Table> TableArgument(Binder& binder, const ReferencePath* argument, const Place& anchor,
                          Reads& reads) {
   if (argument == nullptr) return nullptr;
-  const Ref<NotebookObject> object = binder.ObjectArgument(*argument, anchor, reads);
-  if (!object) return nullptr;
-  switch (object->Kind()) {
-    case NotebookObjectKind::kTable: return Ref<Table>(static_cast<Table*>(object.get()));
-    case NotebookObjectKind::kTableProperty:
-      return static_cast<const TableProperty&>(*object).OwningTable();
-    default: return nullptr;
-  }
+  return TableOf(binder.ObjectArgument(*argument, anchor, reads).get());
 }
 
 }  // namespace
