@@ -224,6 +224,24 @@ std::u16string LiveNotebook::FormulaOf(const NotebookColumn& column) const {
   return listener != nullptr ? listener->FormulaOf(column.Definition().key)->formula : u"";
 }
 
+ktformula::WatchedForm LiveNotebook::Watched() const {
+  ktformula::WatchedForm watched;
+  watched.units = units_;
+  watched.other_fields = {std::u16string(kStructureField), std::u16string(kTextField)};
+  watched.name_of_cell = [](const ktformula::TableCell& cell) {
+    const NotebookRow row = static_cast<const ktnotebook::CellObject&>(cell).Cell().OwningRow();
+    return row.Parent().Name() + u":" + cell.Property()->Name() + u":" + row.ID();
+  };
+  for (NotebookTable* table : form_->Tables()) {
+    if (!watched.owner) watched.owner = form_->OwnerOf(table->OwnField());
+    ktformula::WatchedTable& added = watched.tables.emplace_back(
+        ktformula::WatchedTable{table->Name(), Ref<ktformula::Table>(table), {}});
+    for (const auto& listener : table->Listeners())
+      added.listeners.emplace_back(dynamic_cast<FormulaListener*>(listener.get()));
+  }
+  return watched;
+}
+
 std::optional<NotebookCell> LiveNotebook::CellOf(const Edit& edit) const {
   const NotebookTable& table = *form_->Tables()[edit.table];
   if (edit.row >= table.Rows().size() || edit.column >= table.Columns().size()) {

@@ -3,12 +3,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "random_notebooks/plan.h"
 
+#include "analysis/watched_form.h"
 #include "formula/function_registry.h"
 #include "host/framework.h"
 #include "listener/ikt_formula_listener.h"
@@ -57,6 +59,10 @@ class LiveNotebook {
   std::u16string FormulaOf(const ktnotebook::NotebookColumn& column) const;
   // How often the host's functions were called.
   std::uint64_t Calls() const noexcept { return calls_; }
+  // The functions that formulas find: the language's and the host's, which count their calls here.
+  std::span<const ktformula::FunctionClass> Functions() const noexcept { return functions_; }
+  // The form for the engine's analysis.
+  ktformula::WatchedForm Watched() const;
 
  private:
   class HostFunction;
