@@ -70,9 +70,6 @@ class KeptTable final : public ktnotebook::OwnTable {
   ktnotebook::TypedMark Mark(std::size_t row, std::size_t column) const override {
     return {At(row, column).state, At(row, column).tag};
   }
-  std::u16string Unit(std::size_t row, std::size_t column) const override {
-    return At(row, column).content.unit;
-  }
   std::u16string RowId(std::size_t row) const override { return ids_[row]; }
 
  private:

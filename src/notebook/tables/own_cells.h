@@ -95,9 +95,6 @@ class OwnTable {
   // until the next call.
   virtual TypedMark Mark(std::size_t /*row*/, std::size_t /*column*/) const { return {}; }
 
-  // The unit that an entered number was typed in; "" for the column's.
-  virtual std::u16string Unit(std::size_t /*row*/, std::size_t /*column*/) const { return {}; }
-
   // By which references such as [Reagents:Mass:acid] find the row; "" for none but its number.
   virtual std::u16string RowId(std::size_t /*row*/) const { return {}; }
 

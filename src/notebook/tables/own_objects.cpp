@@ -245,10 +245,8 @@ class OwnColumnObject::CellObject final : public ktformula::TableCell,
   std::u16string StateText() const override { return std::u16string(Mark().state); }
   std::u16string Tag() const override { return std::u16string(Mark().tag); }
   std::u16string Key() const override { return DisplayKey(Definition().unit); }
-  std::u16string UnitName() const override {
-    const OwnCellPlace place = Place();
-    return DisplayUnitName(Definition().unit, Mark().state, Cells().Unit(place.row, place.column));
-  }
+  // What was typed is not computed, and what was computed last does not matter.
+  std::u16string UnitName() const override { return DisplayUnitName(Definition().unit, u"", u""); }
 
  private:
   OwnTable& Cells() const { return column_.Parent().Cells(); }
