@@ -1,5 +1,7 @@
 #include "notebook/tables/watched_form.h"
 
+#include "notebook/tables/shown_text.h"
+
 namespace ktnotebook {
 
 using ktformula::FormulaListener;
@@ -22,20 +24,15 @@ ktformula::WatchedTable WatchTable(NotebookTable& table, const MakeStandIn& stan
   return watched;
 }
 
-// "Reactants:Mass:A".
-std::u16string NameOfCell(const ktformula::TableCell& cell) {
-  const NotebookCell notebook_cell = static_cast<const CellObject&>(cell).Cell();
-  const NotebookRow row = notebook_cell.OwningRow();
-  return row.Parent().Name() + u":" + notebook_cell.Definition().name + u":" + row.ID();
-}
-
 }  // namespace
 
 ktformula::WatchedForm WatchForm(NotebookForm& form, const MakeStandIn& stand_in) {
   ktformula::WatchedForm watched;
   watched.name = form.Name();
   watched.units = Ref<ktformula::UnitCatalogue>(&form.Units());
-  watched.name_of_cell = &NameOfCell;
+  watched.name_of_cell = [](const ktformula::TableCell& cell) {
+    return NameInForm(static_cast<const CellObject&>(cell).Cell());
+  };
   for (NotebookTable* table : form.Tables()) {
     if (!watched.owner) watched.owner = form.OwnerOf(table->OwnField());
     watched.tables.push_back(WatchTable(*table, stand_in));
