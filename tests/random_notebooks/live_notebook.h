@@ -10,12 +10,12 @@
 
 #include "random_notebooks/plan.h"
 
-#include "analysis/watched_form.h"
 #include "formula/function_registry.h"
 #include "host/framework.h"
 #include "listener/ikt_formula_listener.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
+#include "notebook/tables/watched_form.h"
 
 namespace random_notebooks {
 
@@ -62,7 +62,7 @@ class LiveNotebook {
   // The functions that formulas find: the language's and the host's, which count their calls here.
   std::span<const ktformula::FunctionClass> Functions() const noexcept { return functions_; }
   // The form for the engine's analysis.
-  ktformula::WatchedForm Watched() const;
+  ktformula::WatchedForm Watched() const { return ktnotebook::WatchForm(*form_); }
 
  private:
   class HostFunction;

@@ -7,8 +7,8 @@
 #include "notebook/files/operating_system.h"
 #include "notebook/files/utf.h"
 #include "notebook/files/xml_document.h"
-#include "notebook/tables/listener_classes.h"
 #include "notebook/tables/model.h"
+#include "notebook/tables/plain_framework.h"
 #include "values/raised_error.h"
 
 namespace ktnotebook {

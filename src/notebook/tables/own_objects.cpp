@@ -5,8 +5,7 @@
 #include <numeric>
 #include <utility>
 
-#include "listener/formula_listener.h"
-#include "notebook/tables/listener_classes.h"
+#include "notebook/tables/plain_framework.h"
 #include "notebook/tables/written_content.h"
 #include "values/raised_error.h"
 
@@ -27,31 +26,6 @@ namespace {
 std::u16string Quoted(std::u16string_view name) {
   return u"\"" + std::u16string(name) + u"\"";
 }
-
-// Units and result formats. What would need a database, a document or a window is not there.
-class OwnFramework final : public ktformula::HostFramework {
- public:
-  explicit OwnFramework(Ref<ktformula::UnitCatalogue> units) : units_(std::move(units)) {}
-
-  std::u16string TypeName() const override { return u"Framework"; }
-  Ref<ktformula::UnitCatalogue> Units() override { return units_; }
-  Ref<ktformula::IKtFieldListener> CreateListener(std::u16string_view identifier) override {
-    return CreateOwnListener(identifier);
-  }
-  Ref<ktformula::XmlDocument> CreateXmlDocument() override { return Missing(); }
-  Ref<ktformula::DatabaseHelper> Database() override { return Missing(); }
-  Ref<ktformula::ConfigurationHelper> Configuration() override { return Missing(); }
-  void RequestSave(ktformula::IKtObject&, std::u16string_view) override { Missing(); }
-  void ShowMessage(std::u16string_view) override { Missing(); }
-  void ShowWarning(std::u16string_view, std::u16string_view) override { Missing(); }
-  Ref<ktformula::DialogForm> CreateDialogForm() override { return nullptr; }
-  std::u16string ApplicationPath() override { return {}; }
-
- private:
-  [[noreturn]] static std::nullptr_t Missing() { ktformula::Raise(RuntimeError::kObjectNotSet); }
-
-  Ref<ktformula::UnitCatalogue> units_;
-};
 
 class OwnScope final : public ktformula::PropertyScope {
  public:
@@ -491,7 +465,7 @@ OwnForm::OwnForm(std::span<const ktformula::FunctionClass> functions,
     : functions_(functions),
       locale_(locale),
       units_(MakeRef<NotebookUnitCatalogue>()),
-      framework_(MakeRef<OwnFramework>(units_)),
+      framework_(MakeRef<PlainFramework>(units_)),
       scope_(MakeRef<OwnScope>(*this)) {}
 
 void OwnForm::End() {

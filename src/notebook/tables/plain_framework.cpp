@@ -1,10 +1,11 @@
-#include "notebook/tables/listener_classes.h"
+#include "notebook/tables/plain_framework.h"
 
 #include <array>
 
 #include "functions/function_table.h"
 #include "listener/formula_listener.h"
 #include "listener/result_formats.h"
+#include "values/raised_error.h"
 
 namespace ktnotebook {
 
@@ -33,12 +34,32 @@ constexpr std::array<ListenerClass, 3> kOwnClasses{{
      }},
 }};
 
+[[noreturn]] void RaiseMissing() {
+  ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
+}
+
 }  // namespace
 
 Ref<ktformula::IKtFieldListener> CreateOwnListener(std::u16string_view program_identifier) {
   for (const ListenerClass& listener_class : kOwnClasses) {
     if (listener_class.program_identifier == program_identifier) return listener_class.create();
   }
+  return nullptr;
+}
+
+Ref<ktformula::XmlDocument> PlainFramework::CreateXmlDocument() {
+  RaiseMissing();
+}
+
+Ref<ktformula::DatabaseHelper> PlainFramework::Database() {
+  RaiseMissing();
+}
+
+Ref<ktformula::ConfigurationHelper> PlainFramework::Configuration() {
+  RaiseMissing();
+}
+
+Ref<ktformula::DialogForm> PlainFramework::CreateDialogForm() {
   return nullptr;
 }
 
