@@ -34,6 +34,7 @@ const std::map<std::string, Folders> kAllowed{
     {"listener", kEngine},
     {"analysis", kAnalysis},
     {"notebook/tables", kTables},
+    {"notebook/c_interface", {"notebook/tables", "notebook/c_interface"}},
     {"notebook/files", kFiles},
     {"notebook/store", kStore},
     {"notebook/commands", kCommands},
@@ -54,7 +55,8 @@ const std::map<std::string, Folders> kAllowed{
 // engine and tables have the standard library.
 bool MayIncludeForeign(const std::string& folder) {
   return folder.starts_with("com/") ||
-         (folder.starts_with("notebook/") && folder != "notebook/tables");
+         (folder.starts_with("notebook/") && folder != "notebook/tables" &&
+          folder != "notebook/c_interface");
 }
 bool IsForeign(const std::string& header) {
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
