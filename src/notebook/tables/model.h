@@ -87,8 +87,8 @@ class NotebookColumn final : public ktformula::TableProperty,
   TypedMark TypedState() const;
   // See RowTexts.
   void ReserveTexts(std::size_t units) { data_.ReserveTexts(units); }
-  // Takes over cells that were filled elsewhere, as many as the table has rows, and gives those that
-  // were here.
+  // Takes over cells that were filled elsewhere, as many as the table has rows, and gives those
+  // that were here.
   ColumnData Adopt(ColumnData data);
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether

@@ -47,6 +47,11 @@ Ref<ktformula::IKtFieldListener> CreateOwnListener(std::u16string_view program_i
   return nullptr;
 }
 
+bool IsResultFormat(std::u16string_view program_identifier) {
+  return program_identifier == ktformula::kDefaultFormulaFormatIdentifier ||
+         program_identifier == ktformula::kMinDigitFormulaFormatIdentifier;
+}
+
 Ref<ktformula::XmlDocument> PlainFramework::CreateXmlDocument() {
   RaiseMissing();
 }

@@ -14,10 +14,15 @@ namespace ktnotebook {
 ktformula::Ref<ktformula::IKtFieldListener> CreateOwnListener(
     std::u16string_view program_identifier);
 
+// Whether it is one of a result format's.
+bool IsResultFormat(std::u16string_view program_identifier);
+
 // Has units and creates listeners; the rest raises error 91, and messages are dropped.
 class PlainFramework final : public ktformula::HostFramework {
  public:
   explicit PlainFramework(ktformula::Ref<NotebookUnitCatalogue> units) : units_(std::move(units)) {}
+
+  const ktformula::Ref<NotebookUnitCatalogue>& OwnUnits() const noexcept { return units_; }
 
   std::u16string TypeName() const override { return u"Framework"; }
   ktformula::Ref<ktformula::UnitCatalogue> Units() override { return units_; }
