@@ -62,8 +62,9 @@ struct OwnNumbers {
 };
 
 // A table whose cells the program keeps. The host asks for columns, rows and ids at the beginning
-// of each of its own calls, so that they may be others than before, and relies on them until that
-// call returns. Members do not call the host.
+// of each of its own calls, so that they may be others than before. Until that call returns all
+// members tell the same, but for what Write takes; functions of the program's, too, leave the
+// tables alone. Members do not call the host.
 class OwnTable {
  public:
   OwnTable() = default;

@@ -108,8 +108,8 @@ class OwnSection final : public ktformula::OwnerCollection {
   const OwnTableObject& table_;
 };
 
-// Keeps what is written into a cell until it is finished, or another one is begun, and has the
-// program write it then, if it is to.
+// Keeps what is written into a cell until it is finished, and has the program write it then if it
+// is anything else. What is never finished, since something was thrown, is not written.
 class OwnGrid final : public ktformula::GridControl {
  public:
   explicit OwnGrid(OwnTableObject& table) : table_(table) {}
@@ -153,10 +153,12 @@ class OwnGrid final : public ktformula::GridControl {
 
   void Begin(const ktformula::TableCell& cell) {
     const OwnCellPlace place = PlaceOfCell(cell);
-    if (place_ == place) return;
-    if (place_) Put(*std::exchange(place_, std::nullopt));
+    const std::uint64_t call = table_.Parent().Calls();
+    if (place_ == place && call_ == call) return;
+    place_.reset();
     content_ = before_ = Read(place);
     place_ = place;
+    call_ = call;
   }
 
   // Tells whether the cell has another content afterwards.
@@ -165,7 +167,9 @@ class OwnGrid final : public ktformula::GridControl {
     const bool is_marked = !mark.state.empty() || !mark.tag.empty();
     if (!is_marked && IsSame(content_)) return false;
     table_.Cells().Write(place.row, place.column, content_);
-    return !IsSame(Read(place));
+    const CellContent after = Read(place);
+    table_.Columns()[place.column]->NoteWritten(place.row, {after.min, after.max});
+    return !IsSame(after);
   }
 
   // The unit of a computed cell is part of its text.
@@ -175,8 +179,10 @@ class OwnGrid final : public ktformula::GridControl {
   }
 
   OwnTableObject& table_;
-  // The cell being written, what it held before and what it is to hold; empty between cells.
+  // The cell being written and in which call, what it held before and what it is to hold; empty
+  // between cells.
   std::optional<OwnCellPlace> place_;
+  std::uint64_t call_ = 0;
   CellContent before_;
   CellContent content_;
 };
@@ -283,6 +289,75 @@ int OwnColumnObject::CellCount() const {
 
 Ref<ktformula::TableCell> OwnColumnObject::Cell(int index) const {
   return table_.Columns()[Index()]->ObjectAt(static_cast<std::size_t>(index) - 1);
+}
+
+std::size_t OwnColumnObject::Count() const {
+  return table_.Rows();
+}
+
+void OwnColumnObject::ReadNumbers() const {
+  if (read_in_call_ == table_.Parent().Calls()) return;
+  min_.assign(Count(), 0);
+  max_.clear();
+  for (std::size_t row = 0; row < min_.size(); ++row)
+    SetNumbers(row, table_.Cells().Numbers(row, Index()));
+  read_in_call_ = table_.Parent().Calls();
+}
+
+void OwnColumnObject::SetNumbers(std::size_t row, const OwnNumbers& numbers) const {
+  min_[row] = numbers.min;
+  const bool is_one = IsSameNumber(numbers.min, numbers.max) &&
+                      std::signbit(numbers.min) == std::signbit(numbers.max);
+  if (max_.empty() && is_one) return;
+  if (max_.empty()) max_ = min_;
+  max_[row] = numbers.max;
+}
+
+void OwnColumnObject::NoteWritten(std::size_t row, const OwnNumbers& numbers) {
+  if (read_in_call_ == table_.Parent().Calls()) SetNumbers(row, numbers);
+}
+
+std::span<const double> OwnColumnObject::MinNumbers() const {
+  ReadNumbers();
+  return min_;
+}
+
+std::span<const double> OwnColumnObject::MaxNumbers() const {
+  ReadNumbers();
+  return max_.empty() ? min_ : max_;
+}
+
+std::u16string_view OwnColumnObject::Text(std::size_t row, std::u16string& buffer) const {
+  return buffer = table_.Cells().Text(row, Index());
+}
+
+bool OwnColumnObject::IsEntered(std::size_t row) const {
+  return table_.Cells().Mark(row, Index()).state == ktformula::kEnteredState;
+}
+
+std::size_t OwnColumnObject::EnteredCount() const {
+  std::size_t count = 0;
+  for (std::size_t row = 0; row < Count(); ++row)
+    count += IsEntered(row) ? 1 : 0;
+  return count;
+}
+
+void OwnColumnObject::WriteText(std::size_t row, std::u16string_view text, bool is_value) {
+  const Ref<ktformula::TableCell> cell = ObjectAt(row);
+  table_.Control()->WriteText(*cell, text, is_value);
+  table_.Control()->FinishCell(*cell);
+}
+
+void OwnColumnObject::WriteNumbers(std::size_t first, std::span<const double> numbers) {
+  for (const double number : numbers)
+    WriteText(first++, ktformula::NumberToText(number), true);
+}
+
+// A mere text leaves no number, so none has to be cleared before.
+void OwnColumnObject::WriteTexts(std::size_t first, std::span<const std::uint32_t> which,
+                                 std::span<const std::u16string_view> texts, bool is_value) {
+  for (const std::uint32_t index : which)
+    WriteText(first++, texts[index], is_value);
 }
 
 class OwnTableObject::RowObject final : public ktformula::TableRow, public LivingObject<RowObject> {
@@ -497,6 +572,7 @@ bool OwnForm::AddField(std::u16string_view name, Ref<NotebookObject> object) {
 }
 
 void OwnForm::Refresh() {
+  ++calls_;
   for (const Ref<OwnTableObject>& table : tables_) {
     table->RefreshColumns();
     table->RefreshRows();

@@ -40,7 +40,7 @@ struct OwnCellPlace {
 // Raises error 91 when it is gone.
 OwnCellPlace PlaceOfCell(const ktformula::TableCell& cell);
 
-class OwnColumnObject final : public ktformula::TableProperty {
+class OwnColumnObject final : public ktformula::TableProperty, private ktformula::ColumnCells {
  public:
   OwnColumnObject(OwnTableObject& table, std::int32_t key);
   ~OwnColumnObject() override;
@@ -59,6 +59,8 @@ class OwnColumnObject final : public ktformula::TableProperty {
   void Place(std::size_t index, Ref<NotebookProperty> property);
   // Cells of all others are gone.
   void KeepRows(std::span<const std::size_t> rows);
+  // The program took what was written into the row, and tells these numbers since.
+  void NoteWritten(std::size_t row, const OwnNumbers& numbers);
 
   std::u16string TypeName() const override { return u"TableProperty"; }
   Ref<ktformula::PropertyScope> Scope() override;
@@ -66,17 +68,37 @@ class OwnColumnObject final : public ktformula::TableProperty {
   Ref<ktformula::ELNProperty> Property() const override { return property_; }
   int CellCount() const override;
   Ref<ktformula::TableCell> Cell(int index) const override;
+  ktformula::ColumnCells* Cells() override { return this; }
 
  private:
   friend class OwnTableObject;
 
   class CellObject;
 
+  std::size_t Count() const override;
+  std::span<const double> MinNumbers() const override;
+  std::span<const double> MaxNumbers() const override;
+  std::u16string_view Text(std::size_t row, std::u16string& buffer) const override;
+  bool IsEntered(std::size_t row) const override;
+  std::size_t EnteredCount() const override;
+  void WriteNumbers(std::size_t first, std::span<const double> numbers) override;
+  void WriteTexts(std::size_t first, std::span<const std::uint32_t> which,
+                  std::span<const std::u16string_view> texts, bool is_value) override;
+
+  void ReadNumbers() const;
+  void SetNumbers(std::size_t row, const OwnNumbers& numbers) const;
+  void WriteText(std::size_t row, std::u16string_view text, bool is_value);
+
   OwnTableObject& table_;
   std::int32_t key_;
   std::optional<std::size_t> index_;
   Ref<NotebookProperty> property_;
   LivingObjects<CellObject> objects_;
+  // What the program told of numbers in the call of this number. Upper ones are there once they
+  // differ from the lower ones.
+  mutable std::uint64_t read_in_call_ = 0;
+  mutable std::vector<double> min_;
+  mutable std::vector<double> max_;
 };
 
 class OwnTableObject final : public ktformula::Table, private TableBinding {
@@ -181,6 +203,9 @@ class OwnForm final : public ktformula::Form {
 
   void Refresh();
 
+  // How often the program was asked for its tables. Until the next time they change by what is
+  // written alone.
+  std::uint64_t Calls() const noexcept { return calls_; }
   // See ReferenceBinding.
   std::uint64_t Names() const noexcept { return names_; }
   void NoteNames() noexcept { ++names_; }
@@ -203,6 +228,7 @@ class OwnForm final : public ktformula::Form {
   Ref<ktformula::PropertyScope> scope_;
   std::vector<Ref<OwnTableObject>> tables_;
   ktformula::Dictionary<Ref<NotebookObject>> fields_;
+  std::uint64_t calls_ = 0;
   std::uint64_t names_ = 0;
   std::int32_t keys_ = 0;
 };
