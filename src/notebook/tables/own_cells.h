@@ -128,8 +128,8 @@ class OwnForm;
 
 class OwnCellsHost {
  public:
-  // The functions that formulas may call, of which each table gets its own; borrowed. Numbers are
-  // read and written with the separators of the locale, and formulas are written with them.
+  // The functions that formulas may call, of which each table gets its own; borrowed. Numbers of
+  // cells are read and written with the separators of the locale.
   explicit OwnCellsHost(
       std::span<const ktformula::FunctionClass> functions = ktformula::StandardFunctions(),
       const ktformula::Locale& locale = {});
