@@ -1,8 +1,9 @@
-// A program that keeps its cells itself, in grids of numbers, and lets formulas compute some of them.
+// A program that keeps its cells itself, in grids of numbers, and lets formulas compute some of
+// them.
+#include "notebook/tables/own_cells.h"
+
 #include <iostream>
 #include <vector>
-
-#include "notebook/tables/own_cells.h"
 
 struct Grid final : ktnotebook::OwnTable {
   std::vector<ktnotebook::OwnColumn> columns;

@@ -236,12 +236,10 @@ void EmbeddedNotebook::AddFunction(ktformula9::Function function) {
     Refuse(Error::Kind::kArgument, "name",
            u"a function's name has letters, digits and \"_\", and does not begin with a digit");
   }
-  const auto is_same = [&](std::u16string_view other) { return other == name; };
-  const bool is_taken =
-      std::any_of(ktformula::NamedFunctions().begin(), ktformula::NamedFunctions().end(),
-                  [&](const ktformula::FunctionRow& row) { return is_same(row.name); }) ||
-      std::any_of(functions_.begin(), functions_.end(),
-                  [&](const auto& known) { return is_same(FromStoredUtf8(known->name)); });
+  const bool is_taken = ktformula::FindFunctionRow(name) != nullptr ||
+                        std::any_of(functions_.begin(), functions_.end(), [&](const auto& known) {
+                          return FromStoredUtf8(known->name) == name;
+                        });
   if (is_taken)
     Refuse(Error::Kind::kRefused, "name", u"there is a function \"" + name + u"\" already");
   function.name = ToUtf8(name);

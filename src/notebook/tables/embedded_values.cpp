@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "formula/binding.h"
 #include "formula/evaluator.h"
 #include "notebook/tables/shown_text.h"
 #include "notebook/tables/utf8.h"
@@ -54,6 +55,18 @@ class EmbeddedFunction final : public ktformula::IKtFormulaFunction {
 
   void Initialize(ktformula::NamedValues& listener) override { listener_ = &listener; }
   void Terminate() override { listener_ = nullptr; }
+  bool IsPure() const noexcept override { return function_->is_pure; }
+
+  ktformula::Bound Bind(ktformula::Binder& binder, const ktformula::TokenLayer& args,
+                        const ktformula::Place& anchor, unsigned run) const override {
+    if (!function_->is_pure) return IKtFormulaFunction::Bind(binder, args, anchor, run);
+    ktformula::Bound bound;
+    for (std::size_t i = 0; i < args.Count(); ++i) {
+      const auto at = ktformula::Standpoint::At(anchor);
+      bound.reads.Add(binder.BindArgument(args.Item(i), at, run).reads);
+    }
+    return bound;
+  }
 
   void ComputeValue(const ktformula::TokenLayer* args, ktformula::NotebookObject* anchor,
                     CellValue& target) override {

@@ -94,6 +94,20 @@ void RequireRow(const NotebookTable& table, std::size_t row) {
   }
 }
 
+void RequireAccepted(const NotebookCell& cell, std::u16string_view typed,
+                     std::string_view argument) {
+  if (cell.Accepts(typed)) return;
+  Refuse(Error::Kind::kArgument, argument,
+         Quoted(typed) + u" is no value for the column " + Quoted(cell.Definition().name));
+}
+
+void Enter(EmbeddedNotebook& notebook, const NotebookCell& cell, std::string_view text,
+           std::string_view argument) {
+  const std::u16string typed = TextOfArgument(text, argument);
+  RequireAccepted(cell, typed, argument);
+  notebook.Edits().SetCell(cell, typed);
+}
+
 // Cells of a column that takes new ones from a row on.
 class NewCells {
  public:
@@ -111,10 +125,7 @@ class NewCells {
   }
 
   void Type(std::size_t row, std::u16string_view text) {
-    if (!NotebookCell(column_, row).Accepts(text)) {
-      Refuse(Error::Kind::kArgument, "texts",
-             Quoted(text) + u" is no value for the column " + Quoted(column_.Definition().name));
-    }
+    RequireAccepted(NotebookCell(column_, row), text, "texts");
     typed_.Enter(text, mark_, data_, row);
   }
 
@@ -342,15 +353,9 @@ Cell Column::At(std::size_t row) const {
 }
 
 void Column::Set(std::size_t row, std::string_view text) {
-  const std::u16string typed = TextOfArgument(text, "text");
   NotebookColumn& column = Own();
   RequireRow(column.Parent(), row);
-  const NotebookCell cell(column, row);
-  if (!cell.Accepts(typed)) {
-    Refuse(Error::Kind::kArgument, "text",
-           Quoted(typed) + u" is no value for the column " + Quoted(column.Definition().name));
-  }
-  notebook_->Edits().SetCell(cell, typed);
+  Enter(*notebook_, NotebookCell(column, row), text, "text");
 }
 
 void Column::Set(std::size_t row, double number) {
@@ -501,7 +506,8 @@ std::size_t Table::AddRow(std::span<const std::string_view> texts, std::string_v
     edits.Together([&] {
       edits.AddRow(table, own_id, {}, row);
       for (std::size_t i = 0; i < texts.size(); ++i) {
-        if (!texts[i].empty()) Column(notebook_, *table.Columns()[i]).Set(row, texts[i]);
+        const NotebookCell cell(*table.Columns()[i], row);
+        if (!texts[i].empty()) Enter(*notebook_, cell, texts[i], "texts");
       }
     });
   });

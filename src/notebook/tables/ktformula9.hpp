@@ -178,6 +178,9 @@ struct Function {
   // Whether it is called with errors and missing numbers too. Otherwise a call with one of them
   // comes to the error.
   bool takes_errors = false;
+  // Whether the value follows from the arguments alone, so that it need not be computed again until
+  // they change. Otherwise every round of every recalculation calls the function.
+  bool is_pure = false;
 };
 
 // What is known of a function, the language's own included.
