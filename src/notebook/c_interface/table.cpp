@@ -97,9 +97,7 @@ ktf9_status ktf9_table_add_row(ktf9_table* table, const char* const* texts, size
     std::vector<std::string_view> views;
     for (const char* const text : NeedArray(texts, count, "texts"))
       views.push_back(NeedText(text, "texts"));
-    const std::size_t added = Renaming("text", "texts", [&] {
-      return own->AddRow(std::span(std::as_const(views)), TextOr(id, ""));
-    });
+    const std::size_t added = own->AddRow(std::span(std::as_const(views)), TextOr(id, ""));
     if (row != nullptr) *row = added;
   });
 }
