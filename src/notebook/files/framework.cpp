@@ -83,6 +83,11 @@ void NotebookFramework::UseClasses(ListenerClasses classes) {
   UsedClasses() = classes ? std::move(classes) : ListenerClasses(&CreateOwn);
 }
 
+bool NotebookFramework::HasOwnClasses() {
+  auto* const* const used = UsedClasses().target<decltype(&CreateOwn)>();
+  return used != nullptr && *used == &CreateOwn;
+}
+
 Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
     std::u16string_view program_identifier) {
   Ref<ktformula::IKtFieldListener> listener = CreateListener(program_identifier);
