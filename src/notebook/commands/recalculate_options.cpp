@@ -53,8 +53,8 @@ void AddRecalculateCommands(CommandSet& commands) {
         {"ktnotebook recalculate examples/data/puromycin.csv "
          "--formula 'Ratio=[rate]/[conc]' -o ratio.csv",
          "adds a column to measured data"},
-        {"ktnotebook import examples/puromycin.xml --db kinetics.db", "keeps a notebook"},
-        {"ktnotebook recalculate --db kinetics.db --all",
+        {"ktnotebook import examples/aspirin.xml", "keeps the notebook in notebook.db"},
+        {"ktnotebook recalculate --db notebook.db --all",
          "recalculates the forms of a database that need it, together with everybody who runs the "
          "same command"}}},
       [options](Console& console) {
