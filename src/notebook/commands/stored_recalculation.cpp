@@ -74,8 +74,15 @@ class StoredRecalculation {
     }
   }
 
+  // Says something where the progress was shown.
+  void Say(const std::string& message) const {
+    progress_.Clear();
+    console_.Say(message);
+  }
+
   // Tells what was done here and how many forms are current.
   void Report() const {
+    progress_.Clear();
     const NotebookStore::FormCounts counts = store_.CountForms();
     if (is_json_) {
       console_.out << StoredRecalculationJson(report_, counts.all, counts.current) << '\n';
@@ -161,8 +168,7 @@ class StoredRecalculation {
 
   void NoteFailure(const StoredForm& form, const std::string& reason) {
     taken_.insert(form.key);
-    progress_.Clear();
-    console_.Say("error: form \"" + ToUtf8(form.name) + "\" can not be recalculated: " + reason);
+    Say("error: form \"" + ToUtf8(form.name) + "\" can not be recalculated: " + reason);
     report_.failed.push_back({form.name, reason});
   }
 
@@ -215,11 +221,11 @@ int RecalculateStored(const RecalculateOptions& options, Console& console) {
   try {
     RunInterruptibly([&work] { work.Run(); });
   } catch (const Interrupted&) {
-    console.Say("interrupted; what was in hand is left as it was");
+    work.Say("ktnotebook: interrupted; the form in hand is left as it was");
     work.Report();
     return kExitInterrupted;
   } catch (const NotebookError&) {
-    if (!work.DoneText().empty()) console.Say("note: " + work.DoneText() + " all the same");
+    if (!work.DoneText().empty()) work.Say("note: " + work.DoneText() + " all the same");
     throw;
   }
   if (!work.DoneText().empty()) console.SetDone(work.DoneText());
