@@ -61,6 +61,26 @@ constexpr std::array<std::string_view, 11> kTables{
 // Whether a form's results are not known to be what this program, $1, computes.
 constexpr std::string_view kIsOutdated = "(computed_with IS NULL OR computed_with <> $1)";
 
+// Cells are written many at a time: each statement is a message to the server and back.
+constexpr std::size_t kCellsTogether = 50;
+constexpr std::size_t kCellColumns = 9;
+
+// Writes so many cells, whether they are there already or not.
+std::string CellsStatement(std::size_t count) {
+  std::string rows;
+  for (std::size_t value = 0; value < count * kCellColumns; ++value) {
+    const bool is_first = value % kCellColumns == 0;
+    if (is_first) rows += rows.empty() ? "(" : "), (";
+    rows += (is_first ? "$" : ", $") + std::to_string(value + 1);
+  }
+  return "INSERT INTO notebook_cells(field_key, row_position, property_key, text, min_number, "
+         "max_number, unit, state, tag) VALUES" +
+         rows +
+         ") ON CONFLICT(field_key, row_position, property_key) DO UPDATE SET text = excluded.text, "
+         "min_number = excluded.min_number, max_number = excluded.max_number, "
+         "unit = excluded.unit, state = excluded.state, tag = excluded.tag";
+}
+
 std::string WithKeyType(std::string_view sql, std::string_view key_type) {
   std::string statement(sql);
   constexpr std::string_view kPlaceholder = "@key";
@@ -125,6 +145,16 @@ std::string_view KindOf(const NotebookField& field) {
 std::u16string ContentOf(const NotebookField& field) {
   if (field.Structure()) return field.Structure()->Data();
   return field.TextField() ? field.TextField()->Text() : std::u16string();
+}
+
+// The values of a cell's row, in the order of the statement's columns.
+void AppendCell(std::vector<DbValue>& values, const NotebookCell& cell) {
+  const NotebookRow row = cell.OwningRow();
+  const CellContent content = cell.Content();
+  values.insert(values.end(),
+                {Integer(row.Parent().OwnField().Key()), Integer(row.Position()),
+                 Integer(cell.Definition().key), Text(content.text), Number(content.min),
+                 Number(content.max), Text(content.unit), Text(cell.State()), Text(cell.Tag())});
 }
 
 bool IsWorthStoring(const NotebookCell& cell) {
@@ -370,18 +400,17 @@ void NotebookStore::SetComputedWith(const DbValue& what, const std::string& form
 }
 
 void NotebookStore::SaveCells(std::span<const NotebookCell> cells) const {
-  for (const NotebookCell& cell : cells) {
-    const NotebookTable& table = cell.OwningRow().Parent();
-    const CellContent content = cell.Content();
-    database_->Run(
-        "INSERT INTO notebook_cells(field_key, row_position, property_key, text, min_number, "
-        "max_number, unit, state, tag) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9) "
-        "ON CONFLICT(field_key, row_position, property_key) DO UPDATE SET text = excluded.text, "
-        "min_number = excluded.min_number, max_number = excluded.max_number, "
-        "unit = excluded.unit, state = excluded.state, tag = excluded.tag",
-        {Integer(table.OwnField().Key()), Integer(cell.OwningRow().Position()),
-         Integer(cell.Definition().key), Text(content.text), Number(content.min),
-         Number(content.max), Text(content.unit), Text(cell.State()), Text(cell.Tag())});
+  static const std::string one = CellsStatement(1);
+  static const std::string many = CellsStatement(kCellsTogether);
+  while (!cells.empty()) {
+    const bool are_many = cells.size() >= kCellsTogether;
+    const std::size_t count = are_many ? kCellsTogether : 1;
+    std::vector<DbValue> values;
+    values.reserve(count * kCellColumns);
+    for (const NotebookCell& cell : cells.first(count))
+      AppendCell(values, cell);
+    database_->Run(are_many ? many : one, values);
+    cells = cells.subspan(count);
   }
 }
 

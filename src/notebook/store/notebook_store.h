@@ -88,7 +88,7 @@ class NotebookStore {
 
   // Writes the present content of the cells of a form that was just recalculated, whether it
   // settled or not, and that its results are current now. The cells are those that changed since
-  // the form was loaded.
+  // the form was loaded, each of them once.
   void SaveRecalculated(const NotebookForm& form, std::span<const NotebookCell> cells) const;
 
   // Writes a listener of a loaded form with its result format; one without a key gets a row.
