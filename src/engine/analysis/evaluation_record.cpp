@@ -6,6 +6,7 @@
 
 #include "analysis/sketch.h"
 
+#include "functions/function_table.h"
 #include "values/text.h"
 
 namespace ktformula {
@@ -262,7 +263,10 @@ class Recorder final : public EvaluationObserver {
   static void TakeArgument(Frame& call, const Frame& argument) {
     const bool is_in_row = argument.anchor != call.anchor;
     const bool gives = !is_in_row || IsFirstArgument(call.item, argument.item);
-    if (gives && call.item.Function()->IsPure()) call.running.value = argument.running.value;
+    if (gives && call.item.Function()->IsPure() &&
+        FindFunctionRow(UpperCase(call.item.TokenText())) != nullptr) {
+      call.running.value = argument.running.value;
+    }
   }
 
   // Where the steps of an argument go that was just evaluated: those of other anchors than the

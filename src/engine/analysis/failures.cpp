@@ -265,6 +265,8 @@ class ColumnFailures {
         if (Leads({read.column, *read.row}, description)) return Cause::kElsewhere;
         continue;
       }
+      // Of what may be read, as far as anybody knows, only columns in front are asked.
+      if (!column_.reads_are_known && read.column >= number_) continue;
       if (form_.ShownErrors(read.column).contains(description)) {
         if (!MayReadThisColumn(read.column)) return Cause::kElsewhere;
         is_unclear = true;

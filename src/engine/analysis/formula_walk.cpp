@@ -51,13 +51,6 @@ std::vector<std::u16string> FunctionNames() {
   return names;
 }
 
-const FunctionRow* FindFunctionRow(std::u16string_view name) {
-  const auto rows = NamedFunctions();
-  const auto found = std::find_if(rows.begin(), rows.end(),
-                                  [name](const FunctionRow& row) { return row.name == name; });
-  return found != rows.end() ? &*found : nullptr;
-}
-
 bool Takes(const FunctionArguments& arguments, std::size_t count) {
   return count >= arguments.least && count <= arguments.most &&
          !(arguments.must_be_odd && count % 2 == 0);

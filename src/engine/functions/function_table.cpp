@@ -164,6 +164,13 @@ std::span<const FunctionClass> StandardFunctions() {
   return classes;
 }
 
+const FunctionRow* FindFunctionRow(std::u16string_view name) {
+  const auto rows = NamedFunctions();
+  const auto found = std::find_if(rows.begin(), rows.end(),
+                                  [name](const FunctionRow& row) { return row.name == name; });
+  return found != rows.end() ? &*found : nullptr;
+}
+
 const FunctionRow& FunctionRowOf(std::string_view class_name) {
   const std::span<const FunctionRow> rows = FunctionTable();
   return *std::find_if(rows.begin(), rows.end(),

@@ -78,6 +78,9 @@ std::span<const FunctionRow> NamedFunctions();
 // The same for registering them, in that order.
 std::span<const FunctionClass> StandardFunctions();
 
+// The row of the language's function of this upper-case name; nullptr when it has none.
+const FunctionRow* FindFunctionRow(std::u16string_view name);
+
 // The row of the function with this class name, which has one.
 const FunctionRow& FunctionRowOf(std::string_view class_name);
 

@@ -72,6 +72,12 @@ class FormulaListener final : public FieldListener,
     return registry_.FormulaFunction(Name);
   }
   const FunctionRegistry& FormulaFunctions() const noexcept { return registry_; }
+  // Adds a function of the host's, until Terminate, under an upper-case name. Raises error 457 when
+  // the name is taken.
+  void AddFunction(std::u16string_view key, std::shared_ptr<IKtFormulaFunction> function) {
+    function->Initialize(*this);
+    registry_.Register(key, std::move(function));
+  }
 
   const FormulaConfiguration& Configuration() const noexcept { return configuration_; }
 

@@ -20,12 +20,6 @@ constexpr std::array<std::string_view, 10> kTokenKinds{
     "whitespace", "name",       "string",      "reference", "number",
     "symbol",     "left paren", "right paren", "comma",     "function"};
 
-std::u16string NumberText(double value) {
-  if (std::isfinite(value)) return ktformula::NumberToText(value);
-  return std::u16string(kErrorPrefix) +
-         std::u16string(ktformula::DescriptionOf(ktformula::RuntimeError::kOverflow));
-}
-
 std::u16string TokenText(const ktformula::FormulaToken& token) {
   switch (token.TokenType) {
     case ktformula::kFormulaTokenTypeString: return u"\"" + token.TokenText + u"\"";
@@ -103,24 +97,6 @@ CellPlace PlaceOf(const NotebookCell& cell) {
 
 }  // namespace
 
-std::u16string ValueText(const ktformula::CellValue& value) {
-  switch (value.CellValueType()) {
-    case ktformula::kCellValueTypeError:
-      return std::u16string(kErrorPrefix) + value.ErrorDescription();
-    case ktformula::kCellValueTypeNumber:
-      if (value.IsMissingNumber()) {
-        return std::u16string(kErrorPrefix) + value.MissingNumberDescription();
-      }
-      if (value.MinNumber() == value.MaxNumber() || !std::isfinite(value.MinNumber())) {
-        return NumberText(value.MinNumber());
-      }
-      if (!std::isfinite(value.MaxNumber())) return NumberText(value.MaxNumber());
-      return NumberText(value.MinNumber()) + u" .. " + NumberText(value.MaxNumber());
-    case ktformula::kCellValueTypeStructure: return value.MvrStructure();
-    default: return value.Text();
-  }
-}
-
 std::string TokensText(const std::vector<ktformula::FormulaToken>& tokens,
                        const TableStyle& style) {
   TextTable layout({{u"type", Alignment::kRight}, {u"kind"}, {u"text"}}, style);
@@ -142,16 +118,6 @@ std::string TreeText(const ktformula::TokenLayer& layer) {
   return ToUtf8(Printable(text)) + "\n";
 }
 
-bool ShowsError(std::u16string_view text) {
-  return text.starts_with(kErrorPrefix);
-}
-
-std::u16string ShownText(const NotebookCell& cell, const ktformula::Locale& locale) {
-  const std::u16string unit = cell.UnwrittenUnit();
-  const std::u16string text = cell.TextIn(locale);
-  return unit.empty() ? text : text + u" " + unit;
-}
-
 std::string FormText(const NotebookForm& form, const TableStyle& style) {
   std::string text = Heading(form.Name(), '=', style);
   for (const Ref<NotebookField>& field : form.Fields()) {
@@ -166,12 +132,6 @@ std::string FormText(const NotebookForm& form, const TableStyle& style) {
     }
   }
   return text;
-}
-
-std::u16string AddressOf(const NotebookCell& cell) {
-  const NotebookTable& table = cell.OwningRow().Parent();
-  return table.Parent().Name() + u"/" + table.Name() + u":" + cell.Definition().name + u":" +
-         cell.OwningRow().ID();
 }
 
 std::vector<NotebookCell> InFormOrder(const std::vector<NotebookCell>& cells) {

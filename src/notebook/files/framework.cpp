@@ -1,17 +1,14 @@
 #include "notebook/files/framework.h"
 
-#include <array>
 #include <iostream>
 
-#include "functions/function_table.h"
-#include "listener/formula_listener.h"
-#include "listener/result_formats.h"
 #include "notebook/files/listener_face.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/operating_system.h"
 #include "notebook/files/utf.h"
 #include "notebook/files/xml_document.h"
 #include "notebook/tables/model.h"
+#include "notebook/tables/plain_framework.h"
 #include "values/raised_error.h"
 
 namespace ktnotebook {
@@ -21,35 +18,8 @@ using ktformula::Ref;
 
 namespace {
 
-struct ListenerClass {
-  std::u16string_view program_identifier;
-  Ref<ktformula::IKtFieldListener> (*create)();
-};
-
-constexpr std::array<ListenerClass, 3> kOwnClasses{{
-    {ktformula::kFormulaListenerIdentifier,
-     []() -> Ref<ktformula::IKtFieldListener> {
-       return MakeRef<ktformula::FormulaListener>(ktformula::StandardFunctions());
-     }},
-    {ktformula::kDefaultFormulaFormatIdentifier,
-     []() -> Ref<ktformula::IKtFieldListener> {
-       return MakeRef<ktformula::DefaultFormulaFormat>();
-     }},
-    {ktformula::kMinDigitFormulaFormatIdentifier,
-     []() -> Ref<ktformula::IKtFieldListener> {
-       return MakeRef<ktformula::MinDigitFormulaFormat>();
-     }},
-}};
-
-Ref<ktformula::IKtFieldListener> CreateOwn(std::u16string_view program_identifier) {
-  for (const ListenerClass& listener_class : kOwnClasses) {
-    if (listener_class.program_identifier == program_identifier) return listener_class.create();
-  }
-  return nullptr;
-}
-
 ListenerClasses& UsedClasses() {
-  static ListenerClasses classes = &CreateOwn;
+  static ListenerClasses classes = &CreateOwnListener;
   return classes;
 }
 
@@ -80,7 +50,7 @@ void NotebookFramework::UseDatabase(Ref<ktformula::DatabaseAccess> access,
 }
 
 void NotebookFramework::UseClasses(ListenerClasses classes) {
-  UsedClasses() = classes ? std::move(classes) : ListenerClasses(&CreateOwn);
+  UsedClasses() = classes ? std::move(classes) : ListenerClasses(&CreateOwnListener);
 }
 
 bool NotebookFramework::HasOwnClasses() {

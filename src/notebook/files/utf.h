@@ -1,9 +1,10 @@
-// The edge between UTF-16 text inside and UTF-8 in files, databases and terminals.
+// Texts in files and on terminals.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
+
+#include "notebook/tables/utf8.h"
 
 namespace ktnotebook {
 
@@ -11,24 +12,6 @@ namespace ktnotebook {
 inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // Why text with another one behind it is refused.
 inline constexpr std::string_view kSecondMark = "a second byte order mark";
-
-// For readers that want valid UTF-8: a lone surrogate becomes U+FFFD.
-std::string ToUtf8(std::u16string_view text);
-
-// For the notebook's own stores: a lone surrogate is kept as a three-byte sequence of its own, so
-// that every text comes back from FromStoredUtf8 as it was.
-std::string ToStoredUtf8(std::u16string_view text);
-
-// Reads what ToStoredUtf8 wrote. Each byte that belongs to no sequence becomes U+FFFD.
-std::u16string FromStoredUtf8(std::string_view bytes);
-
-// Strict: empty when the bytes are not valid UTF-8 (truncated or overlong sequences, surrogates,
-// code points beyond U+10FFFF).
-std::optional<std::u16string> FromUtf8(std::string_view bytes);
-bool IsUtf8(std::string_view bytes);
-
-// Valid UTF-8 in place of the text; fast where it is ASCII.
-void TakeUtf8(std::string_view bytes, std::u16string& text);
 
 // Whether the character could move a terminal's cursor, change its state or reorder its line:
 // control characters and direction marks.

@@ -26,40 +26,12 @@ Ref<FormulaListener> StandIn(ktformula::IKtFormulaListener& other, NotebookTable
   return listener;
 }
 
-ktformula::WatchedTable WatchTable(NotebookTable& table, NotebookFramework& framework) {
-  ktformula::WatchedTable watched{table.Name(), Ref<ktformula::Table>(&table), {}};
-  for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
-    if (auto* const own = dynamic_cast<FormulaListener*>(listener.get())) {
-      watched.listeners.emplace_back(own);
-    } else if (auto* const other = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get())) {
-      watched.listeners.push_back(StandIn(*other, table, framework));
-    }
-  }
-  return watched;
-}
-
-// "Reactants:Mass:A".
-std::u16string NameOfCell(const ktformula::TableCell& cell) {
-  const NotebookCell notebook_cell = static_cast<const CellObject&>(cell).Cell();
-  const NotebookRow row = notebook_cell.OwningRow();
-  return row.Parent().Name() + u":" + notebook_cell.Definition().name + u":" + row.ID();
-}
-
 }  // namespace
 
 ktformula::WatchedForm WatchForm(NotebookForm& form, NotebookFramework& framework) {
-  ktformula::WatchedForm watched;
-  watched.name = form.Name();
-  watched.units = framework.OwnUnits();
-  watched.name_of_cell = &NameOfCell;
-  for (NotebookTable* table : form.Tables()) {
-    if (!watched.owner) watched.owner = form.OwnerOf(table->OwnField());
-    watched.tables.push_back(WatchTable(*table, framework));
-  }
-  for (const Ref<NotebookField>& field : form.Fields()) {
-    if (!field->OwnTable()) watched.other_fields.push_back(field->Name());
-  }
-  return watched;
+  return WatchForm(form, [&framework](ktformula::IKtFormulaListener& other, NotebookTable& table) {
+    return StandIn(other, table, framework);
+  });
 }
 
 }  // namespace ktnotebook

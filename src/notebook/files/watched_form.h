@@ -4,7 +4,7 @@
 #include "analysis/watched_form.h"
 
 #include "notebook/files/framework.h"
-#include "notebook/tables/model.h"
+#include "notebook/tables/watched_form.h"
 
 namespace ktnotebook {
 

@@ -1,6 +1,7 @@
 #include "notebook/tables/edits.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <numeric>
@@ -36,6 +37,12 @@ std::vector<std::size_t> RowsInOrder(const NotebookTable& table) {
   std::vector<std::size_t> rows(table.Rows().size());
   std::iota(rows.begin(), rows.end(), std::size_t{0});
   return rows;
+}
+
+void KeepFirstRows(NotebookTable& table, std::size_t count) {
+  std::vector<std::size_t> rows = RowsInOrder(table);
+  rows.resize(count);
+  table.ArrangeRows(rows);
 }
 
 template <typename T>
@@ -234,6 +241,7 @@ NotebookColumn& FormEdits::AddColumn(NotebookTable& table, PropertyDefinition de
 void FormEdits::AddRow(NotebookTable& table, std::u16string_view id,
                        const ktformula::Dictionary<std::u16string>& tags, std::size_t place) {
   RequireName(id, !table.HasRow(id));
+  if (place >= table.Rows().size() && tags.begin() == tags.end()) return AppendRow(table, id);
   std::vector<std::size_t> before = RowsInOrder(table);
   const std::size_t index = std::min(place, before.size());
   std::vector<std::size_t> sources = before;
@@ -249,6 +257,26 @@ void FormEdits::AddRow(NotebookTable& table, std::u16string_view id,
             table.AddTag(index, name, value);
         },
         [] {});
+  });
+}
+
+// Costs nothing for the rows that are there, so that a table can be filled row by row.
+void FormEdits::AppendRow(NotebookTable& table, std::u16string_view id) {
+  RunStructure([&] {
+    Do([&table, id = std::u16string(id)] { table.AddRow(id); },
+       [&table] { KeepFirstRows(table, table.Rows().size() - 1); });
+  });
+}
+
+void FormEdits::AppendRows(NotebookTable& table, std::size_t count) {
+  const std::size_t before = table.Rows().size();
+  for (std::size_t number = before + 1; number <= before + count; ++number) {
+    const std::u16string id = ktformula::ToDecimalText(static_cast<std::int64_t>(number));
+    RequireName(id, !table.HasRow(id));
+  }
+  RunStructure([&] {
+    Do([&table, count] { table.AddNumberedRows(count); },
+       [&table, before] { KeepFirstRows(table, before); });
   });
 }
 
@@ -384,6 +412,13 @@ void FormEdits::SetCell(const NotebookCell& cell, std::u16string_view typed) {
   });
 }
 
+void FormEdits::ReplaceCells(NotebookColumn& column, ColumnData cells) {
+  // Those that are not in the column, before and after.
+  const auto other = std::make_shared<ColumnData>(std::move(cells));
+  const auto exchange = [&column, other] { *other = column.Adopt(std::move(*other)); };
+  Run([&] { Do(exchange, exchange); });
+}
+
 // Whatever is done to them later in the step is taken back with them.
 void FormEdits::KeepCells(NotebookColumn& column) {
   std::vector<KeptCell> cells;
@@ -461,6 +496,31 @@ void FormEdits::AddListener(NotebookTable& table,
     Do([&table, listener] { table.AddListener(listener); },
        [&table, listener] { table.TakeListener(listener); });
   });
+}
+
+void FormEdits::Together(const std::function<void()>& edits) {
+  const std::size_t before = done_.size();
+  std::vector<Step> undone = std::exchange(undone_, {});
+  try {
+    edits();
+  } catch (...) {
+    for (; done_.size() > before; done_.pop_back())
+      Revert(done_.back());
+    undone_ = std::move(undone);
+    throw;
+  }
+  if (done_.size() == before) undone_ = std::move(undone);
+  if (done_.size() <= before + 1) return;
+  Step whole;
+  for (std::size_t i = before; i < done_.size(); ++i)
+    std::move(done_[i].begin(), done_[i].end(), std::back_inserter(whole));
+  done_.resize(before);
+  done_.push_back(std::move(whole));
+}
+
+void FormEdits::Forget() noexcept {
+  done_.clear();
+  undone_.clear();
 }
 
 bool FormEdits::Undo() {

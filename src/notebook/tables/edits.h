@@ -55,6 +55,9 @@ class FormEdits {
   void AddRow(NotebookTable& table, std::u16string_view id,
               const ktformula::Dictionary<std::u16string>& tags, std::size_t place);
 
+  // Rows at the end, whose ids are their numbers.
+  void AppendRows(NotebookTable& table, std::size_t count);
+
   // Every reference that means what is renamed says the new name from then on, and no other does.
   // Refused where a reference could not say it, or would mean something else than before.
   void RenameForm(std::u16string_view name);
@@ -74,6 +77,8 @@ class FormEdits {
 
   // Types a text that the cell accepts.
   void SetCell(const NotebookCell& cell, std::u16string_view typed);
+  // Puts other cells in the place of a column's, as many as its table has rows.
+  void ReplaceCells(NotebookColumn& column, ColumnData cells);
   // As SetPropertyFormula and SetDefinition of the listener, which is one of the table's. A column
   // that no formula computes any more loses what was computed: the cells that are emptied.
   std::vector<NotebookCell> SetFormula(ktformula::IKtFormulaListener& listener,
@@ -85,6 +90,9 @@ class FormEdits {
   // The listener is initialised for the table.
   void AddListener(NotebookTable& table, const Ref<ktformula::IKtFieldListener>& listener);
 
+  // Makes one step of all that `edits` does. What it throws takes all of it back.
+  void Together(const std::function<void()>& edits);
+
   // What references mean otherwise since the last edit, of adding, moving or removing: those of
   // formulas that are still there.
   const std::vector<ChangedReference>& Changed() const noexcept { return changed_; }
@@ -94,6 +102,8 @@ class FormEdits {
   // False when there is nothing to undo, or to do again.
   bool Undo();
   bool Redo();
+  // Forgets the history.
+  void Forget() noexcept;
 
  private:
   // What is done and what takes it back, in turns.
@@ -112,6 +122,7 @@ class FormEdits {
   void Do(std::function<void()> apply, std::function<void()> revert);
   static void Revert(const Step& step);
 
+  void AppendRow(NotebookTable& table, std::u16string_view id);
   void ArrangeRows(NotebookTable& table, std::vector<std::size_t> sources,
                    std::vector<std::size_t> inverse, std::u16string_view new_id);
   void ReplaceFormulas(ktformula::IKtFormulaListener& listener,

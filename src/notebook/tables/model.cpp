@@ -203,10 +203,11 @@ bool NotebookColumn::TakeTypedText(std::size_t row, std::u16string_view text) {
   return Take(row, TextsTypedIn(KeptIn()).Read(text));
 }
 
-void NotebookColumn::Adopt(ColumnData data) {
+ColumnData NotebookColumn::Adopt(ColumnData data) {
   if (data_.EnteredCount() + data.EnteredCount() > 0) table_.Parent().Entered().NoteChange();
-  data_ = std::move(data);
+  ColumnData before = std::exchange(data_, std::move(data));
   NoteChanges();
+  return before;
 }
 
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {

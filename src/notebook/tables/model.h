@@ -86,8 +86,9 @@ class NotebookColumn final : public ktformula::TableProperty,
   TypedMark TypedState() const;
   // See RowTexts.
   void ReserveTexts(std::size_t units) { data_.ReserveTexts(units); }
-  // Takes over cells that were filled elsewhere, as many as the table has rows.
-  void Adopt(ColumnData data);
+  // Takes over cells that were filled elsewhere, as many as the table has rows, and gives those
+  // that were here.
+  ColumnData Adopt(ColumnData data);
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
