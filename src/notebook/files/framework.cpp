@@ -54,8 +54,8 @@ void NotebookFramework::UseClasses(ListenerClasses classes) {
 }
 
 bool NotebookFramework::HasOwnClasses() {
-  auto* const* const used = UsedClasses().target<decltype(&CreateOwn)>();
-  return used != nullptr && *used == &CreateOwn;
+  auto* const* const used = UsedClasses().target<decltype(&CreateOwnListener)>();
+  return used != nullptr && *used == &CreateOwnListener;
 }
 
 Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
