@@ -4,6 +4,8 @@ kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev
   libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
 kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
 kt_format_packages="clang-format"
+# For the Debian packages, on top of the build packages; the last one is for their test.
+kt_packaging_packages="dpkg-dev file debootstrap"
 # A peer that ./run bench measures against, on top of the build packages.
 kt_bench_packages="libmuparser-dev"
 # For the presets "coverage" and "fuzz", on top of the build packages.

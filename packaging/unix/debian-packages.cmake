@@ -33,6 +33,9 @@ if(python_modules)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3, libktformula9-0 (= ${PROJECT_VERSION})")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-pandas)
+  # What Python compiles for itself comes and goes with the package.
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_SOURCE_DIR}/python/postinst ${CMAKE_CURRENT_SOURCE_DIR}/python/prerm)
 endif()
 
 set(CPACK_GENERATOR DEB)
