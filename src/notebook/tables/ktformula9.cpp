@@ -82,6 +82,9 @@ class NumberTyper {
   std::u16string text_;
 };
 
+// More are a mistake, such as a negative number.
+constexpr std::size_t kMostRows = 1'000'000'000;
+
 void RequireRow(const NotebookTable& table, std::size_t row) {
   const std::size_t rows = table.Rows().size();
   if (row >= rows) {
@@ -90,7 +93,7 @@ void RequireRow(const NotebookTable& table, std::size_t row) {
     };
     Refuse(Error::Kind::kNotFound, "row",
            u"the table " + Quoted(table.Name()) + u" has no row " +
-               (row <= 1'000'000'000 ? text(row) : u"of this number") + u": it has " + text(rows));
+               (row <= kMostRows ? text(row) : u"of this number") + u": it has " + text(rows));
   }
 }
 
@@ -158,6 +161,10 @@ Origin OriginOf(const NotebookColumn& column, std::size_t row, bool has_formula)
   return has_formula ? Origin::kComputed : Origin::kNoted;
 }
 
+bool IsError(Origin origin, std::u16string_view text) {
+  return origin == Origin::kComputed && ktnotebook::ShowsError(text);
+}
+
 // Numbers of a column in its unit.
 class InColumnUnit {
  public:
@@ -222,8 +229,9 @@ NotebookCell FindCell(const ktnotebook::NotebookForm& form, const std::u16string
 
 }  // namespace
 
-Error::Error(Kind kind, std::string argument, const std::string& message)
-    : std::runtime_error(message), kind_(kind), argument_(std::move(argument)) {}
+Error::Error(Kind kind, std::string argument, const std::string& message,
+             std::optional<Place> place)
+    : std::runtime_error(message), kind_(kind), argument_(std::move(argument)), place_(place) {}
 Error::~Error() = default;
 
 Value Value::OfRange(double min, double max, std::string shown) {
@@ -342,7 +350,7 @@ Cell Column::At(std::size_t row) const {
   cell.max = in_unit(content.max);
   cell.unit = ToUtf8(content.unit);
   cell.origin = OriginOf(column, row, column.Parent().HasFormula(column));
-  if (cell.origin == Origin::kComputed && ktnotebook::ShowsError(content.text))
+  if (IsError(cell.origin, content.text))
     cell.error = ToUtf8(content.text.substr(ktformula::kErrorPrefix.size()));
   return cell;
 }
@@ -417,6 +425,17 @@ std::vector<Origin> Column::Origins() const {
   for (std::size_t row = 0; row < origins.size(); ++row)
     origins[row] = OriginOf(column, row, has_formula);
   return origins;
+}
+
+std::vector<bool> Column::Errors() const {
+  const NotebookColumn& column = Own();
+  const bool has_formula = column.Parent().HasFormula(column);
+  std::vector<bool> errors(column.Data().Count());
+  std::u16string buffer;
+  for (std::size_t row = 0; row < errors.size(); ++row) {
+    errors[row] = IsError(OriginOf(column, row, has_formula), column.Data().Text(row, buffer));
+  }
+  return errors;
 }
 
 Value Column::Evaluate(std::size_t row, std::string_view formula) const {
@@ -499,6 +518,8 @@ std::size_t Table::AddRow(std::span<const std::string_view> texts, std::string_v
 }
 
 void Table::AddRows(std::size_t count) {
+  if (count > kMostRows - std::min(kMostRows, Own().Rows().size()))
+    Refuse(Error::Kind::kArgument, "count", u"a table can not have so many rows");
   Editing("count", [&] { notebook_->Edits().AppendRows(Own(), count); });
 }
 
