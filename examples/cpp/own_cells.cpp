@@ -1,5 +1,4 @@
-// A program that keeps its cells itself, in grids of numbers, and lets formulas compute some of
-// them.
+// A program with cells of its own, in grids of numbers, lets formulas compute some of them.
 #include "notebook/tables/own_cells.h"
 
 #include <iostream>

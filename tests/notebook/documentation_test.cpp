@@ -74,13 +74,23 @@ TEST(Documentation, ExamplesSettleWithoutErrors) {
   EXPECT_GE(files, 2);
 }
 
-TEST(Documentation, EmbeddingPageShowsTheClientsAsTheyAre) {
-  const std::string page = ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/docs/embedding.md");
-  for (const auto& [language, name] : {std::pair{"vbs", "client.vbs"}, {"cpp", "client.cpp"}}) {
-    const std::string file =
-        ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/examples/embedding/" + std::string(name));
-    EXPECT_NE(page.find("```" + std::string(language) + "\n" + file + "```\n"), std::string::npos)
-        << name;
+TEST(Documentation, PagesShowExamplesAsTheyAre) {
+  struct Row {
+    const char* page;
+    const char* language;
+    const char* file;
+  };
+  const Row rows[] = {{"embedding.md", "vbs", "examples/embedding/client.vbs"},
+                      {"embedding.md", "cpp", "examples/embedding/client.cpp"},
+                      {"embedding-own-cells.md", "cpp", "examples/cpp/own_cells.cpp"},
+                      {"embedding-own-cells.md", "text", "examples/cpp/own_cells.txt"}};
+  for (const Row& row : rows) {
+    const std::string page =
+        ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/docs/" + std::string(row.page));
+    const std::string file = ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/" + std::string(row.file));
+    EXPECT_NE(page.find("```" + std::string(row.language) + "\n" + file + "```\n"),
+              std::string::npos)
+        << row.file;
   }
 }
 

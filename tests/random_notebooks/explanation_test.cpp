@@ -157,19 +157,6 @@ bool IsUnsteady(const NotebookPlan& plan) {
   return false;
 }
 
-ktformula::WatchedForm Watch(ktnotebook::NotebookForm& form) {
-  ktformula::WatchedForm watched;
-  watched.units = Ref<ktformula::UnitCatalogue>(&form.Units());
-  for (ktnotebook::NotebookTable* table : form.Tables()) {
-    watched.owner = form.OwnerOf(table->OwnField());
-    ktformula::WatchedTable& added = watched.tables.emplace_back(
-        ktformula::WatchedTable{table->Name(), Ref<ktformula::Table>(table), {}});
-    for (const auto& listener : table->Listeners())
-      added.listeners.emplace_back(dynamic_cast<FormulaListener*>(listener.get()));
-  }
-  return watched;
-}
-
 std::size_t CountComputing(const ktformula::WatchedTable& table, const NotebookCell& cell) {
   std::size_t count = 0;
   for (const auto& listener : table.listeners) {
@@ -244,7 +231,7 @@ TEST(ExplanationsOfRandomNotebooks, LeadToTheValuesOfTheirCells) {
     LiveNotebook notebook(plan, mode);
     const Rounds rounds = notebook.Recalculate(50, Step());
     if (!rounds.settled) continue;
-    const ktformula::WatchedForm watched = Watch(notebook.Form());
+    const ktformula::WatchedForm watched = notebook.Watched();
     for (const ktnotebook::NotebookTable* table : notebook.Form().Tables()) {
       for (const auto& row : table->Rows()) {
         for (std::size_t column = 0; column < table->Columns().size(); ++column) {

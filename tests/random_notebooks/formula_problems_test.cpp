@@ -19,18 +19,6 @@ namespace {
 using ktformula::Problem;
 using ktformula::Severity;
 
-ktformula::WatchedForm Watch(ktnotebook::NotebookForm& form) {
-  ktformula::WatchedForm watched;
-  watched.units = Ref<ktformula::UnitCatalogue>(&form.Units());
-  for (ktnotebook::NotebookTable* table : form.Tables()) {
-    auto& added = watched.tables.emplace_back(
-        ktformula::WatchedTable{table->Name(), Ref<ktformula::Table>(table), {}});
-    for (const auto& listener : table->Listeners())
-      added.listeners.emplace_back(dynamic_cast<ktformula::FormulaListener*>(listener.get()));
-  }
-  return watched;
-}
-
 std::string Described(const Problem& problem) {
   const std::string place = problem.place ? std::to_string(problem.place->start) : "-";
   return Printable(ktformula::KindOf(problem.code).text) + " in " + Printable(problem.formula) +
@@ -100,8 +88,8 @@ TEST(RandomNotebooks, ProblemsOfFormulas) {
     LiveNotebook other(plan, plain);
     notebook.Recalculate(8, Step());
     other.Recalculate(8, Step());
-    const std::vector<Problem> problems = FindFormulaProblems(Watch(notebook.Form()));
-    const std::vector<Problem> others = FindFormulaProblems(Watch(other.Form()));
+    const std::vector<Problem> problems = FindFormulaProblems(notebook.Watched());
+    const std::vector<Problem> others = FindFormulaProblems(other.Watched());
     ASSERT_EQ(Described(problems), Described(others)) << seed;
     all += problems.size();
     for (const Problem& problem : problems) {

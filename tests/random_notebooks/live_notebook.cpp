@@ -8,6 +8,7 @@
 #include "functions/function_table.h"
 #include "listener/formula_listener.h"
 #include "listener/result_formats.h"
+#include "notebook/tables/plain_framework.h"
 #include "notebook/tables/table_control.h"
 #include "values/raised_error.h"
 
@@ -26,34 +27,6 @@ namespace {
 
 // Tables that their own formulas make grow stop here.
 constexpr std::size_t kMaximumAddedRows = 5;
-
-// Units and result formats; nothing else is asked for.
-class Framework final : public ktformula::HostFramework {
- public:
-  explicit Framework(Ref<ktformula::UnitCatalogue> units) : units_(std::move(units)) {}
-
-  std::u16string TypeName() const override { return u"Framework"; }
-  Ref<ktformula::UnitCatalogue> Units() override { return units_; }
-  Ref<ktformula::IKtFieldListener> CreateListener(std::u16string_view identifier) override {
-    if (identifier != ktformula::kMinDigitFormulaFormatIdentifier) return nullptr;
-    return MakeRef<ktformula::MinDigitFormulaFormat>();
-  }
-  Ref<ktformula::XmlDocument> CreateXmlDocument() override { return Missing(); }
-  Ref<ktformula::DatabaseHelper> Database() override { return Missing(); }
-  Ref<ktformula::ConfigurationHelper> Configuration() override { return Missing(); }
-  void RequestSave(ktformula::IKtObject&, std::u16string_view) override {}
-  void ShowMessage(std::u16string_view) override {}
-  void ShowWarning(std::u16string_view, std::u16string_view) override {}
-  Ref<ktformula::DialogForm> CreateDialogForm() override { return nullptr; }
-  std::u16string ApplicationPath() override { return {}; }
-
- private:
-  [[noreturn]] static std::nullptr_t Missing() {
-    ktformula::Raise(ktformula::RuntimeError::kObjectNotSet);
-  }
-
-  Ref<ktformula::UnitCatalogue> units_;
-};
 
 // Keys are unique in the notebook.
 std::int32_t ColumnKey(std::size_t table, std::size_t column) {
@@ -113,7 +86,7 @@ LiveNotebook::LiveNotebook(const NotebookPlan& plan, const Mode& mode)
     : plan_(plan),
       mode_(mode),
       units_(MakeRef<ktnotebook::NotebookUnitCatalogue>()),
-      framework_(MakeRef<Framework>(units_)) {
+      framework_(MakeRef<ktnotebook::PlainFramework>(units_)) {
   const auto standard = ktformula::StandardFunctions();
   functions_.assign(standard.begin(), standard.end());
   const auto add = [this](std::u16string_view name, HostFunction::Body body) {

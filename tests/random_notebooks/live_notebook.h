@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +15,7 @@
 #include "listener/ikt_formula_listener.h"
 #include "notebook/tables/model.h"
 #include "notebook/tables/recalculation.h"
+#include "notebook/tables/watched_form.h"
 
 namespace random_notebooks {
 
@@ -57,6 +59,10 @@ class LiveNotebook {
   std::u16string FormulaOf(const ktnotebook::NotebookColumn& column) const;
   // How often the host's functions were called.
   std::uint64_t Calls() const noexcept { return calls_; }
+  // The functions that formulas find: the language's and the host's, which count their calls here.
+  std::span<const ktformula::FunctionClass> Functions() const noexcept { return functions_; }
+  // The form for the engine's analysis.
+  ktformula::WatchedForm Watched() const { return ktnotebook::WatchForm(*form_); }
 
  private:
   class HostFunction;

@@ -5,6 +5,7 @@
 #include "notebook/tables/cell_text.h"
 #include "notebook/tables/localized_text.h"
 #include "notebook/tables/model.h"
+#include "notebook/tables/written_content.h"
 #include "values/platform.h"
 #include "values/raised_error.h"
 
@@ -180,17 +181,12 @@ std::u16string CellObject::StructureText() const {
 }
 
 std::u16string CellObject::Key() const {
-  const NotebookUnit* unit = cell_.Definition().unit;
-  return unit != nullptr ? unit->QuantityName() : std::u16string();
+  return DisplayKey(cell_.Definition().unit);
 }
 
 std::u16string CellObject::UnitName() const {
-  const NotebookUnit* default_unit = cell_.Definition().unit;
-  if (default_unit == nullptr) return {};
-  const std::u16string& unit = cell_.OwningColumn().Data().Unit(Cell().RowIndex());
-  // A computed cell starts from the default unit, whatever it was shown in before.
-  const bool is_typed = !cell_.State().empty() && !unit.empty();
-  return is_typed ? unit : default_unit->UnitText();
+  return DisplayUnitName(cell_.Definition().unit, Cell().State(),
+                         cell_.OwningColumn().Data().Unit(Cell().RowIndex()));
 }
 
 const NotebookRow& RowObject::Row() const {

@@ -8,6 +8,7 @@
 #include "notebook/tables/cell_text.h"
 #include "notebook/tables/localized_text.h"
 #include "notebook/tables/table_control.h"
+#include "notebook/tables/written_content.h"
 #include "values/platform.h"
 #include "values/text.h"
 
@@ -23,23 +24,9 @@ namespace {
 constexpr std::array<std::u16string_view, 5> kDataTypeTexts{u"string", u"number", u"date",
                                                             u"Boolean", u"structure"};
 
-bool IsParent(std::u16string_view part) {
-  return ktformula::LowerCase(part) == u"parent";
-}
-
-// The object for every start, or nothing.
-Denotation Denoting(NotebookObject* object) {
-  if (object == nullptr) return {Denotation::Kind::kNothing, nullptr};
-  return {Denotation::Kind::kObject, Ref<NotebookObject>(object)};
-}
-
 template <typename Object>
 void Erase(std::vector<Ref<Object>>& objects, const Ref<Object>& object) {
   std::erase_if(objects, [&](const Ref<Object>& each) { return each.get() == object.get(); });
-}
-
-std::u16string NumberOf(std::size_t row) {
-  return ktformula::ToDecimalText(static_cast<std::int64_t>(row) + 1);
 }
 
 // The fields of a form, as references find them.
@@ -211,17 +198,7 @@ ColumnData NotebookColumn::Adopt(ColumnData data) {
 }
 
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
-  return Take(row, WrittenText(text, is_value));
-}
-
-ContentView NotebookColumn::WrittenText(std::u16string_view text, bool is_value) const {
-  ContentView content = MereText(Definition().type, text);
-  if (!is_value) return content;
-  const std::optional<double> number = Definition().type == DataType::kDate
-                                           ? ktformula::DateValue(text)
-                                           : ktformula::NumericValue(text);
-  if (number) content.min = content.max = *number;
-  return content;
+  return Take(row, WrittenText(Definition().type, text, is_value));
 }
 
 bool NotebookColumn::Take(std::size_t row, const ContentView& content) {
@@ -319,12 +296,8 @@ std::optional<NotebookRow> NotebookTable::FindRow(std::u16string_view id_or_numb
   const auto found = row_positions_.find(id_or_number);
   if (found != row_positions_.end()) return Rows()[found->second];
   // All other rows have their number for an id.
-  const bool is_count = !id_or_number.empty() &&
-                        std::all_of(id_or_number.begin(), id_or_number.end(), ktformula::IsDigit);
-  if (!is_count) return std::nullopt;
-  const double number = ktformula::NumericValue(id_or_number).value_or(0);
-  if (number < 1 || number > static_cast<double>(row_count_)) return std::nullopt;
-  return Rows()[static_cast<std::size_t>(number) - 1];
+  const std::optional<std::size_t> row = RowOfNumber(id_or_number, row_count_);
+  return row ? std::optional(Rows()[*row]) : std::nullopt;
 }
 
 bool NotebookTable::HasRow(std::u16string_view id) const {
@@ -341,7 +314,7 @@ NotebookColumn* NotebookTable::AddColumn(PropertyDefinition definition) {
 
 std::optional<NotebookRow> NotebookTable::AddRow(std::u16string_view id) {
   if (HasRow(id)) return std::nullopt;
-  if (id != NumberOf(row_count_)) {
+  if (id != NumberOfRow(row_count_)) {
     row_ids_.resize(row_count_ + 1);
     row_ids_.back() = &row_positions_.emplace(id, row_count_).first->first;
   }
@@ -429,7 +402,7 @@ void NotebookTable::SetRowIds(const std::vector<std::u16string>& ids) {
   row_positions_.clear();
   row_ids_.clear();
   for (std::size_t row = 0; row < ids.size(); ++row) {
-    if (ids[row] == NumberOf(row)) continue;
+    if (ids[row] == NumberOfRow(row)) continue;
     row_ids_.resize(row + 1);
     row_ids_[row] = &row_positions_.emplace(ids[row], row).first->first;
   }
@@ -450,7 +423,7 @@ void NotebookTable::TerminateListeners() {
 
 std::u16string NotebookTable::IdOf(std::size_t row) const {
   const std::u16string* id = row < row_ids_.size() ? row_ids_[row] : nullptr;
-  return id != nullptr ? *id : NumberOf(row);
+  return id != nullptr ? *id : NumberOfRow(row);
 }
 
 const ktformula::Dictionary<std::u16string>& NotebookTable::TagsOf(std::size_t row) const {
@@ -496,51 +469,25 @@ std::uint64_t NotebookTable::Stamp() const {
   return form_.Names();
 }
 
-Denotation NotebookTable::Denote(ReferenceStart start, std::span<const std::u16string> parts) {
-  switch (start) {
-    case ReferenceStart::kCell: return DenoteFromCell(parts);
-    case ReferenceStart::kRow: return DenoteFromRow(parts);
-    case ReferenceStart::kTable: break;
-  }
-  return DenoteFromTable(parts);
+NotebookObject& NotebookTable::BoundForm() {
+  return form_;
 }
 
-Denotation NotebookTable::DenoteFromCell(std::span<const std::u16string> parts) {
-  if (!IsParent(parts.front())) {
-    return Denoting(parts.size() == 1 ? FindColumn(parts.front()) : nullptr);
-  }
-  if (parts.size() == 1) return {Denotation::Kind::kOwnRow, nullptr};
-  if (IsParent(parts[1])) return DenoteFromRow(parts.subspan(1));
-  Denotation cell = Denoting(parts.size() == 2 ? FindColumn(parts[1]) : nullptr);
-  if (cell.object) cell.kind = Denotation::Kind::kOwnCell;
-  return cell;
+NotebookObject* NotebookTable::ColumnNamed(std::u16string_view name) {
+  return FindColumn(name);
 }
 
-Denotation NotebookTable::DenoteFromRow(std::span<const std::u16string> parts) {
-  if (IsParent(parts.front())) {
-    return parts.size() == 1 ? Denoting(this) : DenoteFromTable(parts.subspan(1));
-  }
-  return Denoting(parts.size() == 1 ? FindColumn(parts.front()) : nullptr);
+std::optional<std::size_t> NotebookTable::RowNamed(std::u16string_view id_or_number) {
+  const std::optional<NotebookRow> row = FindRow(id_or_number);
+  return row ? std::optional(row->Index()) : std::nullopt;
 }
 
-Denotation NotebookTable::DenoteFromTable(std::span<const std::u16string> parts) {
-  if (parts.size() == 1 && IsParent(parts.front())) return Denoting(&form_);
-  NotebookColumn* column = parts.size() <= 2 ? FindColumn(parts.front()) : nullptr;
-  if (column == nullptr || parts.size() == 1) return Denoting(column);
-  const std::optional<NotebookRow> row = FindRow(parts[1]);
-  if (!row) return Denoting(nullptr);
-  return {Denotation::Kind::kObject, row->CellAt(column->Index()).Object()};
+Ref<NotebookObject> NotebookTable::RowAt(std::size_t row) {
+  return RowObjectAt(row);
 }
 
-Ref<NotebookObject> NotebookTable::Resolve(ReferenceStart start,
-                                           std::span<const std::u16string> parts, std::size_t row) {
-  const Denotation denotation = Denote(start, parts);
-  switch (denotation.kind) {
-    case Denotation::Kind::kOwnRow: return RowObjectAt(row);
-    case Denotation::Kind::kOwnCell:
-      return static_cast<NotebookColumn&>(*denotation.object).ObjectAt(row);
-    default: return denotation.object;
-  }
+Ref<NotebookObject> NotebookTable::CellAt(NotebookObject& column, std::size_t row) {
+  return static_cast<NotebookColumn&>(column).ObjectAt(row);
 }
 
 Ref<ktformula::PropertyScope> NotebookTable::Scope() {

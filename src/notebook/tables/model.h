@@ -24,6 +24,7 @@
 #include "notebook/tables/living_objects.h"
 #include "notebook/tables/locale_names.h"
 #include "notebook/tables/property.h"
+#include "notebook/tables/table_binding.h"
 #include "notebook/tables/typed_text.h"
 #include "notebook/tables/unit_catalogue.h"
 #include "values/dictionary.h"
@@ -133,7 +134,6 @@ class NotebookColumn final : public ktformula::TableProperty,
   // The rows have another order; see ColumnData.
   void Arrange(std::span<const std::size_t> sources);
   bool ShowsNumber(std::size_t row, std::u16string_view text) const;
-  ContentView WrittenText(std::u16string_view text, bool is_value) const;
   // Tells the form when the cell is an entered one.
   void NoteEntered(std::size_t row);
 
@@ -145,7 +145,7 @@ class NotebookColumn final : public ktformula::TableProperty,
   LivingObjects<CellObject> objects_;
 };
 
-class NotebookTable final : public ktformula::Table, private ktformula::ReferenceBinding {
+class NotebookTable final : public ktformula::Table, private TableBinding {
  public:
   NotebookTable(NotebookForm& form, std::u16string_view name, std::int32_t key);
   ~NotebookTable() override;
@@ -197,9 +197,7 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
   // When rows came, for all columns.
   const ChangeList& RowChanges() const noexcept { return row_changes_; }
 
-  // The answer of ResolveRelative to a cell or the row of this index, or of the table itself.
-  Ref<NotebookObject> Resolve(ktformula::ReferenceStart start,
-                              std::span<const std::u16string> parts, std::size_t row);
+  using TableBinding::Resolve;
 
   // The table's listeners in position order.
   const std::vector<Ref<ktformula::IKtFieldListener>>& Listeners() const noexcept {
@@ -231,12 +229,13 @@ class NotebookTable final : public ktformula::Table, private ktformula::Referenc
   using PositionOfName =
       std::unordered_map<std::u16string, std::size_t, ktformula::TextHash, std::equal_to<>>;
 
-  ktformula::Denotation Denote(ktformula::ReferenceStart start,
-                               std::span<const std::u16string> parts) override;
   std::uint64_t Stamp() const override;
-  ktformula::Denotation DenoteFromCell(std::span<const std::u16string> parts);
-  ktformula::Denotation DenoteFromRow(std::span<const std::u16string> parts);
-  ktformula::Denotation DenoteFromTable(std::span<const std::u16string> parts);
+  NotebookObject& BoundTable() override { return *this; }
+  NotebookObject& BoundForm() override;
+  NotebookObject* ColumnNamed(std::u16string_view name) override;
+  std::optional<std::size_t> RowNamed(std::u16string_view id_or_number) override;
+  Ref<NotebookObject> RowAt(std::size_t row) override;
+  Ref<NotebookObject> CellAt(NotebookObject& column, std::size_t row) override;
 
   friend class NotebookForm;
 

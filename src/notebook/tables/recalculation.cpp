@@ -12,13 +12,13 @@ namespace {
 
 class FormNotification final : public ktformula::NotificationSource {
  public:
-  explicit FormNotification(NotebookForm& form) : form_(form) {}
+  explicit FormNotification(ktformula::Form& form) : form_(form) {}
 
   std::u16string TypeName() const override { return u"Notification"; }
   Ref<ktformula::Form> FormObject() override { return Ref<ktformula::Form>(&form_); }
 
  private:
-  NotebookForm& form_;
+  ktformula::Form& form_;
 };
 
 // Lets the log keep the cells that change as long as this lives.
@@ -46,7 +46,7 @@ class KeptChanges {
 };
 
 // Notifies the listeners of the tables once. A listener may add or remove listeners meanwhile.
-void NotifyAll(const std::vector<NotebookTable*>& tables, FormNotification& source) {
+void NotifyAll(const std::vector<NotebookTable*>& tables, ktformula::NotificationSource& source) {
   for (const NotebookTable* table : tables) {
     const std::vector<Ref<ktformula::IKtFieldListener>> listeners = table->Listeners();
     for (const auto& listener : listeners)
@@ -59,6 +59,10 @@ constexpr std::uint64_t kMostRounds = 10'000;
 
 }  // namespace
 
+int RoundLimit(std::uint64_t formula_cells) {
+  return static_cast<int>(std::clamp(formula_cells + 1, kLeastRounds, kMostRounds));
+}
+
 int RoundLimit(const NotebookForm& form) {
   std::uint64_t cells = 0;
   for (const NotebookTable* table : form.Tables()) {
@@ -67,7 +71,11 @@ int RoundLimit(const NotebookForm& form) {
         [table](const Ref<NotebookColumn>& column) { return table->HasFormula(*column); });
     cells += static_cast<std::uint64_t>(columns) * static_cast<std::uint64_t>(table->RowCount());
   }
-  return static_cast<int>(std::clamp(cells + 1, kLeastRounds, kMostRounds));
+  return RoundLimit(cells);
+}
+
+Ref<ktformula::NotificationSource> MakeNotification(ktformula::Form& form) {
+  return ktformula::MakeRef<FormNotification>(form);
 }
 
 RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
@@ -76,7 +84,7 @@ RecalculationResult RecalculateForm(NotebookForm& form, int maximum_rounds,
   std::vector<NotebookTable*> tables = form.Tables();
   std::stable_partition(tables.begin(), tables.end(),
                         [first](const NotebookTable* table) { return table == first; });
-  const Ref<FormNotification> source = ktformula::MakeRef<FormNotification>(form);
+  const Ref<ktformula::NotificationSource> source = MakeNotification(form);
   RecalculationResult result;
   while (result.rounds < maximum_rounds && !result.settled) {
     WriteLog& log = form.Log();

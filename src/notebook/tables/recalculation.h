@@ -1,15 +1,21 @@
 // Rounds of recalculation over a form.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "notebook/tables/model.h"
 
 namespace ktnotebook {
 
-// The rounds to try unless somebody wants another number: as many as the form's formula cells, all
-// of the columns that some listener computes, may need one after the other, within bounds.
+// The rounds to try unless somebody wants another number: as many as so many formula cells may need
+// one after the other, within bounds.
+int RoundLimit(std::uint64_t formula_cells);
+// The same over the form's formula cells: all of the columns that some listener computes.
 int RoundLimit(const NotebookForm& form);
+
+// What listeners are notified with; borrows the form.
+Ref<ktformula::NotificationSource> MakeNotification(ktformula::Form& form);
 
 struct RecalculationResult {
   // Rounds that were run, the last one included, which changes nothing when the form is settled.

@@ -4,8 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "formats/display_pattern.h"
-#include "notebook/tables/number_pattern.h"
+#include "notebook/tables/written_content.h"
 #include "values/platform.h"
 
 namespace ktnotebook {
@@ -57,18 +56,9 @@ void TableControl::ClearNumber(ktformula::TableCell& cell) {
 void TableControl::SetValue(ktformula::TableCell& cell, double value, std::u16string_view pattern,
                             std::u16string_view unit_name) {
   const NotebookCell own = BeginWrite(cell);
-  CellContent content;
-  Ref<ktformula::Unit> unit;
-  if (!unit_name.empty()) {
-    unit = DisplayUnit(*own.OwningColumn().OwnProperty(), unit_name, form_.Units());
-  }
-  content.text = FormatNumber(unit ? unit->FromBase(value) : value, pattern);
-  if (unit) {
-    content.unit = unit->UnitText();
-    content.text += u" " + content.unit;
-  }
-  content.SetNumbers(value, value);
-  own.OwningColumn().Take(own.RowIndex(), content);
+  const NotebookColumn& column = own.OwningColumn();
+  own.OwningColumn().Take(own.RowIndex(), WrittenNumber(*column.OwnProperty(), value, pattern,
+                                                        unit_name, form_.Units()));
 }
 
 void TableControl::FinishCell(ktformula::TableCell& cell) {
@@ -122,7 +112,7 @@ void TableControl::WriteTexts(NotebookColumn& column, std::size_t first,
   std::vector<double> numbers;
   numbers.reserve(texts.size());
   for (const std::u16string_view text : texts)
-    numbers.push_back(column.WrittenText(text, is_value).min);
+    numbers.push_back(WrittenText(column.Definition().type, text, is_value).min);
   ColumnData::SharedTexts shared(column.data_, texts, numbers);
   WriteRows(column, first, which.size(),
             [&](std::size_t i) { return shared.Set(first + i, which[i]); });
