@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -125,6 +126,8 @@ TEST(Embedding, CallsFunctionsOfTheProgram) {
   reactants.notebook.AddFunction({.name = "FAIL", .compute = [](auto) -> Value {
                                     throw std::runtime_error("no \xC3\xA4ther");
                                   }});
+  reactants.notebook.AddFunction(
+      {.name = "REVERSED", .compute = [](auto) { return Value::OfRange(5, 1); }});
   reactants.notebook.AddFunction({.name = "Kind",
                                   .compute =
                                       [](std::span<const Value> values) {
@@ -148,7 +151,8 @@ TEST(Embedding, CallsFunctionsOfTheProgram) {
         {"Kind(1/0)", "error"},
         {"Kind(\"n.d.\")", "n.d."},
         {"HALF(1, 2)", "the number of arguments for HALF function (2) is not 1"},
-        {"PURE()", "the number of arguments for PURE function (0) is not 1 to 2"}}) {
+        {"PURE()", "the number of arguments for PURE function (0) is not 1 to 2"},
+        {"REVERSED()", "the lower bound of a range is above the upper one"}}) {
     std::string shown;
     try {
       shown = moles.Evaluate(0, each.formula).Text();
@@ -269,6 +273,15 @@ TEST(Embedding, RefusesWhatCanNotBeDone) {
       {Kind::kNotFound, "identifier", [&] { table.SetResultFormat("Best"); }},
       {Kind::kArgument, "locale", [&] { Notebook("N", "Klingon"); }},
       {Kind::kArgument, "name", [&] { notebook.AddFunction({.name = "1A", .compute = {}}); }},
+      {Kind::kArgument, "compute", [&] { notebook.AddFunction({.name = "F", .compute = {}}); }},
+      {Kind::kArgument, "help",
+       [&] {
+         notebook.AddFunction(
+             {.name = "F", .help = "\xFF", .compute = [](auto) { return Value(); }});
+       }},
+      {Kind::kArgument, "number", [&] { table.At("Done").Set(0, kNan); }},
+      {Kind::kArgument, "numbers",
+       [&] { table.At("Done").SetNumbers(Numbers{std::numeric_limits<double>::infinity()}); }},
       {Kind::kRefused, "name",
        [&] { notebook.AddFunction({.name = "sum", .compute = [](auto) { return Value(); }}); }},
   };
@@ -302,6 +315,61 @@ TEST(Embedding, HandlesOutliveTheirNotebookAndComeBackWithUndo) {
   EXPECT_EQ(mass->At(0).text, "1.22");
   table->Rename("R");
   EXPECT_EQ(table->Name(), "R");
+}
+
+TEST(Embedding, ARunningCallOutlivesItsHandles) {
+  auto notebook = std::make_unique<Notebook>();
+  notebook->AddTable("T").AddColumn("a", {.formula = "END()"});
+  notebook->At("T").AddRows(1);
+  notebook->AddFunction({.name = "END", .compute = [&](auto) {
+                           notebook.reset();
+                           return Value::OfNumber(1);
+                         }});
+  EXPECT_EQ(notebook->Recalculate(1).changed.size(), 1U);
+}
+
+TEST(Embedding, RowsComeAndGo) {
+  Notebook notebook;
+  Table table = notebook.AddTable("T");
+  Column a = table.AddColumn("a", {.unit = "°C"});
+  const auto ids = [&] {
+    std::string text;
+    for (std::size_t row = 0; row < table.RowCount(); ++row)
+      text += table.RowId(row) + " ";
+    return text;
+  };
+  table.AddRows(3);
+  table.RenameRow(1, "B");
+  table.RemoveRow(0);
+  table.AddRow({"20"});
+  table.AddRows(1);
+  EXPECT_EQ(ids(), "B 3 4 5 ");
+  table.MoveRow(3, 0);
+  EXPECT_EQ(ids(), "5 B 3 4 ");
+  EXPECT_EQ(a.MinNumbers(), (Numbers{0, 0, 0, a.At(3).min}));
+  EXPECT_EQ(a.At(0).max, 0);
+  a.SetNumbers(Numbers{1, 2}, 1);
+  a.Set(0, "n.d.");
+  EXPECT_EQ(a.Texts(), (Texts{"n.d.", "1", "2", "20"}));
+  // Rows that are taken back leave no id.
+  for (int step = 0; step < 6; ++step)
+    ASSERT_TRUE(notebook.Undo());
+  EXPECT_EQ(ids(), "1 B 3 ");
+  EXPECT_EQ(table.FindRow("5"), std::nullopt);
+  while (notebook.Redo())
+    continue;
+  EXPECT_EQ(ids(), "5 B 3 4 ");
+  EXPECT_EQ(a.Texts(), (Texts{"n.d.", "1", "2", "20"}));
+}
+
+TEST(Embedding, AFormulaThatGoesAgainTakesWhatWasComputedMeanwhile) {
+  Reactants reactants;
+  Column moles = reactants.table.At("Moles");
+  moles.SetFormula("");
+  ASSERT_TRUE(reactants.notebook.Undo());
+  reactants.notebook.Recalculate();
+  ASSERT_TRUE(reactants.notebook.Redo());
+  EXPECT_EQ(moles.Texts(), (Texts{"", ""}));
 }
 
 TEST(Embedding, EachEditIsOneStepOfUndo) {

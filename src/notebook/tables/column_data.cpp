@@ -59,6 +59,19 @@ void ColumnData::Arrange(std::span<const std::size_t> sources) {
   }
 }
 
+void ColumnData::KeepFirst(std::size_t rows) {
+  for (std::size_t row = rows; row < Count(); ++row) {
+    if (!max_.empty() && !AreOne(min_[row], max_[row])) --ranges_;
+    if (IsEntered(row)) --entered_;
+  }
+  min_.resize(rows);
+  if (!max_.empty()) max_.resize(rows);
+  texts_.KeepFirst(rows);
+  units_.KeepFirst(rows);
+  states_.KeepFirst(rows);
+  tags_.KeepFirst(rows);
+}
+
 std::u16string_view ColumnData::Text(std::size_t row, std::u16string& buffer) const {
   if (!texts_.IsMade(row)) return texts_.At(row);
   // Room for any number, so that none has to be copied into its place.

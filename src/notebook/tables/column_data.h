@@ -63,6 +63,7 @@ class ColumnData {
   // Each row takes the cell of the row that `sources` has in its place, of none twice; kNoRow
   // stands for an empty one.
   void Arrange(std::span<const std::size_t> sources);
+  void KeepFirst(std::size_t rows);
 
   // One and the same when no cell has two different numbers.
   std::span<const double> MinNumbers() const noexcept { return min_; }

@@ -39,12 +39,6 @@ std::vector<std::size_t> RowsInOrder(const NotebookTable& table) {
   return rows;
 }
 
-void KeepFirstRows(NotebookTable& table, std::size_t count) {
-  std::vector<std::size_t> rows = RowsInOrder(table);
-  rows.resize(count);
-  table.ArrangeRows(rows);
-}
-
 template <typename T>
 void Insert(std::vector<T>& items, std::size_t place, T item) {
   items.insert(items.begin() + static_cast<std::ptrdiff_t>(place), std::move(item));
@@ -52,6 +46,24 @@ void Insert(std::vector<T>& items, std::size_t place, T item) {
 template <typename T>
 void EraseAt(std::vector<T>& items, std::size_t place) {
   items.erase(items.begin() + static_cast<std::ptrdiff_t>(place));
+}
+
+// Each looks at the rows only then: what it does is kept in the history without a list of them.
+void InsertRow(NotebookTable& table, std::size_t row, std::u16string_view id) {
+  std::vector<std::size_t> sources = RowsInOrder(table);
+  Insert(sources, row, kNoRow);
+  table.ArrangeRows(sources, id);
+}
+void TakeRow(NotebookTable& table, std::size_t row) {
+  std::vector<std::size_t> sources = RowsInOrder(table);
+  EraseAt(sources, row);
+  table.ArrangeRows(sources);
+}
+void ShiftRow(NotebookTable& table, std::size_t from, std::size_t to) {
+  std::vector<std::size_t> sources = RowsInOrder(table);
+  EraseAt(sources, from);
+  Insert(sources, to, from);
+  table.ArrangeRows(sources);
 }
 
 struct KeptCell {
@@ -66,6 +78,16 @@ KeptCell Keep(const NotebookCell& cell) {
 void PutBack(const NotebookCell& cell, const KeptCell& kept) {
   cell.SetContent(kept.content);
   cell.SetState(kept.state, kept.tag);
+}
+
+// Those that a formula has computed.
+std::vector<NotebookCell> ComputedCells(NotebookColumn& column) {
+  std::vector<NotebookCell> cells;
+  for (std::size_t row = 0; row < column.Data().Count(); ++row) {
+    const NotebookCell cell(column, row);
+    if (cell.State().empty() && !cell.Text().empty()) cells.push_back(cell);
+  }
+  return cells;
 }
 
 // A part of a reference, without the blanks around it.
@@ -157,6 +179,7 @@ void FormEdits::Run(Body body) {
 // Notes what references mean otherwise after it.
 template <typename Body>
 void FormEdits::RunStructure(Body body) {
+  if (!notes_changed_) return Run(body);
   const FormReferences references(*form_);
   Run(body);
   std::map<std::pair<const void*, std::u16string>, bool> is_there;
@@ -242,21 +265,15 @@ void FormEdits::AddRow(NotebookTable& table, std::u16string_view id,
                        const ktformula::Dictionary<std::u16string>& tags, std::size_t place) {
   RequireName(id, !table.HasRow(id));
   if (place >= table.Rows().size() && tags.begin() == tags.end()) return AppendRow(table, id);
-  std::vector<std::size_t> before = RowsInOrder(table);
-  const std::size_t index = std::min(place, before.size());
-  std::vector<std::size_t> sources = before;
-  Insert(sources, index, kNoRow);
-  for (std::size_t row = index; row < before.size(); ++row)
-    ++before[row];
+  const std::size_t index = std::min(place, table.Rows().size());
   RunStructure([&] {
-    ArrangeRows(table, std::move(sources), std::move(before), id);
-    // Tags go with the row.
     Do(
-        [&table, index, tags] {
+        [&table, index, tags, id = std::u16string(id)] {
+          InsertRow(table, index, id);
           for (const auto& [name, value] : tags)
             table.AddTag(index, name, value);
         },
-        [] {});
+        [&table, index] { TakeRow(table, index); });
   });
 }
 
@@ -264,27 +281,24 @@ void FormEdits::AddRow(NotebookTable& table, std::u16string_view id,
 void FormEdits::AppendRow(NotebookTable& table, std::u16string_view id) {
   RunStructure([&] {
     Do([&table, id = std::u16string(id)] { table.AddRow(id); },
-       [&table] { KeepFirstRows(table, table.Rows().size() - 1); });
+       [&table] { table.KeepFirstRows(table.Rows().size() - 1); });
   });
+}
+
+bool FormEdits::CanAppendRows(const NotebookTable& table, std::size_t count) {
+  const std::size_t before = table.Rows().size();
+  for (std::size_t number = before + 1; number <= before + count; ++number) {
+    if (table.HasRow(ktformula::ToDecimalText(static_cast<std::int64_t>(number)))) return false;
+  }
+  return true;
 }
 
 void FormEdits::AppendRows(NotebookTable& table, std::size_t count) {
   const std::size_t before = table.Rows().size();
-  for (std::size_t number = before + 1; number <= before + count; ++number) {
-    const std::u16string id = ktformula::ToDecimalText(static_cast<std::int64_t>(number));
-    RequireName(id, !table.HasRow(id));
-  }
   RunStructure([&] {
     Do([&table, count] { table.AddNumberedRows(count); },
-       [&table, before] { KeepFirstRows(table, before); });
+       [&table, before] { table.KeepFirstRows(before); });
   });
-}
-
-void FormEdits::ArrangeRows(NotebookTable& table, std::vector<std::size_t> sources,
-                            std::vector<std::size_t> inverse, std::u16string_view new_id) {
-  Do([&table, sources = std::move(sources),
-      id = std::u16string(new_id)] { table.ArrangeRows(sources, id); },
-     [&table, inverse = std::move(inverse)] { table.ArrangeRows(inverse); });
 }
 
 void FormEdits::RenameForm(std::u16string_view name) {
@@ -346,15 +360,11 @@ void FormEdits::MoveColumn(const NotebookColumn& column, std::size_t place) {
 }
 
 void FormEdits::MoveRow(NotebookTable& table, std::size_t row, std::size_t place) {
-  const std::vector<std::size_t> rows = RowsInOrder(table);
-  const std::size_t to = std::min(place, rows.size() - 1);
-  const auto moved = [&rows](std::size_t source, std::size_t target) {
-    std::vector<std::size_t> sources = rows;
-    EraseAt(sources, source);
-    Insert(sources, target, source);
-    return sources;
-  };
-  RunStructure([&] { ArrangeRows(table, moved(row, to), moved(to, row), {}); });
+  const std::size_t to = std::min(place, table.Rows().size() - 1);
+  RunStructure([&] {
+    Do([&table, row, to] { ShiftRow(table, row, to); },
+       [&table, row, to] { ShiftRow(table, to, row); });
+  });
 }
 
 void FormEdits::RemoveField(const NotebookField& field) {
@@ -389,14 +399,10 @@ void FormEdits::RemoveRow(NotebookTable& table, std::size_t row) {
   std::vector<KeptCell> cells;
   for (const Ref<NotebookColumn>& column : table.Columns())
     cells.push_back(Keep({*column, row}));
-  std::vector<std::size_t> sources = RowsInOrder(table);
-  EraseAt(sources, row);
   RunStructure([&] {
-    Do([&table, sources] { table.ArrangeRows(sources); },
+    Do([&table, row] { TakeRow(table, row); },
        [&table, row, cells, id = table.IdOf(row), tags = table.TagsOf(row)] {
-         std::vector<std::size_t> all = RowsInOrder(table);
-         Insert(all, row, kNoRow);
-         table.ArrangeRows(all, id);
+         InsertRow(table, row, id);
          for (const auto& [name, value] : tags)
            table.AddTag(row, name, value);
          for (std::size_t column = 0; column < cells.size(); ++column)
@@ -412,10 +418,10 @@ void FormEdits::SetCell(const NotebookCell& cell, std::u16string_view typed) {
   });
 }
 
-void FormEdits::ReplaceCells(NotebookColumn& column, ColumnData cells) {
+void FormEdits::ReplaceCells(NotebookColumn& column, ColumnData cells, std::size_t first) {
   // Those that are not in the column, before and after.
   const auto other = std::make_shared<ColumnData>(std::move(cells));
-  const auto exchange = [&column, other] { *other = column.Adopt(std::move(*other)); };
+  const auto exchange = [&column, other, first] { column.Exchange(*other, first); };
   Run([&] { Do(exchange, exchange); });
 }
 
@@ -463,13 +469,11 @@ std::vector<NotebookCell> FormEdits::SetFormula(IKtFormulaListener& listener,
       listener.SetPropertyFormula(column.Definition().key, formula, string_format);
     });
     if (!was_computed || column.Parent().HasFormula(column)) return;
-    for (std::size_t row = 0; row < column.Data().Count(); ++row) {
-      const NotebookCell cell(column, row);
-      if (cell.State().empty() && !cell.Text().empty()) emptied.push_back(cell);
-    }
+    emptied = ComputedCells(column);
     Do(
-        [emptied] {
-          for (const NotebookCell& cell : emptied)
+        // Others may have been computed before it is done again.
+        [&column] {
+          for (const NotebookCell& cell : ComputedCells(column))
             cell.Enter(u"");
         },
         [] {});
@@ -518,9 +522,10 @@ void FormEdits::Together(const std::function<void()>& edits) {
   done_.push_back(std::move(whole));
 }
 
-void FormEdits::Forget() noexcept {
+void FormEdits::Forget() {
   done_.clear();
   undone_.clear();
+  form_->EmptyRemoved();
 }
 
 bool FormEdits::Undo() {

@@ -43,7 +43,9 @@ struct ChangedReference {
 // long as the form, so that it can come back as it was.
 class FormEdits {
  public:
-  explicit FormEdits(Ref<NotebookForm> form) : form_(std::move(form)) {}
+  // `notes_changed` is for callers of Changed: it costs a look at all formulas for each edit.
+  explicit FormEdits(Ref<NotebookForm> form, bool notes_changed = true)
+      : form_(std::move(form)), notes_changed_(notes_changed) {}
   FormEdits(const FormEdits&) = delete;
   FormEdits& operator=(const FormEdits&) = delete;
 
@@ -55,7 +57,8 @@ class FormEdits {
   void AddRow(NotebookTable& table, std::u16string_view id,
               const ktformula::Dictionary<std::u16string>& tags, std::size_t place);
 
-  // Rows at the end, whose ids are their numbers.
+  // Rows at the end, whose ids are their numbers: none of these may be in use.
+  static bool CanAppendRows(const NotebookTable& table, std::size_t count);
   void AppendRows(NotebookTable& table, std::size_t count);
 
   // Every reference that means what is renamed says the new name from then on, and no other does.
@@ -77,8 +80,8 @@ class FormEdits {
 
   // Types a text that the cell accepts.
   void SetCell(const NotebookCell& cell, std::u16string_view typed);
-  // Puts other cells in the place of a column's, as many as its table has rows.
-  void ReplaceCells(NotebookColumn& column, ColumnData cells);
+  // Puts other cells in the place of a column's, from row `first` on.
+  void ReplaceCells(NotebookColumn& column, ColumnData cells, std::size_t first);
   // As SetPropertyFormula and SetDefinition of the listener, which is one of the table's. A column
   // that no formula computes any more loses what was computed: the cells that are emptied.
   std::vector<NotebookCell> SetFormula(ktformula::IKtFormulaListener& listener,
@@ -102,8 +105,8 @@ class FormEdits {
   // False when there is nothing to undo, or to do again.
   bool Undo();
   bool Redo();
-  // Forgets the history.
-  void Forget() noexcept;
+  // Forgets the history: what it has taken out is empty then, and can not come back.
+  void Forget();
 
  private:
   // What is done and what takes it back, in turns.
@@ -123,8 +126,6 @@ class FormEdits {
   static void Revert(const Step& step);
 
   void AppendRow(NotebookTable& table, std::u16string_view id);
-  void ArrangeRows(NotebookTable& table, std::vector<std::size_t> sources,
-                   std::vector<std::size_t> inverse, std::u16string_view new_id);
   void ReplaceFormulas(ktformula::IKtFormulaListener& listener,
                        std::vector<ktformula::FormulaText> formulas,
                        std::vector<ktformula::FormulaText> definitions);
@@ -135,6 +136,7 @@ class FormEdits {
               std::u16string_view new_name);
 
   Ref<NotebookForm> form_;
+  bool notes_changed_;
   Step step_;
   std::vector<Step> done_;
   std::vector<Step> undone_;

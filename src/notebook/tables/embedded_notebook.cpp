@@ -171,7 +171,9 @@ ktformula::FormulaEntry FormulaOf(const NotebookColumn& column) {
 class EmbeddedNotebook::Running {
  public:
   explicit Running(EmbeddedNotebook& notebook)
-      : notebook_(notebook), kept_in_(notebook.form_->OwnLocale().separators) {
+      : held_(notebook.shared_from_this()),
+        notebook_(notebook),
+        kept_in_(notebook.form_->OwnLocale().separators) {
     notebook_.Edits();
     notebook_.is_running_ = true;
   }
@@ -180,6 +182,8 @@ class EmbeddedNotebook::Running {
   ~Running() { notebook_.is_running_ = false; }
 
  private:
+  // A function may let the last handle go.
+  std::shared_ptr<EmbeddedNotebook> held_;
   EmbeddedNotebook& notebook_;
   ktformula::LocaleScope kept_in_;
 };
@@ -187,13 +191,12 @@ class EmbeddedNotebook::Running {
 EmbeddedNotebook::EmbeddedNotebook(std::u16string_view name, NamedLocale locale)
     : framework_(MakeRef<PlainFramework>(MakeRef<NotebookUnitCatalogue>())),
       form_(MakeRef<NotebookForm>(name, framework_->OwnUnits())),
-      edits_(form_) {
+      edits_(form_, false) {
   form_->SetLocale(std::move(locale));
 }
 
 bool EmbeddedNotebook::Holds(const NotebookTable& table) const {
-  const std::vector<NotebookTable*> tables = form_->Tables();
-  return std::find(tables.begin(), tables.end(), &table) != tables.end();
+  return form_->FindTable(table.Name()) == &table;
 }
 
 FormEdits& EmbeddedNotebook::Edits() {
@@ -243,6 +246,10 @@ void EmbeddedNotebook::AddFunction(ktformula9::Function function) {
     Refuse(Error::Kind::kArgument, "name",
            u"a function's name has letters, digits and \"_\", and does not begin with a digit");
   }
+  TextOfArgument(function.help, "help");
+  if (!function.compute) Refuse(Error::Kind::kArgument, "compute", u"there is nothing to call");
+  if (function.least > function.most)
+    Refuse(Error::Kind::kArgument, "least", u"it is above the greatest number of arguments");
   const bool is_taken = ktformula::FindFunctionRow(name) != nullptr ||
                         std::any_of(functions_.begin(), functions_.end(), [&](const auto& known) {
                           return FromStoredUtf8(known->name) == name;
@@ -301,10 +308,10 @@ ktformula9::Explanation EmbeddedNotebook::Explain(const NotebookCell& cell, int 
 
 ktformula9::Value EmbeddedNotebook::Evaluate(const NotebookCell& cell,
                                              std::u16string_view formula) {
+  const Running running(*this);
   IKtFormulaListener* listener = FindListener(cell.OwningRow().Parent());
   // Without one in the history.
   Ref<FormulaListener> own;
-  const Running running(*this);
   if (listener == nullptr) {
     own = MakeListener(cell.OwningRow().Parent());
     listener = own.get();

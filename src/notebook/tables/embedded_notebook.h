@@ -18,7 +18,7 @@ namespace ktnotebook {
 
 // One form with its history, and the functions that its formulas can call besides the language's.
 // Used by one thread at a time.
-class EmbeddedNotebook {
+class EmbeddedNotebook : public std::enable_shared_from_this<EmbeddedNotebook> {
  public:
   EmbeddedNotebook(std::u16string_view name, NamedLocale locale);
 

@@ -34,6 +34,8 @@ void Take(const Value& value, std::u16string_view source, CellValue& target) {
     case Value::Kind::kNumber:
       if (std::isnan(value.Min()) || std::isnan(value.Max())) {
         target.SetMissingNumber(text.empty() ? u"nan" : text);
+      } else if (value.Min() > value.Max()) {
+        ktformula::Raise(source, u"the lower bound of a range is above the upper one");
       } else if (std::isfinite(value.Min()) && std::isfinite(value.Max())) {
         target.SetNumber(value.Min(), value.Max());
       } else {

@@ -115,42 +115,43 @@ void Enter(EmbeddedNotebook& notebook, const NotebookCell& cell, std::string_vie
 class NewCells {
  public:
   NewCells(NotebookColumn& column, std::size_t first, std::size_t count)
-      : column_(column), typed_(column.TextsTypedIn(column.KeptIn())), mark_(column.TypedState()) {
+      : column_(column),
+        first_(first),
+        typed_(column.TextsTypedIn(column.KeptIn())),
+        mark_(column.TypedState()) {
     const std::size_t rows = column.Data().Count();
     if (first > rows || count > rows - first) {
       Refuse(Error::Kind::kNotFound, "first",
              u"the table " + Quoted(column.Parent().Name()) + u" has not so many rows");
     }
-    data_.Reserve(rows);
-    data_.Append(rows);
-    Copy(0, first);
-    Copy(first + count, rows);
+    data_.Append(count);
   }
 
-  void Type(std::size_t row, std::u16string_view text) {
-    RequireAccepted(NotebookCell(column_, row), text, "texts");
-    typed_.Enter(text, mark_, data_, row);
+  // Into the cell that stands `index` rows behind the first.
+  void Type(std::size_t index, std::u16string_view text, std::string_view argument) {
+    RequireAccepted(NotebookCell(column_, first_ + index), text, argument);
+    typed_.Enter(text, mark_, data_, index);
   }
 
   void PutInto(EmbeddedNotebook& notebook) {
-    notebook.Edits().ReplaceCells(column_, std::move(data_));
+    notebook.Edits().ReplaceCells(column_, std::move(data_), first_);
   }
 
  private:
-  void Copy(std::size_t from, std::size_t to) {
-    std::u16string buffer;
-    const ktnotebook::ColumnData& present = column_.Data();
-    for (std::size_t row = from; row < to; ++row) {
-      data_.SetContent(row, present.Content(row, buffer));
-      data_.SetState(row, present.State(row), present.Tag(row));
-    }
-  }
-
   NotebookColumn& column_;
+  std::size_t first_;
   ktnotebook::TypedTexts typed_;
   ktnotebook::TypedMark mark_;
   ktnotebook::ColumnData data_;
 };
+
+// The number of a row that comes, or the next one that no row has for its id.
+std::u16string FreeNumber(const NotebookTable& table, std::size_t row) {
+  for (auto number = static_cast<std::int64_t>(row) + 1;; ++number) {
+    std::u16string id = ktformula::ToDecimalText(number);
+    if (!table.HasRow(id)) return id;
+  }
+}
 
 Origin OriginOf(const NotebookColumn& column, std::size_t row, bool has_formula) {
   const std::u16string& state = column.Data().State(row);
@@ -172,14 +173,22 @@ class InColumnUnit {
   double operator()(double number) const {
     return unit_ != nullptr ? unit_->FromBase(number) : number;
   }
+  // Whether an empty cell's 0 is another number in the unit: of °C it is -273.15.
+  bool MovesZero() const { return (*this)(0) != 0; }
 
  private:
   const ktnotebook::NotebookUnit* unit_;
 };
 
 std::vector<double> NumbersIn(const NotebookColumn& column, std::span<const double> numbers) {
+  const InColumnUnit in_unit(column);
   std::vector<double> converted(numbers.size());
-  std::transform(numbers.begin(), numbers.end(), converted.begin(), InColumnUnit(column));
+  std::transform(numbers.begin(), numbers.end(), converted.begin(), in_unit);
+  if (!in_unit.MovesZero()) return converted;
+  std::u16string buffer;
+  for (std::size_t row = 0; row < converted.size(); ++row) {
+    if (column.Data().Text(row, buffer).empty()) converted[row] = 0;
+  }
   return converted;
 }
 
@@ -346,8 +355,10 @@ Cell Column::At(std::size_t row) const {
   const InColumnUnit in_unit(column);
   Cell cell;
   cell.text = ToUtf8(content.text);
-  cell.min = in_unit(content.min);
-  cell.max = in_unit(content.max);
+  if (!content.text.empty()) {
+    cell.min = in_unit(content.min);
+    cell.max = in_unit(content.max);
+  }
   cell.unit = ToUtf8(content.unit);
   cell.origin = OriginOf(column, row, column.Parent().HasFormula(column));
   if (IsError(cell.origin, content.text))
@@ -364,25 +375,34 @@ void Column::Set(std::size_t row, std::string_view text) {
 void Column::Set(std::size_t row, double number) {
   NotebookColumn& column = Own();
   RequireRow(column.Parent(), row);
-  notebook_->Edits().SetCell(NotebookCell(column, row), NumberTyper(column.KeptIn())(number));
+  const NotebookCell cell(column, row);
+  NumberTyper typer(column.KeptIn());
+  const std::u16string_view typed = typer(number);
+  RequireAccepted(cell, typed, "number");
+  notebook_->Edits().SetCell(cell, typed);
 }
 
 void Column::SetTexts(std::span<const std::string_view> texts, std::size_t first) {
   NewCells cells(Own(), first, texts.size());
   for (std::size_t i = 0; i < texts.size(); ++i)
-    cells.Type(first + i, TextOfArgument(texts[i], "texts"));
+    cells.Type(i, TextOfArgument(texts[i], "texts"), "texts");
   cells.PutInto(*notebook_);
 }
 
 void Column::SetNumbers(std::span<const double> numbers, std::size_t first,
                         std::string_view missing) {
-  SetRanges(numbers, numbers, first, missing);
+  SetBounds(numbers, numbers, first, missing, "numbers");
 }
 
 void Column::SetRanges(std::span<const double> min, std::span<const double> max, std::size_t first,
                        std::string_view missing) {
   if (min.size() != max.size())
     Refuse(Error::Kind::kArgument, "max", u"there are not as many upper bounds as lower ones");
+  SetBounds(min, max, first, missing, "min");
+}
+
+void Column::SetBounds(std::span<const double> min, std::span<const double> max, std::size_t first,
+                       std::string_view missing, std::string_view argument) {
   const std::u16string no_number = TextOfArgument(missing, "missing");
   NotebookColumn& column = Own();
   NewCells cells(column, first, min.size());
@@ -390,11 +410,11 @@ void Column::SetRanges(std::span<const double> min, std::span<const double> max,
   NumberTyper upper(column.KeptIn());
   for (std::size_t i = 0; i < min.size(); ++i) {
     if (std::isnan(min[i]) || std::isnan(max[i])) {
-      cells.Type(first + i, no_number);
+      cells.Type(i, no_number, "missing");
     } else if (min[i] == max[i]) {
-      cells.Type(first + i, lower(min[i]));
+      cells.Type(i, lower(min[i]), argument);
     } else {
-      cells.Type(first + i, std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i])));
+      cells.Type(i, std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i])), argument);
     }
   }
   cells.PutInto(*notebook_);
@@ -499,7 +519,7 @@ std::size_t Table::AddRow(std::span<const std::string_view> texts, std::string_v
   NotebookTable& table = Own();
   const std::size_t row = table.Rows().size();
   std::u16string own_id = TextOfArgument(id, "id");
-  if (own_id.empty()) own_id = ktformula::ToDecimalText(static_cast<std::int64_t>(row) + 1);
+  if (own_id.empty()) own_id = FreeNumber(table, row);
   if (texts.size() > table.Columns().size()) {
     Refuse(Error::Kind::kArgument, "texts",
            u"the table " + Quoted(table.Name()) + u" has not so many columns");
@@ -520,7 +540,13 @@ std::size_t Table::AddRow(std::span<const std::string_view> texts, std::string_v
 void Table::AddRows(std::size_t count) {
   if (count > kMostRows - std::min(kMostRows, Own().Rows().size()))
     Refuse(Error::Kind::kArgument, "count", u"a table can not have so many rows");
-  Editing("count", [&] { notebook_->Edits().AppendRows(Own(), count); });
+  NotebookTable& table = Own();
+  ktnotebook::FormEdits& edits = notebook_->Edits();
+  if (edits.CanAppendRows(table, count)) return edits.AppendRows(table, count);
+  edits.Together([&] {
+    for (std::size_t row = table.Rows().size(); count > 0; --count, ++row)
+      edits.AddRow(table, FreeNumber(table, row), {}, row);
+  });
 }
 
 void Table::RemoveRow(std::size_t row) {

@@ -20,6 +20,8 @@
 //
 // TEXTS are UTF-8. NUMBERS are given and told in the unit of their column; formulas compute in base
 // units (kg, m3, mol, kg/mol, mol/kg, kg/m3, mol/m3, m, s, Pa, K), and so do functions of your own.
+// They are kept in base units: in a column without a unit, or with such a one, a number comes back
+// bit for bit, in any other it may differ in its last bit (of °C by 1e-13).
 // ROWS and other places count from 0.
 //
 // ERRORS. What can not be done throws Error and changes nothing. A formula that fails throws
@@ -108,7 +110,15 @@ struct ColumnOptions {
 };
 
 // Where the content of a cell comes from.
-enum class Origin { kEmpty, kTyped, kNoted, kComputed };
+enum class Origin {
+  kEmpty,
+  // Stays until somebody types something else.
+  kTyped,
+  // Was typed into a column that holds no numbers and had no formula: a formula that the column
+  // gets computes it anew.
+  kNoted,
+  kComputed,
+};
 
 // What a cell holds.
 struct Cell {
@@ -163,8 +173,8 @@ class Value {
 // For a function that takes as many arguments as there are.
 inline constexpr std::size_t kAnyNumber = std::numeric_limits<std::size_t>::max();
 
-// A function of your own, for formulas: a name of letters, digits and "_", in any letter case, and
-// the numbers of arguments that it takes.
+// A function of your own, for formulas: a name of letters from A to Z, digits and "_", in any
+// letter case, and the numbers of arguments that it takes.
 struct Function {
   std::string name;
   std::size_t least = 0;
@@ -173,7 +183,9 @@ struct Function {
   std::string help = {};
   // Is called with the values of the arguments, and gives the function's. What it throws becomes
   // the error of the cell: the what() of a std::exception. It must not edit or recalculate the
-  // notebook, nor give a date.
+  // notebook, which is refused with an Error, nor give a date. It may read the notebook, but should
+  // keep no handle of it for that, only a pointer to one: the notebook, which keeps the function,
+  // would keep itself.
   std::function<Value(std::span<const Value>)> compute;
   // Whether it is called with errors and missing numbers too. Otherwise a call with one of them
   // comes to the error.
@@ -286,14 +298,15 @@ class Column {
   void SetFormula(std::string_view formula, std::string_view format = "");
   // All formulas follow.
   void Rename(std::string_view name);
-  // To the place that it has then.
+  // To the place that it has then; the last one for any beyond.
   void Move(std::size_t place);
   void Remove();
 
   // What the row's cell holds.
   Cell At(std::size_t row) const;
   // Types a text, "1.22 g", "5 ± 1", "1 .. 2" or "n.d."; "" empties the cell, which is computed
-  // again. Numbers are typed as the shortest text that reads as the same number.
+  // again. Numbers are typed as the shortest text that reads as the same number; infinity as "inf",
+  // which is no number.
   void Set(std::size_t row, std::string_view text);
   void Set(std::size_t row, double number);
 
@@ -303,6 +316,7 @@ class Column {
   // or "" for an empty cell, which counts as 0.
   void SetNumbers(std::span<const double> numbers, std::size_t first = 0,
                   std::string_view missing = "nan");
+  // A range whose lower bound is above the upper one becomes a text that is no number.
   void SetRanges(std::span<const double> min, std::span<const double> max, std::size_t first = 0,
                  std::string_view missing = "nan");
   // What all cells hold, as At tells it.
@@ -323,6 +337,8 @@ class Column {
   Column(std::shared_ptr<ktnotebook::EmbeddedNotebook> notebook,
          ktnotebook::NotebookColumn& column);
   ktnotebook::NotebookColumn& Own() const;
+  void SetBounds(std::span<const double> min, std::span<const double> max, std::size_t first,
+                 std::string_view missing, std::string_view argument);
 
   std::shared_ptr<ktnotebook::EmbeddedNotebook> notebook_;
   ktnotebook::NotebookColumn* column_;
@@ -339,10 +355,11 @@ class Table {
 
   Column AddColumn(std::string_view name, const ColumnOptions& options = {});
   // Types the texts into the cells of a new row, from the first column on; `id` is "" for the
-  // row's number. Gives the row's place.
+  // row's number, which counts from 1, or the next one that no row has for its id. Gives the row's
+  // place.
   std::size_t AddRow(std::initializer_list<std::string_view> texts, std::string_view id = "");
   std::size_t AddRow(std::span<const std::string_view> texts = {}, std::string_view id = "");
-  // Empty ones, whose ids are their numbers.
+  // Empty ones, with ids as of AddRow.
   void AddRows(std::size_t count);
   void RemoveRow(std::size_t row);
   void MoveRow(std::size_t row, std::size_t place);
@@ -399,7 +416,7 @@ class Notebook {
   // Takes the last edit back, or does it again; false when there is none. Recalculate then.
   bool Undo();
   bool Redo();
-  // Lets the history go, and the memory that it takes.
+  // Lets the history go, and the memory that it takes: what was removed can not come back.
   void ForgetHistory();
 
  private:

@@ -68,16 +68,28 @@ class LivingObjects {
       arranged[i] = std::exchange(objects_[sources[i]], nullptr);
       if (arranged[i] != nullptr) Move(*arranged[i], i);
     }
-    for (Object* const lost : objects_) {
-      if (lost == nullptr) continue;
-      lost->home_ = nullptr;
-      lost->MoveTo(kNoRow);
-    }
+    Lose(0);
     objects_ = std::move(arranged);
+  }
+
+  // What stood at other indices stands nowhere.
+  void KeepFirst(std::size_t count) {
+    if (count >= objects_.size()) return;
+    Lose(count);
+    objects_.resize(count);
   }
 
  private:
   friend class LivingObject<Object>;
+
+  void Lose(std::size_t first) {
+    for (std::size_t i = first; i < objects_.size(); ++i) {
+      Object* const lost = objects_[i];
+      if (lost == nullptr) continue;
+      lost->home_ = nullptr;
+      lost->MoveTo(kNoRow);
+    }
+  }
 
   static void Move(Object& object, std::size_t index) {
     object.index_ = index;

@@ -197,6 +197,24 @@ ColumnData NotebookColumn::Adopt(ColumnData data) {
   return before;
 }
 
+void NotebookColumn::Exchange(ColumnData& data, std::size_t first) {
+  if (data.Count() == data_.Count()) {
+    data = Adopt(std::move(data));
+    return;
+  }
+  std::u16string buffer;
+  for (std::size_t i = 0; i < data.Count(); ++i) {
+    const NotebookCell cell(*this, first + i);
+    const CellContent content = cell.Content();
+    const std::u16string state = cell.State();
+    const std::u16string tag = cell.Tag();
+    cell.SetContent(data.Content(i, buffer));
+    cell.SetState(data.State(i), data.Tag(i));
+    data.SetContent(i, content);
+    data.SetState(i, state, tag);
+  }
+}
+
 bool NotebookColumn::TakeWrittenText(std::size_t row, std::u16string_view text, bool is_value) {
   return Take(row, WrittenText(Definition().type, text, is_value));
 }
@@ -229,6 +247,16 @@ void NotebookColumn::NoteChanges() {
 void NotebookColumn::Arrange(std::span<const std::size_t> sources) {
   data_.Arrange(sources);
   objects_.Arrange(sources);
+  NoteChanges();
+}
+
+void NotebookColumn::KeepFirstRows(std::size_t count) {
+  if (count == 0) {
+    data_ = ColumnData();
+  } else {
+    data_.KeepFirst(count);
+  }
+  objects_.KeepFirst(count);
   NoteChanges();
 }
 
@@ -386,16 +414,38 @@ void NotebookTable::ArrangeRows(std::span<const std::size_t> sources, std::u16st
 }
 
 void NotebookTable::RenameRow(std::size_t row, std::u16string_view id) {
-  std::vector<std::u16string> ids = RowIds();
-  ids[row] = id;
-  SetRowIds(ids);
+  ForgetRowId(row);
+  if (id != NumberOfRow(row)) {
+    row_ids_.resize(std::max(row_ids_.size(), row + 1));
+    row_ids_[row] = &row_positions_.emplace(id, row).first->first;
+  }
+  form_.NoteStructure();
 }
 
-std::vector<std::u16string> NotebookTable::RowIds() const {
-  std::vector<std::u16string> ids;
-  for (std::size_t row = 0; row < row_count_; ++row)
-    ids.push_back(IdOf(row));
-  return ids;
+void NotebookTable::KeepFirstRows(std::size_t count) {
+  control_->EndWrite();
+  for (std::size_t row = count; row < row_count_; ++row) {
+    row_tags_.erase(row);
+    ForgetRowId(row);
+  }
+  row_ids_.resize(std::min(row_ids_.size(), count));
+  row_count_ = count;
+  row_objects_.KeepFirst(count);
+  for (const Ref<NotebookColumn>& column : columns_)
+    column->KeepFirstRows(count);
+  row_changes_.NoteAny(form_.NextChange());
+  form_.NoteStructure();
+}
+
+void NotebookTable::ForgetRowId(std::size_t row) {
+  if (row >= row_ids_.size() || row_ids_[row] == nullptr) return;
+  row_positions_.erase(row_positions_.find(*row_ids_[row]));
+  row_ids_[row] = nullptr;
+}
+
+void NotebookTable::EmptyRemovedColumns() {
+  for (const Ref<NotebookColumn>& column : removed_columns_)
+    column->KeepFirstRows(0);
 }
 
 void NotebookTable::SetRowIds(const std::vector<std::u16string>& ids) {
@@ -595,6 +645,14 @@ void NotebookForm::RenameField(NotebookField& field, std::u16string_view name) {
 void NotebookForm::NoteStructure() noexcept {
   NoteName();
   entered_.NoteChange();
+}
+
+void NotebookForm::EmptyRemoved() {
+  for (const Ref<NotebookField>& field : removed_fields_) {
+    if (field->OwnTable()) field->OwnTable()->KeepFirstRows(0);
+  }
+  for (NotebookTable* const table : Tables())
+    table->EmptyRemovedColumns();
 }
 
 NotebookTable* NotebookForm::AddTable(std::u16string_view name, std::int32_t key) {

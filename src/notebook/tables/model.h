@@ -90,6 +90,8 @@ class NotebookColumn final : public ktformula::TableProperty,
   // Takes over cells that were filled elsewhere, as many as the table has rows, and gives those
   // that were here.
   ColumnData Adopt(ColumnData data);
+  // The same of some cells, from row `first` on.
+  void Exchange(ColumnData& data, std::size_t first);
 
   // As NotebookCell has them, but whoever calls them has to note the change. They tell whether
   // there was any.
@@ -133,6 +135,7 @@ class NotebookColumn final : public ktformula::TableProperty,
 
   // The rows have another order; see ColumnData.
   void Arrange(std::span<const std::size_t> sources);
+  void KeepFirstRows(std::size_t count);
   bool ShowsNumber(std::size_t row, std::u16string_view text) const;
   // Tells the form when the cell is an entered one.
   void NoteEntered(std::size_t row);
@@ -184,6 +187,8 @@ class NotebookTable final : public ktformula::Table, private TableBinding {
   // for one new row, of this id.
   void ArrangeRows(std::span<const std::size_t> sources, std::u16string_view new_id = {});
   void RenameRow(std::size_t row, std::u16string_view id);
+  // Takes all others out, which costs nothing for those that stay.
+  void KeepFirstRows(std::size_t count);
   // Takes the listener out, and keeps it as TakeColumn does.
   void TakeListener(Ref<ktformula::IKtFieldListener> listener);
   // Lets all listeners go, at the form's end.
@@ -240,8 +245,10 @@ class NotebookTable final : public ktformula::Table, private TableBinding {
   friend class NotebookForm;
 
   void AppendRows(std::size_t count);
-  std::vector<std::u16string> RowIds() const;
   void SetRowIds(const std::vector<std::u16string>& ids);
+  // The row, when it has an id of its own, has it no longer.
+  void ForgetRowId(std::size_t row);
+  void EmptyRemovedColumns();
   // Columns have other places.
   void RenumberColumns();
 
@@ -411,6 +418,9 @@ class NotebookForm final : public ktformula::Form {
   void SetName(std::u16string_view name) { name_ = name; }
   // Columns or rows of a table are others.
   void NoteStructure() noexcept;
+  // Lets go what the cells of tables and columns hold that were taken out: they can not be put in
+  // again.
+  void EmptyRemoved();
 
   // What a listener of the field is initialised with.
   Ref<ktformula::OwnerCollection> OwnerOf(const NotebookField& field);

@@ -188,6 +188,12 @@ void FewTexts::Arrange(std::span<const std::size_t> sources) {
   }
 }
 
+void FewTexts::KeepFirst(std::size_t rows) {
+  if (!set_) return;
+  set_->narrow.resize(std::min(set_->narrow.size(), rows));
+  set_->wide.resize(std::min(set_->wide.size(), rows));
+}
+
 std::uint32_t FewTexts::Texts::NumberOf(std::u16string_view text) {
   if (texts[last_number] == text) return last_number;
   const std::size_t number = Find(text);

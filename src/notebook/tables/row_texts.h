@@ -43,6 +43,7 @@ class RowTexts {
   void Append(std::size_t rows) { places_.resize(places_.size() + rows); }
   // Each row takes the text of the row that `sources` has in its place, of none twice.
   void Arrange(std::span<const std::size_t> sources) { places_ = Arranged(places_, sources); }
+  void KeepFirst(std::size_t rows) { places_.resize(rows); }
 
   // Good until a text is set, shared or given up.
   std::u16string_view At(std::size_t row) const noexcept { return TextAt(places_[row]); }
@@ -109,8 +110,9 @@ class FewTexts {
   bool AllAreEmpty() const noexcept { return !set_; }
   // For a table of so many rows.
   void Set(std::size_t row, std::u16string_view text, std::size_t rows);
-  // As RowTexts::Arrange.
+  // As those of RowTexts.
   void Arrange(std::span<const std::size_t> sources);
+  void KeepFirst(std::size_t rows);
 
  private:
   struct Texts {
