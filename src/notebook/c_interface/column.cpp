@@ -175,7 +175,9 @@ ktf9_status ktf9_column_set_texts(ktf9_column* column, size_t first, size_t coun
   return Call(error, [&] {
     const UsedColumn own(column, "column");
     const std::span<const char> given = NeedArray(bytes, length, "bytes");
-    own->SetTexts(ReadTexts({given.data(), given.size()}, count, ends), first);
+    const std::vector<std::string_view> texts =
+        ReadTexts({given.data(), given.size()}, count, ends);
+    Renaming("texts", "bytes", [&] { own->SetTexts(texts, first); });
   });
 }
 

@@ -61,8 +61,9 @@
  * first at 0. (Texts may contain a NUL of their own only where `ends` are given.)
  *
  * NUMBERS are given and told in the unit of their column; formulas compute in base units (kg, m3,
- * mol, kg/mol, mol/kg, kg/m3, mol/m3, m, s, Pa, K), and so do functions of your own. ROWS and other
- * places count from 0.
+ * mol, kg/mol, mol/kg, kg/m3, mol/m3, m, s, Pa, K), and so do functions of your own. They are kept
+ * in base units: in a column without a unit, or with such a one, a number comes back bit for bit,
+ * in any other it may differ in its last bit (of °C by 1e-13). ROWS and other places count from 0.
  *
  * STRUCTS have their size as the first member, to be set by the program before a call: by it a
  * later library knows which members an earlier program has. Set all others of those given to a call
@@ -188,7 +189,7 @@ KTF9_API ktf9_status ktf9_notebook_recalculate(ktf9_notebook* notebook, int roun
  * none, else 1. Recalculate then. */
 KTF9_API ktf9_status ktf9_notebook_undo(ktf9_notebook* notebook, int* done, ktf9_error** error);
 KTF9_API ktf9_status ktf9_notebook_redo(ktf9_notebook* notebook, int* done, ktf9_error** error);
-/* Lets the history go, and the memory that it takes. */
+/* Lets the history go, and the memory that it takes: what was removed can not come back. */
 KTF9_API ktf9_status ktf9_notebook_forget_history(ktf9_notebook* notebook, ktf9_error** error);
 
 /* ---- What a recalculation did. */
@@ -253,11 +254,11 @@ KTF9_API ktf9_status ktf9_table_columns(ktf9_table* table, ktf9_texts** names, k
 
 KTF9_API ktf9_status ktf9_table_row_count(ktf9_table* table, size_t* count, ktf9_error** error);
 /* Types the texts into the cells of a new row, from the first column on; `texts` may be NULL where
- * `count` is 0. `id` is NULL or "" for the row's number, which counts from 1. `row`, which may be
- * NULL, becomes the row's place. */
+ * `count` is 0. `id` is NULL or "" for the row's number, which counts from 1, or the next one that
+ * no row has for its id. `row`, which may be NULL, becomes the row's place. */
 KTF9_API ktf9_status ktf9_table_add_row(ktf9_table* table, const char* const* texts, size_t count,
                                         const char* id, size_t* row, ktf9_error** error);
-/* Empty ones, whose ids are their numbers. */
+/* Empty ones, with ids as of ktf9_table_add_row. */
 KTF9_API ktf9_status ktf9_table_add_rows(ktf9_table* table, size_t count, ktf9_error** error);
 KTF9_API ktf9_status ktf9_table_remove_row(ktf9_table* table, size_t row, ktf9_error** error);
 /* To the place that it has then; the last one for any beyond. */
@@ -295,7 +296,8 @@ KTF9_API ktf9_status ktf9_table_move(ktf9_table* table, size_t place, ktf9_error
 KTF9_API ktf9_status ktf9_table_remove(ktf9_table* table, ktf9_error** error);
 
 /* ---- Columns. */
-/* Where the content of a cell comes from: a ktf9_origin. */
+/* Where the content of a cell comes from: a ktf9_origin. Noted is what was typed into a column that
+ * holds no numbers and had no formula: a formula that the column gets computes it anew. */
 enum { KTF9_EMPTY = 0, KTF9_TYPED = 1, KTF9_NOTED = 2, KTF9_COMPUTED = 3 };
 typedef int ktf9_origin;
 
@@ -342,13 +344,15 @@ KTF9_API ktf9_status ktf9_column_get(ktf9_column* column, size_t row, ktf9_cell*
  */
 KTF9_API ktf9_status ktf9_column_set_text(ktf9_column* column, size_t row, const char* text,
                                           ktf9_error** error);
-/* Types the shortest text that reads as the same number. */
+/* Types the shortest text that reads as the same number. Infinity is typed as "inf", which is no
+ * number. */
 KTF9_API ktf9_status ktf9_column_set_number(ktf9_column* column, size_t row, double number,
                                             ktf9_error** error);
 
 /* ---- Many cells at once, from row `first` on: one step for undo, and fast. */
 /* Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it, or
- * "" for an empty cell, which counts as 0. NULL is "nan". */
+ * "" for an empty cell, which counts as 0. NULL is "nan". A range whose lower bound is above the
+ * upper one is a text that is no number. */
 KTF9_API ktf9_status ktf9_column_set_numbers(ktf9_column* column, size_t first, size_t count,
                                              const double* numbers, const char* missing,
                                              ktf9_error** error);
@@ -437,7 +441,7 @@ typedef ktf9_status (*ktf9_compute)(void* context, const ktf9_value* const* argu
 
 typedef struct ktf9_function {
   size_t size;
-  /* Letters, digits and "_", in any letter case. */
+  /* Letters from A to Z, digits and "_", in any letter case. */
   const char* name;
   /* The numbers of arguments that it takes. */
   size_t least;
