@@ -249,7 +249,7 @@ static void CheckTexts(ktf9_column* column) {
         "ends");
   FAILS(ktf9_column_set_texts(column, 0, 1, bytes, length, NULL, &error), KTF9_ARGUMENT, "length");
   FAILS(ktf9_column_set_texts(column, 0, 1, bytes, 3, &end, &error), KTF9_ARGUMENT, "ends");
-  FAILS(ktf9_column_set_texts(column, 0, 1, "\xC3", 2, NULL, &error), KTF9_ARGUMENT, "texts");
+  FAILS(ktf9_column_set_texts(column, 0, 1, "\xC3", 2, NULL, &error), KTF9_ARGUMENT, "bytes");
   DONE(ktf9_texts_destroy(texts, &error));
 }
 

@@ -21,18 +21,18 @@ void Session::End() {
   // Goes last and outside the lock: functions that other people wrote run then.
   const std::optional<ktformula9::Notebook> last = std::exchange(notebook_, std::nullopt);
   const std::scoped_lock lock(mutex_);
-  for (PartObject* const part : parts_)
-    part->End();
+  for (const auto& [part, end] : parts_)
+    end();
 }
 
-void Session::Join(PartObject& part) {
+void Session::Join(const void* part, std::function<void()> end) {
   const std::scoped_lock lock(mutex_);
-  parts_.insert(&part);
+  parts_.emplace(part, std::move(end));
 }
 
-void Session::Leave(PartObject& part) {
+void Session::Leave(const void* part) {
   const std::scoped_lock lock(mutex_);
-  parts_.erase(&part);
+  parts_.erase(part);
 }
 
 }  // namespace ktnotebook

@@ -4,12 +4,13 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 
 #include "notebook/c_interface/call.h"
@@ -17,8 +18,6 @@
 #include "notebook/tables/ktformula9.hpp"
 
 namespace ktnotebook {
-
-class PartObject;
 
 // A notebook until its handle is destroyed, and whose turn it is to use it.
 class Session {
@@ -48,8 +47,9 @@ class Session {
   // Only in one's turn: lets the notebook go, and what handles have of it.
   void End();
 
-  void Join(PartObject& part);
-  void Leave(PartObject& part);
+  // `end` lets go what the part has of the notebook; it comes between Join and Leave if at all.
+  void Join(const void* part, std::function<void()> end);
+  void Leave(const void* part);
 
  private:
   std::optional<ktformula9::Notebook> notebook_;
@@ -57,7 +57,7 @@ class Session {
   int depth_ = 0;
   // Handles of parts are made and destroyed whosever turn it is.
   std::mutex mutex_;
-  std::unordered_set<PartObject*> parts_;
+  std::unordered_map<const void*, std::function<void()>> parts_;
 };
 
 struct NotebookObject final : HandleObject {
@@ -71,26 +71,19 @@ struct NotebookObject final : HandleObject {
   std::string name;
 };
 
-// What a handle of a table or a column stands for.
-class PartObject : public HandleObject {
- public:
-  explicit PartObject(std::shared_ptr<Session> of) : session(std::move(of)) {}
-  virtual void End() = 0;
-
-  const std::shared_ptr<Session> session;
-};
-
+// What a handle of a table or a column stands for. The notebook may end in one thread while another
+// destroys the handle.
 template <typename Part>
-class PartOf : public PartObject {
+class PartOf : public HandleObject {
  public:
-  PartOf(std::shared_ptr<Session> of, Part part)
-      : PartObject(std::move(of)), part_(std::move(part)) {
-    session->Join(*this);
+  PartOf(std::shared_ptr<Session> of, Part part) : session(std::move(of)), part_(std::move(part)) {
+    session->Join(this, [this] { part_.reset(); });
   }
-  ~PartOf() override { session->Leave(*this); }
-  void End() override { part_.reset(); }
+  ~PartOf() override { session->Leave(this); }
 
   std::optional<Part>& Meant() noexcept { return part_; }
+
+  const std::shared_ptr<Session> session;
 
  private:
   std::optional<Part> part_;

@@ -648,11 +648,13 @@ void NotebookForm::NoteStructure() noexcept {
 }
 
 void NotebookForm::EmptyRemoved() {
-  for (const Ref<NotebookField>& field : removed_fields_) {
-    if (field->OwnTable()) field->OwnTable()->KeepFirstRows(0);
+  for (const auto* const list : {&fields_, &removed_fields_}) {
+    for (const Ref<NotebookField>& field : *list) {
+      if (!field->OwnTable()) continue;
+      field->OwnTable()->EmptyRemovedColumns();
+      if (list == &removed_fields_) field->OwnTable()->KeepFirstRows(0);
+    }
   }
-  for (NotebookTable* const table : Tables())
-    table->EmptyRemovedColumns();
 }
 
 NotebookTable* NotebookForm::AddTable(std::u16string_view name, std::int32_t key) {
