@@ -3,3 +3,7 @@
 const char* ktf9_version(void) {
   return KT_VERSION;
 }
+
+int ktf9_abi_version(void) {
+  return KTF9_ABI_VERSION;
+}

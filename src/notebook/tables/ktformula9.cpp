@@ -158,6 +158,10 @@ Origin OriginOf(const NotebookColumn& column, std::size_t row, bool has_formula)
   return has_formula ? Origin::kComputed : Origin::kNoted;
 }
 
+bool IsError(Origin origin, std::u16string_view text) {
+  return origin == Origin::kComputed && ktnotebook::ShowsError(text);
+}
+
 // Numbers of a column in its unit.
 class InColumnUnit {
  public:
@@ -222,8 +226,9 @@ NotebookCell FindCell(const ktnotebook::NotebookForm& form, const std::u16string
 
 }  // namespace
 
-Error::Error(Kind kind, std::string argument, const std::string& message)
-    : std::runtime_error(message), kind_(kind), argument_(std::move(argument)) {}
+Error::Error(Kind kind, std::string argument, const std::string& message,
+             std::optional<Place> place)
+    : std::runtime_error(message), kind_(kind), argument_(std::move(argument)), place_(place) {}
 Error::~Error() = default;
 
 Value Value::OfRange(double min, double max, std::string shown) {
@@ -342,7 +347,7 @@ Cell Column::At(std::size_t row) const {
   cell.max = in_unit(content.max);
   cell.unit = ToUtf8(content.unit);
   cell.origin = OriginOf(column, row, column.Parent().HasFormula(column));
-  if (cell.origin == Origin::kComputed && ktnotebook::ShowsError(content.text))
+  if (IsError(cell.origin, content.text))
     cell.error = ToUtf8(content.text.substr(ktformula::kErrorPrefix.size()));
   return cell;
 }
@@ -417,6 +422,17 @@ std::vector<Origin> Column::Origins() const {
   for (std::size_t row = 0; row < origins.size(); ++row)
     origins[row] = OriginOf(column, row, has_formula);
   return origins;
+}
+
+std::vector<bool> Column::Errors() const {
+  const NotebookColumn& column = Own();
+  const bool has_formula = column.Parent().HasFormula(column);
+  std::vector<bool> errors(column.Data().Count());
+  std::u16string buffer;
+  for (std::size_t row = 0; row < errors.size(); ++row) {
+    errors[row] = IsError(OriginOf(column, row, has_formula), column.Data().Text(row, buffer));
+  }
+  return errors;
 }
 
 Value Column::Evaluate(std::size_t row, std::string_view formula) const {

@@ -69,16 +69,26 @@ class Error : public std::runtime_error {
     kFormula,
   };
 
-  Error(Kind kind, std::string argument, const std::string& message);
+  // In bytes.
+  struct Place {
+    std::size_t start = 0;
+    std::size_t length = 0;
+  };
+
+  Error(Kind kind, std::string argument, const std::string& message,
+        std::optional<Place> place = {});
   ~Error() override;
 
   Kind Reason() const noexcept { return kind_; }
   // The name of the argument at fault, "" for none.
   const std::string& Argument() const noexcept { return argument_; }
+  // Where a formula can not be understood.
+  const std::optional<Place>& InFormula() const noexcept { return place_; }
 
  private:
   Kind kind_;
   std::string argument_;
+  std::optional<Place> place_;
 };
 
 // What a column holds.
@@ -300,6 +310,8 @@ class Column {
   std::vector<double> MinNumbers() const;
   std::vector<double> MaxNumbers() const;
   std::vector<Origin> Origins() const;
+  // Whether cells show errors.
+  std::vector<bool> Errors() const;
 
   // The value of a formula as if it stood in the cell. Throws Error where the formula raises one.
   Value Evaluate(std::size_t row, std::string_view formula) const;
