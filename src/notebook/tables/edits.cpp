@@ -280,6 +280,20 @@ void FormEdits::AppendRows(NotebookTable& table, std::size_t count) {
   });
 }
 
+void FormEdits::AppendRows(NotebookTable& table, std::vector<std::u16string> ids) {
+  std::unordered_set<std::u16string_view> names;
+  for (const std::u16string& id : ids)
+    RequireName(id, !table.HasRow(id) && names.insert(id).second);
+  RunStructure([&] {
+    Do(
+        [&table, ids = std::move(ids)] {
+          for (const std::u16string& id : ids)
+            table.AddRow(id);
+        },
+        [&table, before = table.Rows().size()] { KeepFirstRows(table, before); });
+  });
+}
+
 void FormEdits::ArrangeRows(NotebookTable& table, std::vector<std::size_t> sources,
                             std::vector<std::size_t> inverse, std::u16string_view new_id) {
   Do([&table, sources = std::move(sources),

@@ -518,6 +518,14 @@ void Table::AddRows(std::size_t count) {
   Editing("count", [&] { notebook_->Edits().AppendRows(Own(), count); });
 }
 
+void Table::AddRows(std::span<const std::string_view> ids) {
+  std::vector<std::u16string> texts;
+  texts.reserve(ids.size());
+  for (const std::string_view id : ids)
+    texts.push_back(TextOfArgument(id, "ids"));
+  Editing("ids", [&] { notebook_->Edits().AppendRows(Own(), std::move(texts)); });
+}
+
 void Table::RemoveRow(std::size_t row) {
   RequireRow(Own(), row);
   notebook_->Edits().RemoveRow(Own(), row);

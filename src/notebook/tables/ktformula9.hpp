@@ -344,6 +344,7 @@ class Table {
   std::size_t AddRow(std::span<const std::string_view> texts = {}, std::string_view id = "");
   // Empty ones, whose ids are their numbers.
   void AddRows(std::size_t count);
+  void AddRows(std::span<const std::string_view> ids);
   void RemoveRow(std::size_t row);
   void MoveRow(std::size_t row, std::size_t place);
   // Formulas name rows by their ids: [Reactants:Mass:A].
