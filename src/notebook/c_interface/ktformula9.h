@@ -37,11 +37,12 @@
  * nothing by themselves: make as many as you like, then recalculate once.
  *
  * CALLS give KTF9_DONE, or why they can not do it; then they have changed nothing. The last
- * argument, which may be NULL, takes an error object that tells more. Where it holds one from an
- * earlier call, that stays: so a row of calls can share one `ktf9_error* error = NULL`, looked at
- * behind the last of them, which then holds what failed first. Destroy it then, and put NULL there.
- * Results are put where arguments point to; a failing call puts NULL where a handle was to be, so
- * that later calls with it fail too. A formula that fails is no failure of a call: its cell shows
+ * argument, which may be NULL, takes an error object that tells more (but for want of memory).
+ * Where it holds one from an earlier call, that stays: so a row of calls can share one `ktf9_error*
+ * error = NULL`, looked at behind the last of them, which then holds what failed first. Destroy it
+ * then, and put NULL there. Results are put where arguments point to; a failing call puts NULL
+ * where a handle was to be, so that later calls with it fail too. A formula that fails is no
+ * failure of a call: its cell shows
  * "#Error: " and the reason, and ktf9_notebook_check tells what to do about it.
  *
  * HANDLES are the pointers to ktf9_notebook, ktf9_table and so on. They point to nothing: what they
@@ -145,7 +146,7 @@ KTF9_API ktf9_status ktf9_error_code(const ktf9_error* error);
 KTF9_API const char* ktf9_error_message(const ktf9_error* error);
 /* The name of the argument at fault, as this header has it, "" for none. */
 KTF9_API const char* ktf9_error_argument(const ktf9_error* error);
-/* Gives 1, with the place in the formula in bytes, when the error is about one, else 0. */
+/* Gives 1, with the place in bytes at which a formula can not be read, when it is known, else 0. */
 KTF9_API int ktf9_error_place(const ktf9_error* error, size_t* start, size_t* length);
 KTF9_API void ktf9_error_destroy(ktf9_error* error);
 
@@ -258,6 +259,10 @@ KTF9_API ktf9_status ktf9_table_add_row(ktf9_table* table, const char* const* te
                                         const char* id, size_t* row, ktf9_error** error);
 /* Empty ones, whose ids are their numbers. */
 KTF9_API ktf9_status ktf9_table_add_rows(ktf9_table* table, size_t count, ktf9_error** error);
+/* Empty ones with these ids, a list of `count` texts as ktf9_column_set_texts takes it. */
+KTF9_API ktf9_status ktf9_table_add_rows_with_ids(ktf9_table* table, size_t count,
+                                                  const char* bytes, size_t length,
+                                                  const size_t* ends, ktf9_error** error);
 KTF9_API ktf9_status ktf9_table_remove_row(ktf9_table* table, size_t row, ktf9_error** error);
 /* To the place that it has then; the last one for any beyond. */
 KTF9_API ktf9_status ktf9_table_move_row(ktf9_table* table, size_t row, size_t place,
@@ -452,6 +457,9 @@ typedef struct ktf9_function {
   /* 1 for a function that is called with errors and missing numbers too. Otherwise a call with one
    * of them comes to the error. */
   int takes_errors;
+  /* 1 when the value follows from the arguments alone, so that it need not be computed again until
+   * they change. Otherwise every round of every recalculation calls the function. */
+  int is_pure;
 } ktf9_function;
 
 /* KTF9_REFUSED when a function of this name is there. What the struct points to is copied, but for

@@ -97,15 +97,23 @@ ktf9_status ktf9_table_add_row(ktf9_table* table, const char* const* texts, size
     std::vector<std::string_view> views;
     for (const char* const text : NeedArray(texts, count, "texts"))
       views.push_back(NeedText(text, "texts"));
-    const std::size_t added = Renaming("text", "texts", [&] {
-      return own->AddRow(std::span(std::as_const(views)), TextOr(id, ""));
-    });
+    const std::size_t added = own->AddRow(std::span(std::as_const(views)), TextOr(id, ""));
     if (row != nullptr) *row = added;
   });
 }
 
 ktf9_status ktf9_table_add_rows(ktf9_table* table, size_t count, ktf9_error** error) {
   return Call(error, [&] { UsedTable(table, "table")->AddRows(count); });
+}
+
+ktf9_status ktf9_table_add_rows_with_ids(ktf9_table* table, size_t count, const char* bytes,
+                                         size_t length, const size_t* ends, ktf9_error** error) {
+  return Call(error, [&] {
+    const UsedTable own(table, "table");
+    const std::span<const char> given = NeedArray(bytes, length, "bytes");
+    const auto ids = ReadTexts({given.data(), given.size()}, count, ends);
+    Renaming("ids", "bytes", [&] { own->AddRows(std::span(ids)); });
+  });
 }
 
 ktf9_status ktf9_table_remove_row(ktf9_table* table, size_t row, ktf9_error** error) {

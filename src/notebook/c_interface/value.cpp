@@ -2,7 +2,6 @@
 #include <cstddef>
 #include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,8 +61,10 @@ class Context {
   bool is_kept_ = false;
 };
 
-Value Compute(ktf9_compute compute, void* context, std::span<const Value> arguments,
-              const std::string& name) {
+// Of a function that does not tell why.
+struct UntoldFailure {};
+
+Value Compute(ktf9_compute compute, void* context, std::span<const Value> arguments) {
   std::vector<PassingHandle<ktf9_value>> handles;
   std::vector<const ktf9_value*> given;
   for (const Value& argument : arguments) {
@@ -73,8 +74,7 @@ Value Compute(ktf9_compute compute, void* context, std::span<const Value> argume
   const auto result = std::make_shared<ValueObject>(Value(), ValueObject::Role::kResult);
   const PassingHandle<ktf9_value> target(result);
   const ktf9_status status = compute(context, given.data(), given.size(), target.Get());
-  if (status != KTF9_DONE && result->value.What() != Value::Kind::kError)
-    throw std::runtime_error("the function " + name + " has failed");
+  if (status != KTF9_DONE && result->value.What() != Value::Kind::kError) throw UntoldFailure();
   return result->value;
 }
 
@@ -99,11 +99,11 @@ void AddFunction(ktformula9::Notebook& notebook, const ktf9_function& function) 
   own.most = function.most;
   own.help = function.help != nullptr ? NeedUtf8(function.help, "help") : "";
   own.takes_errors = function.takes_errors != 0;
+  own.is_pure = function.is_pure != 0;
   if (function.compute == nullptr) throw CallFailure(KTF9_ARGUMENT, "compute", "compute is NULL");
   const auto context = std::make_shared<Context>(function);
-  own.compute = [context, compute = function.compute,
-                 name = own.name](std::span<const Value> arguments) {
-    return Compute(compute, context->Get(), arguments, name);
+  own.compute = [context, compute = function.compute](std::span<const Value> arguments) {
+    return Compute(compute, context->Get(), arguments);
   };
   notebook.AddFunction(std::move(own));
   context->Keep();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <numeric>
 #include <optional>
+#include <unordered_set>
 
 #include "values/text.h"
 

@@ -7,6 +7,7 @@
 
 #include "analysis/explanation.h"
 #include "analysis/find_problems.h"
+#include "analysis/formula_reading.h"
 
 #include "functions/function_table.h"
 #include "notebook/tables/embedded_values.h"
@@ -86,6 +87,11 @@ std::size_t BytesBefore(std::u16string_view text, std::size_t place) {
   return ToUtf8(text.substr(0, place)).size();
 }
 
+Error::Place BytesOf(std::u16string_view formula, const ktformula::TextRange& place) {
+  const std::size_t start = BytesBefore(formula, place.start);
+  return {start, BytesBefore(formula, place.End()) - start};
+}
+
 ktformula9::Severity ToSeverity(ktformula::Severity severity) {
   switch (severity) {
     case ktformula::Severity::kError: return ktformula9::Severity::kError;
@@ -106,8 +112,9 @@ ktformula9::Problem ToProblem(const ktformula::Problem& problem) {
   told.rows = problem.rows;
   told.formula = ToUtf8(problem.formula);
   if (problem.place) {
-    told.start = BytesBefore(problem.formula, problem.place->start);
-    told.length = BytesBefore(problem.formula, problem.place->End()) - *told.start;
+    const Error::Place place = BytesOf(problem.formula, *problem.place);
+    told.start = place.start;
+    told.length = place.length;
   }
   told.message = ToUtf8(problem.message);
   told.help = ToUtf8(problem.help);
@@ -306,9 +313,20 @@ ktformula9::Value EmbeddedNotebook::Evaluate(const NotebookCell& cell,
   try {
     listener->EvaluateInCell(formula, *cell.Object(), value);
   } catch (const ktformula::RaisedError& error) {
-    Refuse(Error::Kind::kFormula, "formula", error.Description());
+    throw Error(Error::Kind::kFormula, "formula", ToUtf8(error.Description()),
+                UnreadablePlace(cell.OwningRow().Parent(), formula));
   }
   return ktnotebook::ToValue(value);
+}
+
+std::optional<Error::Place> EmbeddedNotebook::UnreadablePlace(NotebookTable& table,
+                                                              std::u16string_view formula) {
+  const Ref<FormulaListener> listener = MakeListener(table);
+  ktformula::Findings findings;
+  const auto tree = ktformula::ReadFormula(formula, listener->FormulaFunctions(),
+                                           framework_->OwnUnits().get(), findings);
+  if (tree != nullptr || findings.empty() || !findings.front().place) return std::nullopt;
+  return BytesOf(formula, *findings.front().place);
 }
 
 }  // namespace ktnotebook

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -49,6 +50,9 @@ class EmbeddedNotebook {
   class Running;
 
   Ref<ktformula::FormulaListener> MakeListener(NotebookTable& table);
+  // Why a formula is refused; empty when its parts can be told from each other.
+  std::optional<ktformula9::Error::Place> UnreadablePlace(NotebookTable& table,
+                                                          std::u16string_view formula);
 
   Ref<PlainFramework> framework_;
   Ref<NotebookForm> form_;

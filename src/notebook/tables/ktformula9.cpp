@@ -82,6 +82,9 @@ class NumberTyper {
   std::u16string text_;
 };
 
+// More are a mistake, such as a negative number.
+constexpr std::size_t kMostRows = 1'000'000'000;
+
 void RequireRow(const NotebookTable& table, std::size_t row) {
   const std::size_t rows = table.Rows().size();
   if (row >= rows) {
@@ -90,7 +93,7 @@ void RequireRow(const NotebookTable& table, std::size_t row) {
     };
     Refuse(Error::Kind::kNotFound, "row",
            u"the table " + Quoted(table.Name()) + u" has no row " +
-               (row <= 1'000'000'000 ? text(row) : u"of this number") + u": it has " + text(rows));
+               (row <= kMostRows ? text(row) : u"of this number") + u": it has " + text(rows));
   }
 }
 
@@ -515,6 +518,8 @@ std::size_t Table::AddRow(std::span<const std::string_view> texts, std::string_v
 }
 
 void Table::AddRows(std::size_t count) {
+  if (count > kMostRows - std::min(kMostRows, Own().Rows().size()))
+    Refuse(Error::Kind::kArgument, "count", u"a table can not have so many rows");
   Editing("count", [&] { notebook_->Edits().AppendRows(Own(), count); });
 }
 
