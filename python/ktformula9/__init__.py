@@ -73,7 +73,6 @@ def calculate(
     *,
     units: Mapping[str, str] | None = None,
     types: Mapping[str, Type] | None = None,
-    ranges: Mapping[str, str] | None = None,
     formats: Mapping[str, str] | None = None,
     definitions: Mapping[str, str] | None = None,
     functions: Mapping[str, Callable[..., Any]] | None = None,
@@ -96,7 +95,7 @@ def calculate(
     column's unit: without units what Python computes from the same numbers, to the last bit. A
     formula that gives texts or truth values makes a column of these.
 
-    ``units``, ``types``, ``ranges``, ``missing``
+    ``units``, ``types``, ``missing``
         as in Notebook.add_table(), for computed columns too. With a missing number nothing is
         computed: the result is NaN.
     ``formats``
@@ -116,11 +115,11 @@ def calculate(
     ``locale``
         how formulas and texts are written: "C", or a name such as "de_DE".
 
-    A range has its upper bound in a column "Share_max" behind.
+    Where formulas read ranges the lower bound of what they come to is told.
     """
-    from ._frames import calculate as calculate_frame
+    from ._calculate import calculate as calculate_frame
 
-    attributes = {"units": units, "types": types, "ranges": ranges}
+    attributes = {"units": units, "types": types, "ranges": None}
     return calculate_frame(
         frame,
         dict(formulas),

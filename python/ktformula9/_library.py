@@ -29,6 +29,10 @@ _KINDS = {
 }
 
 
+# Arguments that go by another name in Python.
+_PYTHON_NAMES = {"bytes": "texts"}
+
+
 # ---- Structs, as the header has them.
 class Text(ctypes.Structure):
     _fields_ = [("data", ctypes.c_void_p), ("length", ctypes.c_size_t)]
@@ -359,10 +363,11 @@ def call(name: str, *arguments: Any) -> None:
 
 def _error_of(status: int, error: ctypes.c_void_p) -> Error:
     start, length = _size(), _size()
+    argument = decoded(_error_argument(error))
     try:
         told = (CallError if status == 5 else Error)(
             _KINDS.get(status, "library"),
-            decoded(_error_argument(error)),
+            _PYTHON_NAMES.get(argument, argument),
             decoded(_error_message(error)) or "there is not enough memory",
         )
         if isinstance(told, CallError) and _error_place(
@@ -470,9 +475,9 @@ def address(values: Any) -> int:
     return place
 
 
-def joined(texts: Sequence[str], argument: str) -> tuple[bytes, array[int] | None]:
-    """A list of texts for the library: a NUL behind each; and where each ends, if a NUL does not
-    tell."""
+def run_of(texts: Sequence[str], argument: str) -> tuple[bytes, int, Any]:
+    """A list of texts for the library: a NUL behind each; how long that is; and where each ends, if
+    a NUL does not tell."""
     try:
         run = ("\0".join(texts) + "\0").encode() if texts else b""
     except TypeError:
@@ -481,9 +486,9 @@ def joined(texts: Sequence[str], argument: str) -> tuple[bytes, array[int] | Non
     except UnicodeEncodeError:
         raise Error("argument", argument, f"{argument} are no valid Unicode") from None
     if run.count(b"\0") == len(texts):
-        return run, None
-    lengths = (len(each.encode()) + 1 for each in texts)
-    return run, array("Q" if ctypes.sizeof(_size) == 8 else "L", (end - 1 for end in accumulate(lengths)))
+        return run, len(run), None
+    ends = accumulate(len(each.encode()) + 1 for each in texts)
+    return run, len(run), (_size * len(texts))(*(end - 1 for end in ends))
 
 
 def ask_texts(name: str, *arguments: Any) -> list[str]:

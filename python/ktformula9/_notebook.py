@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import ctypes
 from array import array
+from functools import lru_cache
 from numbers import Real
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, Callable, Iterable, Iterator, Literal, Sequence, TypeVar
@@ -23,9 +24,9 @@ from ._library import (
     call,
     doubles,
     encoded,
-    joined,
     new_handle,
     place_of,
+    run_of,
 )
 from ._results import (
     ORIGINS,
@@ -72,6 +73,7 @@ class Notebook(_library.Owner):
             "notebook",
             new_handle("notebook_create", encoded(name, "name"), encoded(locale, "locale")),
         )
+        self._locale = locale
         self._functions: list[Function] = []
 
     def __enter__(self) -> Notebook:
@@ -119,6 +121,7 @@ class Notebook(_library.Owner):
         ranges: dict[str, str] | None = None,
         formulas: dict[str, str] | None = None,
         formats: dict[str, str] | None = None,
+        definitions: dict[str, str] | None = None,
         missing: str = "nan",
         index: bool | None = None,
     ) -> Table:
@@ -144,7 +147,7 @@ class Notebook(_library.Owner):
             whether the frame's index becomes the rows' ids, by which formulas name them
             ([Reactants:Mass:A]); None for any but the plain one, 0, 1, 2, ….
 
-        Where one of the first five is None, it is what ``frame.attrs`` says, as Table.to_frame
+        Where one of the first seven is None, it is what ``frame.attrs`` says, as Table.to_frame
         writes it: a frame from there comes back as the same table.
         """
         told = encoded(name, "name")
@@ -164,6 +167,7 @@ class Notebook(_library.Owner):
                 "ranges": ranges,
                 "formulas": formulas,
                 "formats": formats,
+                "definitions": definitions,
             },
         )
 
@@ -249,6 +253,16 @@ class Notebook(_library.Owner):
         """Lets the history go, and the memory that it takes."""
         call("notebook_forget_history", self._handle)
 
+    def _typed(self, content: str | float | None) -> str:
+        """What somebody types to enter it."""
+        if content is None:
+            return ""
+        if isinstance(content, str):
+            return content
+        if isinstance(content, Real):
+            return repr(float(content)).replace(".", _decimal_separator(self._locale))
+        raise TypeError(f"a cell takes a str or a number, not {type(content).__name__}")
+
     def _running(self, name: str, *arguments: Any) -> int:
         """A call that may run functions of the program; what was to interrupt one does it now."""
         try:
@@ -330,14 +344,14 @@ class Table(_library.Owner):
             self, new_handle("table_add_column", self._handle, told, ctypes.byref(options))
         )
 
-    def add_row(self, *cells: str | float | None, id: str = "") -> int:
+    def add_row(self, *texts: str | float | None, id: str = "") -> int:
         """Types texts or numbers into the cells of a new row, from the first column on; None and ""
         leave a cell empty. ``id`` is the name of the row, "" for its number, which counts from 1.
         Gives the row's place."""
-        texts = [encoded(_typed(cell), "cells") for cell in cells]
+        typed = [encoded(self.notebook._typed(text), "texts") for text in texts]
         row = ctypes.c_size_t()
-        run = (ctypes.c_char_p * len(texts))(*texts)
-        call("table_add_row", self._handle, run, len(texts), encoded(id, "id"), ctypes.byref(row))
+        run = (ctypes.c_char_p * len(typed))(*typed)
+        call("table_add_row", self._handle, run, len(typed), encoded(id, "id"), ctypes.byref(row))
         return row.value
 
     def add_rows(self, rows: int | Iterable[str]) -> None:
@@ -346,7 +360,7 @@ class Table(_library.Owner):
             call("table_add_rows", self._handle, place_of(rows, "rows"))
         else:
             ids = list(rows)
-            call("table_add_rows_with_ids", self._handle, len(ids), *_run(ids, "rows"))
+            call("table_add_rows_with_ids", self._handle, len(ids), *run_of(ids, "rows"))
 
     def remove_row(self, row: int) -> None:
         call("table_remove_row", self._handle, place_of(row, "row"))
@@ -415,7 +429,7 @@ class Table(_library.Owner):
         ranges: bool | None = None,
         errors: bool | None = None,
         texts: bool | Sequence[str] = False,
-        origins: bool = False,
+        origins: bool | None = None,
     ) -> pandas.DataFrame:
         """What all cells hold, as a pandas.DataFrame.
 
@@ -434,10 +448,11 @@ class Table(_library.Owner):
         ``texts``
             "Mass_text", what the cells show; of all columns of numbers, or those named.
         ``origins``
-            "Mass_origin": "typed", "noted", "computed" or "empty".
+            "Mass_origin": "typed", "noted", "computed" or "empty"; None for columns with a formula
+            in which cells are typed in.
 
         ``frame.attrs`` has dicts by columns: "units", "types", "formulas" and "formats", where
-        there is one; and "ranges", "errors", "texts" and "origins", the names of the columns that
+        there is one; "definitions"; and "ranges", "errors", "texts" and "origins", the names of the columns that
         stand behind.
         """
         from ._frames import to_frame
@@ -475,11 +490,8 @@ class Column(_library.Owner):
     def __setitem__(self, row: int, content: str | float | None) -> None:
         """Types a text, "1.22 g", "5 ± 1", "1 .. 2" or "n.d.", or a number in the column's unit; ""
         or None empties the cell, which is computed again."""
-        place, text = place_of(row, "row"), encoded(_typed(content), "text")
-        if isinstance(content, Real):
-            call("column_set_number", self._handle, place, float(content))
-        else:
-            call("column_set_text", self._handle, place, text)
+        typed = encoded(self.table.notebook._typed(content), "text")
+        call("column_set_text", self._handle, place_of(row, "row"), typed)
 
     @property
     def name(self) -> str:
@@ -588,7 +600,7 @@ class Column(_library.Owner):
     def set_texts(self, texts: Sequence[str], first: int = 0) -> None:
         """Types texts into the cells from row ``first`` on, as one step for undo()."""
         place = place_of(first, "first")
-        call("column_set_texts", self._handle, place, len(texts), *_run(texts, "texts"))
+        call("column_set_texts", self._handle, place, len(texts), *run_of(texts, "texts"))
 
     def evaluate(self, row: int, formula: str) -> Value:
         """The value of a formula as if it stood in the cell. Raises FormulaError where the formula
@@ -609,20 +621,14 @@ class Column(_library.Owner):
         return told
 
 
-def _typed(content: str | float | None) -> str:
-    """What somebody types."""
-    if content is None:
-        return ""
-    if isinstance(content, str):
-        return content
-    if isinstance(content, Real):
-        return repr(float(content))
-    raise TypeError(f"a cell takes a str or a number, not {type(content).__name__}")
-
-
-def _run(texts: Sequence[str], argument: str) -> tuple[bytes, int, int | None]:
-    run, ends = joined(texts, argument)
-    return run, len(run), address(ends) if ends is not None else None
+@lru_cache(maxsize=None)
+def _decimal_separator(locale: str) -> str:
+    if locale == "C":
+        return "."
+    column = Notebook(locale=locale).add_table("T").add_column("number")
+    column.table.add_rows(1)
+    column.set_numbers([0.5])
+    return column[0].text[1]
 
 
 def _formula_error(error: CallError, formula: str) -> FormulaError:
