@@ -8,7 +8,6 @@ import re
 from datetime import datetime
 from typing import Any, Callable, Iterable, Mapping
 
-import numpy
 import pandas
 
 from ._errors import Error, FormulaError
@@ -17,14 +16,15 @@ from ._notebook import Column, Notebook, Table, Type
 from ._results import Problem, formula_error_of
 from ._values import Value
 
-# What check() finds only where there are rows, or finds otherwise where there are none.
-_DEPENDS_ON_ROWS = {"failing", "no-number", "unusable-definition", "not-settled"}
+# What check() finds that depends on the rows.
+_OF_ROWS = {"failing", "no-number", "unusable-definition"}
 
 _TYPES: dict[type, Type] = {str: "string", bool: "boolean", datetime: "date"}
 
 _NO_NUMBER = re.compile(r'the value "(.*)" is not a number', re.DOTALL)
 
-# In so many rows is looked, before the rest, of which types computed columns are.
+# In so many rows is looked, before the rest, what is wrong with the formulas, and of which types
+# they are.
 _FIRST_ROWS = 64
 
 
@@ -55,11 +55,12 @@ def calculate(
         formulas, formats, definitions, functions, given.said["units"], missing, table_name, locale
     )
     calculation.types.update(given.said["types"])
+    table = calculation.compute(Given(frame.head(_FIRST_ROWS), attributes))
     if errors == "raise":
-        calculation.require_sound(given)
+        problems = table.notebook.check()
+        _raise_for(each for each in problems if each.code not in _OF_ROWS)
     if len(frame) > _FIRST_ROWS:
-        calculation.compute(Given(frame.head(_FIRST_ROWS), attributes))
-    table = calculation.compute(given)
+        table = calculation.compute(given)
     outputs = {name: Output(table.column(name)) for name in formulas}
     if errors == "raise":
         calculation.require_success(table, outputs, given)
@@ -90,13 +91,9 @@ class _Calculation:
         self._missing = missing
         self._table_name = table_name
         self._locale = locale
+        self._settled = True
         self._of_numbers: set[str] = set()
         self._all_formulas = "\n".join([*formulas.values(), *definitions.values()])
-
-    def require_sound(self, given: Given) -> None:
-        """Raises FormulaError where a formula is wrong whatever is in the rows."""
-        problems = self._empty_table(given.inputs()).notebook.check()
-        _raise_for(each for each in problems if each.code not in _DEPENDS_ON_ROWS)
 
     def compute(self, given: Given) -> Table:
         """All rows. A column of numbers whose results are none gets another type, and all is done
@@ -107,7 +104,7 @@ class _Calculation:
             table.add_rows(len(given.frame))
             for each in filter(self._may_be_read, inputs):
                 each.put_into(table.column(each.name), self._missing)
-            table.notebook.recalculate()
+            self._settled = table.notebook._settle()
             if not self._find_types(table):
                 return table
 
@@ -163,6 +160,8 @@ class _Calculation:
 
     def require_success(self, table: Table, outputs: dict[str, Output], given: Given) -> None:
         """Raises FormulaError where a formula fails for any other reason than a missing number."""
+        if not self._settled:
+            _raise_for(table.notebook.check())
         missing = {self._missing, "nan", "inf", "-inf"}
         for each in given.inputs():
             if each.type == "number" and not each.has_numbers:
@@ -173,9 +172,9 @@ class _Calculation:
             return match is not None and match[1] in missing
 
         for name, output in outputs.items():
-            failures = output.errors(None)
-            if failures is None:
+            if not output.is_error.any():
                 continue
+            failures = pandas.Series(output.errors(True))
             others = [each for each in failures.dropna().unique() if not is_of_missing_number(each)]
             if others:
                 problems = table.notebook.check()
@@ -223,7 +222,7 @@ def _append(
             label = name + ENDINGS[key]
             if label in made.columns or label in outputs:
                 raise Error("argument", "formulas", f"there would be two columns {label!r}")
-            made[label] = numpy.asarray(content)
+            made[label] = content
             attributes[key][name] = label
     attributes["units"].update(calculation.units)
     for key, told in attributes.items():

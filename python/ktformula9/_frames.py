@@ -83,7 +83,8 @@ class Input:
             series = series.map({True: "true", False: "false"})
         elif not self._is_of_texts:
             series = series.astype(object).where(series.notna(), none).map(str)
-        return series.astype(object).fillna(none).tolist()
+        texts: list[str] = series.astype(object).fillna(none).tolist()
+        return texts
 
 
 def _numbers_of(series: pandas.Series) -> Any:
@@ -94,10 +95,11 @@ def _dates_of(series: pandas.Series, name: str) -> list[str]:
     dates = pandas.to_datetime(series)
     if dates.dt.tz is not None:
         raise Error("argument", "frame", f"the dates of the column {name!r} have a time zone")
-    days = dates.to_numpy("datetime64[s]")
-    unit = "D" if (days == days.astype("datetime64[D]"))[~dates.isna()].all() else "s"
-    texts = pandas.Series(numpy.datetime_as_string(days, unit=unit))
-    return texts.where(dates.notna().to_numpy(), "").str.replace("T", " ").tolist()
+    moments: Any = dates.to_numpy("datetime64[s]")
+    texts = pandas.Series(numpy.datetime_as_string(moments))
+    texts = texts.where(dates.notna().to_numpy(), "").str.replace("T", " ").str.replace(" 00:00:00", "")
+    typed: list[str] = texts.tolist()
+    return typed
 
 
 def _names_of(frame: pandas.DataFrame) -> dict[str, Any]:
@@ -292,7 +294,7 @@ class Output:
     def content(self) -> Any:
         if self.type == "number":
             return numpy.where(self._origins == 0, numpy.nan, self._low)
-        texts = self.shown()
+        texts = pandas.Series(self.shown())
         if self.type == "boolean":
             values = texts.str.lower().map({"true": True, "false": False}).astype("boolean")
             return values.array if values.isna().any() else values.to_numpy(dtype=bool)
@@ -300,10 +302,10 @@ class Output:
             return pandas.to_datetime(texts, errors="coerce").to_numpy()
         return texts.to_numpy()
 
-    def shown(self) -> pandas.Series:
+    def shown(self) -> Any:
         """What the cells show; None for empty ones."""
-        texts = pandas.Series(self.texts(), dtype=object)
-        return texts.where(texts != "", None)
+        texts = numpy.array(self.texts(), dtype=object)
+        return _or_none(texts != "", texts)
 
     def high(self, wanted: bool | None) -> Any:
         is_range = self.type == "number" and (self._low < self._high).any()
@@ -315,7 +317,7 @@ class Output:
         if not (self.is_error.any() if wanted is None else wanted):
             return None
         texts = pandas.Series(self.texts(), dtype=object).str.slice(len("#Error: "))
-        return texts.where(self.is_error, None)
+        return _or_none(self.is_error, texts.to_numpy())
 
     def origins(self, wanted: bool | None) -> Any:
         is_typed = (self._origins == ORIGINS.index("typed")) | (
@@ -324,3 +326,9 @@ class Output:
         if not (self._column.formula and is_typed.any() if wanted is None else wanted):
             return None
         return pandas.Categorical.from_codes(self._origins, categories=list(ORIGINS))
+
+
+def _or_none(is_there: Any, contents: Any) -> Any:
+    made = numpy.full(len(contents), None, dtype=object)
+    made[is_there] = contents[is_there]
+    return made

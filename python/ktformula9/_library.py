@@ -452,8 +452,6 @@ def place_of(number: int, argument: str) -> int:
 # ---- Many at once.
 def doubles(numbers: Any) -> array[float]:
     """Anything that has numbers in it, taken over at once where it is a buffer of them."""
-    if isinstance(numbers, array) and numbers.typecode == "d":
-        return numbers
     taken = array("d")
     try:
         view = memoryview(numbers)

@@ -15,6 +15,7 @@ from ._library import (
     CallError,
     CellView,
     ColumnOptions,
+    RecalculationView,
     address,
     ask,
     ask_int,
@@ -43,6 +44,7 @@ from ._results import (
     problems_of,
     read_and_destroy,
     recalculation_of,
+    recalculation_view_of,
 )
 from ._values import Function, Value, read_value
 
@@ -226,6 +228,12 @@ class Notebook(_library.Owner):
         made = self._running("notebook_recalculate", self._handle, place_of(rounds, "rounds"))
         told: Recalculation = read_and_destroy("recalculation", recalculation_of, made)
         return told
+
+    def _settle(self) -> bool:
+        """Recalculates, and tells whether all cells came to rest."""
+        made = self._running("notebook_recalculate", self._handle, 0)
+        told: RecalculationView = read_and_destroy("recalculation", recalculation_view_of, made)
+        return bool(told.settled)
 
     def check(self) -> list[Problem]:
         """Recalculates, and gives all problems in the order of the notebook."""

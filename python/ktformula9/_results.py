@@ -74,8 +74,12 @@ class Recalculation:
     changed: list[Changed]
 
 
+def recalculation_view_of(handle: int) -> RecalculationView:
+    return ask("recalculation_get", RecalculationView(), handle)
+
+
 def recalculation_of(handle: int) -> Recalculation:
-    view = ask("recalculation_get", RecalculationView(), handle)
+    view = recalculation_view_of(handle)
     changed = []
     for index in range(view.columns):
         told = ask("recalculation_changed", ChangedView(), handle, index)
@@ -140,21 +144,16 @@ def problems_of(handle: int) -> list[Problem]:
 
 
 def _problem_of(view: ProblemView) -> Problem:
-    formula, place = str(view.formula), None
-    if view.start != ANY_NUMBER:
-        place = in_characters(formula, view.start, view.length)
+    start, length = _unless_none(view.start), _unless_none(view.length)
+    if start is not None and length is not None:
+        start, length = in_characters(str(view.formula), start, length)
     return Problem(
-        str(view.code),
-        SEVERITIES[view.severity],
-        str(view.table),
-        str(view.column),
-        str(view.definition),
-        _unless_none(view.row),
-        _unless_none(view.rows),
-        formula,
-        *(place or (None, None)),
-        str(view.message),
-        str(view.help),
+        **_texts_in(view),
+        severity=SEVERITIES[view.severity],
+        row=_unless_none(view.row),
+        rows=_unless_none(view.rows),
+        start=start,
+        length=length,
     )
 
 

@@ -39,7 +39,7 @@ def _date(days: float) -> Value:
         return math.nan
 
 
-_READ: dict[int, Callable[[ValueView], Value]] = {
+_READ: dict[int, Callable[[Any], Any]] = {
     0: lambda view: None,
     1: lambda view: view.min if not view.min < view.max else (view.min, view.max),
     2: lambda view: str(view.text),
@@ -53,7 +53,8 @@ _READ: dict[int, Callable[[ValueView], Value]] = {
 def read_value(name: str, *arguments: Any) -> Value:
     """The value that a call tells."""
     view = ask(name, ValueView(), *arguments)
-    return _READ[view.kind](view)
+    value: Value = _READ[view.kind](view)
+    return value
 
 
 def _write_value(target: int, value: Any) -> None:
@@ -119,7 +120,7 @@ class Function:
             least=least,
             most=most,
             help=encoded(help, "help"),
-            compute=_compute,
+            compute=_COMPUTE,
             context=self._number,
             takes_errors=takes_errors,
             is_pure=pure,
@@ -130,9 +131,8 @@ _numbers = count(1)
 _functions: weakref.WeakValueDictionary[int, Function] = weakref.WeakValueDictionary()
 
 
-@_library.COMPUTE
-def _compute(number: int, arguments: Any, given: int, target: int) -> int:
-    """What the library calls."""
+def _call_function(number: int, arguments: Any, given: int, target: int) -> int:
+    """Puts what the function of this number comes to into the target."""
     function = None
     try:
         function = _functions[number]
@@ -143,6 +143,10 @@ def _compute(number: int, arguments: Any, given: int, target: int) -> int:
             function.interruption = error
         _write_error(target, str(error) or type(error).__name__)
     return 0
+
+
+# What the library calls; it has to stay.
+_COMPUTE = _library.COMPUTE(_call_function)
 
 
 def _write_error(target: int, message: str) -> None:
