@@ -59,6 +59,8 @@ bool MayIncludeForeign(const std::string& folder) {
           folder != "notebook/c_interface");
 }
 bool IsForeign(const std::string& header) {
+  // C's standard library.
+  if (header == "stddef.h") return false;
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
 }
 

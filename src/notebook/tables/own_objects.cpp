@@ -117,25 +117,31 @@ class OwnGrid final : public ktformula::GridControl {
   std::u16string TypeName() const override { return u"TableControl"; }
 
   void WriteText(ktformula::TableCell& cell, std::u16string_view text, bool flag) override {
-    Begin(cell);
+    WriteText(PlaceOfCell(cell), text, flag);
+  }
+
+  void WriteText(const OwnCellPlace& place, std::u16string_view text, bool flag) {
+    Begin(place);
     const ContentView written = WrittenText(Property().Definition().type, text, flag);
     content_ = {std::u16string(written.text), written.min, written.max, {}};
   }
 
   void ClearNumber(ktformula::TableCell& cell) override {
-    Begin(cell);
+    Begin(PlaceOfCell(cell));
     content_.SetNumbers(0, 0);
   }
 
   void SetValue(ktformula::TableCell& cell, double value, std::u16string_view pattern,
                 std::u16string_view unit_name) override {
-    Begin(cell);
+    Begin(PlaceOfCell(cell));
     content_ = WrittenNumber(Property(), value, pattern, unit_name, table_.Parent().Units());
   }
 
-  void FinishCell(ktformula::TableCell& cell) override {
-    Begin(cell);
-    const OwnCellPlace place = *std::exchange(place_, std::nullopt);
+  void FinishCell(ktformula::TableCell& cell) override { Finish(PlaceOfCell(cell)); }
+
+  void Finish(const OwnCellPlace& place) {
+    Begin(place);
+    place_.reset();
     if (Put(place) && table_.Parent().changes != nullptr) {
       table_.Parent().changes->push_back(place);
     }
@@ -151,8 +157,7 @@ class OwnGrid final : public ktformula::GridControl {
     return {table_.Cells().Text(place.row, place.column), numbers.min, numbers.max, {}};
   }
 
-  void Begin(const ktformula::TableCell& cell) {
-    const OwnCellPlace place = PlaceOfCell(cell);
+  void Begin(const OwnCellPlace& place) {
     const std::uint64_t call = table_.Parent().Calls();
     if (place_ == place && call_ == call) return;
     place_.reset();
@@ -168,7 +173,7 @@ class OwnGrid final : public ktformula::GridControl {
     if (!is_marked && IsSame(content_)) return false;
     table_.Cells().Write(place.row, place.column, content_);
     const CellContent after = Read(place);
-    table_.Columns()[place.column]->NoteWritten(place.row, {after.min, after.max});
+    table_.Columns()[place.column]->NoteWritten(place.row, {after.min, after.max}, is_marked);
     return !IsSame(after);
   }
 
@@ -313,7 +318,8 @@ void OwnColumnObject::SetNumbers(std::size_t row, const OwnNumbers& numbers) con
   max_[row] = numbers.max;
 }
 
-void OwnColumnObject::NoteWritten(std::size_t row, const OwnNumbers& numbers) {
+void OwnColumnObject::NoteWritten(std::size_t row, const OwnNumbers& numbers, bool had_mark) {
+  if (had_mark) counted_in_call_ = 0;
   if (read_in_call_ == table_.Parent().Calls()) SetNumbers(row, numbers);
 }
 
@@ -336,16 +342,18 @@ bool OwnColumnObject::IsEntered(std::size_t row) const {
 }
 
 std::size_t OwnColumnObject::EnteredCount() const {
-  std::size_t count = 0;
+  if (counted_in_call_ == table_.Parent().Calls()) return entered_;
+  entered_ = 0;
   for (std::size_t row = 0; row < Count(); ++row)
-    count += IsEntered(row) ? 1 : 0;
-  return count;
+    entered_ += IsEntered(row) ? 1 : 0;
+  counted_in_call_ = table_.Parent().Calls();
+  return entered_;
 }
 
 void OwnColumnObject::WriteText(std::size_t row, std::u16string_view text, bool is_value) {
-  const Ref<ktformula::TableCell> cell = ObjectAt(row);
-  table_.Control()->WriteText(*cell, text, is_value);
-  table_.Control()->FinishCell(*cell);
+  auto& grid = static_cast<OwnGrid&>(*table_.Control());
+  grid.WriteText(OwnCellPlace{&table_, Index(), row}, text, is_value);
+  grid.Finish({&table_, Index(), row});
 }
 
 void OwnColumnObject::WriteNumbers(std::size_t first, std::span<const double> numbers) {

@@ -59,8 +59,9 @@ class OwnColumnObject final : public ktformula::TableProperty, private ktformula
   void Place(std::size_t index, Ref<NotebookProperty> property);
   // Cells of all others are gone.
   void KeepRows(std::span<const std::size_t> rows);
-  // The program took what was written into the row, and tells these numbers since.
-  void NoteWritten(std::size_t row, const OwnNumbers& numbers);
+  // The program took what was written into the row, and tells these numbers since; whether the cell
+  // had a mark before.
+  void NoteWritten(std::size_t row, const OwnNumbers& numbers, bool had_mark);
 
   std::u16string TypeName() const override { return u"TableProperty"; }
   Ref<ktformula::PropertyScope> Scope() override;
@@ -99,6 +100,9 @@ class OwnColumnObject final : public ktformula::TableProperty, private ktformula
   mutable std::uint64_t read_in_call_ = 0;
   mutable std::vector<double> min_;
   mutable std::vector<double> max_;
+  // How many cells were entered ones in the call of this number.
+  mutable std::uint64_t counted_in_call_ = 0;
+  mutable std::size_t entered_ = 0;
 };
 
 class OwnTableObject final : public ktformula::Table, private TableBinding {
