@@ -145,7 +145,7 @@ struct WorkersOnAServerTest : WorkersTest {
 };
 std::unique_ptr<PostgresServer> WorkersOnAServerTest::server;
 
-// One of the workers stands still with whatever it holds, and dies.
+// One of the workers stands still with whatever it holds, and dies; another is interrupted.
 TEST_F(WorkersOnAServerTest, FourWorkersOneOfWhichDiesAndAnEditor) {
   Outdated forms(url, folder.File("n.xml"),
                  "CREATE FUNCTION made() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN INSERT INTO "
@@ -167,6 +167,11 @@ TEST_F(WorkersOnAServerTest, FourWorkersOneOfWhichDiesAndAnEditor) {
   EXPECT_LT(forms.Current(), kForms);
   kill(workers.back(), SIGKILL);
   EXPECT_FALSE(Succeeds(workers.back()));
+  workers.pop_back();
+  kill(workers.back(), SIGINT);
+  int status = 0;
+  waitpid(workers.back(), &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == kExitInterrupted) << status;
   workers.pop_back();
   for (const pid_t worker : workers)
     EXPECT_TRUE(Succeeds(worker));

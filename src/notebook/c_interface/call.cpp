@@ -13,7 +13,6 @@ using ktformula9::Error;
 namespace {
 
 struct ErrorObject final : HandleObject {
-  static constexpr const char* kKind = "an error";
   ktf9_status status = KTF9_INTERNAL;
   std::string argument;
   std::string message;

@@ -10,14 +10,14 @@ HandleTable& HandleTable::Own() {
   return table;
 }
 
-HandleTable::Identity HandleTable::Add(std::shared_ptr<HandleObject> object) {
+HandleTable::Identity HandleTable::Add(const std::shared_ptr<HandleObject>& object) {
   while (true) {
     // Where pointers are short, numbers come around to those that are still in use.
     const Identity identity = next_.fetch_add(1);
     if (identity == 0) continue;
     Shard& shard = ShardOf(identity);
     const std::scoped_lock lock(shard.mutex);
-    if (shard.objects.try_emplace(identity, std::move(object)).second) return identity;
+    if (shard.objects.try_emplace(identity, object).second) return identity;
   }
 }
 

@@ -30,7 +30,7 @@ class HandleTable {
 
   static HandleTable& Own();
 
-  Identity Add(std::shared_ptr<HandleObject> object);
+  Identity Add(const std::shared_ptr<HandleObject>& object);
   // Empty for what is no handle now.
   std::shared_ptr<HandleObject> Find(Identity identity);
   // The object ends when the caller lets it go: outside all locks, for it may run foreign
@@ -71,8 +71,8 @@ std::shared_ptr<Object> Need(const void* handle, const char* argument) {
 
 // Makes a handle of an object.
 template <typename Handle>
-void Give(std::shared_ptr<HandleObject> object, Handle*& handle) {
-  handle = reinterpret_cast<Handle*>(HandleTable::Own().Add(std::move(object)));
+void Give(const std::shared_ptr<HandleObject>& object, Handle*& handle) {
+  handle = reinterpret_cast<Handle*>(HandleTable::Own().Add(object));
 }
 
 // Takes a handle out of use, unless it is nullptr.
@@ -88,7 +88,7 @@ void Destroy(const void* handle, const char* argument) {
 template <typename Handle>
 class PassingHandle {
  public:
-  explicit PassingHandle(std::shared_ptr<HandleObject> object) { Give(std::move(object), handle_); }
+  explicit PassingHandle(const std::shared_ptr<HandleObject>& object) { Give(object, handle_); }
   PassingHandle(PassingHandle&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
   PassingHandle(const PassingHandle&) = delete;
   PassingHandle& operator=(const PassingHandle&) = delete;
