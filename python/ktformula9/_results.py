@@ -222,7 +222,7 @@ class Explanation:
     story: str
 
     def __str__(self) -> str:
-        return self.story
+        return self.story.rstrip("\n")
 
 
 def explanation_of(handle: int) -> Explanation:

@@ -203,3 +203,12 @@ def test_results_are_those_of_python_to_the_last_bit():
     found = calculate(frame, {"c": "[a]/[b]*1000+[a]", "d": "[c]*3-[b]"})
     expected = frame.eval("c = a/b*1000+a").eval("d = c*3-b")
     pandas.testing.assert_frame_equal(found, expected, check_exact=True)
+
+
+def test_numbers_are_typed_as_texts_that_read_as_the_same(notebook):
+    bits = numpy.random.default_rng(3).integers(0, 2**64, 20_000, dtype="uint64").view("float64")
+    numbers = [*bits[numpy.isfinite(bits)], 5e-324, 2.2250738585072014e-308, 1e15, 1e16]
+    typed = notebook.add_table("T", frame_of(x=numbers))["x"]
+    assert typed.numbers().tolist() == numbers
+    read = notebook.add_table("U", frame_of(x=typed.texts()), types={"x": "number"})["x"]
+    assert read.numbers() == typed.numbers()

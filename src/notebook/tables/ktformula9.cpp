@@ -115,7 +115,11 @@ void Enter(EmbeddedNotebook& notebook, const NotebookCell& cell, std::string_vie
 class NewCells {
  public:
   NewCells(NotebookColumn& column, std::size_t first, std::size_t count)
-      : column_(column), typed_(column.TextsTypedIn(column.KeptIn())), mark_(column.TypedState()) {
+      : column_(column),
+        typed_(column.TextsTypedIn(column.KeptIn())),
+        mark_(column.TypedState()),
+        is_of_bare_numbers_(column.Definition().type == ktnotebook::DataType::kNumber &&
+                            column.Definition().unit == nullptr) {
     const std::size_t rows = column.Data().Count();
     if (first > rows || count > rows - first) {
       Refuse(Error::Kind::kNotFound, "first",
@@ -132,11 +136,21 @@ class NewCells {
     typed_.Enter(text, mark_, data_, row);
   }
 
+  // The text is the numbers' own.
+  void Type(std::size_t row, std::u16string_view text, double min, double max) {
+    if (!is_of_bare_numbers_ || !IsUsual(min) || !IsUsual(max) || min > max) return Type(row, text);
+    data_.SetContent(row, {text, min + 0.0, max + 0.0, {}});
+    data_.SetState(row, mark_.state, mark_.tag);
+  }
+
   void PutInto(EmbeddedNotebook& notebook) {
     notebook.Edits().ReplaceCells(column_, std::move(data_));
   }
 
  private:
+  // What its shortest text is surely read as.
+  static bool IsUsual(double number) { return std::isnormal(number) || number == 0; }
+
   void Copy(std::size_t from, std::size_t to) {
     std::u16string buffer;
     const ktnotebook::ColumnData& present = column_.Data();
@@ -149,6 +163,8 @@ class NewCells {
   NotebookColumn& column_;
   ktnotebook::TypedTexts typed_;
   ktnotebook::TypedMark mark_;
+  // So that texts of numbers need not be read.
+  bool is_of_bare_numbers_;
   ktnotebook::ColumnData data_;
 };
 
@@ -392,9 +408,11 @@ void Column::SetRanges(std::span<const double> min, std::span<const double> max,
     if (std::isnan(min[i]) || std::isnan(max[i])) {
       cells.Type(first + i, no_number);
     } else if (min[i] == max[i]) {
-      cells.Type(first + i, lower(min[i]));
+      cells.Type(first + i, lower(min[i]), min[i], max[i]);
     } else {
-      cells.Type(first + i, std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i])));
+      const std::u16string range =
+          std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i]));
+      cells.Type(first + i, range, min[i], max[i]);
     }
   }
   cells.PutInto(*notebook_);
