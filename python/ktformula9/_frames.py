@@ -60,7 +60,8 @@ class Input:
 
     def _type_of(self, inferred: str) -> Type:
         if inferred not in _TYPES_OF_INFERRED:
-            raise Error("argument", "types", f"the column {self.name!r} is {inferred}: {_WHICH_TYPE}")
+            what = f"the column {self.name!r} is {inferred}"
+            raise Error("argument", "types", f"{what}: {_WHICH_TYPE}")
         return _TYPES_OF_INFERRED[inferred]
 
     def put_into(self, column: Column, missing: str) -> None:
@@ -81,9 +82,8 @@ class Input:
             return _dates_of(series, self.name)
         elif self.type == "boolean":
             series = series.map({True: "true", False: "false"})
-        elif not self._is_of_texts:
-            series = series.astype(object).where(series.notna(), none).map(str)
-        texts: list[str] = series.astype(object).fillna(none).tolist()
+        filled = series.astype(object).where(series.notna(), none)
+        texts: list[str] = (filled if self._is_of_texts else filled.map(str)).tolist()
         return texts
 
 
@@ -97,8 +97,8 @@ def _dates_of(series: pandas.Series, name: str) -> list[str]:
         raise Error("argument", "frame", f"the dates of the column {name!r} have a time zone")
     moments: Any = dates.to_numpy("datetime64[s]")
     texts = pandas.Series(numpy.datetime_as_string(moments))
-    texts = texts.where(dates.notna().to_numpy(), "").str.replace("T", " ").str.replace(" 00:00:00", "")
-    typed: list[str] = texts.tolist()
+    texts = texts.where(dates.notna().to_numpy(), "")
+    typed: list[str] = texts.str.replace("T", " ").str.replace(" 00:00:00", "").tolist()
     return typed
 
 
@@ -123,15 +123,21 @@ class Given:
         self.frame = frame
         self.labels = _names_of(frame)
         self.said = {
-            key: dict(frame.attrs.get(key, {}) if value is None else value)
+            key: self._in_attrs(key) if value is None else dict(value)
             for key, value in attributes.items()
         }
         self._from_attrs = {key for key, value in attributes.items() if value is None}
-        told = {key: frame.attrs.get(key, {}) for key in ("errors", "texts", "origins")}
+        told = {key: self._in_attrs(key) for key in ("errors", "texts", "origins")}
         self._behind = {"ranges": self.said["ranges"], **told}
-        for key, columns in self._behind.items():
-            if key in attributes and attributes[key]:
-                self._require(key, {*columns, *columns.values()})
+        if attributes["ranges"]:
+            self._require("ranges", {*attributes["ranges"], *attributes["ranges"].values()})
+
+    def _in_attrs(self, key: str) -> dict[str, Any]:
+        """What was written there of columns that are there still."""
+        told = self.frame.attrs.get(key, {})
+        if key == "definitions":
+            return dict(told)
+        return {name: value for name, value in told.items() if name in self.labels}
 
     def require(self, keys: Sequence[str], others: Mapping[str, Any]) -> None:
         """Raises Error where something is said of columns that are not there."""

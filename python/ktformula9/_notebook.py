@@ -460,8 +460,8 @@ class Table(_library.Owner):
             in which cells are typed in.
 
         ``frame.attrs`` has dicts by columns: "units", "types", "formulas" and "formats", where
-        there is one; "definitions"; and "ranges", "errors", "texts" and "origins", the names of the columns that
-        stand behind.
+        there is one; and "ranges", "errors", "texts" and "origins", the names of the columns that
+        stand behind. "definitions" has those of the table.
         """
         from ._frames import to_frame
 

@@ -93,9 +93,11 @@ def _arity(function: Callable[..., Any]) -> tuple[int, int]:
     if any(each.kind == each.KEYWORD_ONLY and each.default is each.empty for each in parameters):
         raise TypeError("formulas give no arguments by keyword, which this function needs")
     placed = [
-        each for each in parameters if each.kind in (each.POSITIONAL_ONLY, each.POSITIONAL_OR_KEYWORD)
+        each.default
+        for each in parameters
+        if each.kind in (each.POSITIONAL_ONLY, each.POSITIONAL_OR_KEYWORD)
     ]
-    least = sum(each.default is each.empty for each in placed)
+    least = placed.count(inspect.Parameter.empty)
     takes_more = any(each.kind == each.VAR_POSITIONAL for each in parameters)
     return least, ANY_NUMBER if takes_more else len(placed)
 

@@ -43,6 +43,8 @@ def test_a_table_becomes_a_frame_and_comes_back(notebook, reactants):
     again = copy.to_frame().replace({"Moles_error": {'the value "nan" is not a number': frame["Moles_error"][2]}})
     pandas.testing.assert_frame_equal(again, frame)
     assert copy.definitions == {"total": "SUM([Mass])"} and again.attrs == frame.attrs
+    part = notebook.add_table("Part", frame[["Mass", "Note"]])
+    assert ([c.name for c in part], part["Mass"].unit) == (["Mass", "Note"], "g")
     exact = notebook.add_table("Exact", reactants.to_frame(texts=True))
     notebook.recalculate()
     assert [column.texts() for column in exact] == [column.texts() for column in reactants]
