@@ -280,6 +280,7 @@ static void TestBulk(void) {
   DONE(ktf9_column_errors(share, 0, kRows, errors, &error));
   CHECK(origins[0] == KTF9_TYPED && !errors[0] && errors[1] && !errors[kRows - 1]);
   FAILS(ktf9_column_numbers(share, 1, kRows, shares, NULL, &error), KTF9_NOT_FOUND, "count");
+  FAILS(ktf9_column_numbers(share, 1, (size_t)-1, shares, NULL, &error), KTF9_NOT_FOUND, "count");
   FAILS(ktf9_column_numbers(share, (size_t)-1, 2, shares, NULL, &error), KTF9_NOT_FOUND, "first");
   DONE(ktf9_notebook_destroy(notebook, &error));
   ktf9_column_destroy(given, NULL);
