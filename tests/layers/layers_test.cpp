@@ -59,7 +59,7 @@ bool MayIncludeForeign(const std::string& folder) {
           folder != "notebook/c_interface");
 }
 bool IsForeign(const std::string& header) {
-  // The standard library's too, in C.
+  // C's standard library.
   if (header == "stddef.h") return false;
   return header.find('.') != std::string::npos || header.find('/') != std::string::npos;
 }

@@ -82,8 +82,8 @@ TEST(Documentation, PagesShowExamplesAsTheyAre) {
   };
   const Row rows[] = {{"embedding.md", "vbs", "examples/embedding/client.vbs"},
                       {"embedding.md", "cpp", "examples/embedding/client.cpp"},
-                      {"embedding-own-cells.md", "cpp", "examples/cpp/own_cells.cpp"},
-                      {"embedding-own-cells.md", "text", "examples/cpp/own_cells.txt"}};
+                      {"embedding.md", "cpp", "examples/cpp/own_cells.cpp"},
+                      {"embedding.md", "text", "examples/cpp/own_cells.txt"}};
   for (const Row& row : rows) {
     const std::string page =
         ktnotebook::ReadWholeFile(KT_SOURCE_DIR "/docs/" + std::string(row.page));

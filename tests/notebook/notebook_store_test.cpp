@@ -107,7 +107,8 @@ TEST_F(NotebookStoreTest, TablesWithoutLocalesMeanCAndAreBroughtUpToDate) {
   Command({"import", File("n.xml")});
   const std::string exported = Command({"export", "G"});
   const auto database = OpenDatabase(File("n.db"), false);
-  database->Run("ALTER TABLE notebook_forms DROP COLUMN locale");
+  for (const std::string column : {"locale", "computed_with"})
+    database->Run("ALTER TABLE notebook_forms DROP COLUMN " + column);
   database->Run("UPDATE notebook_schema SET version = 1");
   const auto has_locale = [&] {
     return !database->Run("SELECT 1 FROM pragma_table_info('notebook_forms') WHERE name = 'locale'")

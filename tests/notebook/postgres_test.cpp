@@ -3,61 +3,15 @@
 #include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <thread>
 
 #include "notebook/files/file.h"
 #include "notebook/files/notebook_error.h"
-#include "notebook/program.h"
+#include "notebook/postgres_server.h"
 #include "notebook/store/notebook_store.h"
 
 namespace ktnotebook {
 namespace {
-
-// Runs a shell's command line in a process of its own.
-pid_t Start(const std::string& command) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-  _exit(127);
-}
-
-bool Succeeds(pid_t child) {
-  int status = 0;
-  return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
-void Check(const std::string& command, const std::string& failure) {
-  if (!Succeeds(Start(command))) throw NotebookError("no PostgreSQL server: " + failure);
-}
-
-// A server in a temporary folder that listens on a socket there and nowhere else.
-struct Server {
-  Server() {
-    Check("ls /usr/lib/postgresql/*/bin/postgres >/dev/null", "install the package postgresql");
-    // The server refuses to be root's. It ends with the test, even when that crashes.
-    const bool is_root = getuid() == 0;
-    const std::string user = is_root ? "--reuid postgres --regid postgres --init-groups " : "";
-    const std::string run = "cd " + folder.path + "; exec setpriv --pdeathsig INT " + user +
-                            "$(ls -d /usr/lib/postgresql/*/bin | tail -n 1)/";
-    if (is_root) Check("chown postgres " + folder.path, "its folder can not be given away");
-    Check(run + "initdb -U postgres -A trust -E UTF8 --no-locale -N data >/dev/null", "initdb");
-    process = Start(run + "postgres -F -h '' -k $PWD -D data >log 2>&1");
-    Check("cd " + folder.path + "; for i in $(seq 300); do sleep 0.1; " +
-              "grep -qs ready data/postmaster.pid && exit; done; cat log; exit 1",
-          "it does not start");
-  }
-  ~Server() {
-    kill(process, SIGINT);
-    waitpid(process, nullptr, 0);
-  }
-  std::string Url(const std::string& database) const {
-    return "postgresql://postgres@/" + database + "?host=" + folder.path;
-  }
-
-  TemporaryFolder folder;
-  pid_t process = 0;
-};
 
 constexpr std::string_view kNotebook = R"(<notebook><form name="F'; --">
   <table name="T&quot;$1" key="1"><property key="1" name="A\'" type="number"/>
@@ -76,7 +30,7 @@ constexpr std::string_view kNotebook = R"(<notebook><form name="F'; --">
   <table name="U" key="3"><property key="31" name="A" type="number"/></table></form></notebook>)";
 
 struct PostgresTest : ::testing::Test {
-  static void SetUpTestSuite() { server = std::make_unique<Server>(); }
+  static void SetUpTestSuite() { server = std::make_unique<PostgresServer>(); }
   static void TearDownTestSuite() { server.reset(); }
 
   PostgresTest() {
@@ -114,11 +68,11 @@ struct PostgresTest : ::testing::Test {
     return {all[0], all[1], all[2]};
   }
 
-  static std::unique_ptr<Server> server;
+  static std::unique_ptr<PostgresServer> server;
   TemporaryFolder folder;
   std::string url;
 };
-std::unique_ptr<Server> PostgresTest::server;
+std::unique_ptr<PostgresServer> PostgresTest::server;
 
 TEST_F(PostgresTest, BehavesAsADatabaseInAFile) {
   Command({"import", folder.File("n.xml")}, folder.File("n.db"));
@@ -148,7 +102,8 @@ TEST_F(PostgresTest, BehavesAsADatabaseInAFile) {
     EXPECT_EQ(Command(command, url), Command(command, folder.File("n.db"))) << command[0];
   EXPECT_NE(Command({"export", "F'; --"}, url).find("\\'n.d.'); --\\<"), std::string::npos);
   // Tables of before notebooks had a locale.
-  OpenDatabase(url, false)->Run("ALTER TABLE notebook_forms DROP COLUMN locale");
+  for (const std::string column : {"locale", "computed_with"})
+    OpenDatabase(url, false)->Run("ALTER TABLE notebook_forms DROP COLUMN " + column);
   OpenDatabase(url, false)->Run("UPDATE notebook_schema SET version = 1");
   EXPECT_EQ(Command({"export", "G"}, url), Command({"export", "G"}, folder.File("n.db")));
   WriteWholeFile(folder.File("de.xml"), "<notebook locale=\"de_DE\"><form name=\"H\"/></notebook>");

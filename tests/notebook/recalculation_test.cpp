@@ -367,7 +367,7 @@ TEST(Recalculation, EditsLeaveWhatACalculationFromScratchGives) {
     std::mt19937 random(seed);
     const auto pick = [&random](const auto& from) { return from[random() % from.size()]; };
     const std::shared_ptr<Database> database = OpenDatabase(":memory:", true);
-    NotebookStore store(database, true);
+    const NotebookStore store(database, true);
     Notebook first =
         TwoTables({{"A", pick(formulas[0])}, {"B", pick(formulas[1])}},
                   {{"A", pick(formulas[2])}, {"B", pick(formulas[2])}, {"D", pick(formulas[3])}});
@@ -380,8 +380,8 @@ TEST(Recalculation, EditsLeaveWhatACalculationFromScratchGives) {
       const NotebookCell cell = table.Rows()[random() % 3].CellAt(random() % 4);
       cell.Enter(pick(texts));
       ASSERT_TRUE(RecalculateForm(form, 8, &table).settled) << "seed " << seed;
-      store.SaveCells(form.Log().cells);
-      store.SaveCells(std::array{cell});
+      store.SaveRecalculated(form, form.Log().cells);
+      store.SaveRecalculated(form, std::array{cell});
     }
     const Notebook stored = store.Load(u"F");
     const std::string cells = CellsOf(stored);

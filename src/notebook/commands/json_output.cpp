@@ -293,6 +293,26 @@ std::string ProblemListJson(const std::vector<FormProblems>& forms) {
   return Dump(list);
 }
 
+std::string StoredRecalculationJson(const StoredRecalculationReport& report, std::int64_t forms,
+                                    std::int64_t current) {
+  Json recalculated = Json::array();
+  for (const auto& [name, settled, rounds] : report.recalculated)
+    recalculated.push_back({{"name", ToUtf8(name)}, {"settled", settled}, {"rounds", rounds}});
+  Json failed = Json::array();
+  for (const auto& [name, reason] : report.failed)
+    failed.push_back({{"name", ToUtf8(name)}, {"reason", reason}});
+  Json json = {
+      {"recalculated", recalculated}, {"failed", failed}, {"forms", forms}, {"current", current}};
+  if (!report.problems.empty()) {
+    Json& all = json["problems"] = Json::array();
+    for (const std::string& list : report.problems) {
+      for (Json& problem : Json::parse(list))
+        all.push_back(std::move(problem));
+    }
+  }
+  return Dump(json);
+}
+
 std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions) {
   Json json = Json::array();
   for (const ktformula::FunctionRow* function : functions) {

@@ -1,6 +1,7 @@
 // The JSON forms of what the command line prints, one line each.
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -37,6 +38,28 @@ struct FormReport {
 // Written row by row: the text of a large notebook is never in memory as a whole.
 void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
                     const std::vector<FormProblems>& problems = {});
+
+// What one process did of the recalculation of all forms of a database.
+struct StoredRecalculationReport {
+  struct Form {
+    std::u16string name;
+    bool settled = false;
+    int rounds = 0;
+  };
+  struct Failure {
+    std::u16string name;
+    // In UTF-8.
+    std::string reason;
+  };
+  std::vector<Form> recalculated;
+  std::vector<Failure> failed;
+  // For each form with problems what ProblemListJson gives.
+  std::vector<std::string> problems;
+};
+
+// With the numbers of all forms and of those that are current.
+std::string StoredRecalculationJson(const StoredRecalculationReport& report, std::int64_t forms,
+                                    std::int64_t current);
 
 // What users are told about functions.
 std::string FunctionsJson(const std::vector<const ktformula::FunctionRow*>& functions);

@@ -44,14 +44,16 @@ RecalculationResult RecalculateAndReport(NotebookForm& form, std::optional<int> 
     const ProgressLine progress(form, console);
     result = RecalculateForm(form, rounds.value_or(RoundLimit(form)), first);
   });
-  if (!result.settled) {
-    console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
-                std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));
-  }
+  SayUnsettled(form, result, console);
   return result;
 }
 
-namespace {
+void SayUnsettled(const NotebookForm& form, const RecalculationResult& result,
+                  const Console& console) {
+  if (result.settled) return;
+  console.Say("warning: form " + Quoted(form.Name()) + " has not settled after " +
+              std::to_string(result.rounds) + (result.rounds == 1 ? " round" : " rounds"));
+}
 
 std::size_t CountErrors(const NotebookForm& form) {
   std::size_t count = 0;
@@ -66,6 +68,13 @@ std::size_t CountErrors(const NotebookForm& form) {
   }
   return count;
 }
+
+void SayErrors(std::size_t count, const Console& console) {
+  if (count == 0) return;
+  console.Say(std::to_string(count) + (count == 1 ? " cell shows" : " cells show") + " an error");
+}
+
+namespace {
 
 void PrintForms(const std::vector<Ref<NotebookForm>>& forms, Console& console) {
   const char* separator = "";
@@ -140,16 +149,18 @@ Notebook LoadForm(const StoreOptions& options) {
   return store.Load(ArgumentText(options.target));
 }
 
-// The forms of the database that an address may mean: to be asked, or locked against other writers
-// until the change to one of them is committed.
+// The forms of the database that an address may mean: to be asked, or locked against others who
+// would change them until the change to one of them is committed.
 class FormChange {
  public:
   FormChange(const StoreOptions& options, Console& console, TransactionKind kind)
       : console_(console),
         is_json_(options.json),
         store_(OpenDatabase(options.database, false), false),
-        transaction_(store_.Connection(), kind),
-        notebook_(store_.Load(FindFormNames(store_.FormNames(), ArgumentText(options.target)))) {
+        transaction_(store_.Connection(), kind) {
+    const Names names = FindFormNames(store_.FormNames(), ArgumentText(options.target));
+    notebook_ =
+        kind == TransactionKind::kReading ? store_.Load(names) : store_.LoadForChange(names);
     for (const Ref<NotebookForm>& form : notebook_.forms) {
       form->Log().keep_cells = true;
     }
@@ -172,7 +183,7 @@ class FormChange {
     std::vector<NotebookCell>& cells = form.Log().cells;
     cells.insert(cells.end(), set.begin(), set.end());
     const std::vector<NotebookCell> changed = InFormOrder(cells);
-    store_.SaveCells(changed);
+    store_.SaveRecalculated(form, changed);
     transaction_.Commit();
     console_.SetDone("the form " + Quoted(form.Name()) + " is changed");
     const std::vector<FormProblems> problems{ProblemsOf(form, *notebook_.framework, result)};
@@ -220,7 +231,8 @@ void PrintFormulaJson(const NotebookTable& table, TextField owner,
 }
 
 TransactionKind KindOf(const StoreOptions& options) {
-  return options.value || options.format ? TransactionKind::kWriting : TransactionKind::kReading;
+  return options.value || options.format ? TransactionKind::kChangingForms
+                                         : TransactionKind::kReading;
 }
 
 }  // namespace
@@ -257,10 +269,7 @@ int Recalculate(const RecalculateOptions& options, Console& console) {
   }
   console.out.flush();
   SayProblems(problems, console);
-  if (errors > 0) {
-    console.Say(std::to_string(errors) + (errors == 1 ? " cell shows" : " cells show") +
-                " an error");
-  }
+  SayErrors(errors, console);
   const bool is_bad = errors > 0 || HaveErrors(problems);
   return options.strict && is_bad ? kExitErrorsShown : kExitDone;
 }
@@ -274,10 +283,12 @@ int Import(const StoreOptions& options, Console& console) {
     const RecalculationResult result = RecalculateAndReport(*form, std::nullopt, console);
     problems.push_back(ProblemsOf(*form, *notebook.framework, result));
   }
-  NotebookStore store(OpenDatabase(options.database, true), true);
-  Transaction transaction(store.Connection());
-  for (const Ref<NotebookForm>& form : notebook.forms)
+  const NotebookStore store(OpenDatabase(options.database, true), true);
+  Transaction transaction(store.Connection(), store.KindOfAdding());
+  for (const Ref<NotebookForm>& form : notebook.forms) {
     store.Add(notebook, *form);
+    store.SaveRecalculated(*form, {});
+  }
   transaction.Commit();
   console.SetDone(options.target + " is imported");
   std::vector<std::u16string> names;
@@ -309,7 +320,10 @@ int Export(const StoreOptions& options, Console& console) {
 
 int List(const StoreOptions& options, Console& console) {
   const NotebookStore store(OpenDatabase(options.database, false), false);
-  const std::vector<std::u16string> names = store.FormNames();
+  const std::vector<std::u16string> names =
+      options.is_outdated
+          ? NamesOf(store.OutdatedForms(), [](const auto& form) { return form.name; })
+          : store.FormNames();
   if (options.json) {
     console.out << NameListJson(names) << '\n';
   } else {
@@ -330,7 +344,7 @@ int Show(const StoreOptions& options, Console& console) {
 }
 
 int SetCell(const StoreOptions& options, Console& console) {
-  FormChange change(options, console, TransactionKind::kWriting);
+  FormChange change(options, console, TransactionKind::kChangingForms);
   const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
   const ktformula::Locale& locale = console.style.locale;

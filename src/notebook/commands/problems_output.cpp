@@ -42,12 +42,7 @@ std::string Counted(std::size_t count, const std::string& noun) {
 }
 
 // "2 problems: 1 error, 1 note".
-std::string CountText(const std::vector<FormProblems>& forms) {
-  std::array<std::size_t, 3> counts{};
-  for (const FormProblems& form : forms) {
-    for (const Problem& problem : form.problems)
-      ++counts[static_cast<std::size_t>(problem.severity)];
-  }
+std::string CountText(const std::array<std::size_t, 3>& counts) {
   std::string text;
   for (const Severity severity : {Severity::kError, Severity::kWarning, Severity::kNote}) {
     const std::size_t count = counts[static_cast<std::size_t>(severity)];
@@ -55,7 +50,16 @@ std::string CountText(const std::vector<FormProblems>& forms) {
     text += text.empty() ? ": " : ", ";
     text += Counted(count, ToUtf8(ktformula::SeverityText(severity)));
   }
-  return Counted(CountProblems(forms), "problem") + text;
+  return Counted(counts[0] + counts[1] + counts[2], "problem") + text;
+}
+
+std::array<std::size_t, 3> CountBySeverity(const std::vector<FormProblems>& forms) {
+  std::array<std::size_t, 3> counts{};
+  for (const FormProblems& form : forms) {
+    for (const Problem& problem : form.problems)
+      ++counts[static_cast<std::size_t>(problem.severity)];
+  }
+  return counts;
 }
 
 std::string HeadOf(const Problem& problem) {
@@ -212,36 +216,50 @@ std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyl
     for (const Problem& problem : form.problems)
       text += ProblemText(problem, *form.form, style) + "\n";
   }
-  return text + CountText(forms) + "\n";
+  return text + CountText(CountBySeverity(forms)) + "\n";
+}
+
+void ProblemSummary::Add(const FormProblems& form) {
+  for (const Problem& problem : form.problems) {
+    ++counts_[static_cast<std::size_t>(problem.severity)];
+    if (first_few_.size() == kFirstFew) continue;
+    const std::string help = problem.help.empty() ? "" : "; " + ToUtf8(problem.help);
+    first_few_.push_back(HeadOf(problem) + MessageOf(problem, *form.form) + help);
+  }
+}
+
+bool ProblemSummary::HasErrors() const {
+  return counts_[static_cast<std::size_t>(Severity::kError)] > 0;
+}
+
+void ProblemSummary::Say(const Console& console) const {
+  const std::size_t count = counts_[0] + counts_[1] + counts_[2];
+  if (count == 0) return;
+  console.Say(CountText(counts_));
+  for (const std::string& line : first_few_)
+    console.Say("  " + line);
+  if (count > kFirstFew)
+    console.Say("  and " + std::to_string(count - kFirstFew) + " more: see check");
 }
 
 void SayProblems(std::vector<FormProblems> forms, const Console& console,
                  const ProblemTest& is_edited) {
   bool is_broken = false;
+  ProblemSummary summary;
   for (FormProblems& form : forms) {
     std::erase_if(form.problems, [](const Problem& problem) {
       return problem.code == ktformula::ProblemCode::kUnread;
     });
-    if (!is_edited) continue;
-    const auto others =
-        std::stable_partition(form.problems.begin(), form.problems.end(), is_edited);
-    is_broken |= std::any_of(form.problems.begin(), others, [](const Problem& problem) {
-      return problem.severity == Severity::kError;
-    });
-  }
-  const std::size_t count = CountProblems(forms);
-  if (count == 0) return;
-  console.Say(CountText(forms));
-  std::size_t said = 0;
-  for (const FormProblems& form : forms) {
-    for (const Problem& problem : form.problems) {
-      if (said++ == kFirstFew) break;
-      const std::string help = problem.help.empty() ? "" : "; " + ToUtf8(problem.help);
-      console.Say("  " + HeadOf(problem) + MessageOf(problem, *form.form) + help);
+    if (is_edited) {
+      const auto others =
+          std::stable_partition(form.problems.begin(), form.problems.end(), is_edited);
+      is_broken |= std::any_of(form.problems.begin(), others, [](const Problem& problem) {
+        return problem.severity == Severity::kError;
+      });
     }
+    summary.Add(form);
   }
-  if (count > kFirstFew)
-    console.Say("  and " + std::to_string(count - kFirstFew) + " more: see check");
+  summary.Say(console);
   if (is_broken) console.Say("note: what was entered is saved all the same");
 }
 

@@ -1,6 +1,7 @@
 // Problems as the command line tells them.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <string>
 #include <vector>
@@ -39,6 +40,22 @@ std::optional<std::u16string> RowIdOf(const ktformula::Problem& problem);
 
 // Each with its place, the line of the formula and a likely mend; at the end how many there are.
 std::string ProblemsText(const std::vector<FormProblems>& forms, const TableStyle& style);
+
+// How many problems there are, and the first few, a line for each, of forms that need not be in
+// memory together.
+class ProblemSummary {
+ public:
+  void Add(const FormProblems& form);
+  // Whether one has the severity error.
+  bool HasErrors() const;
+  // On the message side; nothing when there are none.
+  void Say(const Console& console) const;
+
+ private:
+  // By severity.
+  std::array<std::size_t, 3> counts_{};
+  std::vector<std::string> first_few_;
+};
 
 // On the message side: how many there are, and the first few, a line for each. Values that were not
 // read are told by the notebook's notes. Problems of what was edited come first, and when there

@@ -13,6 +13,7 @@ namespace {
 // Work that is done sooner shows nothing.
 constexpr std::chrono::milliseconds kPatience{500};
 constexpr std::chrono::milliseconds kBetweenLines{100};
+constexpr std::chrono::seconds kBetweenStates{1};
 constexpr std::string_view kClearLine = "\r\x1b[K";
 
 // The cells that listeners compute, those that were typed in left out.
@@ -52,6 +53,20 @@ void ProgressLine::Show() {
   if (log.round > 1) console_.err << ", round " << log.round;
   console_.err << ": " << std::min<std::uint64_t>(share, 100) << " %" << std::flush;
   next_ = Clock::now() + kBetweenLines;
+}
+
+StatusLine::StatusLine(std::function<std::string()> text, const Console& console)
+    : text_(std::move(text)), console_(console), next_(Clock::now() + kPatience) {}
+
+void StatusLine::Tick() {
+  CheckInterruption();
+  if (!console_.shows_progress || Clock::now() < next_) return;
+  console_.err << kClearLine << text_() << std::flush;
+  next_ = Clock::now() + kBetweenStates;
+}
+
+void StatusLine::Clear() const {
+  if (console_.shows_progress) console_.err << kClearLine << std::flush;
 }
 
 }  // namespace ktnotebook

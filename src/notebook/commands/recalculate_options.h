@@ -11,6 +11,8 @@ namespace ktnotebook {
 
 struct RecalculateOptions {
   std::string file;
+  // All forms of this database instead of a file.
+  std::optional<std::string> database;
   std::string output;
   bool json = false;
   bool strict = false;
@@ -20,6 +22,10 @@ struct RecalculateOptions {
   // Of CSV files that are written.
   bool is_spreadsheet_safe = false;
 };
+
+// Recalculates the forms of the database whose results are not known to be current, together with
+// whoever else does. A form that can not be is told, and makes the exit status kExitFailed.
+int RecalculateStored(const RecalculateOptions& options, Console& console);
 
 // Gives the exit status. Throws NotebookError for input that is refused.
 int Recalculate(const RecalculateOptions& options, Console& console);

@@ -57,13 +57,15 @@ void AddExport(CommandSet& commands) {
 }
 
 void AddList(CommandSet& commands) {
-  Add(commands,
-      {"list",
-       "list the forms in the database",
-       {kImport,
-        {"ktnotebook list", "prints a name on each line"},
-        {"ktnotebook list --json", "prints them as JSON"}}},
-      "", "", &List);
+  const auto [command, options] = Add(commands,
+                                      {"list",
+                                       "list the forms in the database",
+                                       {kImport,
+                                        {"ktnotebook list", "prints a name on each line"},
+                                        {"ktnotebook list --json", "prints them as JSON"}}},
+                                      "", "", &List);
+  command->add_flag("--outdated", options->is_outdated,
+                    "those alone that \"recalculate --all\" would recalculate");
 }
 
 void AddShow(CommandSet& commands) {

@@ -16,6 +16,8 @@ struct StoreOptions {
   std::optional<std::string> value;
   std::optional<std::string> format;
   std::string output;
+  // Of the list: forms alone whose results are not known to be current.
+  bool is_outdated = false;
   bool json = false;
 };
 

@@ -123,19 +123,22 @@ class DatabaseKeeper final : public Keeper {
  public:
   DatabaseKeeper(const StructureOptions& options, bool may_be_new)
       : store_(OpenDatabase(options.database, may_be_new), may_be_new),
-        transaction_(store_.Connection()) {
-    notebook = store_.Load(
-        may_be_new ? Names() : FindFormNames(store_.FormNames(), ArgumentText(options.target)));
+        transaction_(store_.Connection(),
+                     may_be_new ? store_.KindOfAdding() : TransactionKind::kChangingForms) {
+    if (may_be_new) return;
+    notebook =
+        store_.LoadForChange(FindFormNames(store_.FormNames(), ArgumentText(options.target)));
   }
 
   void SaveNew(NotebookForm& form) override {
     store_.Add(notebook, form);
+    store_.SaveRecalculated(form, {});
     transaction_.Commit();
   }
   void Save(NotebookForm& form, std::u16string_view old_name,
             const std::vector<NotebookCell>& changed) override {
     store_.SaveStructure(notebook, form, old_name);
-    store_.SaveCells(changed);
+    store_.SaveRecalculated(form, changed);
     transaction_.Commit();
   }
   void SaveRemoved(std::u16string_view name) override {

@@ -53,6 +53,11 @@ void NotebookFramework::UseClasses(ListenerClasses classes) {
   UsedClasses() = classes ? std::move(classes) : ListenerClasses(&CreateOwnListener);
 }
 
+bool NotebookFramework::HasOwnClasses() {
+  auto* const* const used = UsedClasses().target<decltype(&CreateOwnListener)>();
+  return used != nullptr && *used == &CreateOwnListener;
+}
+
 Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
     std::u16string_view program_identifier) {
   Ref<ktformula::IKtFieldListener> listener = CreateListener(program_identifier);

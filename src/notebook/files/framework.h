@@ -41,6 +41,8 @@ class NotebookFramework final : public ktformula::HostFramework {
   // Where all frameworks of this program take their listeners from, until it is called again; with
   // an empty function, as in the beginning, from the component within this program.
   static void UseClasses(ListenerClasses classes);
+  // Whether they take them from the component within this program.
+  static bool HasOwnClasses();
 
   // A new listener of the class. Throws NotebookError when the class is unknown.
   ktformula::Ref<ktformula::IKtFieldListener> NeedListener(std::u16string_view program_identifier);

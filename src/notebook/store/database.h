@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/database.h"
+#include "notebook/files/notebook_error.h"
 
 namespace ktnotebook {
 
@@ -20,15 +21,30 @@ struct DbResult {
   std::vector<std::vector<DbValue>> rows;
 };
 
+// Whoever takes several locks takes them in this order, so that nobody waits in a ring: the
+// transaction's own, then forms by rising keys (Locking), then the names (LockNames).
 enum class TransactionKind {
   // Sees one state of the database, whatever others write meanwhile.
   kReading,
-  // No other writer can come between.
-  kWriting,
+  // Changes forms that it locks, or adds some. Several may be under way at once where the database
+  // can lock rows; elsewhere one waits for the other.
+  kChangingForms,
+  // No other writer can come between: for what all forms have in common.
+  kAlone,
+};
+
+// What to do about rows that another transaction has locked.
+enum class RowLock { kWait, kSkip };
+
+// A lock that others held for too long. Nothing has changed.
+class DatabaseBusy final : public NotebookError {
+ public:
+  using NotebookError::NotebookError;
 };
 
 // One connection. Statements are UTF-8 and number their parameters $1, $2, ... in the order in
-// which they first occur. What fails throws NotebookError with the database's own message.
+// which they first occur. What fails throws NotebookError with the database's own message, and
+// DatabaseBusy when others hold a lock for more than 10 seconds.
 class Database {
  public:
   virtual ~Database() = default;
@@ -45,6 +61,13 @@ class Database {
   virtual void CreateSequence(std::string_view name) = 0;
   virtual ktformula::Ref<ktformula::DatabaseHelper> Helper() = 0;
   virtual void Begin(TransactionKind kind) = 0;
+  // The end of a SELECT that locks its rows until the transaction ends; "" where a transaction that
+  // writes is the only one.
+  virtual std::string_view Locking(RowLock) const noexcept { return ""; }
+  // Until the transaction ends nobody else takes a name of a form or a new key.
+  virtual void LockNames() {}
+  // Between two transactions of a long work: lets those who wait have their turn.
+  virtual void GiveWay() {}
   void Commit() { Run("COMMIT"); }
   void Rollback() { Run("ROLLBACK"); }
 };
@@ -52,8 +75,7 @@ class Database {
 // A transaction; what is not committed when it goes out of scope never happened.
 class Transaction {
  public:
-  explicit Transaction(Database& database, TransactionKind kind = TransactionKind::kWriting)
-      : database_(database) {
+  Transaction(Database& database, TransactionKind kind) : database_(database) {
     database_.Begin(kind);
   }
   Transaction(const Transaction&) = delete;

@@ -9,6 +9,7 @@
 #include "notebook/files/listener_face.h"
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/utf.h"
+#include "notebook/store/computed_with.h"
 #include "values/raised_error.h"
 #include "values/text.h"
 
@@ -16,15 +17,20 @@ namespace ktnotebook {
 
 namespace {
 
-// Version 1 had no locales: its texts and formulas are those of the locale "C".
-constexpr std::int64_t kSchemaVersion = 2;
+// Version 1 had no locales: its texts and formulas are those of the locale "C". Version 2 did not
+// tell what results were computed with.
 constexpr std::int64_t kVersionWithoutLocales = 1;
+constexpr std::array<std::string_view, 2> kSteps{
+    "ALTER TABLE notebook_forms ADD COLUMN locale TEXT NOT NULL DEFAULT 'C'",
+    "ALTER TABLE notebook_forms ADD COLUMN computed_with TEXT",
+};
+constexpr std::int64_t kSchemaVersion = kVersionWithoutLocales + kSteps.size();
 
 // "@key" stands for the database's type of a key that numbers itself.
 constexpr std::array<std::string_view, 11> kTables{
     "CREATE TABLE notebook_schema(version INTEGER NOT NULL)",
     "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE, "
-    "locale TEXT NOT NULL DEFAULT 'C')",
+    "locale TEXT NOT NULL DEFAULT 'C', computed_with TEXT)",
     // table_key is the key in the notebook file; content is a structure's or text field's text.
     "CREATE TABLE notebook_fields(field_key @key, form_key INTEGER NOT NULL, "
     "position INTEGER NOT NULL, kind TEXT NOT NULL, name TEXT NOT NULL, "
@@ -51,6 +57,29 @@ constexpr std::array<std::string_view, 11> kTables{
     "CREATE INDEX notebook_fields_of_form ON notebook_fields(form_key)",
     "CREATE INDEX ELN_field_listeners_of_field ON ELN_field_listeners(field_key)",
 };
+
+// Whether a form's results are not known to be what this program, $1, computes.
+constexpr std::string_view kIsOutdated = "(computed_with IS NULL OR computed_with <> $1)";
+
+// Cells are written many at a time: each statement is a message to the server and back.
+constexpr std::size_t kCellsTogether = 50;
+constexpr std::size_t kCellColumns = 9;
+
+// Writes so many cells, whether they are there already or not.
+std::string CellsStatement(std::size_t count) {
+  std::string rows;
+  for (std::size_t value = 0; value < count * kCellColumns; ++value) {
+    const bool is_first = value % kCellColumns == 0;
+    if (is_first) rows += rows.empty() ? "(" : "), (";
+    rows += (is_first ? "$" : ", $") + std::to_string(value + 1);
+  }
+  return "INSERT INTO notebook_cells(field_key, row_position, property_key, text, min_number, "
+         "max_number, unit, state, tag) VALUES" +
+         rows +
+         ") ON CONFLICT(field_key, row_position, property_key) DO UPDATE SET text = excluded.text, "
+         "min_number = excluded.min_number, max_number = excluded.max_number, "
+         "unit = excluded.unit, state = excluded.state, tag = excluded.tag";
+}
 
 std::string WithKeyType(std::string_view sql, std::string_view key_type) {
   std::string statement(sql);
@@ -118,6 +147,16 @@ std::u16string ContentOf(const NotebookField& field) {
   return field.TextField() ? field.TextField()->Text() : std::u16string();
 }
 
+// The values of a cell's row, in the order of the statement's columns.
+void AppendCell(std::vector<DbValue>& values, const NotebookCell& cell) {
+  const NotebookRow row = cell.OwningRow();
+  const CellContent content = cell.Content();
+  values.insert(values.end(),
+                {Integer(row.Parent().OwnField().Key()), Integer(row.Position()),
+                 Integer(cell.Definition().key), Text(content.text), Number(content.min),
+                 Number(content.max), Text(content.unit), Text(cell.State()), Text(cell.Tag())});
+}
+
 bool IsWorthStoring(const NotebookCell& cell) {
   return !cell.Text().empty() || !cell.State().empty() || !cell.Tag().empty();
 }
@@ -136,7 +175,7 @@ NotebookStore::NotebookStore(std::shared_ptr<Database> database, bool create)
 }
 
 void NotebookStore::CreateTables() const {
-  Transaction transaction(*database_);
+  Transaction transaction(*database_, TransactionKind::kAlone);
   // Another process may have been faster.
   if (database_->HasTable("notebook_schema")) return;
   for (const std::string_view sql : kTables) {
@@ -150,16 +189,25 @@ void NotebookStore::CreateTables() const {
 std::int64_t NotebookStore::SchemaVersion() const {
   const DbResult found = database_->Run("SELECT version FROM notebook_schema");
   const std::int64_t version = found.rows.empty() ? 0 : ToInteger(found.rows[0][0]);
-  if (version != kSchemaVersion && version != kVersionWithoutLocales) {
+  if (version < kVersionWithoutLocales || version > kSchemaVersion) {
     throw NotebookError("the database was written by another version of this program");
   }
   return version;
 }
 
-void NotebookStore::NeedLocales() const {
-  if (SchemaVersion() == kSchemaVersion) return;
-  database_->Run("ALTER TABLE notebook_forms ADD COLUMN locale TEXT NOT NULL DEFAULT 'C'");
-  database_->Run("UPDATE notebook_schema SET version = $1", {kSchemaVersion});
+bool NotebookStore::IsUpToDate() const {
+  return SchemaVersion() == kSchemaVersion;
+}
+
+void NotebookStore::BringUpToDate() const {
+  for (std::int64_t version = SchemaVersion(); version < kSchemaVersion; ++version) {
+    database_->Run(kSteps[static_cast<std::size_t>(version - kVersionWithoutLocales)]);
+    database_->Run("UPDATE notebook_schema SET version = $1", {version + 1});
+  }
+}
+
+TransactionKind NotebookStore::KindOfAdding() const {
+  return IsUpToDate() ? TransactionKind::kChangingForms : TransactionKind::kAlone;
 }
 
 std::vector<std::u16string> NotebookStore::FormNames() const {
@@ -171,6 +219,7 @@ std::vector<std::u16string> NotebookStore::FormNames() const {
 }
 
 NotebookStore::Keys NotebookStore::LargestKeys() const {
+  database_->LockNames();
   return {
       ToInteger(database_->Run("SELECT MAX(table_key) FROM notebook_fields").rows[0][0]),
       ToInteger(database_->Run("SELECT MAX(property_key) FROM notebook_properties").rows[0][0])};
@@ -183,9 +232,10 @@ void NotebookStore::RefuseTaken(std::u16string_view form_name) const {
   }
 }
 
-void NotebookStore::Add(Notebook& notebook, NotebookForm& form) {
+void NotebookStore::Add(Notebook& notebook, NotebookForm& form) const {
+  database_->LockNames();
   RefuseTaken(form.Name());
-  NeedLocales();
+  BringUpToDate();
   const DbResult inserted =
       database_->Run("INSERT INTO notebook_forms(name, locale) VALUES($1, $2) RETURNING form_key",
                      {Text(form.Name()), Text(form.OwnLocale().name)});
@@ -259,7 +309,9 @@ void NotebookStore::SaveListeners(Notebook& notebook, const NotebookTable& table
 void NotebookStore::SaveStructure(Notebook& notebook, NotebookForm& form,
                                   std::u16string_view stored_name) const {
   const std::int64_t form_key = FormKey(stored_name);
+  SetComputedWith(nullptr, "form_key = $2", Integer(form_key));
   if (form.Name() != stored_name) {
+    database_->LockNames();
     RefuseTaken(form.Name());
     database_->Run("UPDATE notebook_forms SET name = $1 WHERE form_key = $2",
                    {Text(form.Name()), Integer(form_key)});
@@ -334,19 +386,31 @@ void NotebookStore::Remove(std::u16string_view form_name) const {
   database_->Run("DELETE FROM notebook_forms WHERE form_key = $1", {form_key});
 }
 
+void NotebookStore::SaveRecalculated(const NotebookForm& form,
+                                     std::span<const NotebookCell> cells) const {
+  SaveCells(cells);
+  SetComputedWith(ComputedWith(), "name = $2", Text(form.Name()));
+}
+
+void NotebookStore::SetComputedWith(const DbValue& what, const std::string& form_condition,
+                                    const DbValue& value) const {
+  if (!IsUpToDate()) return;
+  database_->Run("UPDATE notebook_forms SET computed_with = $1 WHERE " + form_condition,
+                 {what, value});
+}
+
 void NotebookStore::SaveCells(std::span<const NotebookCell> cells) const {
-  for (const NotebookCell& cell : cells) {
-    const NotebookTable& table = cell.OwningRow().Parent();
-    const CellContent content = cell.Content();
-    database_->Run(
-        "INSERT INTO notebook_cells(field_key, row_position, property_key, text, min_number, "
-        "max_number, unit, state, tag) VALUES($1, $2, $3, $4, $5, $6, $7, $8, $9) "
-        "ON CONFLICT(field_key, row_position, property_key) DO UPDATE SET text = excluded.text, "
-        "min_number = excluded.min_number, max_number = excluded.max_number, "
-        "unit = excluded.unit, state = excluded.state, tag = excluded.tag",
-        {Integer(table.OwnField().Key()), Integer(cell.OwningRow().Position()),
-         Integer(cell.Definition().key), Text(content.text), Number(content.min),
-         Number(content.max), Text(content.unit), Text(cell.State()), Text(cell.Tag())});
+  static const std::string one = CellsStatement(1);
+  static const std::string many = CellsStatement(kCellsTogether);
+  while (!cells.empty()) {
+    const bool are_many = cells.size() >= kCellsTogether;
+    const std::size_t count = are_many ? kCellsTogether : 1;
+    std::vector<DbValue> values;
+    values.reserve(count * kCellColumns);
+    for (const NotebookCell& cell : cells.first(count))
+      AppendCell(values, cell);
+    database_->Run(are_many ? many : one, values);
+    cells = cells.subspan(count);
   }
 }
 
@@ -355,6 +419,8 @@ void NotebookStore::SaveListener(Notebook& notebook, const NotebookTable& table,
   const Ref<ktformula::DatabaseAccess> access = MakeDatabaseAccess(database_);
   notebook.framework->UseDatabase(access, database_->Helper());
   const NotebookField& field = table.OwnField();
+  SetComputedWith(nullptr, "form_key = (SELECT form_key FROM notebook_fields WHERE field_key = $2)",
+                  Integer(field.Key()));
   Listening([&] {
     if (listener.Key() == 0) {
       listener.Create(field, *access, listener.Name(), listener.ProgramIdentifier(),
@@ -391,10 +457,57 @@ Notebook NotebookStore::Load(std::span<const std::u16string> form_names) const {
   return notebook;
 }
 
+Notebook NotebookStore::LoadForChange(std::span<const std::u16string> form_names) const {
+  for (const std::u16string& name : form_names)
+    LockForm(name);
+  return Load(form_names);
+}
+
+void NotebookStore::LockForm(std::u16string_view form_name) const {
+  try {
+    FormRow(form_name, "form_key", database_->Locking(RowLock::kWait));
+  } catch (const DatabaseBusy&) {
+    throw DatabaseBusy("the form \"" + ToUtf8(form_name) +
+                       "\" is being recalculated, or changed by somebody else; try again later");
+  }
+}
+
+std::optional<NotebookStore::StoredForm> NotebookStore::LockOutdated(std::int64_t behind) const {
+  const DbResult found =
+      database_->Run("SELECT form_key, name FROM notebook_forms WHERE " + std::string(kIsOutdated) +
+                         " AND form_key > $2 ORDER BY form_key LIMIT 1" +
+                         std::string(database_->Locking(RowLock::kSkip)),
+                     {ComputedWith(), Integer(behind)});
+  if (found.rows.empty()) return std::nullopt;
+  return StoredForm{ToInteger(found.rows[0][0]), ToText(found.rows[0][1])};
+}
+
+std::vector<NotebookStore::StoredForm> NotebookStore::OutdatedForms() const {
+  const std::string select = "SELECT form_key, name FROM notebook_forms ";
+  const std::string order = " ORDER BY form_key";
+  const DbResult found =
+      IsUpToDate()
+          ? database_->Run(select + "WHERE " + std::string(kIsOutdated) + order, {ComputedWith()})
+          : database_->Run(select + order);
+  std::vector<StoredForm> forms;
+  for (const auto& row : found.rows)
+    forms.push_back({ToInteger(row[0]), ToText(row[1])});
+  return forms;
+}
+
+NotebookStore::FormCounts NotebookStore::CountForms() const {
+  const DbResult found = database_->Run(
+      "SELECT COUNT(*), COUNT(CASE WHEN computed_with = $1 THEN 1 END) FROM notebook_forms",
+      {ComputedWith()});
+  return {ToInteger(found.rows[0][0]), ToInteger(found.rows[0][1])};
+}
+
 std::vector<DbValue> NotebookStore::FormRow(std::u16string_view form_name,
-                                            const std::string& columns) const {
-  DbResult found = database_->Run("SELECT " + columns + " FROM notebook_forms WHERE name = $1",
-                                  {Text(form_name)});
+                                            const std::string& columns,
+                                            std::string_view locking) const {
+  DbResult found = database_->Run(
+      "SELECT " + columns + " FROM notebook_forms WHERE name = $1" + std::string(locking),
+      {Text(form_name)});
   if (found.rows.empty()) {
     throw NotebookError("the database has no form \"" + ToUtf8(form_name) + "\"" +
                         DidYouMean(form_name, FormNames()));

@@ -1,7 +1,9 @@
 // Notebooks kept in a database.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -14,7 +16,11 @@ namespace ktnotebook {
 
 // The notebook's tables and the listeners' table "ELN_field_listeners" in one database. A form is
 // found by its name. Every operation that changes something wants a transaction around it, so that
-// a form is never half there. All throw NotebookError.
+// a form is never half there, and one that changes a form has locked it before. All throw
+// NotebookError.
+//
+// Each form keeps what its results were computed with (ComputedWith). Whoever stores something of a
+// form makes that unknown; SaveRecalculated, the last step of every change, makes it this program.
 class NotebookStore {
  public:
   // Creates the tables when the database has none and `create` says so.
@@ -25,11 +31,20 @@ class NotebookStore {
   // The names of the forms in the order of their import.
   std::vector<std::u16string> FormNames() const;
 
+  // Whether the tables are as this program makes them. Those of an earlier version can be read, and
+  // their forms changed, as they are.
+  bool IsUpToDate() const;
+  // Makes them so, in the caller's transaction, alone.
+  void BringUpToDate() const;
+
+  // What a transaction has to be for Add.
+  TransactionKind KindOfAdding() const;
   // Adds the form with everything on it; refuses a name that is in use. Tables that another version
   // of this program made are brought up to date, in the same transaction.
-  void Add(Notebook& notebook, NotebookForm& form);
+  void Add(Notebook& notebook, NotebookForm& form) const;
 
-  // The largest keys in use, 0 for none: of tables in files, and of properties.
+  // The largest keys in use, 0 for none: of tables in files, and of properties. In a transaction
+  // that writes nobody else takes larger ones until it ends.
   struct Keys {
     std::int64_t table = 0;
     std::int64_t property = 0;
@@ -48,8 +63,33 @@ class NotebookStore {
   Notebook Load(std::u16string_view form_name) const;
   Notebook Load(std::span<const std::u16string> form_names) const;
 
-  // Writes the present content of cells of a loaded form.
-  void SaveCells(std::span<const NotebookCell> cells) const;
+  // The forms, in the order in which FormNames has them, to be changed by the caller's transaction:
+  // until it ends nobody else changes them. Whoever is just doing so is waited for.
+  Notebook LoadForChange(std::span<const std::u16string> form_names) const;
+
+  struct StoredForm {
+    std::int64_t key = 0;
+    std::u16string name;
+  };
+  // Locks the first form behind the one with this key, 0 for the first of all, whose results are
+  // not known to be current and which nobody is changing; nothing when there is none. The tables
+  // are up to date.
+  std::optional<StoredForm> LockOutdated(std::int64_t behind) const;
+
+  // All forms whose results are not known to be current, by rising keys.
+  std::vector<StoredForm> OutdatedForms() const;
+
+  // Of tables that are up to date.
+  struct FormCounts {
+    std::int64_t all = 0;
+    std::int64_t current = 0;
+  };
+  FormCounts CountForms() const;
+
+  // Writes the present content of the cells of a form that was just recalculated, whether it
+  // settled or not, and that its results are current now. The cells are those that changed since
+  // the form was loaded, each of them once.
+  void SaveRecalculated(const NotebookForm& form, std::span<const NotebookCell> cells) const;
 
   // Writes a listener of a loaded form with its result format; one without a key gets a row.
   void SaveListener(Notebook& notebook, const NotebookTable& table,
@@ -59,7 +99,6 @@ class NotebookStore {
   void CreateTables() const;
   // In the caller's transaction: others may change the tables at any other time.
   std::int64_t SchemaVersion() const;
-  void NeedLocales() const;
   void AddField(Notebook& notebook, NotebookField& field, std::int64_t form_key,
                 int position) const;
   void AddTable(Notebook& notebook, const NotebookField& field) const;
@@ -70,9 +109,16 @@ class NotebookStore {
   void SaveTable(Notebook& notebook, const NotebookField& field) const;
   void RemoveField(std::int64_t field_key) const;
   // What the database has of the form in these columns.
-  std::vector<DbValue> FormRow(std::u16string_view form_name, const std::string& columns) const;
+  std::vector<DbValue> FormRow(std::u16string_view form_name, const std::string& columns,
+                               std::string_view locking = "") const;
   std::int64_t FormKey(std::u16string_view form_name) const;
   void RefuseTaken(std::u16string_view form_name) const;
+  void LockForm(std::u16string_view form_name) const;
+  void SaveCells(std::span<const NotebookCell> cells) const;
+  // What a form's results were computed with, null for not known. The condition selects the form by
+  // a value that it calls $2.
+  void SetComputedWith(const DbValue& what, const std::string& form_condition,
+                       const DbValue& value) const;
   void LoadForm(Notebook& notebook, std::u16string_view form_name) const;
   void LoadField(Notebook& notebook, NotebookForm& form, std::span<const DbValue> row) const;
   void LoadTable(Notebook& notebook, NotebookTable& table, std::int64_t field_key) const;

@@ -25,8 +25,14 @@ using ResultPtr = std::unique_ptr<PGresult, ClearResult>;
 // The server's own numbers of the column types that the notebook uses.
 enum ColumnType : Oid { kInt8 = 20, kInt2 = 21, kInt4 = 23, kFloat8 = 701 };
 
-// Writers of one database come one after the other: they take this lock for their transaction.
-constexpr std::string_view kWriterLock = "SELECT pg_advisory_xact_lock(20190417)";
+// Locks of the database that a transaction holds to its end. Whoever changes forms shares the first
+// one with others who do; earlier versions of the program take it alone.
+constexpr std::string_view kShareDatabase = "SELECT pg_advisory_xact_lock_shared(20190417)";
+constexpr std::string_view kTakeDatabase = "SELECT pg_advisory_xact_lock(20190417)";
+constexpr std::string_view kTakeNames = "SELECT pg_advisory_xact_lock(20190418)";
+
+// The server's code for a lock that was not to be had in time.
+constexpr std::string_view kLockNotAvailable = "55P03";
 
 template <typename Number>
 DbValue ParseNumber(std::string_view text) {
@@ -81,6 +87,11 @@ class PostgresDatabase final : public Database {
     Run("SET extra_float_digits = 3", {});
     Run("SET standard_conforming_strings = on", {});
     Run("SET lock_timeout = '10s'", {});
+    // The server notices within a minute that a machine is gone, and lets go of what it held.
+    Run("SELECT set_config('tcp_keepalives_idle', '30', false), "
+        "set_config('tcp_keepalives_interval', '10', false), "
+        "set_config('tcp_keepalives_count', '3', false)",
+        {});
   }
 
   using Database::Run;
@@ -119,15 +130,21 @@ class PostgresDatabase final : public Database {
       Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", {});
       return;
     }
-    // Whatever the server's default is: behind the lock a writer sees what the one before it left.
+    // Whatever the server's default is: behind a lock a writer sees what the one before it left.
     Run("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE", {});
     try {
-      Run(kWriterLock, {});
+      Run(kind == TransactionKind::kAlone ? kTakeDatabase : kShareDatabase, {});
     } catch (const NotebookError&) {
       Rollback();
       throw;
     }
   }
+
+  std::string_view Locking(RowLock lock) const noexcept override {
+    return lock == RowLock::kSkip ? " FOR UPDATE SKIP LOCKED" : " FOR UPDATE";
+  }
+
+  void LockNames() override { Run(kTakeNames, {}); }
 
  private:
   // The server's message, its first line.
@@ -149,6 +166,10 @@ class PostgresDatabase final : public Database {
 
   DbResult Fetch(const PGresult* result) const {
     const ExecStatusType status = PQresultStatus(result);
+    const char* const code = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    if (code != nullptr && code == kLockNotAvailable) {
+      throw DatabaseBusy("postgresql: somebody else is changing the database; try again later");
+    }
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) Fail();
     DbResult fetched;
     const int columns = PQnfields(result);

@@ -1,7 +1,9 @@
 // SQLite behind the database interface.
 #include "notebook/store/sqlite_database.h"
 
+#include <chrono>
 #include <sqlite3.h>
+#include <thread>
 #include <unordered_map>
 
 #include "notebook/files/file.h"
@@ -13,7 +15,12 @@ namespace ktnotebook {
 
 namespace {
 
-constexpr int kBusyTimeoutMilliseconds = 10'000;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kBusyTimeout{10};
+// Whoever waits asks so often; whoever works for long pauses for a little more.
+constexpr std::chrono::milliseconds kBetweenAttempts{1};
+constexpr std::chrono::milliseconds kPause{3};
 
 struct CloseDatabase {
   void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
@@ -31,7 +38,7 @@ class SqliteDatabase final : public Database {
     const int result = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
     database_.reset(opened);
     if (result != SQLITE_OK) Fail();
-    sqlite3_busy_timeout(opened, kBusyTimeoutMilliseconds);
+    sqlite3_busy_handler(opened, &WaitForOthers, this);
     Run("PRAGMA foreign_keys = ON", {});
     Run("PRAGMA synchronous = FULL", {});
   }
@@ -64,8 +71,23 @@ class SqliteDatabase final : public Database {
     Run(kind == TransactionKind::kReading ? "BEGIN" : "BEGIN IMMEDIATE", {});
   }
 
+  void GiveWay() override { std::this_thread::sleep_for(kPause); }
+
  private:
+  // Whether to ask again for a lock that others hold. SQLite's own way of waiting asks ten times a
+  // second, and would hardly ever meet the pauses of a long work.
+  static int WaitForOthers(void* database, int attempts) {
+    auto& self = *static_cast<SqliteDatabase*>(database);
+    if (attempts == 0) self.waiting_since_ = Clock::now();
+    if (Clock::now() - self.waiting_since_ > kBusyTimeout) return 0;
+    std::this_thread::sleep_for(kBetweenAttempts);
+    return 1;
+  }
+
   [[noreturn]] void Fail() const {
+    if (database_ && sqlite3_errcode(database_.get()) == SQLITE_BUSY) {
+      throw DatabaseBusy(path_ + ": somebody else is changing the database; try again later");
+    }
     throw NotebookError(path_ + ": " +
                         (database_ ? sqlite3_errmsg(database_.get()) : "out of memory"));
   }
@@ -131,6 +153,7 @@ class SqliteDatabase final : public Database {
   }
 
   std::string path_;
+  Clock::time_point waiting_since_;
   std::unique_ptr<sqlite3, CloseDatabase> database_;
   std::unordered_map<std::string, StatementPtr> statements_;
 };
