@@ -131,7 +131,8 @@ ktf9_status ktf9_column_set_numbers(ktf9_column* column, size_t first, size_t co
                                     ktf9_error** error) {
   return Call(error, [&] {
     const UsedColumn own(column, "column");
-    own->SetNumbers(NeedArray(numbers, count, "numbers"), first, TextOr(missing, kMissing));
+    const std::span<const double> given = NeedArray(numbers, count, "numbers");
+    Renaming("texts", "numbers", [&] { own->SetNumbers(given, first, TextOr(missing, kMissing)); });
   });
 }
 
@@ -140,8 +141,10 @@ ktf9_status ktf9_column_set_ranges(ktf9_column* column, size_t first, size_t cou
                                    ktf9_error** error) {
   return Call(error, [&] {
     const UsedColumn own(column, "column");
-    own->SetRanges(NeedArray(min, count, "min"), NeedArray(max, count, "max"), first,
-                   TextOr(missing, kMissing));
+    const std::span<const double> lower = NeedArray(min, count, "min");
+    const std::span<const double> upper = NeedArray(max, count, "max");
+    Renaming("texts", "min",
+             [&] { own->SetRanges(lower, upper, first, TextOr(missing, kMissing)); });
   });
 }
 
@@ -151,7 +154,9 @@ ktf9_status ktf9_column_set_texts(ktf9_column* column, size_t first, size_t coun
   return Call(error, [&] {
     const UsedColumn own(column, "column");
     const std::span<const char> given = NeedArray(bytes, length, "bytes");
-    own->SetTexts(ReadTexts({given.data(), given.size()}, count, ends), first);
+    const std::vector<std::string_view> texts =
+        ReadTexts({given.data(), given.size()}, count, ends);
+    Renaming("texts", "bytes", [&] { own->SetTexts(texts, first); });
   });
 }
 

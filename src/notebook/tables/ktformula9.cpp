@@ -380,7 +380,11 @@ void Column::Set(std::size_t row, std::string_view text) {
 void Column::Set(std::size_t row, double number) {
   NotebookColumn& column = Own();
   RequireRow(column.Parent(), row);
-  notebook_->Edits().SetCell(NotebookCell(column, row), NumberTyper(column.KeptIn())(number));
+  const NotebookCell cell(column, row);
+  NumberTyper typer(column.KeptIn());
+  const std::u16string_view text = typer(number);
+  RequireAccepted(cell, text, "number");
+  notebook_->Edits().SetCell(cell, text);
 }
 
 void Column::SetTexts(std::span<const std::string_view> texts, std::size_t first) {
