@@ -105,7 +105,7 @@ def calculate(
         named formulas, computed once for all rows.
     ``functions``
         {"HALF": lambda number: number / 2}: for formulas to call, as Notebook.function() says. They
-        are taken for pure ones, called once for a row.
+        are taken for pure ones, called once or twice for a row.
     ``errors``
         "raise": FormulaError where a formula is wrong, or fails in some row for any other reason
         than a missing number. "keep": where it fails is NaN, and what cells would show is kept in a

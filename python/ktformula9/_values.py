@@ -97,7 +97,7 @@ def _arity(function: Callable[..., Any]) -> tuple[int, int]:
         for each in parameters
         if each.kind in (each.POSITIONAL_ONLY, each.POSITIONAL_OR_KEYWORD)
     ]
-    least = placed.count(inspect.Parameter.empty)
+    least = sum(default is inspect.Parameter.empty for default in placed)
     takes_more = any(each.kind == each.VAR_POSITIONAL for each in parameters)
     return least, ANY_NUMBER if takes_more else len(placed)
 
