@@ -449,6 +449,11 @@ def place_of(number: int, argument: str) -> int:
     return told
 
 
+def limit_of(number: int, argument: str) -> int:
+    """A number of rounds or steps: as many as there can be, if it is more."""
+    return min(place_of(number, argument), 2**31 - 1)
+
+
 # ---- Many at once.
 def doubles(numbers: Any) -> array[float]:
     """Anything that has numbers in it, taken over at once where it is a buffer of them."""

@@ -25,6 +25,7 @@ from ._library import (
     call,
     doubles,
     encoded,
+    limit_of,
     new_handle,
     place_of,
     run_of,
@@ -225,7 +226,7 @@ class Notebook(_library.Owner):
     def recalculate(self, rounds: int = 0) -> Recalculation:
         """Computes every cell that is to be computed, in rounds until none changes; ``rounds``
         limits them, 0 for the usual limit. Tells which cells changed."""
-        made = self._running("notebook_recalculate", self._handle, place_of(rounds, "rounds"))
+        made = self._running("notebook_recalculate", self._handle, limit_of(rounds, "rounds"))
         told: Recalculation = read_and_destroy("recalculation", recalculation_of, made)
         return told
 
@@ -245,7 +246,8 @@ class Notebook(_library.Owner):
         """Why a cell shows what it shows: ``print(notebook.explain("Reactants:Moles:1"))``, with
         the row's id. To be asked after recalculate(). ``depth`` is how far to follow what cells are
         computed from."""
-        made = self._running("notebook_explain", self._handle, encoded(cell, "cell"), depth)
+        told_cell, limit = encoded(cell, "cell"), limit_of(depth, "depth")
+        made = self._running("notebook_explain", self._handle, told_cell, limit)
         told: Explanation = read_and_destroy("explanation", explanation_of, made)
         return told
 
@@ -623,8 +625,8 @@ class Column(_library.Owner):
 
     def explain(self, row: int, depth: int = 3) -> Explanation:
         """As Notebook.explain() does."""
-        place = place_of(row, "row")
-        made = self.table.notebook._running("column_explain", self._handle, place, depth)
+        place, limit = place_of(row, "row"), limit_of(depth, "depth")
+        made = self.table.notebook._running("column_explain", self._handle, place, limit)
         told: Explanation = read_and_destroy("explanation", explanation_of, made)
         return told
 

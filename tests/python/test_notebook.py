@@ -191,6 +191,7 @@ def test_what_can_not_be_done_is_an_error_that_names_the_argument(reactants, kin
         lambda t: t.add_row([1]),
         lambda t: t["Mass"].set_texts(["a", 1]),
         lambda t: t["Mass"].set_numbers("ab"),
+        lambda t: t.notebook.explain("Reactants:Mass:1", "deep"),
         lambda t: t.notebook.function("F")(3),
         lambda t: t.notebook.function("F")(lambda *, by: by),
         lambda t: t.notebook.add_table("T", [1]),
