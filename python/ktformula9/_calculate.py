@@ -55,15 +55,18 @@ def calculate(
         formulas, formats, definitions, functions, given.said["units"], missing, table_name, locale
     )
     calculation.types.update(given.said["types"])
-    table = calculation.compute(Given(frame.head(_FIRST_ROWS), attributes))
+    inputs = [given.input(name) for name in given.names() if calculation.may_read(name)]
+    calculation.other_names = sorted(set(given.names()) - {each.name for each in inputs})
+    rows = min(len(frame), _FIRST_ROWS)
+    table = calculation.compute([each.head(rows) for each in inputs], rows)
     if errors == "raise":
         problems = table.notebook.check()
         _raise_for(each for each in problems if each.code not in _OF_ROWS)
-    if len(frame) > _FIRST_ROWS:
-        table = calculation.compute(given)
+    if rows < len(frame):
+        table = calculation.compute(inputs, len(frame))
     outputs = {name: Output(table.column(name)) for name in formulas}
     if errors == "raise":
-        calculation.require_success(table, outputs, given)
+        calculation.require_success(table, outputs, inputs)
     return _append(frame, outputs, calculation, errors == "keep")
 
 
@@ -86,6 +89,8 @@ class _Calculation:
         self.units = units
         # Of computed columns too, as far as they are known.
         self.types: dict[str, Type] = {}
+        # Of columns that no formula mentions: they may have any content.
+        self.other_names: list[str] = []
         self._definitions = definitions
         self._functions = functions
         self._missing = missing
@@ -95,14 +100,18 @@ class _Calculation:
         self._of_numbers: set[str] = set()
         self._all_formulas = "\n".join([*formulas.values(), *definitions.values()])
 
-    def compute(self, given: Given) -> Table:
+    def may_read(self, name: str) -> bool:
+        """Whether a formula mentions a column, as [name] or as a part of [Table:name:row]."""
+        mention = r"[\[:]\s*" + re.escape(name.strip()) + r"\s*[\]:]"
+        return re.search(mention, self._all_formulas) is not None
+
+    def compute(self, inputs: list[Input], rows: int) -> Table:
         """All rows. A column of numbers whose results are none gets another type, and all is done
         again, since formulas that read it may have met a missing number."""
-        inputs = given.inputs()
         while True:
             table = self._empty_table(inputs)
-            table.add_rows(len(given.frame))
-            for each in filter(self._may_be_read, inputs):
+            table.add_rows(rows)
+            for each in inputs:
                 each.put_into(table.column(each.name), self._missing)
             self._settled = table.notebook._settle()
             if not self._find_types(table):
@@ -115,6 +124,8 @@ class _Calculation:
         table = notebook.add_table(self._table_name)
         for each in inputs:
             table.add_column(each.name, type=each.type, unit=each.unit)
+        for name in self.other_names:
+            table.add_column(name, type="string")
         for name, formula in self.formulas.items():
             table.add_column(
                 name,
@@ -126,10 +137,6 @@ class _Calculation:
         for name, formula in self._definitions.items():
             table.define(name, formula)
         return table
-
-    def _may_be_read(self, each: Input) -> bool:
-        """A column that no formula mentions need not be filled in."""
-        return each.name.strip() in self._all_formulas or not each.name.isprintable()
 
     def _find_types(self, table: Table) -> bool:
         found = False
@@ -158,12 +165,12 @@ class _Calculation:
                 break
         return "number"
 
-    def require_success(self, table: Table, outputs: dict[str, Output], given: Given) -> None:
+    def require_success(self, table: Table, outputs: dict[str, Output], inputs: list[Input]) -> None:
         """Raises FormulaError where a formula fails for any other reason than a missing number."""
         if not self._settled:
             _raise_for(table.notebook.check())
         missing = {self._missing, "nan", "inf", "-inf"}
-        for each in given.inputs():
+        for each in inputs:
             if each.type == "number" and not each.has_numbers:
                 missing.update(each.typed(self._missing))
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import copy
 from collections import Counter
 from typing import Any, Callable, Mapping, Sequence
 
@@ -63,6 +64,14 @@ class Input:
             what = f"the column {self.name!r} is {inferred}"
             raise Error("argument", "types", f"{what}: {_WHICH_TYPE}")
         return _TYPES_OF_INFERRED[inferred]
+
+    def head(self, rows: int) -> Input:
+        """The first rows alone; of the type that the whole has."""
+        made = copy.copy(self)
+        made._series = self._series.head(rows)
+        made.high = self.high.head(rows) if self.high is not None else None
+        made.texts = self.texts.head(rows) if self.texts is not None else None
+        return made
 
     def put_into(self, column: Column, missing: str) -> None:
         if self.texts is not None or not self.has_numbers:
@@ -148,12 +157,12 @@ class Given:
         for name in sorted(names - set(self.labels)):
             raise Error("argument", key, f"the frame has no column {name!r}")
 
-    def inputs(self) -> list[Input]:
-        companions = {name for columns in self._behind.values() for name in columns.values()}
-        names = [name for name in self.labels if name not in companions]
-        return [self._input(name) for name in names]
+    def names(self) -> list[str]:
+        """Of all columns but those that stand behind others."""
+        behind = {name for columns in self._behind.values() for name in columns.values()}
+        return [name for name in self.labels if name not in behind]
 
-    def _input(self, name: str) -> Input:
+    def input(self, name: str) -> Input:
         unit, type = self.said["units"].get(name, ""), self.said["types"].get(name)
         made = Input(self.frame[self.labels[name]], name, unit, type)
         made.high = self._column_behind("ranges", name)
@@ -186,7 +195,7 @@ def add_frame(
     given = Given(frame, attributes)
     said = given.said
     given.require(("units", "types", "formats"), said["formulas"])
-    inputs = given.inputs()
+    inputs = [given.input(each) for each in given.names()]
     table = notebook.add_table(name)
     try:
         for each in inputs:

@@ -168,7 +168,9 @@ def test_with_a_missing_number_nothing_is_computed(rates, options, double, total
 def test_no_rows_and_names_of_all_kinds():
     found = calculate(frame_of(**{"a:b": [1.0], "Δµ ]": [2.0]})[:0], {"y": "1"})
     assert found["y"].dtype == float and len(found) == 0
-    found = calculate(pandas.DataFrame({0: [1.5], "µ": [2]}), {"Δ": "[0]*[µ]"})
+    # What no formula reads may be anything.
+    frame = pandas.DataFrame({0: [1.5], "µ": [2], "j": [1j], "long": [[1, "2"]]})
+    found = calculate(frame, {"Δ": "[Table:0:1]*[ µ ]"})
     assert found["Δ"].tolist() == [3.0]
     duplicate = pandas.DataFrame([[1, 2]], columns=["a", "a"])
     for frame in (duplicate, pandas.DataFrame({("a", "b"): [1]})):
@@ -197,6 +199,13 @@ def test_formulas_that_are_wrong_or_fail(formulas, options, column, place, row):
     found = error.formula[error.start or 0 : (error.start or 0) + (error.length or len(error.formula))]
     assert (error.column, found, error.row) == (column, place, row)
     assert error.problems[0].code and "^" * len(place) in str(error) or error.start is None
+
+
+def test_types_are_those_of_all_rows():
+    late = frame_of(a=[None] * 100 + [decimal.Decimal(2)], b=[1.0] * 100 + [3])
+    found = calculate(late, {"x": "[a]*2", "y": 'IF([b] > 2, "high", [b])', "z": '[y] & "!"'})
+    assert found["x"].tolist()[-1] == 4 and found["y"].tolist()[-2:] == ["1", "high"]
+    assert found["z"].tolist()[-2:] == ["1!", "high!"]
 
 
 def test_results_are_those_of_python_to_the_last_bit():
