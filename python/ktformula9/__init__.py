@@ -119,6 +119,8 @@ def calculate(
     """
     from ._calculate import calculate as calculate_frame
 
+    if not isinstance(formulas, Mapping):
+        raise TypeError(f"formulas has to map names to formulas, not be a {type(formulas).__name__}")
     attributes = {"units": units, "types": types, "ranges": None}
     return calculate_frame(
         frame,

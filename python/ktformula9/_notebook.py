@@ -296,7 +296,7 @@ class Table(_library.Owner):
         self.notebook = notebook
 
     def __repr__(self) -> str:
-        return f"<ktformula9.Table {self.name!r}>"
+        return _shown("Table", lambda: self.name)
 
     def __len__(self) -> int:
         return ask_size("table_row_count", self._handle)
@@ -483,7 +483,7 @@ class Column(_library.Owner):
         self.table = table
 
     def __repr__(self) -> str:
-        return f"<ktformula9.Column {self.name!r}>"
+        return _shown("Column", lambda: self.name)
 
     def __len__(self) -> int:
         return len(self.table)
@@ -632,6 +632,14 @@ class Column(_library.Owner):
 
 
 @lru_cache(maxsize=None)
+def _shown(kind: str, name: Callable[[], str]) -> str:
+    """For repr, which has an answer for what is gone, too."""
+    try:
+        return f"<ktformula9.{kind} {name()!r}>"
+    except Error:
+        return f"<ktformula9.{kind}, gone>"
+
+
 def _decimal_separator(locale: str) -> str:
     if locale == "C":
         return "."

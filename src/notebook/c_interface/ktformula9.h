@@ -351,8 +351,9 @@ KTF9_API ktf9_status ktf9_column_set_number(ktf9_column* column, size_t row, dou
                                             ktf9_error** error);
 
 /* ---- Many cells at once, from row `first` on: one step for undo, and fast. */
-/* Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it, or
- * "" for an empty cell, which counts as 0. NULL is "nan". */
+/* Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it,
+ * and that is noted, so that no digits are counted; or "" for an empty cell, which counts as 0.
+ * NULL is "nan". */
 KTF9_API ktf9_status ktf9_column_set_numbers(ktf9_column* column, size_t first, size_t count,
                                              const double* numbers, const char* missing,
                                              ktf9_error** error);

@@ -136,6 +136,13 @@ class NewCells {
     typed_.Enter(text, mark_, data_, row);
   }
 
+  // What stands for a number that is missing: a remark, and no quantity of so many digits.
+  void TypeMissing(std::size_t row, std::u16string_view text) {
+    RequireAccepted(NotebookCell(column_, row), text, "missing");
+    const bool has_formula = column_.Parent().HasFormula(column_);
+    typed_.Enter(text, has_formula ? mark_ : ktnotebook::kNotedMark, data_, row);
+  }
+
   // The text is the numbers' own.
   void Type(std::size_t row, std::u16string_view text, double min, double max) {
     if (!is_of_bare_numbers_ || !IsUsual(min) || !IsUsual(max) || min > max) return Type(row, text);
@@ -410,7 +417,7 @@ void Column::SetRanges(std::span<const double> min, std::span<const double> max,
   NumberTyper upper(column.KeptIn());
   for (std::size_t i = 0; i < min.size(); ++i) {
     if (std::isnan(min[i]) || std::isnan(max[i])) {
-      cells.Type(first + i, no_number);
+      cells.TypeMissing(first + i, no_number);
     } else if (min[i] == max[i]) {
       cells.Type(first + i, lower(min[i]), min[i], max[i]);
     } else {

@@ -300,7 +300,7 @@ class Column {
   // Many cells at once, from row `first` on: one step for Undo, and fast.
   void SetTexts(std::span<const std::string_view> texts, std::size_t first = 0);
   // Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it,
-  // or "" for an empty cell, which counts as 0.
+  // and that is noted, so that no digits are counted; or "" for an empty cell, which counts as 0.
   void SetNumbers(std::span<const double> numbers, std::size_t first = 0,
                   std::string_view missing = "nan");
   void SetRanges(std::span<const double> min, std::span<const double> max, std::size_t first = 0,
