@@ -2,7 +2,8 @@
 
 kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
   libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
-kt_test_packages="libgtest-dev libbenchmark-dev postgresql"
+kt_test_packages="libgtest-dev libbenchmark-dev postgresql
+  python3-pandas python3-matplotlib python3-pytest python3-setuptools python3-wheel python3-venv mypy"
 kt_format_packages="clang-format"
 # For the Debian packages, on top of the build packages; the last one is for their test.
 kt_packaging_packages="dpkg-dev file debootstrap"

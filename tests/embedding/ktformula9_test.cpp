@@ -99,6 +99,8 @@ TEST(Embedding, TakesManyNumbersAtOnce) {
   notebook.Recalculate();
   EXPECT_EQ(b.At(1).min, 2);
   EXPECT_EQ(b.At(2).error, "the value \"nan\" is not a number");
+  // It is no quantity of one digit.
+  EXPECT_EQ(a.At(2).origin, Origin::kNoted);
   a.SetNumbers(Numbers{kNan, 3}, 2, "");
   EXPECT_EQ(a.Texts(), (Texts{"0,30000000000000004", "1 .. 2,5", "", "3"}));
   const std::vector<std::string_view> texts{"1 g", "n.d."};

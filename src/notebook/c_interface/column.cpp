@@ -58,30 +58,6 @@ void CopyRows(const std::vector<Source>& rows, std::size_t first, std::size_t co
                  [](Source source) { return static_cast<Target>(source); });
 }
 
-[[noreturn]] void RefuseList(const char* argument, const char* reason) {
-  throw CallFailure(KTF9_ARGUMENT, argument, reason);
-}
-
-// The texts of a list whose NULs stand where `ends` tells, or, without it, behind each text.
-std::vector<std::string_view> ReadTexts(std::string_view bytes, std::size_t count,
-                                        const std::size_t* ends) {
-  std::vector<std::string_view> texts;
-  texts.reserve(std::min(count, bytes.size()));
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const std::size_t end = ends != nullptr ? ends[i] : bytes.find('\0', begin);
-    if (end >= bytes.size()) {
-      RefuseList(ends != nullptr ? "ends" : "bytes", "there are fewer texts than there should be");
-    }
-    if (end < begin) RefuseList("ends", "a text ends before it begins");
-    if (bytes[end] != '\0') RefuseList("ends", "a text does not end with a NUL");
-    texts.push_back(bytes.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  if (begin != bytes.size()) RefuseList("length", "there are more texts than there should be");
-  return texts;
-}
-
 }  // namespace
 
 ktf9_status ktf9_column_destroy(ktf9_column* column, ktf9_error** error) {
@@ -155,7 +131,8 @@ ktf9_status ktf9_column_set_numbers(ktf9_column* column, size_t first, size_t co
                                     ktf9_error** error) {
   return Call(error, [&] {
     const UsedColumn own(column, "column");
-    own->SetNumbers(NeedArray(numbers, count, "numbers"), first, TextOr(missing, kMissing));
+    const std::span<const double> given = NeedArray(numbers, count, "numbers");
+    own->SetNumbers(given, first, TextOr(missing, kMissing));
   });
 }
 
@@ -164,8 +141,9 @@ ktf9_status ktf9_column_set_ranges(ktf9_column* column, size_t first, size_t cou
                                    ktf9_error** error) {
   return Call(error, [&] {
     const UsedColumn own(column, "column");
-    own->SetRanges(NeedArray(min, count, "min"), NeedArray(max, count, "max"), first,
-                   TextOr(missing, kMissing));
+    const std::span<const double> lower = NeedArray(min, count, "min");
+    const std::span<const double> upper = NeedArray(max, count, "max");
+    own->SetRanges(lower, upper, first, TextOr(missing, kMissing));
   });
 }
 

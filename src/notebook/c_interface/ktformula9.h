@@ -260,6 +260,10 @@ KTF9_API ktf9_status ktf9_table_add_row(ktf9_table* table, const char* const* te
                                         const char* id, size_t* row, ktf9_error** error);
 /* Empty ones, with ids as of ktf9_table_add_row. */
 KTF9_API ktf9_status ktf9_table_add_rows(ktf9_table* table, size_t count, ktf9_error** error);
+/* Empty ones with these ids, a list of `count` texts as ktf9_column_set_texts takes it. */
+KTF9_API ktf9_status ktf9_table_add_rows_with_ids(ktf9_table* table, size_t count,
+                                                  const char* bytes, size_t length,
+                                                  const size_t* ends, ktf9_error** error);
 KTF9_API ktf9_status ktf9_table_remove_row(ktf9_table* table, size_t row, ktf9_error** error);
 /* To the place that it has then; the last one for any beyond. */
 KTF9_API ktf9_status ktf9_table_move_row(ktf9_table* table, size_t row, size_t place,
@@ -350,9 +354,9 @@ KTF9_API ktf9_status ktf9_column_set_number(ktf9_column* column, size_t row, dou
                                             ktf9_error** error);
 
 /* ---- Many cells at once, from row `first` on: one step for undo, and fast. */
-/* Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it, or
- * "" for an empty cell, which counts as 0. NULL is "nan". A range whose lower bound is above the
- * upper one is a text that is no number. */
+/* Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it,
+ * and that is noted, so that no digits are counted; or "" for an empty cell, which counts as 0.
+ * NULL is "nan". A range whose lower bound is above the upper one is a text that is no number. */
 KTF9_API ktf9_status ktf9_column_set_numbers(ktf9_column* column, size_t first, size_t count,
                                              const double* numbers, const char* missing,
                                              ktf9_error** error);

@@ -8,6 +8,10 @@ namespace ktnotebook {
 
 namespace {
 
+[[noreturn]] void RefuseList(const char* argument, const char* reason) {
+  throw CallFailure(KTF9_ARGUMENT, argument, reason);
+}
+
 struct RecalculationObject final : HandleObject {
   static constexpr const char* kKind = "a recalculation";
   explicit RecalculationObject(ktformula9::Recalculation own) : done(std::move(own)) {}
@@ -52,6 +56,25 @@ void Show(const ktformula9::Problem& problem, ktf9_problem& view) {
 }
 
 }  // namespace
+
+std::vector<std::string_view> ReadTexts(std::string_view bytes, std::size_t count,
+                                        const std::size_t* ends) {
+  std::vector<std::string_view> texts;
+  texts.reserve(std::min(count, bytes.size()));
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::size_t end = ends != nullptr ? ends[i] : bytes.find('\0', begin);
+    if (end >= bytes.size()) {
+      RefuseList(ends != nullptr ? "ends" : "bytes", "there are fewer texts than there should be");
+    }
+    if (end < begin) RefuseList("ends", "a text ends before it begins");
+    if (bytes[end] != '\0') RefuseList("ends", "a text does not end with a NUL");
+    texts.push_back(bytes.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  if (begin != bytes.size()) RefuseList("length", "there are more texts than there should be");
+  return texts;
+}
 
 void GiveRecalculation(ktformula9::Recalculation recalculation, ktf9_recalculation*& place) {
   Give(std::make_shared<RecalculationObject>(std::move(recalculation)), place);

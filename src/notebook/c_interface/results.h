@@ -32,6 +32,11 @@ void GiveTexts(const Range& range, ToText&& to_text, ktf9_texts*& place) {
   Give(texts, place);
 }
 
+// The texts of a list whose NULs stand where `ends` tells, or, without it, behind each text. Throws
+// CallFailure when there are not `count`.
+std::vector<std::string_view> ReadTexts(std::string_view bytes, std::size_t count,
+                                        const std::size_t* ends);
+
 void GiveRecalculation(ktformula9::Recalculation recalculation, ktf9_recalculation*& place);
 void GiveProblems(std::vector<ktformula9::Problem> problems, ktf9_problems*& place);
 void GiveFunctions(std::vector<ktformula9::FunctionHelp> functions, ktf9_functions*& place);

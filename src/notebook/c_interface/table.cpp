@@ -106,6 +106,16 @@ ktf9_status ktf9_table_add_rows(ktf9_table* table, size_t count, ktf9_error** er
   return Call(error, [&] { UsedTable(table, "table")->AddRows(count); });
 }
 
+ktf9_status ktf9_table_add_rows_with_ids(ktf9_table* table, size_t count, const char* bytes,
+                                         size_t length, const size_t* ends, ktf9_error** error) {
+  return Call(error, [&] {
+    const UsedTable own(table, "table");
+    const std::span<const char> given = NeedArray(bytes, length, "bytes");
+    const auto ids = ReadTexts({given.data(), given.size()}, count, ends);
+    Renaming("ids", "bytes", [&] { own->AddRows(std::span(ids)); });
+  });
+}
+
 ktf9_status ktf9_table_remove_row(ktf9_table* table, size_t row, ktf9_error** error) {
   return Call(error, [&] { UsedTable(table, "table")->RemoveRow(row); });
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <numeric>
 #include <optional>
+#include <unordered_set>
 
 #include "values/text.h"
 
@@ -298,6 +299,20 @@ void FormEdits::AppendRows(NotebookTable& table, std::size_t count) {
   RunStructure([&] {
     Do([&table, count] { table.AddNumberedRows(count); },
        [&table, before] { table.KeepFirstRows(before); });
+  });
+}
+
+void FormEdits::AppendRows(NotebookTable& table, std::vector<std::u16string> ids) {
+  std::unordered_set<std::u16string_view> names;
+  for (const std::u16string& id : ids)
+    RequireName(id, !table.HasRow(id) && names.insert(id).second);
+  RunStructure([&] {
+    Do(
+        [&table, ids = std::move(ids)] {
+          for (const std::u16string& id : ids)
+            table.AddRow(id);
+        },
+        [&table, before = table.Rows().size()] { table.KeepFirstRows(before); });
   });
 }
 

@@ -60,6 +60,7 @@ class FormEdits {
   // Rows at the end, whose ids are their numbers: none of these may be in use.
   static bool CanAppendRows(const NotebookTable& table, std::size_t count);
   void AppendRows(NotebookTable& table, std::size_t count);
+  void AppendRows(NotebookTable& table, std::vector<std::u16string> ids);
 
   // Every reference that means what is renamed says the new name from then on, and no other does.
   // Refused where a reference could not say it, or would mean something else than before.

@@ -118,7 +118,9 @@ class NewCells {
       : column_(column),
         first_(first),
         typed_(column.TextsTypedIn(column.KeptIn())),
-        mark_(column.TypedState()) {
+        mark_(column.TypedState()),
+        is_of_bare_numbers_(column.Definition().type == ktnotebook::DataType::kNumber &&
+                            column.Definition().unit == nullptr) {
     const std::size_t rows = column.Data().Count();
     if (first > rows || count > rows - first) {
       Refuse(Error::Kind::kNotFound, "first",
@@ -133,15 +135,36 @@ class NewCells {
     typed_.Enter(text, mark_, data_, index);
   }
 
+  // What stands for a number that is missing: a remark, and no quantity of so many digits.
+  void TypeMissing(std::size_t index, std::u16string_view text) {
+    RequireAccepted(NotebookCell(column_, first_ + index), text, "missing");
+    const bool has_formula = column_.Parent().HasFormula(column_);
+    typed_.Enter(text, has_formula ? mark_ : ktnotebook::kNotedMark, data_, index);
+  }
+
+  // The text is the numbers' own.
+  void Type(std::size_t index, std::u16string_view text, double min, double max,
+            std::string_view argument) {
+    if (!is_of_bare_numbers_ || !IsUsual(min) || !IsUsual(max) || min > max)
+      return Type(index, text, argument);
+    data_.SetContent(index, {text, min + 0.0, max + 0.0, {}});
+    data_.SetState(index, mark_.state, mark_.tag);
+  }
+
   void PutInto(EmbeddedNotebook& notebook) {
     notebook.Edits().ReplaceCells(column_, std::move(data_), first_);
   }
 
  private:
+  // What its shortest text is surely read as.
+  static bool IsUsual(double number) { return std::isnormal(number) || number == 0; }
+
   NotebookColumn& column_;
   std::size_t first_;
   ktnotebook::TypedTexts typed_;
   ktnotebook::TypedMark mark_;
+  // So that texts of numbers need not be read.
+  bool is_of_bare_numbers_;
   ktnotebook::ColumnData data_;
 };
 
@@ -410,11 +433,13 @@ void Column::SetBounds(std::span<const double> min, std::span<const double> max,
   NumberTyper upper(column.KeptIn());
   for (std::size_t i = 0; i < min.size(); ++i) {
     if (std::isnan(min[i]) || std::isnan(max[i])) {
-      cells.Type(i, no_number, "missing");
+      cells.TypeMissing(i, no_number);
     } else if (min[i] == max[i]) {
-      cells.Type(i, lower(min[i]), argument);
+      cells.Type(i, lower(min[i]), min[i], max[i], argument);
     } else {
-      cells.Type(i, std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i])), argument);
+      const std::u16string range =
+          std::u16string(lower(min[i])).append(u" .. ").append(upper(max[i]));
+      cells.Type(i, range, min[i], max[i], argument);
     }
   }
   cells.PutInto(*notebook_);
@@ -547,6 +572,14 @@ void Table::AddRows(std::size_t count) {
     for (std::size_t row = table.Rows().size(); count > 0; --count, ++row)
       edits.AddRow(table, FreeNumber(table, row), {}, row);
   });
+}
+
+void Table::AddRows(std::span<const std::string_view> ids) {
+  std::vector<std::u16string> texts;
+  texts.reserve(ids.size());
+  for (const std::string_view id : ids)
+    texts.push_back(TextOfArgument(id, "ids"));
+  Editing("ids", [&] { notebook_->Edits().AppendRows(Own(), std::move(texts)); });
 }
 
 void Table::RemoveRow(std::size_t row) {

@@ -313,7 +313,7 @@ class Column {
   // Many cells at once, from row `first` on: one step for Undo, and fast.
   void SetTexts(std::span<const std::string_view> texts, std::size_t first = 0);
   // Not-a-number becomes `missing`: a text that is no number, so that nothing is computed with it,
-  // or "" for an empty cell, which counts as 0.
+  // and that is noted, so that no digits are counted; or "" for an empty cell, which counts as 0.
   void SetNumbers(std::span<const double> numbers, std::size_t first = 0,
                   std::string_view missing = "nan");
   // A range whose lower bound is above the upper one becomes a text that is no number.
@@ -361,6 +361,7 @@ class Table {
   std::size_t AddRow(std::span<const std::string_view> texts = {}, std::string_view id = "");
   // Empty ones, with ids as of AddRow.
   void AddRows(std::size_t count);
+  void AddRows(std::span<const std::string_view> ids);
   void RemoveRow(std::size_t row);
   void MoveRow(std::size_t row, std::size_t place);
   // Formulas name rows by their ids: [Reactants:Mass:A].
