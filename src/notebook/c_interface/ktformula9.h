@@ -301,7 +301,8 @@ KTF9_API ktf9_status ktf9_table_remove(ktf9_table* table, ktf9_error** error);
 
 /* ---- Columns. */
 /* Where the content of a cell comes from: a ktf9_origin. Noted is what was typed into a column that
- * holds no numbers and had no formula: a formula that the column gets computes it anew. */
+ * holds no numbers and had no formula, or stands for a number that is missing: a formula that the
+ * column gets computes it anew. */
 enum { KTF9_EMPTY = 0, KTF9_TYPED = 1, KTF9_NOTED = 2, KTF9_COMPUTED = 3 };
 typedef int ktf9_origin;
 

@@ -57,7 +57,7 @@ class FormEdits {
   void AddRow(NotebookTable& table, std::u16string_view id,
               const ktformula::Dictionary<std::u16string>& tags, std::size_t place);
 
-  // Rows at the end, whose ids are their numbers: none of these may be in use.
+  // Rows at the end, with ids that are not in use: their numbers, or these.
   static bool CanAppendRows(const NotebookTable& table, std::size_t count);
   void AppendRows(NotebookTable& table, std::size_t count);
   void AppendRows(NotebookTable& table, std::vector<std::u16string> ids);

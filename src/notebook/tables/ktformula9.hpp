@@ -114,8 +114,8 @@ enum class Origin {
   kEmpty,
   // Stays until somebody types something else.
   kTyped,
-  // Was typed into a column that holds no numbers and had no formula: a formula that the column
-  // gets computes it anew.
+  // Was typed into a column that holds no numbers and had no formula, or stands for a number that
+  // is missing: a formula that the column gets computes it anew.
   kNoted,
   kComputed,
 };
@@ -359,7 +359,7 @@ class Table {
   // place.
   std::size_t AddRow(std::initializer_list<std::string_view> texts, std::string_view id = "");
   std::size_t AddRow(std::span<const std::string_view> texts = {}, std::string_view id = "");
-  // Empty ones, with ids as of AddRow.
+  // Empty ones, with ids as of AddRow, or with these.
   void AddRows(std::size_t count);
   void AddRows(std::span<const std::string_view> ids);
   void RemoveRow(std::size_t row);
