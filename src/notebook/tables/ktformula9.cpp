@@ -136,8 +136,8 @@ class NewCells {
   }
 
   // What stands for a number that is missing: a remark, and no quantity of so many digits.
-  void TypeMissing(std::size_t index, std::u16string_view text) {
-    RequireAccepted(NotebookCell(column_, first_ + index), text, "missing");
+  void TypeMissing(std::size_t index, std::u16string_view text, std::string_view argument) {
+    RequireAccepted(NotebookCell(column_, first_ + index), text, argument);
     const bool has_formula = column_.Parent().HasFormula(column_);
     typed_.Enter(text, has_formula ? mark_ : ktnotebook::kNotedMark, data_, index);
   }
@@ -433,7 +433,7 @@ void Column::SetBounds(std::span<const double> min, std::span<const double> max,
   NumberTyper upper(column.KeptIn());
   for (std::size_t i = 0; i < min.size(); ++i) {
     if (std::isnan(min[i]) || std::isnan(max[i])) {
-      cells.TypeMissing(i, no_number);
+      cells.TypeMissing(i, no_number, argument);
     } else if (min[i] == max[i]) {
       cells.Type(i, lower(min[i]), min[i], max[i], argument);
     } else {
