@@ -471,7 +471,7 @@ static void TestHandles(void) {
   FAILS(ktf9_column_set_numbers(bench.mass, 0, 2, NULL, NULL, &error), KTF9_ARGUMENT, "numbers");
   column = AddColumn(bench.table, "Flag", NULL, NULL, KTF9_BOOLEAN);
   FAILS(ktf9_column_set_number(column, 0, NAN, &error), KTF9_ARGUMENT, "number");
-  FAILS(ktf9_column_set_numbers(column, 0, 2, numbers, NULL, &error), KTF9_ARGUMENT, "numbers");
+  FAILS(ktf9_column_set_numbers(column, 0, 2, numbers, NULL, &error), KTF9_ARGUMENT, "missing");
   DONE(ktf9_column_destroy(column, &error));
   FAILS(ktf9_notebook_explain(bench.notebook, "Reactants:Mass:C", 3, NULL, &error), KTF9_ARGUMENT,
         "explanation");
