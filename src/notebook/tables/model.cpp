@@ -14,10 +14,8 @@
 
 namespace ktnotebook {
 
-using ktformula::Denotation;
 using ktformula::MakeRef;
 using ktformula::NotebookObject;
-using ktformula::ReferenceStart;
 
 namespace {
 
@@ -206,12 +204,12 @@ void NotebookColumn::Exchange(ColumnData& data, std::size_t first) {
   for (std::size_t i = 0; i < data.Count(); ++i) {
     const NotebookCell cell(*this, first + i);
     const CellContent content = cell.Content();
-    const std::u16string state = cell.State();
-    const std::u16string tag = cell.Tag();
+    // Copies: setting a state may move them.
+    const std::pair<std::u16string, std::u16string> mark{cell.State(), cell.Tag()};
     cell.SetContent(data.Content(i, buffer));
     cell.SetState(data.State(i), data.Tag(i));
     data.SetContent(i, content);
-    data.SetState(i, state, tag);
+    data.SetState(i, mark.first, mark.second);
   }
 }
 
