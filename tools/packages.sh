@@ -1,7 +1,7 @@
 # Sourced by ./run and ./test: installs the Debian packages that they need and this machine lacks.
 
 kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
-  libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev"
+  libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev libcpp-httplib-dev"
 kt_test_packages="libgtest-dev libbenchmark-dev postgresql
   python3-pandas python3-matplotlib python3-pytest python3-setuptools python3-wheel python3-venv mypy"
 kt_format_packages="clang-format"

@@ -24,6 +24,7 @@ const Folders kTables = With(kAnalysis, {"notebook/tables"});
 const Folders kFiles = With(kTables, {"notebook/files"});
 const Folders kStore = With(kFiles, {"notebook/store"});
 const Folders kCommands = With(kStore, {"notebook/commands"});
+const Folders kPage = With(kCommands, {"notebook/page"});
 
 const std::map<std::string, Folders> kAllowed{
     {"host", {"host"}},
@@ -38,8 +39,9 @@ const std::map<std::string, Folders> kAllowed{
     {"notebook/files", kFiles},
     {"notebook/store", kStore},
     {"notebook/commands", kCommands},
-    // The tests of all of them.
-    {"notebook", With(kCommands, {"notebook"})},
+    {"notebook/page", kPage},
+    // The program, and the tests of all of them.
+    {"notebook", With(kPage, {"notebook"})},
     // Tests of the engine in tables, without the notebook around them.
     {"random_notebooks", With(kTables, {"random_notebooks"})},
     {"com/base", {"values", "com/base"}},
