@@ -106,9 +106,11 @@ void WriteTable(const NotebookTable& table, WriteRows write_rows, std::ostream& 
   out << "]}";
 }
 
-void WriteAllRows(const NotebookTable& table, const JsonReader& reader, ListWriter list) {
+void WriteRows(const NotebookTable& table, std::size_t first, std::size_t count,
+               const JsonReader& reader, ListWriter list) {
   std::vector<NotebookCell> cells;
-  for (const NotebookRow row : table.Rows()) {
+  for (std::size_t index = first; index < first + count; ++index) {
+    const NotebookRow row = table.Rows()[index];
     cells.clear();
     for (const Ref<NotebookColumn>& column : table.Columns())
       cells.push_back(row.CellAt(column->Index()));
@@ -147,7 +149,9 @@ void WriteTablesOf(std::span<const NotebookCell> cells, const JsonReader& reader
 
 void WriteTables(const NotebookForm& form, const JsonReader& reader, ListWriter list) {
   for (const NotebookTable* table : form.Tables()) {
-    const auto rows = [&](ListWriter rows_list) { WriteAllRows(*table, reader, rows_list); };
+    const auto rows = [&](ListWriter rows_list) {
+      WriteRows(*table, 0, table->Rows().size(), reader, rows_list);
+    };
     WriteTable(*table, rows, list.Next());
   }
 }
@@ -223,12 +227,12 @@ std::string NumberJson(double number) {
 }
 
 std::u16string TextFor(const JsonReader& reader, const NotebookCell& cell) {
-  return reader.locale != nullptr ? cell.TextIn(*reader.locale) : cell.Text();
+  return reader.locale ? cell.TextIn(*reader.locale) : cell.Text();
 }
 
 std::string CellJson(const NotebookCell& cell, const JsonReader& reader) {
   const CellContent content = cell.Content();
-  const std::u16string text = reader.locale != nullptr ? cell.TextIn(*reader.locale) : content.text;
+  const std::u16string text = reader.locale ? cell.TextIn(*reader.locale) : content.text;
   return "{\"text\":" + Quoted(text) + ",\"state\":" + Quoted(cell.State()) +
          ",\"min\":" + NumberJson(content.min) + ",\"max\":" + NumberJson(content.max) +
          ",\"unit\":" + Quoted(content.unit) + "}";
@@ -294,6 +298,13 @@ void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
   out << "]";
   if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems, reader);
   out << "}\n";
+}
+
+void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
+                   std::ostream& out, const JsonReader& reader) {
+  out << '[';
+  WriteRows(table, first, count, reader, ListWriter(out));
+  out << ']';
 }
 
 std::string ProblemListJson(const std::vector<FormProblems>& forms, const JsonReader& reader) {

@@ -21,8 +21,8 @@ namespace ktnotebook {
 
 // For whom JSON is written.
 struct JsonReader {
-  // In which texts of cells are given; nullptr for the notebook's own.
-  const ktformula::Locale* locale = nullptr;
+  // In which texts of cells are given; empty for the notebook's own.
+  std::optional<ktformula::Locale> locale = std::nullopt;
   // Whether problems tell what would mend them, which the forms of the command line do not.
   bool wants_mends = false;
 };
@@ -53,6 +53,10 @@ std::string NumberJson(double number);
 // A cell as forms have it.
 std::string CellJson(const NotebookCell& cell, const JsonReader& reader);
 std::u16string TextFor(const JsonReader& reader, const NotebookCell& cell);
+
+// Rows of a table, from one on, as WriteFormsJson writes them in a list.
+void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
+                   std::ostream& out, const JsonReader& reader = {});
 
 // What one process did of the recalculation of all forms of a database.
 struct StoredRecalculationReport {
