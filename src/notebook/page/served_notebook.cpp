@@ -116,6 +116,13 @@ class CellStamps {
 
 }  // namespace
 
+std::string FingerprintOf(std::span<const FormVersion> forms) {
+  std::string fingerprint;
+  for (const FormVersion& form : forms)
+    fingerprint += std::to_string(form.key) + ":" + std::to_string(form.version) + " ";
+  return fingerprint;
+}
+
 ServedNotebook::ServedNotebook(std::shared_ptr<Database> database, EventSink& events)
     : store_(std::move(database), true), events_(events), run_(RandomName()) {
   if (!store_.IsUpToDate()) {
@@ -213,10 +220,7 @@ std::string ServedNotebook::FileText() {
 
 std::string ServedNotebook::Fingerprint() {
   const std::lock_guard lock(mutex_);
-  std::string fingerprint;
-  for (const FormVersion& form : stored_)
-    fingerprint += std::to_string(form.key) + ":" + std::to_string(form.version) + " ";
-  return fingerprint;
+  return FingerprintOf(stored_);
 }
 
 std::string ServedNotebook::Hello() {

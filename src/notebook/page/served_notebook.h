@@ -75,6 +75,9 @@ struct ServedForm {
   NotebookForm& Form() const { return *notebook.forms.front(); }
 };
 
+// Another text with every change that is stored.
+std::string FingerprintOf(std::span<const NotebookStore::FormVersion> forms);
+
 // All of it may be used by several threads; Reading and Change are how.
 class ServedNotebook {
  public:
@@ -91,7 +94,7 @@ class ServedNotebook {
 
   // All forms as a notebook file's text. Throws NotebookError for a text that a file can not hold.
   std::string FileText();
-  // Grows with every change that is stored, from run to run.
+  // FingerprintOf the forms as they are stored.
   std::string Fingerprint();
 
   // Ends recalculations that are under way, whose changes are refused then.
