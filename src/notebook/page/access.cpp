@@ -45,9 +45,8 @@ Access::Access(std::string secret, std::string address, int port)
 // A foreign name means that somebody lets their own name lead here, to make a browser take our page
 // for a part of their site. Where the connection came in can be no such name.
 bool Access::IsOwnHost(const std::string& host, const std::string& local_address) const {
-  for (const std::string& own :
-       {std::string("127.0.0.1"), std::string("localhost"), std::string("::1"), address_,
-        local_address}) {
+  for (const std::string& own : {std::string("127.0.0.1"), std::string("localhost"),
+                                 std::string("::1"), address_, local_address}) {
     const std::string with_port = HostAndPort(own, port_);
     if (host == with_port) return true;
     constexpr int kUnsaid = 80;

@@ -21,8 +21,8 @@ struct Refusal {
 // "[::1]:80" for the address "::1".
 std::string HostAndPort(std::string_view address, int port);
 
-// A browser sends requests on behalf of any site that it shows. So the secret is not all that counts,
-// but also by which name the browser found us and who made it ask.
+// A browser sends requests on behalf of any site that it shows. So the secret is not all that
+// counts, but also by which name the browser found us and who made it ask.
 class Access {
  public:
   // The address and port are those where requests come in.

@@ -4,11 +4,12 @@
 #include "notebook/page/page_files.h"
 
 // KT_EMBED(page_js, "page.js"): the file's bytes between the symbols kt_page_js and kt_page_js_end.
-#define KT_EMBED(symbol, file)                                                   \
-  asm(".pushsection .rodata\n"                                                   \
-      "kt_" #symbol ":\n.incbin \"" KT_PAGE_FOLDER "/" file "\"\n"               \
-      "kt_" #symbol "_end:\n.byte 0\n.popsection\n");                            \
-  extern "C" const char kt_##symbol[] __attribute__((visibility("hidden")));     \
+#define KT_EMBED(symbol, file)                                               \
+  asm(".pushsection .rodata\n"                                               \
+      "kt_" #symbol ":\n.incbin \"" KT_PAGE_FOLDER "/" file                  \
+      "\"\n"                                                                 \
+      "kt_" #symbol "_end:\n.byte 0\n.popsection\n");                        \
+  extern "C" const char kt_##symbol[] __attribute__((visibility("hidden"))); \
   extern "C" const char kt_##symbol##_end[] __attribute__((visibility("hidden")))
 
 KT_EMBED(index_html, "index.html");

@@ -65,10 +65,9 @@ Conversation::Conversation(int socket, const PageServices& services, Watch watch
     : services_(services), watch_(std::move(watch)), stream_(socket, services.limits.write_time) {
   // What the library takes for a server that goes on.
   svr_sock_ = socket;
-  set_pre_routing_handler(
-      [this](const Request& request, Response& response) {
-        return AnswerWithoutBody(request, response);
-      });
+  set_pre_routing_handler([this](const Request& request, Response& response) {
+    return AnswerWithoutBody(request, response);
+  });
   const auto with_body = [this](const Request& request, Response& response,
                                 const httplib::ContentReader& reader) {
     AnswerWithBody(request, response, reader);
@@ -87,8 +86,7 @@ Conversation::Conversation(int socket, const PageServices& services, Watch watch
     // What the library refuses on its own.
     if (response.body.empty()) Refuse({response.status, "this is no proper request"}, response);
   });
-  set_post_routing_handler(
-      [this](const Request&, Response& response) { AddHeaders(response); });
+  set_post_routing_handler([this](const Request&, Response& response) { AddHeaders(response); });
   set_logger([this](const Request& request, const Response& response) { Log(request, response); });
 }
 
@@ -97,14 +95,11 @@ void Conversation::Run() {
     const auto& limits = services_.limits;
     const auto first_byte = Clock::now() + (is_trusted_ ? limits.idle_time : limits.head_time);
     switch (stream_.ReadHead(limits.head_bytes, first_byte, limits.head_time)) {
-      case SocketStream::Head::kNone:
-        return;
+      case SocketStream::Head::kNone: return;
       case SocketStream::Head::kTooLarge:
         return RefuseHead(431, "the request's headers are too long");
-      case SocketStream::Head::kTooSlow:
-        return RefuseHead(408, "the request did not come in time");
-      case SocketStream::Head::kComplete:
-        break;
+      case SocketStream::Head::kTooSlow: return RefuseHead(408, "the request did not come in time");
+      case SocketStream::Head::kComplete: break;
     }
     if (!watch_(true, is_trusted_) || !ServeOne()) return;
   }
@@ -146,9 +141,9 @@ void Conversation::Begin(Request& request) {
   // Answers stay on this machine: packing them costs more than it saves.
   request.headers.erase("Accept-Encoding");
   request.ranges.clear();
-  has_body_ = request.has_header("Transfer-Encoding") ||
-              (request.has_header("Content-Length") &&
-               request.get_header_value("Content-Length") != "0");
+  has_body_ =
+      request.has_header("Transfer-Encoding") ||
+      (request.has_header("Content-Length") && request.get_header_value("Content-Length") != "0");
   path_ = request.path;
   refusal_ = Check(request);
   request.path = kAnyPath;
@@ -226,9 +221,9 @@ void Conversation::Answer(const Request& request, std::string body, Response& re
   if (!IsForApi()) return AnswerWithFile(request, response);
   const std::string path = path_.substr(kApi.size());
   if (path == "events" && request.method == "GET") return AnswerWithEvents(response);
-  ApiAnswer answer = services_.api.Answer({request.method == "HEAD" ? "GET" : request.method, path,
-                                           request.params, std::move(body),
-                                           request.get_header_value("Kt-Client")});
+  ApiAnswer answer =
+      services_.api.Answer({request.method == "HEAD" ? "GET" : request.method, path, request.params,
+                            std::move(body), request.get_header_value("Kt-Client")});
   response.status = answer.status;
   response.body = std::move(answer.body);
   response.set_header("Content-Type", answer.content_type);
@@ -238,7 +233,8 @@ void Conversation::Answer(const Request& request, std::string body, Response& re
 
 void Conversation::AnswerWithFile(const Request& request, Response& response) {
   const bool is_page = path_ == "/" || path_ == "/index.html";
-  const std::string name = is_page ? "index.html" : path_.substr(std::min<std::size_t>(1, path_.size()));
+  const std::string name =
+      is_page ? "index.html" : path_.substr(std::min<std::size_t>(1, path_.size()));
   std::optional<std::string> file = services_.files.Find(name);
   if (!file && is_page) {
     return Refuse({404, "this ktnotebook was built without its page; its interface below " +

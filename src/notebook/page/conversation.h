@@ -28,8 +28,8 @@ struct PageServices {
 };
 
 // Refuses what may not be asked before it reads more than a request's head, and then answers with a
-// page file, with events, or with what the interface says. The library takes requests apart and puts
-// answers together.
+// page file, with events, or with what the interface says. The library takes requests apart and
+// puts answers together.
 class Conversation final : private httplib::Server {
  public:
   // Told before a request is served (true) and when the next one is waited for (false); gives

@@ -42,8 +42,8 @@ std::unique_ptr<EventHub::Stream> EventHub::Open() {
     streams_.push_back(stream.get());
   }
   // What happens meanwhile is told behind it, at worst once too often.
-  const auto hello = std::make_shared<const std::string>(std::string(kRetry) +
-                                                         EventText("", "hello", hello_()));
+  const auto hello =
+      std::make_shared<const std::string>(std::string(kRetry) + EventText("", "hello", hello_()));
   const std::lock_guard lock(mutex_);
   stream->waiting_bytes_ += hello->size();
   stream->waiting_.push_front(hello);
@@ -63,9 +63,8 @@ EventHub::Stream::~Stream() {
 
 std::optional<std::string> EventHub::Stream::Next(std::chrono::milliseconds time) {
   std::unique_lock lock(hub_.mutex_);
-  hub_.changed_.wait_for(lock, time, [this] {
-    return hub_.is_closed_ || is_cut_off_ || !waiting_.empty();
-  });
+  hub_.changed_.wait_for(lock, time,
+                         [this] { return hub_.is_closed_ || is_cut_off_ || !waiting_.empty(); });
   if (hub_.is_closed_ || is_cut_off_) return std::nullopt;
   if (waiting_.empty()) return "";
   const Text text = std::move(waiting_.front());

@@ -57,8 +57,8 @@ class EventHub::Stream {
   Stream& operator=(const Stream&) = delete;
   ~Stream();
 
-  // What to send next, "" when there was nothing for that time; nothing at the stream's end: the hub
-  // was closed, or its reader was so slow that it has to ask anew.
+  // What to send next, "" when there was nothing for that time; nothing at the stream's end: the
+  // hub was closed, or its reader was so slow that it has to ask anew.
   std::optional<std::string> Next(std::chrono::milliseconds time);
 
  private:

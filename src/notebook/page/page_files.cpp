@@ -12,8 +12,8 @@ namespace {
 // Nothing that leads out of the folder, nor a hidden file.
 bool IsPlainName(const std::string& name) {
   return !name.empty() && name.front() != '.' && std::ranges::all_of(name, [](char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-           c == '.' || c == '-' || c == '_';
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.' ||
+           c == '-' || c == '_';
   });
 }
 
@@ -34,10 +34,14 @@ std::string ContentTypeOf(const std::string& name) {
   constexpr struct {
     std::string_view ending;
     const char* type;
-  } kTypes[] = {{".html", "text/html; charset=utf-8"},      {".js", "text/javascript; charset=utf-8"},
-                {".css", "text/css; charset=utf-8"},        {".txt", "text/plain; charset=utf-8"},
-                {".svg", "image/svg+xml"},                  {".png", "image/png"},
-                {".map", "application/json"},               {".woff2", "font/woff2"}};
+  } kTypes[] = {{".html", "text/html; charset=utf-8"},
+                {".js", "text/javascript; charset=utf-8"},
+                {".css", "text/css; charset=utf-8"},
+                {".txt", "text/plain; charset=utf-8"},
+                {".svg", "image/svg+xml"},
+                {".png", "image/png"},
+                {".map", "application/json"},
+                {".woff2", "font/woff2"}};
   for (const auto& [ending, type] : kTypes) {
     if (name.ends_with(ending)) return type;
   }

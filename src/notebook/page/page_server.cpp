@@ -63,7 +63,8 @@ PageServer::PageServer(const ServerPlace& place, const ServerLimits& limits, con
     : limits_(limits),
       events_(events),
       log_(log),
-      access_((Listen(place), place.secret), NameableAddress(place.address), port_),
+      port_(Listen(place)),
+      access_(place.secret, NameableAddress(place.address), port_),
       services_{limits_, access_, files, api, events_, log_} {}
 
 PageServer::~PageServer() {
@@ -72,20 +73,17 @@ PageServer::~PageServer() {
   }
 }
 
-void PageServer::Listen(const ServerPlace& place) {
+// Gives the port.
+int PageServer::Listen(const ServerPlace& place) {
   const Addresses addresses = Resolve(place.address, place.port);
   const int on = 1;
   listener_ = socket(addresses->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   // A port that was just given up can be taken again.
   const bool listens =
-      listener_ >= 0 &&
-      setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+      listener_ >= 0 && setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
       bind(listener_, addresses->ai_addr, addresses->ai_addrlen) == 0 &&
       listen(listener_, kBacklog) == 0 && pipe2(stop_signal_, O_NONBLOCK | O_CLOEXEC) == 0;
-  if (listens) {
-    port_ = PortOf(listener_);
-    return;
-  }
+  if (listens) return PortOf(listener_);
   const int reason = errno;
   if (listener_ >= 0) close(listener_);
   const std::string where = HostAndPort(place.address, place.port);

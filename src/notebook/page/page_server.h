@@ -55,7 +55,7 @@ class PageServer {
   using Connections = std::list<Connection>;
   using Lock = std::unique_lock<std::mutex>;
 
-  void Listen(const ServerPlace& place);
+  int Listen(const ServerPlace& place);
   void AcceptAll();
   void Admit(int socket);
   bool MakeRoom(Lock& lock);
@@ -71,9 +71,9 @@ class PageServer {
   EventHub& events_;
   RequestLog& log_;
   int listener_ = -1;
-  int port_ = 0;
   // Readable when the server shall stop.
   int stop_signal_[2] = {-1, -1};
+  const int port_;
   const Access access_;
   const PageServices services_;
 

@@ -74,8 +74,8 @@ bool AreSameSecret(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) return false;
   volatile unsigned char differences = 0;
   for (std::size_t i = 0; i < left.size(); ++i)
-    differences = static_cast<unsigned char>(differences |
-                                             static_cast<unsigned char>(left[i] ^ right[i]));
+    differences =
+        static_cast<unsigned char>(differences | static_cast<unsigned char>(left[i] ^ right[i]));
   return differences == 0;
 }
 

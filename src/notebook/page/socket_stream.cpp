@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
+#include <utility>
 
 namespace ktnotebook {
 
