@@ -22,6 +22,7 @@ using FormVersion = NotebookStore::FormVersion;
 constexpr std::size_t kMostStoredAtOnce = 2'000;
 constexpr std::size_t kMostUnstored = 1'000'000;
 constexpr auto kQuiet = std::chrono::milliseconds(400);
+constexpr auto kStoreInterval = std::chrono::milliseconds(10);
 // How often it is looked for what others have changed.
 constexpr auto kLookInterval = std::chrono::milliseconds(300);
 
@@ -133,48 +134,89 @@ ServedNotebook::~ServedNotebook() {
   }
   ending_.notify_all();
   worker_.join();
-  StoreAllUnstored();
+  while (StoreSome()) {
+  }
 }
 
 void ServedNotebook::Work() {
   std::unique_lock lock(mutex_);
-  while (!ending_.wait_for(lock, kLookInterval, [this] { return is_ending_; })) {
+  auto interval = kLookInterval;
+  while (!ending_.wait_for(lock, interval, [this] { return is_ending_; })) {
+    const bool is_quiet = std::chrono::steady_clock::now() - last_change_ > kQuiet;
+    if (is_quiet && StoreSome()) {
+      interval = kStoreInterval;
+      continue;
+    }
+    interval = kLookInterval;
     try {
       Refresh();
     } catch (const StoreFailure&) {
       // Whoever needs the database next is told.
-      continue;
     }
-    if (std::chrono::steady_clock::now() - last_change_ > kQuiet) StoreAllUnstored();
   }
 }
 
-void ServedNotebook::StoreAllUnstored() {
-  std::vector<std::int64_t> keys;
-  for (const auto& [key, served] : forms_) {
-    if (!served->unstored.empty()) keys.push_back(key);
+bool ServedNotebook::StoreSome() {
+  const auto found = std::find_if(forms_.begin(), forms_.end(),
+                                  [](const auto& each) { return !each.second->unstored.empty(); });
+  if (found == forms_.end()) return false;
+  const std::int64_t key = found->first;
+  try {
+    StoreSomeUnstored(*found->second);
+  } catch (const NotebookError&) {
+    // The database knows that these results are missing; whoever reads the form computes them.
+    Drop(key);
   }
-  for (const std::int64_t key : keys) {
-    try {
-      Transaction transaction(store_.Connection(), TransactionKind::kChangingForms);
-      ServedForm& served = *forms_.at(key);
-      const auto now = store_.LockVersion(key);
-      if (!now || now->version != served.stored.version) continue;
-      StoreUnstored(served);
-      served.stored = *store_.LockVersion(key);
-      transaction.Commit();
-      *std::find_if(stored_.begin(), stored_.end(),
-                    [key](const FormVersion& form) { return form.key == key; }) = served.stored;
-    } catch (const NotebookError&) {
-      // The database knows that these results are missing; whoever reads the form computes them.
-      Drop(key);
-    }
+  return true;
+}
+
+void ServedNotebook::StoreSomeUnstored(ServedForm& served) {
+  const std::int64_t key = served.stored.key;
+  Transaction transaction(store_.Connection(), TransactionKind::kChangingForms);
+  const auto now = store_.LockVersion(key);
+  if (!now || now->version != served.stored.version) return Drop(key);
+  if (!std::exchange(served.is_unstored_in_order, true)) {
+    served.unstored = InFormOrder(served.unstored);
   }
+  const std::size_t count = std::min(served.unstored.size(), kMostStoredAtOnce);
+  const auto some = std::span(served.unstored).last(count);
+  if (count == served.unstored.size()) {
+    store_.SaveRecalculated(served.Form(), some);
+  } else {
+    store_.SaveTyped(served.Form(), some);
+  }
+  served.unstored.resize(served.unstored.size() - count, served.unstored.front());
+  served.stored = *store_.LockVersion(key);
+  transaction.Commit();
+  *std::find_if(stored_.begin(), stored_.end(),
+                [key](const FormVersion& form) { return form.key == key; }) = served.stored;
+}
+
+void ServedNotebook::NoteUnstored(ServedForm& served, std::span<const NotebookCell> cells) {
+  served.is_unstored_in_order &= cells.empty() || served.unstored.empty();
+  served.unstored.insert(served.unstored.end(), cells.begin(), cells.end());
 }
 
 void ServedNotebook::StoreUnstored(ServedForm& served) {
   store_.SaveRecalculated(served.Form(), InFormOrder(served.unstored));
   served.unstored.clear();
+}
+
+std::string ServedNotebook::FileText() {
+  const std::lock_guard lock(mutex_);
+  Refresh();
+  std::vector<Ref<NotebookForm>> forms;
+  for (const FormVersion& stored : std::vector<FormVersion>(stored_))
+    forms.push_back(Ref<NotebookForm>(&Bring(stored).Form()));
+  return WriteNotebook(forms);
+}
+
+std::string ServedNotebook::Fingerprint() {
+  const std::lock_guard lock(mutex_);
+  std::string fingerprint;
+  for (const FormVersion& form : stored_)
+    fingerprint += std::to_string(form.key) + ":" + std::to_string(form.version) + " ";
+  return fingerprint;
 }
 
 std::string ServedNotebook::Hello() {
@@ -267,7 +309,7 @@ void ServedNotebook::Load(ServedForm& served, const FormVersion& stored) {
     if (is_stopping_) throw StoreFailure("the program is ending", true);
   };
   served.result = Recalculate(form);
-  if (!stored.is_current) served.unstored = std::exchange(form.Log().cells, {});
+  if (!stored.is_current) NoteUnstored(served, form.Log().cells);
 }
 
 RecalculationResult ServedNotebook::Recalculate(NotebookForm& form) {
@@ -278,7 +320,7 @@ RecalculationResult ServedNotebook::Recalculate(NotebookForm& form) {
 // Results that are many are stored later; until then the database knows that they are missing.
 void ServedNotebook::StoreResults(ServedForm& served, std::span<const NotebookCell> typed,
                                   std::span<const NotebookCell> changed) {
-  served.unstored.insert(served.unstored.end(), changed.begin(), changed.end());
+  NoteUnstored(served, changed);
   const std::size_t count = served.unstored.size();
   if (count <= kMostStoredAtOnce || count > kMostUnstored) {
     StoreUnstored(served);

@@ -69,6 +69,8 @@ struct ServedForm {
   std::int64_t last_step = 0;
   // Cells whose results are stored when there is time: the database knows that they are not.
   std::vector<NotebookCell> unstored;
+  // Whether these are in the form's order, each once.
+  bool is_unstored_in_order = true;
 
   NotebookForm& Form() const { return *notebook.forms.front(); }
 };
@@ -86,6 +88,11 @@ class ServedNotebook {
   // The versions of all forms and a name for this run of the program, in JSON: what a page needs to
   // know first.
   std::string Hello();
+
+  // All forms as a notebook file's text. Throws NotebookError for a text that a file can not hold.
+  std::string FileText();
+  // Grows with every change that is stored, from run to run.
+  std::string Fingerprint();
 
   // Ends recalculations that are under way, whose changes are refused then.
   void Stop() noexcept { is_stopping_ = true; }
@@ -112,12 +119,15 @@ class ServedNotebook {
   RecalculationResult Recalculate(NotebookForm& form);
   void StoreResults(ServedForm& served, std::span<const NotebookCell> typed,
                     std::span<const NotebookCell> changed);
+  void NoteUnstored(ServedForm& served, std::span<const NotebookCell> cells);
   void StoreUnstored(ServedForm& served);
+  void StoreSomeUnstored(ServedForm& served);
   void Publish(const NotebookStore::FormVersion& form, std::string_view what,
                std::string_view client, std::u16string_view old_name = {});
 
   void Work();
-  void StoreAllUnstored();
+  // A few at a time, so that nobody waits long; whether there are more.
+  bool StoreSome();
 
   std::mutex mutex_;
   NotebookStore store_;
