@@ -64,6 +64,7 @@ PageServer::PageServer(const ServerPlace& place, const ServerLimits& limits, con
       events_(events),
       log_(log),
       port_(Listen(place)),
+      is_for_others_(!place.address.starts_with("127.") && place.address != "::1"),
       access_(place.secret, NameableAddress(place.address), port_),
       services_{limits_, access_, files, api, events_, log_} {}
 

@@ -37,6 +37,9 @@ class PageServer {
   // What a person opens; it contains the secret.
   std::string FirstAddress() const { return access_.FirstAddress(); }
 
+  // Whether other machines may ask.
+  bool IsForOthers() const noexcept { return is_for_others_; }
+
   // Serves until Stop: then it takes no more connections, ends the streams and returns when the
   // requests under way are answered, or time is up for them.
   void Run();
@@ -74,6 +77,7 @@ class PageServer {
   // Readable when the server shall stop.
   int stop_signal_[2] = {-1, -1};
   const int port_;
+  const bool is_for_others_;
   const Access access_;
   const PageServices services_;
 

@@ -10,6 +10,7 @@
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/operating_system.h"
 #include "notebook/page/api_routes.h"
+#include "notebook/page/file_database.h"
 #include "notebook/page/page_server.h"
 #include "notebook/page/secret.h"
 
@@ -56,6 +57,11 @@ std::unique_ptr<PageFiles> FilesOf(const ServeOptions& options) {
   return std::make_unique<FolderOfPageFiles>(folder);
 }
 
+std::shared_ptr<Database> OpenNotebook(const ServeOptions& options, const Console& console) {
+  if (options.file.empty()) return OpenDatabase(options.database, true);
+  return OpenFileAsDatabase(options.file, [&](const std::string& note) { console.Say(note); });
+}
+
 }  // namespace
 
 int Serve(const ServeOptions& options, Console& console) {
@@ -69,13 +75,17 @@ int Serve(const ServeOptions& options, Console& console) {
     console.err.flush();
   });
   EventHub events(limits);
-  ServedNotebook notebook(OpenDatabase(options.database, true), events);
+  ServedNotebook notebook(OpenNotebook(options, console), events);
   events.SetHello([&notebook] { return notebook.Hello(); });
   NotebookApi api(notebook);
   PageServer server({options.address, options.port, secret}, limits, *files, api, events, log);
   const StopBySignal stop(server);
   console.out << server.FirstAddress() << std::endl;
-  log.Note("serving " + options.database + "; Ctrl-C ends it");
+  if (server.IsForOthers())
+    log.Note("warning: other machines can reach " + options.address +
+             ", and what they send can be overheard");
+  log.Note("serving " + (options.file.empty() ? options.database : options.file) +
+           "; Ctrl-C ends it");
   server.Run();
   log.Note("ended");
   return kExitDone;
