@@ -361,16 +361,15 @@ class FormulaPanel implements Panel {
     if (problems.length > 0) host.append(problemList(problems, (_problem, one) => mend(one)));
   }
 
-  private resultParts(preview: Preview): Node[] {
-    const { value, text } = preview;
+  private resultParts({ value, text, problems }: Preview): Node[] {
     if (value === undefined && text === undefined) return [];
-    const where = this.row === null ? "Value" : `In row ${this.row}`;
     const failure = value === undefined ? undefined : failureOf(value);
-    const shown = failure ?? text ?? "";
+    const isExplained = problems.some((problem) => problem.severity === "error");
+    const shown = failure === undefined ? text || "(empty)" : isExplained ? "no value" : failure;
     return [
-      el("span", { class: "kt-quiet", textContent: `${where}: ` }),
+      el("span", { class: "kt-quiet", textContent: this.row === null ? "Value: " : `In row ${this.row}: ` }),
       ...(failure === undefined ? [] : [severityMark("error")]),
-      el("b", { class: failure === undefined ? "" : "error", textContent: shown === "" ? "(empty)" : shown }),
+      el("b", { class: failure === undefined ? "" : "error", textContent: shown }),
     ];
   }
 

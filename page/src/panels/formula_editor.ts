@@ -131,6 +131,7 @@ export class FormulaEditor {
           ...historyKeymap,
           ...defaultKeymap.filter((binding) => binding.key !== "Mod-Enter"),
         ]),
+        EditorView.domEventHandlers({ beforeinput: typeOver }),
         EditorView.updateListener.of((update) => {
           if (update.docChanged) events.changed();
           if (update.docChanged || update.selectionSet) events.moved();
@@ -189,6 +190,18 @@ export class FormulaEditor {
     if (!known) return null;
     return { pos: token.start, end: token.end, above: true, create: () => ({ dom: functionHelp(known) }) };
   }
+}
+
+/**
+ * Typing over a selection: left to itself, the browser would write the colours of what it takes away
+ * into the page as inline styles, which the page's policy forbids.
+ */
+function typeOver(event: InputEvent, view: EditorView): boolean {
+  const isPlain = event.inputType === "insertText" && event.data !== null && !event.isComposing;
+  if (!isPlain || view.state.selection.main.empty) return false;
+  view.dispatch(view.state.replaceSelection(event.data ?? ""), { userEvent: "input.type", scrollIntoView: true });
+  event.preventDefault();
+  return true;
 }
 
 function labelled(label: string, hint: string) {

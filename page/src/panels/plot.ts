@@ -31,6 +31,8 @@ const kManyPoints = 5000;
 const kListedPoints = 1000;
 const kTickX = 80;
 const kTickY = 40;
+// About what the other axis takes.
+const kAxisSpace = 80;
 const kPictureScale = 2;
 // Stands for the rows' numbers in the choice of x; no column has an empty name.
 const kByRow = "";
@@ -118,10 +120,10 @@ class PlotPanel implements Panel {
       { class: "kt-panel-bar" },
       field("Table", this.tableChoice),
       field("Across", this.xChoice),
-      this.yChoice,
       option(this.options.line, "Line"),
       option(this.options.logX, "Log across"),
       option(this.options.logY, "Log up"),
+      this.yChoice,
     ),
     el("div", { class: "kt-panel-content" }, this.note, this.body),
   );
@@ -201,11 +203,12 @@ class PlotPanel implements Panel {
     const kept = stored(this.settingsKey);
     const y = (kept?.y ?? []).filter((name) => names.includes(name));
     const x = kept?.x === kByRow || names.includes(kept?.x ?? "") ? kept?.x : undefined;
-    const first = names[0] ?? "";
-    const initial = names.length > 1 ? first : kByRow;
+    const [first = "", second = first] = names;
+    const { selection } = this.app;
+    const isUsable = selection?.table === table.name && names.includes(selection.column) && selection.column !== first;
     return {
-      x: x ?? initial,
-      y: y.length > 0 ? y : [names[1] ?? first],
+      x: x ?? (names.length > 1 ? first : kByRow),
+      y: y.length > 0 ? y : [isUsable ? selection.column : second],
       line: kept?.line === true,
       logX: kept?.logX === true,
       logY: kept?.logY === true,
@@ -394,8 +397,8 @@ class PlotPanel implements Panel {
       ticks: { stroke: () => styleOf(this.root, "--kt-plot-text"), size: 4, width: 1 },
       border: { show: true, stroke: () => styleOf(this.root, "--kt-plot-text"), width: 1 },
       splits: (plot, _axis, min, max) => {
-        const { width, height } = plot.over.getBoundingClientRect();
-        return ticksOf({ min, max }, (isAcross ? width : height) / space, isLog);
+        const length = isAcross ? plot.width - kAxisSpace : plot.height - kAxisSpace;
+        return ticksOf({ min, max }, length / space, isLog);
       },
       filter: (_plot, splits) => splits,
       values: (_plot, splits) => tickTexts(splits, this.app.api.locale),

@@ -10,7 +10,7 @@ import { mendInNotebook, problemList, severityMark } from "./problems";
 const kFirstDepth = 3;
 const kMoreDepth = 3;
 // Beyond so many steps only the cell's own inputs, and what leads to an error, are unfolded.
-const kUnfoldedSteps = 16;
+const kUnfoldedSteps = 12;
 
 const kCellWords: Record<string, string> = {
   typed: "typed in",
@@ -126,11 +126,11 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
       depth += kMoreDepth;
       void refresh();
     };
-    const parts = new ExplanationParts(explanation, app, follow, goDeeper).all();
+    const parts = new ExplanationParts(explanation, depth, app, follow, goDeeper).all();
     content.replaceChildren(...parts, ...problemParts(problems, app));
     content.scrollTop = scroll;
-    if (focus !== null) (isSame ? content.querySelector<HTMLElement>(focus) : back)?.focus();
     updateButtons();
+    if (focus !== null) (isSame ? content.querySelector<HTMLElement>(focus) : back)?.focus();
   }
 
   const listeners = [
@@ -189,6 +189,7 @@ class ExplanationParts {
 
   constructor(
     private readonly explanation: Explanation,
+    private readonly depth: number,
     private readonly app: App,
     private readonly follow: (address: string) => void,
     private readonly goDeeper: () => void,
@@ -226,17 +227,16 @@ class ExplanationParts {
   private tree(formula: FormulaView, words: StepWords): Node[] {
     const steps = visible(this.explanation.steps);
     if (steps.length === 0) return [];
-    const list = this.list(steps, formula, words, countSteps(steps) <= kUnfoldedSteps);
+    const list = this.list(steps, { formula, words, level: 1, unfold: countSteps(steps) <= kUnfoldedSteps });
     list.setAttribute("aria-label", "What it is computed from");
     return [list];
   }
 
-  private list(steps: Step[], formula: FormulaView, words: StepWords, unfold: boolean): HTMLElement {
-    const items = steps.map((step) => this.step(step, formula, words, unfold));
-    return el("ul", { class: "kt-steps" }, ...items);
+  private list(steps: Step[], around: Around): HTMLElement {
+    return el("ul", { class: "kt-steps" }, ...steps.map((step) => this.step(step, around)));
   }
 
-  private step(step: Step, outer: FormulaView, words: StepWords, unfold: boolean): HTMLElement {
+  private step(step: Step, around: Around): HTMLElement {
     const isError = step.error !== undefined || hasFailed(step);
     const row = el(
       "div",
@@ -246,31 +246,31 @@ class ExplanationParts {
       el("span", { class: "kt-quiet", textContent: "is" }),
       " ",
       isError && severityMark("error"),
-      el("b", { textContent: words.next(step) }),
-      ...this.origin(step),
+      el("b", { textContent: around.words.next(step) }),
+      " ",
+      this.origin(step),
     );
-    markOnHover(row, outer, step);
-    return el("li", {}, row, this.below(step, outer, words, unfold));
+    markOnHover(row, around.formula, step);
+    return el("li", {}, row, this.below(step, around));
   }
 
   /** What a step is computed from itself. */
-  private below(step: Step, outer: FormulaView, words: StepWords, unfold: boolean): HTMLElement | null {
+  private below(step: Step, around: Around): HTMLElement | null {
     // A definition or another cell has a formula of its own, in which the steps below it stand.
-    const formula = step.formula === undefined ? outer : viewFormula(step.formula);
+    const formula = step.formula === undefined ? around.formula : viewFormula(step.formula);
     const steps = visible(step.steps);
     if (steps.length > 0) {
-      const list = this.list(steps, formula, words, unfold);
-      if (step.more) list.append(el("li", { class: "kt-quiet", textContent: words.more() }));
-      return this.foldable(step, formula, list, unfold || leadsToError(step));
+      const list = this.list(steps, { ...around, formula, level: around.level + 1 });
+      if (step.more) list.append(el("li", { class: "kt-quiet", textContent: around.words.more() }));
+      return this.foldable(step, formula, list, around.unfold || leadsToError(step));
     }
-    if (step.formula === undefined) return null;
+    const isCut = around.level === this.depth && step.steps === undefined && !isGiven(step);
+    if (step.formula === undefined && !isCut) return null;
     return el(
       "div",
       { class: "kt-step-formula" },
-      "by ",
-      formula.element,
-      // Without steps at all, the asked depth ended here.
-      step.steps === undefined && this.deeper(step),
+      ...(step.formula === undefined ? [] : ["by ", formula.element, " "]),
+      isCut && this.deeper(step),
     );
   }
 
@@ -281,7 +281,7 @@ class ExplanationParts {
   }
 
   private deeper(step: Step): HTMLElement {
-    return button("… further", this.goDeeper, {
+    return button("further …", this.goDeeper, {
       class: "kt-link",
       attrs: {
         "data-key": this.key(),
@@ -290,14 +290,17 @@ class ExplanationParts {
     });
   }
 
-  private origin(step: Step): (Node | string)[] {
+  /** Where a step's value is, which stays together when the row is too narrow. */
+  private origin(step: Step): HTMLElement | null {
     const words = step.origin === undefined ? undefined : kStepWords[step.origin];
     if (step.cell === undefined || words === undefined)
-      return step.origin === "definition" ? [quiet(", a definition")] : [];
+      return step.origin === "definition" ? el("span", { class: "kt-quiet", textContent: "by definition" }) : null;
     const { error_from } = step;
-    if (error_from === undefined || error_from === step.cell)
-      return [quiet(`, ${words}`), this.link(step.cell)];
-    return [quiet(", handed on by "), this.link(step.cell), quiet(" from "), this.link(error_from)];
+    const parts =
+      error_from === undefined || error_from === step.cell
+        ? [words, this.link(step.cell)]
+        : ["handed on by ", this.link(step.cell), " from ", this.link(error_from)];
+    return el("span", { class: "kt-step-origin kt-quiet" }, ...parts);
   }
 
   private link(address: string): HTMLElement {
@@ -332,6 +335,15 @@ class ExplanationParts {
   }
 }
 
+/** Where a list of steps stands. */
+interface Around {
+  // In which the steps' places count.
+  formula: FormulaView;
+  words: StepWords;
+  level: number;
+  unfold: boolean;
+}
+
 /** The story's words for the steps, in whose order its indented lines stand. */
 class StepWords {
   private at = 0;
@@ -355,10 +367,6 @@ class StepWords {
   }
 }
 
-function quiet(text: string): HTMLElement {
-  return el("span", { class: "kt-quiet", textContent: text });
-}
-
 /** Constants can be seen in the formula. */
 function visible(steps: Step[] | undefined): Step[] {
   return (steps ?? []).filter((step) => step.origin !== "constant");
@@ -366,6 +374,11 @@ function visible(steps: Step[] | undefined): Step[] {
 
 function countSteps(steps: Step[]): number {
   return steps.reduce((count, step) => count + 1 + countSteps(visible(step.steps)), 0);
+}
+
+/** Whether nothing is behind the step. */
+function isGiven(step: Step): boolean {
+  return step.origin === undefined || ["typed", "noted", "empty"].includes(step.origin);
 }
 
 function hasFailed(step: Step): boolean {
