@@ -137,7 +137,7 @@ export interface Found {
 
 export interface Series {
   column: string;
-  unit: string;
+  unit: string | null;
   min: (number | null)[];
   max: (number | null)[];
 }

@@ -26,7 +26,7 @@ export interface PlotData {
 export function plotData(points: Points, byRow: boolean): PlotData {
   const rows = points.rows.map((_row, index) => index);
   const numbers = rows.map((row) => row + 1);
-  const x: Series = byRow ? { column: "Row", unit: "", min: numbers, max: numbers } : points.x;
+  const x: Series = byRow ? { column: "Row", unit: null, min: numbers, max: numbers } : points.x;
   const middle = middles(x);
   const order = rows.filter((row) => middle[row] !== null);
   order.sort((a, b) => (middle[a] ?? 0) - (middle[b] ?? 0));
@@ -46,11 +46,12 @@ function middles({ min, max }: Series): (number | null)[] {
 }
 
 function valuesIn(order: number[], series: Series): Values {
+  const unit = series.unit ?? "";
   const ordered = (values: (number | null)[]) => order.map((row) => values[row] ?? null);
   return {
     name: series.column,
-    title: titleOf([series.column], series.unit),
-    unit: series.unit,
+    title: titleOf([series.column], unit),
+    unit,
     min: ordered(series.min),
     max: ordered(series.max),
     middle: ordered(middles(series)),
