@@ -37,10 +37,10 @@ class PageRoutes : public ::testing::Test {
   std::string Cell(const std::string& table, std::size_t row, const std::string& column) {
     return Get("rows/Aspirin/" + table)["rows"][row]["cells"][column]["text"];
   }
-  // Undoes the last step, in memory and in the database.
-  void Undo() {
-    const Json step{{"step", Get("structure/Aspirin")["undo"]["step"]}};
-    EXPECT_EQ(served_->Ask("POST", "undo/Aspirin", step.dump()).status, 200);
+  // Undoes the last step, or does it again, in memory and in the database.
+  void Repeat(const std::string& which) {
+    const Json step{{"step", Get("structure/Aspirin")[which]["step"]}};
+    EXPECT_EQ(served_->Ask("POST", which + "/Aspirin", step.dump()).status, 200);
   }
   // What the database has, seen by another program.
   std::string Stored() const { return Program({"export", "Aspirin", "--db", database_}).out.str(); }
@@ -118,6 +118,37 @@ TEST_F(PageRoutes, AnswerOneAfterTheOther) {
   };
   for (const Request& request : requests)
     Ask(request);
+}
+
+// Whatever is done, undone and done again: the database has it.
+TEST_F(PageRoutes, EditsAreStoredAsTheyAre) {
+  const Request requests[]{
+      {"POST", "parts/Aspirin/Notes", "", R"({"at":0})", 200, ""},
+      {"POST", "parts/Aspirin/Notes:N", "", R"({"unit":"mg"})", 200, ""},
+      {"POST", "parts/Aspirin/Notes::a", "", R"({"tags":{"Lot":"7"}})", 200, ""},
+      {"PUT", "formulas/Aspirin/Notes:N", "", R"({"formula":"[Products:Mass:1]*[x]"})", 200, ""},
+      {"PUT", "definitions/Aspirin/Notes:x", "", R"({"formula":"2"})", 200, ""},
+      {"PATCH", "parts/Aspirin/Products:Mass", "", R"({"name":"Weight"})", 200, ""},
+      {"PATCH", "parts/Aspirin/Products", "", R"({"at":0})", 200, ""},
+      {"POST", "parts/Aspirin/Products::b", "", R"({"before":"ASA"})", 200, ""},
+      {"PUT", "formulas/Aspirin/Products:Yield", "", R"({"formula":""})", 200, ""},
+      {"DELETE", "parts/Aspirin/Reactants:Moles", "force=1", "", 200, ""},
+      {"DELETE", "parts/Aspirin/Notes", "", "", 200, ""},
+  };
+  const auto file = [this] { return served_->Ask("GET", "export/Aspirin").body; };
+  for (const Request& request : requests) {
+    const std::string before = file();
+    Ask(request);
+    const std::string after = file();
+    EXPECT_NE(after, before) << request.path;
+    EXPECT_EQ(Stored(), after) << request.path;
+    Repeat("undo");
+    EXPECT_EQ(file(), before) << request.path;
+    EXPECT_EQ(Stored(), before) << request.path;
+    Repeat("redo");
+    EXPECT_EQ(file(), after) << request.path;
+    EXPECT_EQ(Stored(), after) << request.path;
+  }
 }
 
 TEST_F(PageRoutes, TellWhy) {
@@ -271,7 +302,7 @@ TEST_F(PageDialogRoutes, EditsInOneStep) {
   EXPECT_EQ(Cell("Products", 0, "Moles"), "");
   EXPECT_NE(Stored().find("*[twice]"), std::string::npos);
   Do(dialog, "Close", "", {}, 404);
-  Undo();
+  Repeat("undo");
   EXPECT_EQ(Cell("Products", 0, "Yield"), "85.6%");
   EXPECT_EQ(Stored().find("[twice]"), std::string::npos);
 }
