@@ -2,7 +2,12 @@
 
 kt_build_packages="g++ cmake ninja-build pkg-config libpugixml-dev libexpat1-dev libsqlite3-dev
   libutf8proc-dev libcli11-dev nlohmann-json3-dev libcsv-dev libpq-dev libcpp-httplib-dev"
-kt_test_packages="libgtest-dev libbenchmark-dev postgresql
+# For the page, unless the machine has them from elsewhere.
+kt_page_packages=""
+if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
+  kt_page_packages="nodejs npm"
+fi
+kt_test_packages="$kt_page_packages chromium libgtest-dev libbenchmark-dev postgresql
   python3-pandas python3-matplotlib python3-pytest python3-setuptools python3-wheel python3-venv mypy"
 kt_format_packages="clang-format"
 # For the Debian packages, on top of the build packages; the last one is for their test.

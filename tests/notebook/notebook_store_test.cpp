@@ -107,7 +107,7 @@ TEST_F(NotebookStoreTest, TablesWithoutLocalesMeanCAndAreBroughtUpToDate) {
   Command({"import", File("n.xml")});
   const std::string exported = Command({"export", "G"});
   const auto database = OpenDatabase(File("n.db"), false);
-  for (const std::string column : {"locale", "computed_with"})
+  for (const std::string column : {"locale", "computed_with", "version"})
     database->Run("ALTER TABLE notebook_forms DROP COLUMN " + column);
   database->Run("UPDATE notebook_schema SET version = 1");
   const auto has_locale = [&] {

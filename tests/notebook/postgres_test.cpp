@@ -102,7 +102,7 @@ TEST_F(PostgresTest, BehavesAsADatabaseInAFile) {
     EXPECT_EQ(Command(command, url), Command(command, folder.File("n.db"))) << command[0];
   EXPECT_NE(Command({"export", "F'; --"}, url).find("\\'n.d.'); --\\<"), std::string::npos);
   // Tables of before notebooks had a locale.
-  for (const std::string column : {"locale", "computed_with"})
+  for (const std::string column : {"locale", "computed_with", "version"})
     OpenDatabase(url, false)->Run("ALTER TABLE notebook_forms DROP COLUMN " + column);
   OpenDatabase(url, false)->Run("UPDATE notebook_schema SET version = 1");
   EXPECT_EQ(Command({"export", "G"}, url), Command({"export", "G"}, folder.File("n.db")));

@@ -207,8 +207,8 @@ TEST_F(WorkersOnAServerTest, AFormInHandKeepsNobodyFromOthers) {
 TEST_F(WorkersOnAServerTest, TablesOfBeforeAreBroughtUpToDateByWhoeverIsFirst) {
   Program({"import", folder.File("n.xml"), "--db", url});
   const auto database = OpenDatabase(url, false);
-  database->Run("ALTER TABLE notebook_forms DROP COLUMN locale");
-  database->Run("ALTER TABLE notebook_forms DROP COLUMN computed_with");
+  for (const std::string column : {"locale", "computed_with", "version"})
+    database->Run("ALTER TABLE notebook_forms DROP COLUMN " + column);
   database->Run("UPDATE notebook_schema SET version = 1");
   EXPECT_EQ(Program({"set", "F0/T:A:1", "2", "--db", url}).status, 0);
   std::vector<pid_t> workers;

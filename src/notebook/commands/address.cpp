@@ -195,6 +195,13 @@ PartAddress FindPart(const std::vector<Ref<NotebookForm>>& forms, std::u16string
   return Only(found, forms, address, kPartShape);
 }
 
+NotebookTable& FindTable(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address) {
+  const PartAddress part = FindPart(forms, address);
+  const bool is_field = part.field != nullptr && part.column == nullptr && !part.row;
+  if (is_field && part.field->OwnTable()) return *part.field->OwnTable();
+  throw NotebookError(Quoted(address) + " is no table");
+}
+
 NewPartAddress FindNewPart(const std::vector<Ref<NotebookForm>>& forms,
                            std::u16string_view address) {
   using Kind = NewPartAddress::Kind;

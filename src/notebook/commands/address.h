@@ -47,6 +47,8 @@ struct PartAddress {
   NotebookColumn* column = nullptr;
   std::optional<NotebookRow> row = std::nullopt;
 };
+// FORM/TABLE.
+NotebookTable& FindTable(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
 PartAddress FindPart(const std::vector<Ref<NotebookForm>>& forms, std::u16string_view address);
 
 // The same for something that is not there yet, which has the name.

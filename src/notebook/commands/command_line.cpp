@@ -17,10 +17,10 @@ namespace ktnotebook {
 
 namespace {
 
-// Every family of commands, in the order of the help.
-constexpr void (*kFamilies[])(CommandSet&) = {
-    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands, &AddStructureCommands,
-    &AddCheckCommands,       &AddExplainCommands, &AddHelpCommands,
+// The families of commands in the order of the help, before others' and those about all of them.
+constexpr CommandFamily kFamilies[] = {
+    &AddRecalculateCommands, &AddFormulaCommands, &AddStoreCommands,
+    &AddStructureCommands,   &AddCheckCommands,   &AddExplainCommands,
 };
 
 // What to say of arguments that lack a command, or of a word that is no command, or no option of
@@ -39,14 +39,18 @@ std::optional<std::string> UnknownWord(const std::vector<std::string>& arguments
   return std::nullopt;
 }
 
-int ParseAndRun(const std::vector<std::string>& arguments, Console& console) {
+int ParseAndRun(const std::vector<std::string>& arguments, Console& console,
+                std::span<const CommandFamily> more) {
   CLI::App program{"Notebooks whose tables calculate themselves.", "ktnotebook"};
   program.require_subcommand(1);
   // A slash begins a path or a formula's text on every system.
   program.allow_windows_style_options(false);
   CommandSet commands(program, console);
-  for (const auto add_family : kFamilies)
-    add_family(commands);
+  for (const CommandFamily add : kFamilies)
+    add(commands);
+  for (const CommandFamily add : more)
+    add(commands);
+  AddHelpCommands(commands);
   UnshieldOptions(program);
   try {
     program.parse(ShieldArguments(arguments, program));
@@ -100,12 +104,13 @@ std::u16string ArgumentText(const std::string& argument) {
   return *std::move(text);
 }
 
-int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
+int RunCommandLine(const std::vector<std::string>& arguments, const Console& console,
+                   std::span<const CommandFamily> more) {
   Console own = console;
   if (WantsPlainText()) own.style.coloured = own.shows_progress = false;
   int status = kExitDone;
   const std::optional<Failure> failure = FailureOf(own, [&] {
-    status = ParseAndRun(arguments, own);
+    status = ParseAndRun(arguments, own, more);
     own.out.flush();
     if (!own.out) throw NotebookError("the output can not be written");
   });

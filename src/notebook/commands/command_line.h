@@ -1,6 +1,7 @@
 // The command line of ktnotebook.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,14 @@ enum ExitStatus : int {
   kExitInterrupted = 130,
 };
 
+class CommandSet;
+// Adds the commands of a family.
+using CommandFamily = void (*)(CommandSet&);
+
 // Runs one command; `arguments` are the program's, without its name. Returns the exit status. What
 // was done for good is told on `err` when the report about it fails, and the work counts as done.
-int RunCommandLine(const std::vector<std::string>& arguments, const Console& console);
+// `more` are families of commands beside those of this room.
+int RunCommandLine(const std::vector<std::string>& arguments, const Console& console,
+                   std::span<const CommandFamily> more = {});
 
 }  // namespace ktnotebook

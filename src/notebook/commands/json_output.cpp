@@ -126,9 +126,10 @@ void WriteTable(const NotebookTable& table, WriteRows write_rows, std::ostream& 
   out << "]}";
 }
 
-void WriteAllRows(const NotebookTable& table, ListWriter list) {
+void WriteRows(const NotebookTable& table, std::size_t first, std::size_t count, ListWriter list) {
   std::vector<NotebookCell> cells;
-  for (const NotebookRow row : table.Rows()) {
+  for (std::size_t index = first; index < first + count; ++index) {
+    const NotebookRow row = table.Rows()[index];
     cells.clear();
     for (const Ref<NotebookColumn>& column : table.Columns())
       cells.push_back(row.CellAt(column->Index()));
@@ -165,7 +166,9 @@ void WriteTablesOf(std::span<const NotebookCell> cells, ListWriter list) {
 
 void WriteTables(const NotebookForm& form, ListWriter list) {
   for (const NotebookTable* table : form.Tables()) {
-    const auto rows = [table](ListWriter rows_list) { WriteAllRows(*table, rows_list); };
+    const auto rows = [table](ListWriter rows_list) {
+      WriteRows(*table, 0, table->Rows().size(), rows_list);
+    };
     WriteTable(*table, rows, list.Next());
   }
 }
@@ -282,6 +285,13 @@ void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
   out << "]";
   if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems);
   out << "}\n";
+}
+
+void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
+                   std::ostream& out) {
+  out << '[';
+  WriteRows(table, first, count, ListWriter(out));
+  out << ']';
 }
 
 std::string ProblemListJson(const std::vector<FormProblems>& forms) {

@@ -39,6 +39,10 @@ struct FormReport {
 void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
                     const std::vector<FormProblems>& problems = {});
 
+// Rows of a table, from one on, as WriteFormsJson writes them in a list.
+void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
+                   std::ostream& out);
+
 // What one process did of the recalculation of all forms of a database.
 struct StoredRecalculationReport {
   struct Form {

@@ -13,6 +13,7 @@
 #include "notebook/commands/recalculate_options.h"
 #include "notebook/commands/store_options.h"
 #include "notebook/commands/text_output.h"
+#include "notebook/commands/typing.h"
 #include "notebook/files/csv_file.h"
 #include "notebook/files/file.h"
 #include "notebook/files/listener_face.h"
@@ -348,15 +349,7 @@ int SetCell(const StoreOptions& options, Console& console) {
   const NotebookCell cell = FindCell(change.Forms(), ArgumentText(options.target));
   const std::u16string text = ArgumentText(*options.value);
   const ktformula::Locale& locale = console.style.locale;
-  if (const auto meant = cell.MeantNumber(text, locale)) {
-    throw NotebookError(Quoted(text) + " is no number where " +
-                        Quoted(std::u16string(1, locale.decimal_separator)) +
-                        " is the decimal separator; did you mean " + Quoted(*meant) + "?");
-  }
-  if (!cell.Accepts(text, locale)) {
-    throw NotebookError(Quoted(text) + " is no " + ToUtf8(DataTypeText(cell.Definition().type)) +
-                        " for " + Quoted(cell.Definition().name));
-  }
+  if (const auto refusal = WhyNotTyped(cell, text, locale)) throw NotebookError(refusal->reason);
   cell.Enter(text, locale);
   change.Finish(cell.OwningRow().Parent(), {cell});
   return kExitDone;

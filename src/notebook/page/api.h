@@ -16,16 +16,16 @@ struct ApiRequest {
   // Decoded, behind "/api/": "cells/Form/Table:Column:Row".
   std::string path;
   std::multimap<std::string, std::string> query;
-  std::string body;
+  std::string body = {};
   // Which page asks, as it calls itself; "" for programs.
   std::string client;
 };
 
 struct ApiAnswer {
   int status = 200;
-  std::string body;
+  std::string body = {};
   std::string content_type = "application/json";
-  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::pair<std::string, std::string>> headers = {};
 };
 
 // Answers requests, from any thread, and throws nothing.

@@ -18,11 +18,12 @@ namespace ktnotebook {
 namespace {
 
 // Version 1 had no locales: its texts and formulas are those of the locale "C". Version 2 did not
-// tell what results were computed with.
+// tell what results were computed with, version 3 not how often a form was changed.
 constexpr std::int64_t kVersionWithoutLocales = 1;
-constexpr std::array<std::string_view, 2> kSteps{
+constexpr std::array<std::string_view, 3> kSteps{
     "ALTER TABLE notebook_forms ADD COLUMN locale TEXT NOT NULL DEFAULT 'C'",
     "ALTER TABLE notebook_forms ADD COLUMN computed_with TEXT",
+    "ALTER TABLE notebook_forms ADD COLUMN version BIGINT NOT NULL DEFAULT 1",
 };
 constexpr std::int64_t kSchemaVersion = kVersionWithoutLocales + kSteps.size();
 
@@ -30,7 +31,8 @@ constexpr std::int64_t kSchemaVersion = kVersionWithoutLocales + kSteps.size();
 constexpr std::array<std::string_view, 11> kTables{
     "CREATE TABLE notebook_schema(version INTEGER NOT NULL)",
     "CREATE TABLE notebook_forms(form_key @key, name TEXT NOT NULL UNIQUE, "
-    "locale TEXT NOT NULL DEFAULT 'C', computed_with TEXT)",
+    "locale TEXT NOT NULL DEFAULT 'C', computed_with TEXT, "
+    "version BIGINT NOT NULL DEFAULT 1)",
     // table_key is the key in the notebook file; content is a structure's or text field's text.
     "CREATE TABLE notebook_fields(field_key @key, form_key INTEGER NOT NULL, "
     "position INTEGER NOT NULL, kind TEXT NOT NULL, name TEXT NOT NULL, "
@@ -310,12 +312,7 @@ void NotebookStore::SaveStructure(Notebook& notebook, NotebookForm& form,
                                   std::u16string_view stored_name) const {
   const std::int64_t form_key = FormKey(stored_name);
   SetComputedWith(nullptr, "form_key = $2", Integer(form_key));
-  if (form.Name() != stored_name) {
-    database_->LockNames();
-    RefuseTaken(form.Name());
-    database_->Run("UPDATE notebook_forms SET name = $1 WHERE form_key = $2",
-                   {Text(form.Name()), Integer(form_key)});
-  }
+  SaveName(form, stored_name, form_key);
   std::set<std::int64_t> kept;
   for (const Ref<NotebookField>& field : form.Fields()) {
     if (field->IsStored()) kept.insert(field->Key());
@@ -334,6 +331,31 @@ void NotebookStore::SaveStructure(Notebook& notebook, NotebookForm& form,
     database_->Run("UPDATE notebook_fields SET position = $1, name = $2 WHERE field_key = $3",
                    {Integer(field->Position()), Text(field->Name()), Integer(field->Key())});
     if (field->OwnTable()) SaveTable(notebook, *field);
+  }
+}
+
+void NotebookStore::SaveName(const NotebookForm& form, std::u16string_view stored_name,
+                             std::int64_t form_key) const {
+  if (form.Name() == stored_name) return;
+  database_->LockNames();
+  RefuseTaken(form.Name());
+  database_->Run("UPDATE notebook_forms SET name = $1 WHERE form_key = $2",
+                 {Text(form.Name()), Integer(form_key)});
+}
+
+void NotebookStore::Rewrite(Notebook& notebook, NotebookForm& form,
+                            std::u16string_view stored_name) const {
+  const std::int64_t form_key = FormKey(stored_name);
+  SetComputedWith(nullptr, "form_key = $2", Integer(form_key));
+  SaveName(form, stored_name, form_key);
+  RemoveFields(form_key);
+  int position = 0;
+  for (const Ref<NotebookField>& field : form.Fields()) {
+    if (field->OwnTable()) {
+      for (const auto& listener : field->OwnTable()->Listeners())
+        listener->SetKey(0);
+    }
+    AddField(notebook, *field, form_key, ++position);
   }
 }
 
@@ -377,13 +399,49 @@ void NotebookStore::RemoveField(std::int64_t field_key) const {
 }
 
 void NotebookStore::Remove(std::u16string_view form_name) const {
-  const DbValue form_key = Integer(FormKey(form_name));
+  const std::int64_t form_key = FormKey(form_name);
+  RemoveFields(form_key);
+  database_->Run("DELETE FROM notebook_forms WHERE form_key = $1", {Integer(form_key)});
+}
+
+void NotebookStore::RemoveFields(std::int64_t form_key) const {
   for (const auto& row :
-       database_->Run("SELECT field_key FROM notebook_fields WHERE form_key = $1", {form_key})
+       database_
+           ->Run("SELECT field_key FROM notebook_fields WHERE form_key = $1", {Integer(form_key)})
            .rows) {
     RemoveField(ToInteger(row[0]));
   }
-  database_->Run("DELETE FROM notebook_forms WHERE form_key = $1", {form_key});
+}
+
+std::vector<NotebookStore::FormVersion> NotebookStore::VersionsWhere(
+    const std::string& condition, std::initializer_list<DbValue> parameters) const {
+  std::vector<DbValue> values{ComputedWith()};
+  values.insert(values.end(), parameters);
+  const DbResult found =
+      database_->Run("SELECT form_key, name, version, CASE WHEN " + std::string(kIsOutdated) +
+                         " THEN 0 ELSE 1 END FROM notebook_forms " + condition,
+                     std::span<const DbValue>(values));
+  std::vector<FormVersion> versions;
+  for (const auto& row : found.rows)
+    versions.push_back(
+        {ToInteger(row[0]), ToText(row[1]), ToInteger(row[2]), ToInteger(row[3]) != 0});
+  return versions;
+}
+
+std::vector<NotebookStore::FormVersion> NotebookStore::Versions() const {
+  return VersionsWhere("ORDER BY form_key", {});
+}
+
+std::optional<NotebookStore::FormVersion> NotebookStore::LockVersion(std::int64_t key) const {
+  std::vector<FormVersion> found = VersionsWhere(
+      "WHERE form_key = $2" + std::string(database_->Locking(RowLock::kWait)), {Integer(key)});
+  if (found.empty()) return std::nullopt;
+  return std::move(found.front());
+}
+
+void NotebookStore::SaveTyped(const NotebookForm& form, std::span<const NotebookCell> cells) const {
+  SaveCells(cells);
+  SetComputedWith(nullptr, "name = $2", Text(form.Name()));
 }
 
 void NotebookStore::SaveRecalculated(const NotebookForm& form,
@@ -395,8 +453,9 @@ void NotebookStore::SaveRecalculated(const NotebookForm& form,
 void NotebookStore::SetComputedWith(const DbValue& what, const std::string& form_condition,
                                     const DbValue& value) const {
   if (!IsUpToDate()) return;
-  database_->Run("UPDATE notebook_forms SET computed_with = $1 WHERE " + form_condition,
-                 {what, value});
+  database_->Run(
+      "UPDATE notebook_forms SET computed_with = $1, version = version + 1 WHERE " + form_condition,
+      {what, value});
 }
 
 void NotebookStore::SaveCells(std::span<const NotebookCell> cells) const {

@@ -21,6 +21,7 @@ namespace ktnotebook {
 //
 // Each form keeps what its results were computed with (ComputedWith). Whoever stores something of a
 // form makes that unknown; SaveRecalculated, the last step of every change, makes it this program.
+// Each form has a version, too, which grows with every change.
 class NotebookStore {
  public:
   // Creates the tables when the database has none and `create` says so.
@@ -86,6 +87,27 @@ class NotebookStore {
   };
   FormCounts CountForms() const;
 
+  // A form as it was last stored.
+  struct FormVersion {
+    std::int64_t key = 0;
+    std::u16string name;
+    std::int64_t version = 0;
+    // Whether its results are what this program computes.
+    bool is_current = false;
+  };
+  // Those of all forms, in the order in which FormNames has them. Of tables that are up to date.
+  std::vector<FormVersion> Versions() const;
+  // That of the form with this key, which nobody else changes until the transaction ends; nothing
+  // when there is none.
+  std::optional<FormVersion> LockVersion(std::int64_t key) const;
+
+  // Writes the form anew with all that it has, under the key that it has: for forms of which
+  // something that was removed has come back.
+  void Rewrite(Notebook& notebook, NotebookForm& form, std::u16string_view stored_name) const;
+
+  // Writes the present content of cells of a form whose results are stored later.
+  void SaveTyped(const NotebookForm& form, std::span<const NotebookCell> cells) const;
+
   // Writes the present content of the cells of a form that was just recalculated, whether it
   // settled or not, and that its results are current now. The cells are those that changed since
   // the form was loaded, each of them once.
@@ -108,6 +130,7 @@ class NotebookStore {
   void SaveListeners(Notebook& notebook, const NotebookTable& table) const;
   void SaveTable(Notebook& notebook, const NotebookField& field) const;
   void RemoveField(std::int64_t field_key) const;
+  void RemoveFields(std::int64_t form_key) const;
   // What the database has of the form in these columns.
   std::vector<DbValue> FormRow(std::u16string_view form_name, const std::string& columns,
                                std::string_view locking = "") const;
@@ -119,6 +142,10 @@ class NotebookStore {
   // a value that it calls $2.
   void SetComputedWith(const DbValue& what, const std::string& form_condition,
                        const DbValue& value) const;
+  std::vector<FormVersion> VersionsWhere(const std::string& condition,
+                                         std::initializer_list<DbValue> parameters) const;
+  void SaveName(const NotebookForm& form, std::u16string_view stored_name,
+                std::int64_t form_key) const;
   void LoadForm(Notebook& notebook, std::u16string_view form_name) const;
   void LoadField(Notebook& notebook, NotebookForm& form, std::span<const DbValue> row) const;
   void LoadTable(Notebook& notebook, NotebookTable& table, std::int64_t field_key) const;

@@ -427,8 +427,13 @@ void FormEdits::RemoveRow(NotebookTable& table, std::size_t row) {
 }
 
 void FormEdits::SetCell(const NotebookCell& cell, std::u16string_view typed) {
+  SetCell(cell, typed, form_->OwnLocale().separators);
+}
+
+void FormEdits::SetCell(const NotebookCell& cell, std::u16string_view typed,
+                        const ktformula::Locale& locale) {
   Run([&] {
-    Do([cell, typed = std::u16string(typed)] { cell.Enter(typed); },
+    Do([cell, typed = std::u16string(typed), locale] { cell.Enter(typed, locale); },
        [cell, kept = Keep(cell)] { PutBack(cell, kept); });
   });
 }

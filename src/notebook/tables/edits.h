@@ -79,8 +79,10 @@ class FormEdits {
   void RemoveColumn(const NotebookColumn& column);
   void RemoveRow(NotebookTable& table, std::size_t row);
 
-  // Types a text that the cell accepts.
+  // Types a text that the cell accepts, in the notebook's locale or in another.
   void SetCell(const NotebookCell& cell, std::u16string_view typed);
+  void SetCell(const NotebookCell& cell, std::u16string_view typed,
+               const ktformula::Locale& locale);
   // Puts other cells in the place of a column's, from row `first` on.
   void ReplaceCells(NotebookColumn& column, ColumnData cells, std::size_t first);
   // As SetPropertyFormula and SetDefinition of the listener, which is one of the table's. A column

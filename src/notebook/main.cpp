@@ -4,6 +4,7 @@
 
 #include "notebook/commands/command_line.h"
 #include "notebook/files/operating_system.h"
+#include "notebook/page/page_commands.h"
 
 namespace {
 
@@ -25,6 +26,7 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   const bool shows_progress = isatty(STDERR_FILENO) != 0;
   const ktnotebook::TableStyle style{isatty(STDOUT_FILENO) != 0, ktnotebook::TerminalWidth()};
-  return ktnotebook::RunCommandLine(arguments,
-                                    {std::cin, std::cout, std::cerr, style, shows_progress});
+  constexpr ktnotebook::CommandFamily kFamilies[] = {&ktnotebook::AddPageCommands};
+  return ktnotebook::RunCommandLine(
+      arguments, {std::cin, std::cout, std::cerr, style, shows_progress}, kFamilies);
 }

@@ -1,0 +1,37 @@
+# The page's files, built into the program: made of page/ with npm, or ready-made ones. Sets
+# KT_BUILT_IN_PAGE to the source that has them, or has none where they can not be made.
+set(KT_PAGE_FILES "" CACHE PATH "A folder with the page's files, ready-made")
+find_program(KT_NODE node)
+find_program(KT_NPM npm)
+set(page ${PROJECT_SOURCE_DIR}/page)
+set(KT_BUILT_IN_PAGE ${CMAKE_CURRENT_SOURCE_DIR}/page/built_in_page.cpp)
+
+if(KT_PAGE_FILES)
+  set(page_folder ${KT_PAGE_FILES})
+elseif(KT_NODE AND KT_NPM AND EXISTS ${page}/package-lock.json)
+  set(page_folder ${PROJECT_BINARY_DIR}/page)
+else()
+  message(STATUS "Without node and npm the program is built without its page")
+  set(KT_BUILT_IN_PAGE ${CMAKE_CURRENT_SOURCE_DIR}/page/no_built_in_page.cpp)
+  return()
+endif()
+
+set(page_files index.html page.js page.css licences.txt)
+list(TRANSFORM page_files PREPEND ${page_folder}/)
+set_source_files_properties(${KT_BUILT_IN_PAGE} PROPERTIES
+  OBJECT_DEPENDS "${page_files}" COMPILE_DEFINITIONS KT_PAGE_FOLDER="${page_folder}")
+if(KT_PAGE_FILES)
+  return()
+endif()
+
+# The network is asked only when the libraries are others than those that are there.
+add_custom_command(OUTPUT ${page}/node_modules/.package-lock.json
+  COMMAND ${KT_NPM} ci --no-audit --no-fund --loglevel=error
+  COMMAND ${CMAKE_COMMAND} -E touch node_modules/.package-lock.json
+  DEPENDS ${page}/package.json ${page}/package-lock.json
+  WORKING_DIRECTORY ${page} COMMENT "Getting the page's libraries" VERBATIM)
+file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS ${page}/src/*)
+add_custom_command(OUTPUT ${page_files}
+  COMMAND ${KT_NODE} build.mjs ${page_folder}
+  DEPENDS ${page}/build.mjs ${page}/node_modules/.package-lock.json ${page_sources}
+  WORKING_DIRECTORY ${page} COMMENT "Building the page" VERBATIM)

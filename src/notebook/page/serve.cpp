@@ -1,0 +1,94 @@
+#include "notebook/page/serve.h"
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <ostream>
+
+#include "notebook/commands/command_line.h"
+#include "notebook/files/file.h"
+#include "notebook/files/notebook_error.h"
+#include "notebook/files/operating_system.h"
+#include "notebook/page/api_routes.h"
+#include "notebook/page/file_database.h"
+#include "notebook/page/page_server.h"
+#include "notebook/page/secret.h"
+
+namespace ktnotebook {
+
+namespace {
+
+std::atomic<PageServer*> served = nullptr;
+static_assert(std::atomic<PageServer*>::is_always_lock_free);
+
+extern "C" void StopServing(int) {
+  if (PageServer* const server = served) server->Stop();
+}
+
+// While it lives, SIGINT and SIGTERM stop the server; the second one of them ends the program.
+class StopBySignal {
+ public:
+  explicit StopBySignal(PageServer& server) {
+    served = &server;
+    struct sigaction action {};
+    action.sa_handler = &StopServing;
+    action.sa_flags = SA_RESETHAND | SA_RESTART;
+    sigaction(SIGINT, &action, &interrupt_);
+    sigaction(SIGTERM, &action, &terminate_);
+  }
+  StopBySignal(const StopBySignal&) = delete;
+  StopBySignal& operator=(const StopBySignal&) = delete;
+  ~StopBySignal() {
+    sigaction(SIGINT, &interrupt_, nullptr);
+    sigaction(SIGTERM, &terminate_, nullptr);
+    served = nullptr;
+  }
+
+ private:
+  struct sigaction interrupt_ {};
+  struct sigaction terminate_ {};
+};
+
+std::unique_ptr<PageFiles> FilesOf(const ServeOptions& options) {
+  if (options.page.empty()) return std::make_unique<BuiltInPageFiles>();
+  const std::filesystem::path folder = PathOf(options.page);
+  if (!std::filesystem::is_directory(folder))
+    throw NotebookError("there is no folder " + options.page);
+  return std::make_unique<FolderOfPageFiles>(folder);
+}
+
+std::shared_ptr<Database> OpenNotebook(const ServeOptions& options, const Console& console) {
+  if (options.file.empty()) return OpenDatabase(options.database, true);
+  return OpenFileAsDatabase(options.file, [&](const std::string& note) { console.Say(note); });
+}
+
+}  // namespace
+
+int Serve(const ServeOptions& options, Console& console) {
+  OutliveReaders();
+  const std::unique_ptr<PageFiles> files = FilesOf(options);
+  const std::string secret =
+      options.key_file.empty() ? MakeSecret() : KeptSecret(PathOf(options.key_file));
+  const ServerLimits limits;
+  RequestLog log(options.log, [&console](const std::string& line) {
+    console.Say(line);
+    console.err.flush();
+  });
+  EventHub events(limits);
+  ServedNotebook notebook(OpenNotebook(options, console), events);
+  events.SetHello([&notebook] { return notebook.Hello(); });
+  NotebookApi api(notebook);
+  PageServer server({options.address, options.port, secret}, limits, *files, api, events, log);
+  const StopBySignal stop(server);
+  console.out << server.FirstAddress() << std::endl;
+  if (server.IsForOthers())
+    log.Note("warning: other machines can reach " + options.address +
+             ", and what they send can be overheard");
+  log.Note("serving " + (options.file.empty() ? options.database : options.file) +
+           "; Ctrl-C ends it");
+  server.Run();
+  log.Note("ended");
+  return kExitDone;
+}
+
+}  // namespace ktnotebook
