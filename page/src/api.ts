@@ -137,7 +137,7 @@ export interface Found {
 
 export interface Series {
   column: string;
-  unit: string;
+  unit: string | null;
   min: (number | null)[];
   max: (number | null)[];
 }
@@ -157,15 +157,25 @@ export type Value =
   | { kind: "unknown" }
   | { kind: "error"; number: number; source: string; description: string };
 
+export interface Raised {
+  raised: { number: number; source: string; description: string };
+}
+
 export interface Step {
   start: number;
   length: number;
   source: string;
-  value: Value;
+  value?: Value | Raised;
   text?: string;
   cell?: string;
   origin?: string;
+  // Of the other cell or the definition that the step is; the steps below stand in it.
+  formula?: string;
+  error?: string;
+  error_from?: string;
   steps?: Step[];
+  // How many rows are left out of the steps.
+  more?: number;
 }
 
 export interface StoryLine {
@@ -180,7 +190,7 @@ export interface Explanation {
   text: string;
   origin: string;
   formula?: string;
-  value?: Value;
+  value?: Value | Raised;
   steps?: Step[];
   shown?: {
     pattern?: string;
@@ -220,7 +230,7 @@ export interface Token {
 export interface Preview {
   tokens: Token[];
   problems: Problem[];
-  value?: Value | { raised: { number: number; source: string; description: string } };
+  value?: Value | Raised;
   text?: string;
 }
 
@@ -349,8 +359,9 @@ export class Api {
   async newForm(name: string, empty = false): Promise<string> {
     return (await this.send<{ form: string }>("POST", "forms", { name, empty })).data.form;
   }
-  async preview(address: string, formula: string, definition = false): Promise<Preview> {
-    const body = definition ? { formula, definition } : { formula };
+  // The number format is left out for definitions, which have none.
+  async preview(address: string, formula: string, definition = false, format?: string): Promise<Preview> {
+    const body = definition ? { formula, definition } : { formula, format };
     return (await this.send<Preview>("POST", `preview/${encodeURIComponent(address)}`, body)).data;
   }
   async importFile(file: File): Promise<string[]> {
