@@ -148,8 +148,10 @@ export class GridView {
     return Math.max(1, Math.floor(this.viewHeight() / this.rowHeight) - 1);
   }
 
+  // Of typed cells, the widest.
   font(): string {
-    return getComputedStyle(this.body).font;
+    const { fontSize, fontFamily } = getComputedStyle(this.body);
+    return `600 ${fontSize} ${fontFamily}`;
   }
 
   private columnList(): Column[] {
