@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "notebook/files/notebook_error.h"
+#include "notebook/page/conversation.h"
 
 namespace ktnotebook {
 
@@ -155,12 +156,19 @@ void PageServer::Admit(int socket) {
 
 // Whether there is room for one more connection, after the one that waits longest has gone.
 bool PageServer::MakeRoom(Lock& lock) {
-  Connection* const connection = LongestWaiting();
-  if (connection == nullptr) return false;
-  log_.AddRefusal("a connection that asked nothing was ended in favour of another one");
-  ShutDown(*connection);
   const std::size_t before = connections_.size();
-  return finished_one_.wait_for(lock, kRoomTime, [&] { return connections_.size() < before; });
+  const auto has_room = [&] { return connections_.size() < before; };
+  while (Connection* const connection = LongestWaiting()) {
+    const auto end = connection->waits_since + limits_.waiting_time;
+    if (std::chrono::steady_clock::now() >= end) {
+      log_.AddRefusal("a connection that asked nothing was ended in favour of another one");
+      ShutDown(*connection);
+      return finished_one_.wait_for(lock, kRoomTime, has_room);
+    }
+    // Meanwhile it may ask something, or go.
+    if (finished_one_.wait_until(lock, end, has_room)) return true;
+  }
+  return false;
 }
 
 // Those that never showed the secret come first.

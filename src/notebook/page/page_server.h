@@ -1,15 +1,14 @@
 // Where the page's connections come in.
 #pragma once
 
-#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <list>
 #include <mutex>
 #include <string>
 #include <thread>
 
-#include "notebook/page/access.h"
-#include "notebook/page/conversation.h"
+#include "notebook/page/page_services.h"
 
 namespace ktnotebook {
 
