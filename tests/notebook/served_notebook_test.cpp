@@ -12,6 +12,7 @@
 #include "notebook/files/file.h"
 #include "notebook/files/utf.h"
 #include "notebook/page/api_routes.h"
+#include "notebook/page/served_file.h"
 
 namespace ktnotebook {
 namespace {
@@ -89,6 +90,7 @@ class ServedNotebookTest : public ::testing::Test {
     return Json{{"forms", {shown}}}.dump();
   }
 
+  Events events;
   TemporaryFolder folder;
   std::string database = folder.File("n.db");
 };
@@ -237,6 +239,45 @@ TEST_F(ServedNotebookTest, ManyResultsAreStoredLater) {
   Json rows = Json::parse(before),
        now = Json::parse(served.Ask("GET", "rows/c/c", "", "count=1000").body);
   EXPECT_EQ(rows["rows"], now["rows"]);
+}
+
+// A file is written when there is time; what a sudden end left is taken up, unless somebody else
+// has written the file.
+TEST_F(ServedNotebookTest, AFileIsServedThroughADatabaseBesideIt) {
+  const std::string path = folder.File("n.xml"), left = path + ".serving.db";
+  const std::string request = R"({"text":"7.5 g"})";
+  const auto has_change = [&] { return ReadWholeFile(path).find("7.5 g") != std::string::npos; };
+  {
+    ServedFile file(path);
+    EXPECT_THROW(ServedFile{path}, NotebookError);
+    ServedNotebook notebook(file.Connection(), events);
+    NotebookApi api(notebook);
+    EXPECT_EQ(api.Answer({"PUT", "cells/F/T:A:x", {}, request, ""}).status, 200);
+  }
+  EXPECT_FALSE(has_change());
+  const std::string before = ReadWholeFile(path);
+  WriteWholeFile(path, before + "<!-- another -->");
+  EXPECT_THROW(ServedFile{path}, NotebookError);
+  WriteWholeFile(path, before);
+  {
+    ServedFile file(path);
+    EXPECT_NE(file.Note().find("taken up"), std::string::npos);
+    ServedNotebook notebook(file.Connection(), events);
+    file.Follow(notebook, events);
+    file.Finish();
+  }
+  EXPECT_TRUE(has_change());
+  EXPECT_FALSE(std::filesystem::exists(left));
+  ServedFile file(path);
+  EXPECT_EQ(file.Note(), "");
+  ServedNotebook notebook(file.Connection(), events);
+  NotebookApi api(notebook);
+  file.Follow(notebook, events);
+  EXPECT_EQ(api.Answer({"PUT", "cells/F/T:A:x", {}, request, ""}).status, 200);
+  WriteWholeFile(path, before);
+  EXPECT_THROW(file.Finish(), NotebookError);
+  EXPECT_EQ(ReadWholeFile(path), before);
+  EXPECT_TRUE(std::filesystem::exists(left));
 }
 
 }  // namespace

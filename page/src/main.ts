@@ -1,0 +1,4 @@
+import "./styles/page.css";
+import { startApp } from "./app";
+
+void startApp(document.body);
