@@ -23,6 +23,8 @@ constexpr int kBacklog = 4096;
 // How long the place of a connection that was shut down may take to become free.
 constexpr std::chrono::seconds kRoomTime{1};
 constexpr int kTickMilliseconds = 500;
+// Until it is tried again where none of the open files are ours.
+constexpr std::chrono::milliseconds kNoFilesTime{50};
 
 struct FreeAddresses {
   void operator()(addrinfo* addresses) const { freeaddrinfo(addresses); }
@@ -127,7 +129,7 @@ void PageServer::AcceptAll() {
     // The process, or the system, has no more room for open files.
     log_.AddRefusal("no connection can be taken: " + std::generic_category().message(errno));
     Lock lock(mutex_);
-    MakeRoom(lock);
+    if (!MakeRoom(lock)) std::this_thread::sleep_for(kNoFilesTime);
     return;
   }
 }
