@@ -65,8 +65,8 @@ TEST_F(PageRoutes, AnswerOneAfterTheOther) {
       {"PUT", "formulas/Aspirin/Products:MW", "", R"({"format":"%"})", 422, "has no formula"},
       {"PUT", "formulas/Aspirin/Products:Yield", "", "{}", 400, R"(no \"formula\")"},
       {"PUT", "formulas/Aspirin/Products:Yield", "", R"({"formula":7})", 400, "is no text"},
-      {"PUT", "formulas/Aspirin/Products:Yield", "locale=de_DE", R"({"formula":"[Mas]/[Theory]"})",
-       200, R"("mend":{"start":0,"length":5,"text":"[Mass]"})"},
+      {"PUT", "formulas/Aspirin/Products:Yield", "mends=1", R"({"formula":"[Mas]/[Theory]"})", 200,
+       R"("mend":{"start":0,"length":5,"text":"[Mass]"})"},
       {"PUT", "definitions/Aspirin/Products:half", "", R"({"formula":"[Products:Mass]/2"})", 200,
        R"("forms":[{"name":"Aspirin","settled":true)"},
       {"GET", "definitions/Aspirin/Products:half", "", "", 200,
@@ -153,7 +153,7 @@ TEST_F(PageRoutes, EditsAreStoredAsTheyAre) {
 
 TEST_F(PageRoutes, TellWhy) {
   const Request requests[]{
-      {"GET", "explain/Aspirin/Reactants:Moles:SA", "", "", 200,
+      {"GET", "explain/Aspirin/Reactants:Moles:SA", "story=1", "", 200,
        R"("level":1,"text":"[MW] is 138.12 g/mol, typed into Reactants:MW:SA","error":false,"cell":"Aspirin/Reactants:MW:SA"})"},
       {"GET", "explain/Aspirin/Reactants:Moles:SA", "locale=de_DE", "", 200,
        R"({"cell":"Aspirin/Reactants:Moles:SA","text":"14,3 mmol","origin":"computed")"},

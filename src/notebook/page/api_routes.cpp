@@ -122,7 +122,7 @@ ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
 }
 
 JsonReader ApiCall::Reader() const {
-  return {AskedLocale(), /*wants_mends=*/true};
+  return {AskedLocale(), /*wants_mends=*/HasQuery("mends")};
 }
 
 const Json& ApiCall::Body() const {

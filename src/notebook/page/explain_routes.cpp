@@ -40,7 +40,8 @@ ApiAnswer ExplainCell(const ApiCall& call) {
                 [&cell](const ktformula::Problem& problem) { return !Concerns(problem, cell); });
   std::string json = ExplanationJson(explanation, problems, call.Reader());
   // In front of the end of the object.
-  json.insert(json.size() - 1, ",\"story\":" + StoryJson(explanation, call.LocaleFor(form)));
+  if (call.HasQuery("story"))
+    json.insert(json.size() - 1, ",\"story\":" + StoryJson(explanation, call.LocaleFor(form)));
   return FormAnswer(json + "\n", served);
 }
 
