@@ -199,14 +199,13 @@ TEST_F(PageRoutes, PreviewsChangeNothing) {
       {"POST", yield, "", R"({"formula":"[Mass]/0"})", 200, R"("text":"#Error: )"},
       {"POST", yield, "", R"({"formula":"sum(1)\ud83d\ude00 \u00d7 'a' [x"})", 200,
        R"([{"start":0,"length":3,"kind":"function"},{"start":3,"length":1,"kind":"parenthesis"},{"start":4,"length":1,"kind":"number"},{"start":5,"length":1,"kind":"parenthesis"},{"start":6,"length":2,"kind":"other"},{"start":9,"length":1,"kind":"other"},{"start":11,"length":3,"kind":"text"},{"start":15,"length":2,"kind":"reference"}])"},
-      {"POST", yield, "", R"({"formula":""})", 200,
-       R"({"tokens":[],"problems":[],"value":null,"text":null})"},
+      {"POST", yield, "", R"({"formula":""})", 200, R"({"tokens":[],"problems":[]})"},
       {"POST", yield, "", R"({"formula":"[Mass"})", 200, R"("text":"]"}}])"},
       {"POST", yield, "", R"({"formula":"\ud800"})", 400, "no JSON object"},
       {"POST", yield, "", R"({"formula":"\u0000\u202e\u007f"})", 200, R"("kind":"other")"},
       {"POST", yield, "", "{}", 400, R"(no \"formula\")"},
       {"POST", "preview/Aspirin/Products:Yield", "", R"({"formula":"1"})", 200,
-       R"("value":null,"text":null})"},
+       R"("problems":[]})"},
       {"POST", "preview/Aspirin/Products:Yield:BSA", "", R"({"formula":"1"})", 404,
        R"(did you mean \"ASA\"?)"},
       {"POST", "preview/Aspirin/Reactants:all", "",
@@ -225,7 +224,7 @@ TEST_F(PageRoutes, PreviewsEnd) {
   ASSERT_EQ(served_->Ask("POST", "rows/Aspirin/Products", R"({"count":2000})").status, 200);
   Ask({"POST", "preview/Aspirin/Products:Yield:ASA", "",
        R"x({"formula":"SUM(COUNT([Products], [Compound] <> [this:Compound]), [Products])"})x", 200,
-       R"("value":null,"text":null})"});
+       R"("problems":[]})"});
 }
 
 TEST_F(PageRoutes, FilesComeAndGo) {
