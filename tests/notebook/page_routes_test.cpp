@@ -114,6 +114,16 @@ TEST_F(PageRoutes, AnswerOneAfterTheOther) {
       {"PATCH", "parts/G", "", R"({"name":"F"})", 422, "already"},
       {"PATCH", "parts/G", "", R"({"name":"H: <b>/\u202e\u0001"})", 200, R"("name":"H: <b>/)"},
       {"DELETE", "parts/F", "", "", 200, R"({"removed":"F"})"},
+      // Names that hold what parts addresses, or nothing that can be seen.
+      {"POST", "forms", "", R"({"name":"X","empty":true})", 201, "X"},
+      {"POST", "parts/X/Y/Z", "", "{}", 200, "X"},
+      {"POST", "forms", "", R"({"name":"X/Y","empty":true})", 201, "X/Y"},
+      {"POST", "parts/X/Y/Z", "", "{}", 404, "fits more than one place"},
+      {"DELETE", "parts/X/Y", "", "", 200, R"({"removed":"X/Y"})"},
+      {"DELETE", "parts/X", "", "", 200, R"({"removed":"X"})"},
+      {"POST", "forms", "", R"({"name":"a\u0000b"})", 201, R"({"form":"a\u0000b"})"},
+      {"GET", std::string("export/a\0b", 10), "", "", 422, "error"},
+      {"DELETE", std::string("parts/a\0b", 9), "", "", 200, "removed"},
       {"GET", "forms", "", "", 200, R"(["Aspirin","H: <b>/\u202e\u0001"])"},
   };
   for (const Request& request : requests)
