@@ -112,7 +112,7 @@ ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
 }
 
 JsonReader ApiCall::ReaderOf(const NotebookForm& form) const {
-  JsonReader reader{std::nullopt, /*wants_mends=*/true};
+  JsonReader reader{std::nullopt, /*wants_mends=*/HasQuery("mends")};
   if (HasQuery("locale")) reader.locale = LocaleFor(form);
   return reader;
 }
