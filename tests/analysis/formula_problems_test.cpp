@@ -50,7 +50,18 @@ class FormulaProblems : public testing::Test {
     return found;
   }
 
-  std::string FindAll() {
+  // The formula after the mend of its first problem; "" when that has none.
+  std::string Mended(std::u16string_view formula) {
+    const std::int32_t key = form_->TableOf(u"T").FindColumn(u"Note")->property->key;
+    listener_->SetPropertyFormula(key, formula, u"");
+    const std::vector<Problem> problems = FindFormulaProblems(Watched());
+    listener_->SetPropertyFormula(key, u"", u"");
+    if (problems.empty() || !problems.front().mend) return "";
+    const Mend& mend = *problems.front().mend;
+    return ToUtf8(std::u16string(formula).replace(mend.place.start, mend.place.length, mend.text));
+  }
+
+  WatchedForm Watched() const {
     WatchedForm watched;
     for (const Ref<TestField>& field : form_->fields) {
       if (field->table) {
@@ -61,8 +72,12 @@ class FormulaProblems : public testing::Test {
     }
     watched.tables[1].listeners.push_back(listener_);
     watched.units = form_->units;
+    return watched;
+  }
+
+  std::string FindAll() {
     std::string found;
-    std::vector<Problem> problems = FindFormulaProblems(watched);
+    const std::vector<Problem> problems = FindFormulaProblems(Watched());
     for (const Problem& problem : problems)
       found += (found.empty() ? "" : "; ") + Described(problem);
     return found;
@@ -204,6 +219,25 @@ TEST_F(FormulaProblems, NamesThatMeanNothing) {
   listener_->SetDefinition(u"total", u"SUM([Mass])");
   for (const Row& row : rows)
     EXPECT_EQ(Find(u"Note", row.formula), row.problems) << ToUtf8(row.formula);
+}
+
+TEST_F(FormulaProblems, AreMendedWhereNothingIsLeftToChoose) {
+  const Row rows[] = {
+      {u"[Mass]/[MW2]", "[Mass]/[MW]"},
+      {u"2 * Mass", "2 * [Mass]"},
+      {u"SUMM([Mass])", "SUM([Mass])"},
+      {u"[Compounds:MV:salt]", "[Compounds:MW:salt]"},
+      {u"SUM([Mass]*[MW], [Compounds])", "SUM([this:parent:Mass]*[MW], [Compounds])"},
+      {u"1 + [Mass", "1 + [Mass]"},
+      {u"1 & 'it''s", "1 & 'it''s'"},
+      {u"[Mass] \u2212 1", "[Mass] - 1"},
+      {u"[Mass]*-1", "[Mass]*(-1)"},
+      {u"[Flag] AND TRUE", "[Flag] AND (TRUE)"},
+      {u"5 mmol", ""},
+      {u"1 # 2", ""},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(Mended(row.formula), row.problems) << ToUtf8(row.formula);
 }
 
 TEST_F(FormulaProblems, UnitsOfOperandsAndResults) {

@@ -20,6 +20,7 @@ struct Finding {
   std::u16string message;
   // May be empty.
   std::u16string help = {};
+  std::optional<Mend> mend = {};
 };
 
 using Findings = std::vector<Finding>;

@@ -138,6 +138,7 @@ class ListenerProblems {
       problem.place = finding.place;
       problem.message = finding.message;
       problem.help = finding.help;
+      problem.mend = finding.mend;
       problems_.push_back(std::move(problem));
     }
   }

@@ -28,8 +28,14 @@ std::u16string_view WordAt(std::u16string_view formula, std::size_t begin) {
   return formula.substr(begin, formula.find_first_of(kEnds, begin + 1) - begin);
 }
 
+// Tells what to write at the place.
+void Advise(Finding& finding, const TextRange& place, std::u16string_view text) {
+  finding.help = u"write " + std::u16string(text);
+  finding.mend = {place, std::u16string(text)};
+}
+
 // What stands for an operator or a quote elsewhere.
-std::u16string HelpOnCharacter(char16_t character) {
+void AdviseOnCharacter(Finding& finding, const TextRange& place, char16_t character) {
   constexpr struct {
     std::u16string_view characters;
     std::u16string_view meant;
@@ -45,9 +51,9 @@ std::u16string HelpOnCharacter(char16_t character) {
   };
   for (const auto& row : kRows) {
     if (row.characters.find(character) != row.characters.npos)
-      return u"write " + std::u16string(row.meant);
+      return Advise(finding, place, row.meant);
   }
-  return character == u'^' ? u"there are no powers: multiply the value by itself" : u"";
+  if (character == u'^') finding.help = u"there are no powers: multiply the value by itself";
 }
 
 // Whether the two are one character.
@@ -72,8 +78,9 @@ Finding NoToken(std::u16string_view formula, std::size_t begin, const RaisedErro
     return {ProblemCode::kSyntax, TextRange{begin, 2},
             InQuotes(formula.substr(begin, 2)) + u" is not recognized as the beginning of a token"};
   }
-  return {ProblemCode::kSyntax, TextRange{begin, 1}, error.Description(),
-          HelpOnCharacter(formula[begin])};
+  Finding finding{ProblemCode::kSyntax, TextRange{begin, 1}, error.Description()};
+  AdviseOnCharacter(finding, *finding.place, formula[begin]);
+  return finding;
 }
 
 std::optional<Tokens> ReadTokens(std::u16string_view formula, UnitCatalogue* units,
@@ -102,12 +109,13 @@ void FindUnclosed(std::u16string_view formula, const Tokens& tokens, Findings& f
   const TextRange place{last.begin, last.end - last.begin};
   const std::u16string_view text = formula.substr(last.begin);
   if (last.type == kFormulaTokenTypeReference && !text.ends_with(u']')) {
-    findings.push_back(
-        {ProblemCode::kSyntax, place, u"the reference is not closed", u"write \"]\" at its end"});
+    findings.push_back({ProblemCode::kSyntax, place, u"the reference is not closed",
+                        u"write \"]\" at its end", Mend{{place.End(), 0}, u"]"}});
   }
   if (last.type == kFormulaTokenTypeString && !IsClosedText(text)) {
     findings.push_back({ProblemCode::kSyntax, place, u"the text is not closed",
-                        u"write " + std::u16string(1, text.front()) + u" at its end"});
+                        u"write " + std::u16string(1, text.front()) + u" at its end",
+                        Mend{{place.End(), 0}, std::u16string(1, text.front())}});
   }
 }
 
@@ -145,18 +153,20 @@ std::optional<TokenPlace> TokenBehind(const SourceMap& map, std::size_t position
   return Tokenizer(map.Text(), map.Tree().NumberLocale()).At(begin);
 }
 
-// What to write where a sign and its operand stand behind another operator; "" for other cases.
-std::u16string HelpOnSignBehind(const SourceMap& map, std::size_t position) {
+// Tells what to write where a sign and its operand stand behind another operator; nothing for other
+// cases.
+void AdviseOnSignBehind(Finding& finding, const SourceMap& map, std::size_t position) {
   const auto sign = TokenBehind(map, position);
-  if (!sign) return {};
+  if (!sign) return;
   const std::u16string_view symbol = map.Text({sign->begin, sign->end - sign->begin});
   const auto operand =
       symbol == u"-" || symbol == u"+" ? TokenBehind(map, sign->end) : std::nullopt;
-  if (!operand) return {};
+  if (!operand) return;
   const bool is_single =
       operand->type == kFormulaTokenTypeNumber || operand->type == kFormulaTokenTypeReference;
-  if (!is_single) return {};
-  return u"write (" + std::u16string(map.Text({sign->begin, operand->end - sign->begin})) + u")";
+  if (!is_single) return;
+  const TextRange place{sign->begin, operand->end - sign->begin};
+  Advise(finding, place, u"(" + std::u16string(map.Text(place)) + u")");
 }
 
 // "%" that was meant as "percent"; its left neighbour is a number or something else.
@@ -212,16 +222,17 @@ Finding MisplacedSymbol(const SourceMap& map, const LayerItem& item) {
   if (item.Word() == FormulaWord::kNot) {
     finding.help = u"behind another operator it is written in capitals: NOT";
   } else {
-    finding.help = HelpOnSignBehind(map, map.Of(item).start);
+    AdviseOnSignBehind(finding, map, map.Of(item).start);
   }
   return finding;
 }
 
 Finding MissingOperand(const SourceMap& map, const LayerItem& item) {
   if (item.Word() == FormulaWord::kModulus) return PercentSign(map, item);
-  return {ProblemCode::kSyntax, map.Of(item),
-          u"something is missing behind " + InQuotes(SourceOf(map, item)),
-          HelpOnSignBehind(map, map.Of(item).End())};
+  Finding finding{ProblemCode::kSyntax, map.Of(item),
+                  u"something is missing behind " + InQuotes(SourceOf(map, item))};
+  AdviseOnSignBehind(finding, map, map.Of(item).End());
+  return finding;
 }
 
 Finding Leftover(const SourceMap& map, const LayerItem& item, UnitCatalogue* units) {

@@ -84,6 +84,13 @@ void FormulaWalk::Tell(Finding finding) {
   if (!is_told) findings_.push_back(std::move(finding));
 }
 
+void FormulaWalk::TellName(const TextRange& place, NameAdvice advice) {
+  Finding finding{ProblemCode::kUnknownName, place, std::move(advice.message),
+                  std::move(advice.help)};
+  if (!advice.meant.empty()) finding.mend = {place, std::move(advice.meant)};
+  Tell(std::move(finding));
+}
+
 Sketch FormulaWalk::Run(const Spot& spot) {
   return OfLayer(map_.Tree().Top(), {Standing::At(spot), u""});
 }
@@ -180,8 +187,7 @@ Meaning FormulaWalk::OfObject(const LayerItem& item, const Surrounding& in) {
   if (meaning.kind == Meaning::Kind::kNothing) {
     NameAdvice advice = around_.reach.AdviseOn(item.Reference(), in.at, around_.definition_names);
     if (!in.hidden.empty()) advice.message += u"; " + in.hidden;
-    Tell({ProblemCode::kUnknownName, map_.Of(item), std::move(advice.message),
-          std::move(advice.help)});
+    TellName(map_.Of(item), std::move(advice));
   }
   return meaning;
 }
@@ -308,7 +314,7 @@ void FormulaWalk::RefuseName(const LayerItem& name, const Surrounding& in) {
   const std::u16string text = name.TokenText();
   if (name.Word() == FormulaWord::kTrue || name.Word() == FormulaWord::kFalse) {
     Tell({ProblemCode::kSyntax, place, InQuotes(text) + u" can not stand behind an operator",
-          u"write (" + text + u")"});
+          u"write (" + text + u")", Mend{place, u"(" + text + u")"}});
     return;
   }
   if (PrecedenceLevel(name.Word()) > 0) {
@@ -323,18 +329,18 @@ void FormulaWalk::RefuseName(const LayerItem& name, const Surrounding& in) {
                     u"there is no function " + InQuotes(text)};
     if (const auto nearest = NearestName(UpperCase(text), FunctionNames())) {
       finding.help = u"did you mean " + *nearest + u"?";
+      finding.mend = {place, *nearest};
     }
     if (!in.hidden.empty()) finding.message += u"; " + in.hidden;
     Tell(std::move(finding));
     return;
   }
-  Finding finding{ProblemCode::kUnknownName, place, u"nothing here is called " + InQuotes(text),
-                  around_.reach.HelpOnBareName(text, in.at, around_.definition_names)};
-  if (finding.help.empty() && FindFunctionRow(UpperCase(text)) == nullptr) {
-    finding.help = u"names of columns stand in brackets, texts in quotes";
+  NameAdvice advice = around_.reach.AdviseOnBareName(text, in.at, around_.definition_names);
+  if (advice.help.empty() && FindFunctionRow(UpperCase(text)) == nullptr) {
+    advice.help = u"names of columns stand in brackets, texts in quotes";
   }
-  if (!in.hidden.empty()) finding.message += u"; " + in.hidden;
-  Tell(std::move(finding));
+  if (!in.hidden.empty()) advice.message += u"; " + in.hidden;
+  TellName(place, std::move(advice));
 }
 
 Sketch FormulaWalk::OfCall(const LayerItem& function, const Surrounding& in) {

@@ -74,6 +74,7 @@ class FormulaWalk {
 
   TextRange PlaceOf(const Term& term, const LayerItem& item) const { return map_.Of(term, item); }
   void Tell(Finding finding);
+  void TellName(const TextRange& place, NameAdvice advice);
 
   const SourceMap& map_;
   const FormulaSurroundings& around_;

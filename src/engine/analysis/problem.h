@@ -53,6 +53,12 @@ struct ProblemKind {
 std::span<const ProblemKind> ProblemKinds() noexcept;
 const ProblemKind& KindOf(ProblemCode code) noexcept;
 
+// What puts it right: a text for a part of the formula.
+struct Mend {
+  TextRange place;
+  std::u16string text;
+};
+
 struct Problem {
   explicit Problem(ProblemCode problem_code) noexcept
       : code(problem_code), severity(KindOf(problem_code).severity) {}
@@ -74,6 +80,8 @@ struct Problem {
   std::u16string message;
   // A likely mend; may be empty.
   std::u16string help;
+  // The same where nothing is left to choose: exactly what the help says. May be empty.
+  std::optional<Mend> mend;
 };
 
 }  // namespace ktformula

@@ -55,8 +55,10 @@ Ref<NotebookObject> SampleOf(const Spot& spot) {
   return spot.column->CellCount() > 0 ? Ref<NotebookObject>(spot.column->Cell(1).get()) : nullptr;
 }
 
-std::u16string DidYouMean(std::u16string_view name) {
-  return u"did you mean " + std::u16string(name) + u"?";
+// Advice to write something else.
+NameAdvice Instead(std::u16string message, std::u16string meant) {
+  std::u16string help = u"did you mean " + meant + u"?";
+  return {std::move(message), std::move(help), std::move(meant)};
 }
 
 std::u16string InBrackets(std::u16string_view name) {
@@ -137,13 +139,12 @@ std::optional<NameAdvice> Reach::AdviseOnPath(const ReferencePath& reference) co
   const std::u16string where = u"the table " + InQuotes(table->name) + u" has no ";
   const std::vector<std::u16string> columns = ColumnNames(*table->table);
   if (Contains(columns, parts[1]) && parts.size() > 2) {
-    return NameAdvice{where + u"row " + InQuotes(parts[2]), u""};
+    return NameAdvice{where + u"row " + InQuotes(parts[2]), u"", u""};
   }
-  NameAdvice advice{where + u"column " + InQuotes(parts[1]), u""};
-  if (const auto nearest = NearestName(parts[1], columns)) {
-    advice.help = DidYouMean(WithPart(reference, 1, *nearest));
-  }
-  return advice;
+  std::u16string message = where + u"column " + InQuotes(parts[1]);
+  if (const auto nearest = NearestName(parts[1], columns))
+    return Instead(std::move(message), WithPart(reference, 1, *nearest));
+  return NameAdvice{std::move(message), u"", u""};
 }
 
 NameAdvice Reach::AdviseOn(const ReferencePath& reference, const Standing& at,
@@ -152,32 +153,34 @@ NameAdvice Reach::AdviseOn(const ReferencePath& reference, const Standing& at,
   // "parent" is in reach everywhere; what may be wrong is the name behind it.
   const std::size_t index = reference.starts_with_parent ? reference.parts.size() - 1 : 0;
   const std::u16string& name = reference.parts[index];
-  NameAdvice advice{u"nothing here is called " + InQuotes(name), u""};
+  std::u16string message = u"nothing here is called " + InQuotes(name);
   const Spot& start = reference.starts_with_this ? at.this_spot : at.anchor;
   const bool is_bare = reference.parts.size() == 1 && !reference.starts_with_this;
   const WatchedTable* const own = start.table ? form_.Find(*start.table) : nullptr;
   if (index == 0 && !is_bare && !reference.starts_with_this && own != nullptr &&
       Contains(ColumnNames(*own->table), name)) {
-    return {InQuotes(name) + u" is a column: a cell of it is named with its table",
-            DidYouMean(InBrackets(own->name + u":" + reference.text))};
+    return Instead(InQuotes(name) + u" is a column: a cell of it is named with its table",
+                   InBrackets(own->name + u":" + reference.text));
   }
   const bool is_in_other_row = is_bare && at.this_spot.start == ReferenceStart::kCell &&
                                at.anchor.start == ReferenceStart::kRow && at.this_spot.table;
   if (is_in_other_row && Contains(ColumnNames(*at.this_spot.table), name)) {
-    advice.help = DidYouMean(u"[this:parent:" + name + u"]");
-  } else if (const auto nearest = NearestName(
-                 name, NamesAt(start, is_bare ? definitions : std::span<const std::u16string>()))) {
-    advice.help = DidYouMean(WithPart(reference, index, *nearest));
+    return Instead(std::move(message), u"[this:parent:" + name + u"]");
   }
-  return advice;
+  const auto nearest =
+      NearestName(name, NamesAt(start, is_bare ? definitions : std::span<const std::u16string>()));
+  if (nearest) return Instead(std::move(message), WithPart(reference, index, *nearest));
+  return {std::move(message), u"", u""};
 }
 
-std::u16string Reach::HelpOnBareName(std::u16string_view name, const Standing& at,
-                                     std::span<const std::u16string> definitions) const {
+NameAdvice Reach::AdviseOnBareName(std::u16string_view name, const Standing& at,
+                                   std::span<const std::u16string> definitions) const {
+  std::u16string message = u"nothing here is called " + InQuotes(name);
   const std::vector<std::u16string> names = NamesAt(at.anchor, definitions);
-  if (Contains(names, name)) return DidYouMean(InBrackets(name));
-  const auto nearest = NearestName(name, names);
-  return nearest ? DidYouMean(InBrackets(*nearest)) : std::u16string();
+  if (Contains(names, name)) return Instead(std::move(message), InBrackets(name));
+  if (const auto nearest = NearestName(name, names))
+    return Instead(std::move(message), InBrackets(*nearest));
+  return {std::move(message), u"", u""};
 }
 
 }  // namespace ktformula

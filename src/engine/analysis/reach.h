@@ -51,6 +51,8 @@ struct Meaning {
 struct NameAdvice {
   std::u16string message;
   std::u16string help;
+  // What the help would write in its place; "" for nothing.
+  std::u16string meant;
 };
 
 class Reach {
@@ -63,8 +65,8 @@ class Reach {
   NameAdvice AdviseOn(const ReferencePath& reference, const Standing& at,
                       std::span<const std::u16string> definitions) const;
   // The same for a name that stands without brackets.
-  std::u16string HelpOnBareName(std::u16string_view name, const Standing& at,
-                                std::span<const std::u16string> definitions) const;
+  NameAdvice AdviseOnBareName(std::u16string_view name, const Standing& at,
+                              std::span<const std::u16string> definitions) const;
 
  private:
   std::vector<std::u16string> NamesAt(const Spot& spot,

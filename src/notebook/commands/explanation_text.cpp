@@ -1,7 +1,6 @@
 #include "notebook/commands/explanation_text.h"
 
 #include "notebook/files/utf.h"
-#include "notebook/tables/explanation_story.h"
 
 namespace ktnotebook {
 
@@ -26,9 +25,13 @@ std::string LineText(const StoryLine& line, const TableStyle& style) {
 
 }  // namespace
 
+StoryWords PrintableWords() {
+  return {&Printable, &Brief};
+}
+
 std::string ExplanationText(const ktformula::Explanation& explanation, const TableStyle& style) {
   std::string text;
-  for (const StoryLine& line : ExplanationStory(explanation, style.locale, {&Printable, &Brief}))
+  for (const StoryLine& line : ExplanationStory(explanation, style.locale, PrintableWords()))
     text += LineText(line, style) + "\n";
   return text;
 }

@@ -57,30 +57,9 @@ std::string Quoted(std::u16string_view text) {
   return Dump(Json(ToUtf8(text)));
 }
 
-// The shortest decimals that read back to the number; the library's own are not always.
-std::string NumberJson(double number) {
-  if (!std::isfinite(number)) return "null";
-  const double size = std::abs(number);
-  const bool is_plain = size == 0 || (size >= 1e-4 && size < 1e15);
-  std::array<char, 32> buffer{};
-  const auto written =
-      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
-                    is_plain ? std::chars_format::fixed : std::chars_format::scientific);
-  std::string text(buffer.data(), written.ptr);
-  if (is_plain && text.find('.') == std::string::npos) text += ".0";
-  return text;
-}
-
 std::string RangeJson(std::string_view kind, double min, double max) {
   return "{\"kind\":\"" + std::string(kind) + "\",\"min\":" + NumberJson(min) +
          ",\"max\":" + NumberJson(max) + "}";
-}
-
-std::string CellJson(const NotebookCell& cell) {
-  const CellContent content = cell.Content();
-  return "{\"text\":" + Quoted(content.text) + ",\"state\":" + Quoted(cell.State()) +
-         ",\"min\":" + NumberJson(content.min) + ",\"max\":" + NumberJson(content.max) +
-         ",\"unit\":" + Quoted(content.unit) + "}";
 }
 
 // A list in JSON that grows while it is written.
@@ -106,11 +85,12 @@ Json NamesJson(const std::vector<std::u16string>& names) {
 }
 
 // Writes a row with these of its cells.
-void WriteRow(const NotebookRow& row, std::span<const NotebookCell> cells, std::ostream& out) {
+void WriteRow(const NotebookRow& row, std::span<const NotebookCell> cells, const JsonReader& reader,
+              std::ostream& out) {
   out << "{\"id\":" << Quoted(row.ID()) << ",\"cells\":{";
   ListWriter list(out);
   for (const NotebookCell& cell : cells)
-    list.Next() << Quoted(cell.Definition().name) << ':' << CellJson(cell);
+    list.Next() << Quoted(cell.Definition().name) << ':' << CellJson(cell, reader);
   out << "}}";
 }
 
@@ -126,14 +106,15 @@ void WriteTable(const NotebookTable& table, WriteRows write_rows, std::ostream& 
   out << "]}";
 }
 
-void WriteRows(const NotebookTable& table, std::size_t first, std::size_t count, ListWriter list) {
+void WriteRows(const NotebookTable& table, std::size_t first, std::size_t count,
+               const JsonReader& reader, ListWriter list) {
   std::vector<NotebookCell> cells;
   for (std::size_t index = first; index < first + count; ++index) {
     const NotebookRow row = table.Rows()[index];
     cells.clear();
     for (const Ref<NotebookColumn>& column : table.Columns())
       cells.push_back(row.CellAt(column->Index()));
-    WriteRow(row, cells, list.Next());
+    WriteRow(row, cells, reader, list.Next());
   }
 }
 
@@ -146,28 +127,30 @@ std::size_t CountTogether(std::span<const NotebookCell> cells, PlaceOf place_of)
   return static_cast<std::size_t>(end - cells.begin());
 }
 
-void WriteRowsOf(std::span<const NotebookCell> cells, ListWriter list) {
+void WriteRowsOf(std::span<const NotebookCell> cells, const JsonReader& reader, ListWriter list) {
   while (!cells.empty()) {
     const std::size_t count = CountTogether(cells, std::mem_fn(&NotebookCell::RowIndex));
-    WriteRow(cells.front().OwningRow(), cells.first(count), list.Next());
+    WriteRow(cells.front().OwningRow(), cells.first(count), reader, list.Next());
     cells = cells.subspan(count);
   }
 }
 
-void WriteTablesOf(std::span<const NotebookCell> cells, ListWriter list) {
+void WriteTablesOf(std::span<const NotebookCell> cells, const JsonReader& reader, ListWriter list) {
   while (!cells.empty()) {
     const auto table_of = [](const NotebookCell& cell) { return &cell.OwningColumn().Parent(); };
     const std::size_t count = CountTogether(cells, table_of);
-    const auto rows = [&](ListWriter rows_list) { WriteRowsOf(cells.first(count), rows_list); };
+    const auto rows = [&](ListWriter rows_list) {
+      WriteRowsOf(cells.first(count), reader, rows_list);
+    };
     WriteTable(*table_of(cells.front()), rows, list.Next());
     cells = cells.subspan(count);
   }
 }
 
-void WriteTables(const NotebookForm& form, ListWriter list) {
+void WriteTables(const NotebookForm& form, const JsonReader& reader, ListWriter list) {
   for (const NotebookTable* table : form.Tables()) {
-    const auto rows = [table](ListWriter rows_list) {
-      WriteRows(*table, 0, table->Rows().size(), rows_list);
+    const auto rows = [&](ListWriter rows_list) {
+      WriteRows(*table, 0, table->Rows().size(), reader, rows_list);
     };
     WriteTable(*table, rows, list.Next());
   }
@@ -205,6 +188,10 @@ Json RowsJson(const ktformula::Problem& problem) {
   return is_all ? Json() : OptionalJson(problem.rows);
 }
 
+Json MendJson(const ktformula::Mend& mend) {
+  return {{"start", mend.place.start}, {"length", mend.place.length}, {"text", ToUtf8(mend.text)}};
+}
+
 Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
   const auto* const table = static_cast<const NotebookTable*>(problem.table.get());
   const auto& place = problem.place;
@@ -224,6 +211,32 @@ Json ProblemJson(const ktformula::Problem& problem, const NotebookForm& form) {
 }
 
 }  // namespace
+
+// The library's own are not always the shortest.
+std::string NumberJson(double number) {
+  if (!std::isfinite(number)) return "null";
+  const double size = std::abs(number);
+  const bool is_plain = size == 0 || (size >= 1e-4 && size < 1e15);
+  std::array<char, 32> buffer{};
+  const auto written =
+      std::to_chars(buffer.data(), buffer.data() + buffer.size(), number,
+                    is_plain ? std::chars_format::fixed : std::chars_format::scientific);
+  std::string text(buffer.data(), written.ptr);
+  if (is_plain && text.find('.') == std::string::npos) text += ".0";
+  return text;
+}
+
+std::u16string TextFor(const JsonReader& reader, const NotebookCell& cell) {
+  return reader.locale ? cell.TextIn(*reader.locale) : cell.Text();
+}
+
+std::string CellJson(const NotebookCell& cell, const JsonReader& reader) {
+  const CellContent content = cell.Content();
+  const std::u16string text = reader.locale ? cell.TextIn(*reader.locale) : content.text;
+  return "{\"text\":" + Quoted(text) + ",\"state\":" + Quoted(cell.State()) +
+         ",\"min\":" + NumberJson(content.min) + ",\"max\":" + NumberJson(content.max) +
+         ",\"unit\":" + Quoted(content.unit) + "}";
+}
 
 std::string TextJson(std::u16string_view text) {
   return Quoted(text);
@@ -269,36 +282,38 @@ std::string TreeJson(const ktformula::TokenLayer& layer) {
 }
 
 void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
-                    const std::vector<FormProblems>& problems) {
+                    const std::vector<FormProblems>& problems, const JsonReader& reader) {
   out << "{\"forms\":[";
   ListWriter list(out);
   for (const FormReport& report : forms) {
-    const auto tables = [&report](ListWriter tables_list) {
+    const auto tables = [&](ListWriter tables_list) {
       if (report.changed) {
-        WriteTablesOf(*report.changed, tables_list);
+        WriteTablesOf(*report.changed, reader, tables_list);
       } else {
-        WriteTables(*report.form, tables_list);
+        WriteTables(*report.form, reader, tables_list);
       }
     };
     WriteForm(*report.form, report.result ? &*report.result : nullptr, tables, list.Next());
   }
   out << "]";
-  if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems);
+  if (CountProblems(problems) > 0) out << ",\"problems\":" << ProblemListJson(problems, reader);
   out << "}\n";
 }
 
 void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
-                   std::ostream& out) {
+                   std::ostream& out, const JsonReader& reader) {
   out << '[';
-  WriteRows(table, first, count, ListWriter(out));
+  WriteRows(table, first, count, reader, ListWriter(out));
   out << ']';
 }
 
-std::string ProblemListJson(const std::vector<FormProblems>& forms) {
+std::string ProblemListJson(const std::vector<FormProblems>& forms, const JsonReader& reader) {
   Json list = Json::array();
   for (const FormProblems& form : forms) {
-    for (const ktformula::Problem& problem : form.problems)
+    for (const ktformula::Problem& problem : form.problems) {
       list.push_back(ProblemJson(problem, *form.form));
+      if (reader.wants_mends && problem.mend) list.back()["mend"] = MendJson(*problem.mend);
+    }
   }
   return Dump(list);
 }

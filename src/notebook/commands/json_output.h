@@ -19,6 +19,14 @@
 
 namespace ktnotebook {
 
+// For whom JSON is written.
+struct JsonReader {
+  // In which texts of cells are given; empty for the notebook's own.
+  std::optional<ktformula::Locale> locale = std::nullopt;
+  // Whether problems tell what would mend them, which the forms of the command line do not.
+  bool wants_mends = false;
+};
+
 // A string of JSON.
 std::string TextJson(std::u16string_view text);
 std::string ValueJson(const ktformula::CellValue& value);
@@ -37,11 +45,18 @@ struct FormReport {
 
 // Written row by row: the text of a large notebook is never in memory as a whole.
 void WriteFormsJson(const std::vector<FormReport>& forms, std::ostream& out,
-                    const std::vector<FormProblems>& problems = {});
+                    const std::vector<FormProblems>& problems = {}, const JsonReader& reader = {});
+
+// A number, the shortest decimals that read back to it; "null" for none.
+std::string NumberJson(double number);
+
+// A cell as forms have it.
+std::string CellJson(const NotebookCell& cell, const JsonReader& reader);
+std::u16string TextFor(const JsonReader& reader, const NotebookCell& cell);
 
 // Rows of a table, from one on, as WriteFormsJson writes them in a list.
 void WriteRowsJson(const NotebookTable& table, std::size_t first, std::size_t count,
-                   std::ostream& out);
+                   std::ostream& out, const JsonReader& reader = {});
 
 // What one process did of the recalculation of all forms of a database.
 struct StoredRecalculationReport {
@@ -75,6 +90,6 @@ using TextField = std::pair<std::string_view, std::optional<std::u16string>>;
 std::string TextsJson(const std::vector<TextField>& fields);
 
 // An array of objects, one for each problem.
-std::string ProblemListJson(const std::vector<FormProblems>& forms);
+std::string ProblemListJson(const std::vector<FormProblems>& forms, const JsonReader& reader = {});
 
 }  // namespace ktnotebook

@@ -4,6 +4,7 @@
 
 #include "notebook/commands/address.h"
 #include "notebook/commands/commands.h"
+#include "notebook/commands/formula_edits.h"
 #include "notebook/commands/interruption.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/notebook_input.h"
@@ -358,12 +359,8 @@ int SetCell(const StoreOptions& options, Console& console) {
 int EditFormula(const StoreOptions& options, Console& console) {
   FormChange change(options, console, KindOf(options));
   NotebookColumn& column = FindColumn(change.Forms(), ArgumentText(options.target));
-  const std::int32_t key = column.Definition().key;
-  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
-      column.Parent(),
-      [key](const IKtFormulaListener& candidate) { return candidate.FormulaOf(key).has_value(); });
-  const std::optional<ktformula::FormulaEntry> known = listener.FormulaOf(key);
   if (!options.value && !options.format) {
+    const std::optional<ktformula::FormulaEntry> known = FormulaOf(column);
     if (options.json) {
       PrintFormulaJson(column.Parent(), {"column", column.Definition().name}, known, console);
     } else {
@@ -371,16 +368,14 @@ int EditFormula(const StoreOptions& options, Console& console) {
     }
     return kExitDone;
   }
-  if (!options.value && !known) {
-    throw NotebookError("the column has no formula that the format could be of");
-  }
-  const std::u16string formula = options.value ? ArgumentText(*options.value) : known->formula;
-  const std::u16string known_format = known ? known->string_format : u"";
+  const auto text_of = [](const std::optional<std::string>& argument) {
+    return argument ? std::optional(ArgumentText(*argument)) : std::nullopt;
+  };
   FormEdits edits{Ref<NotebookForm>(&column.Parent().Parent())};
-  const std::vector<NotebookCell> emptied = edits.SetFormula(
-      listener, column, formula, options.format ? ArgumentText(*options.format) : known_format);
-  change.SaveListener(column.Parent(), listener);
-  change.Finish(column.Parent(), emptied, [&column](const ktformula::Problem& problem) {
+  const EditedFormula edited = EditFormulaOf(edits, change.Framework(), column,
+                                             text_of(options.value), text_of(options.format));
+  change.SaveListener(column.Parent(), *edited.listener);
+  change.Finish(column.Parent(), edited.emptied, [&column](const ktformula::Problem& problem) {
     return ktformula::IsSameObject(problem.column.get(), &column);
   });
   return kExitDone;
@@ -388,26 +383,23 @@ int EditFormula(const StoreOptions& options, Console& console) {
 
 int EditDefinition(const StoreOptions& options, Console& console) {
   FormChange change(options, console, KindOf(options));
-  const DefinitionAddress address = FindDefinition(change.Forms(), ArgumentText(options.target));
-  IKtFormulaListener& listener = change.Framework().FormulaListenerOf(
-      *address.table, [&](const IKtFormulaListener& candidate) {
-        return candidate.DefinitionOf(address.name).has_value();
-      });
+  const auto [table, name] = FindDefinition(change.Forms(), ArgumentText(options.target));
   if (!options.value) {
-    const auto known = listener.DefinitionOf(address.name);
-    if (!known) throw NotebookError("there is no definition " + Quoted(address.name));
+    const auto known = DefinitionOf(*table, name);
+    if (!known) throw NotebookError("there is no definition " + Quoted(name));
     if (options.json) {
-      PrintFormulaJson(*address.table, {"definition", address.name}, known, console);
+      PrintFormulaJson(*table, {"definition", name}, known, console);
     } else {
       PrintFormula(known, console);
     }
     return kExitDone;
   }
-  listener.SetDefinition(address.name, ArgumentText(*options.value));
-  change.SaveListener(*address.table, listener);
-  change.Finish(*address.table, {}, [&address](const ktformula::Problem& problem) {
-    return problem.definition == address.name &&
-           ktformula::IsSameObject(problem.table.get(), address.table);
+  FormEdits edits{Ref<NotebookForm>(&table->Parent())};
+  const EditedFormula edited =
+      EditDefinitionOf(edits, change.Framework(), *table, name, ArgumentText(*options.value));
+  change.SaveListener(*table, *edited.listener);
+  change.Finish(*table, {}, [table = table, &name = name](const ktformula::Problem& problem) {
+    return problem.definition == name && ktformula::IsSameObject(problem.table.get(), table);
   });
   return kExitDone;
 }

@@ -68,9 +68,8 @@ Ref<ktformula::IKtFieldListener> NotebookFramework::NeedListener(
   return listener;
 }
 
-ktformula::IKtFormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
-  const Ref<ktformula::IKtFieldListener> listener =
-      NeedListener(ktformula::kFormulaListenerIdentifier);
+Ref<ktformula::IKtFieldListener> NotebookFramework::NewFormulaListener(NotebookTable& table) {
+  Ref<ktformula::IKtFieldListener> listener = NeedListener(ktformula::kFormulaListenerIdentifier);
   // A listener of another module may ask for it.
   const ktformula::LocaleScope kept_in(table.Parent().OwnLocale().separators);
   listener->Initialize(Ref<NotebookFramework>(this), table.Parent().OwnerOf(table.OwnField()),
@@ -78,20 +77,32 @@ ktformula::IKtFormulaListener& NotebookFramework::AddFormulaListener(NotebookTab
   listener->SetProgramIdentifier(ktformula::kFormulaListenerIdentifier);
   listener->SetName(u"Formulas");
   listener->SetPosition(1);
+  return listener;
+}
+
+ktformula::IKtFormulaListener& NotebookFramework::AddFormulaListener(NotebookTable& table) {
+  const Ref<ktformula::IKtFieldListener> listener = NewFormulaListener(table);
   table.AddListener(listener);
   return FaceOf<ktformula::IKtFormulaListener>(*listener);
+}
+
+ktformula::IKtFormulaListener* NotebookFramework::FindFormulaListener(
+    const NotebookTable& table,
+    const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted) {
+  ktformula::IKtFormulaListener* first = nullptr;
+  for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
+    auto* const known = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
+    if (known != nullptr && is_wanted(*known)) return known;
+    if (first == nullptr) first = known;
+  }
+  return first;
 }
 
 ktformula::IKtFormulaListener& NotebookFramework::FormulaListenerOf(
     NotebookTable& table,
     const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted) {
-  ktformula::IKtFormulaListener* first = nullptr;
-  for (const Ref<ktformula::IKtFieldListener>& listener : table.Listeners()) {
-    auto* const known = dynamic_cast<ktformula::IKtFormulaListener*>(listener.get());
-    if (known != nullptr && is_wanted(*known)) return *known;
-    if (first == nullptr) first = known;
-  }
-  return first != nullptr ? *first : AddFormulaListener(table);
+  ktformula::IKtFormulaListener* const known = FindFormulaListener(table, is_wanted);
+  return known != nullptr ? *known : AddFormulaListener(table);
 }
 
 Ref<ktformula::IKtFieldListener> NotebookFramework::CreateListener(

@@ -47,11 +47,17 @@ class NotebookFramework final : public ktformula::HostFramework {
   // A new listener of the class. Throws NotebookError when the class is unknown.
   ktformula::Ref<ktformula::IKtFieldListener> NeedListener(std::u16string_view program_identifier);
 
-  // Gives the table a new formula listener without formulas.
+  // A new formula listener for the table, which does not have it yet.
+  ktformula::Ref<ktformula::IKtFieldListener> NewFormulaListener(NotebookTable& table);
+  // Gives the table one, without formulas.
   ktformula::IKtFormulaListener& AddFormulaListener(NotebookTable& table);
 
-  // The table's first formula listener for which `is_wanted` is true, else its first; a table
-  // without one gets one.
+  // The table's first formula listener for which `is_wanted` is true, else its first; nullptr when
+  // it has none.
+  static ktformula::IKtFormulaListener* FindFormulaListener(
+      const NotebookTable& table,
+      const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted);
+  // The same, but that a table without one gets one.
   ktformula::IKtFormulaListener& FormulaListenerOf(
       NotebookTable& table,
       const std::function<bool(const ktformula::IKtFormulaListener&)>& is_wanted);

@@ -13,4 +13,9 @@ namespace ktnotebook {
 // for by one of this program's with the same configuration.
 ktformula::WatchedForm WatchForm(NotebookForm& form, NotebookFramework& framework);
 
+// Such a listener, as if it were the table's.
+ktformula::Ref<ktformula::FormulaListener> StandIn(const ktformula::IKtFormulaListener& other,
+                                                   NotebookTable& table,
+                                                   NotebookFramework& framework);
+
 }  // namespace ktnotebook

@@ -111,6 +111,12 @@ ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
   return *known;
 }
 
+JsonReader ApiCall::ReaderOf(const NotebookForm& form) const {
+  JsonReader reader{std::nullopt, /*wants_mends=*/true};
+  if (HasQuery("locale")) reader.locale = LocaleFor(form);
+  return reader;
+}
+
 const Json& ApiCall::Body() const {
   if (!body_) {
     body_ = Json::parse(request_.body, nullptr, false);
@@ -178,7 +184,8 @@ ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
     problems.push_back(ProblemsOf(form, *result.served->notebook.framework, result.served->result));
   }
   std::ostringstream out;
-  WriteFormsJson({{&form, result.served->result, std::move(cells)}}, out, problems);
+  WriteFormsJson({{&form, result.served->result, std::move(cells)}}, out, problems,
+                 call.ReaderOf(form));
   std::string json = std::move(out).str();
   // In front of the end of the object and the line.
   for (const auto& [name, value] : more)

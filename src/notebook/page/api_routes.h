@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "notebook/commands/json_output.h"
 #include "notebook/page/api.h"
 #include "notebook/page/served_notebook.h"
 
@@ -51,6 +52,9 @@ class ApiCall {
 
   // The person's locale, else the form's own.
   ktformula::Locale LocaleFor(const NotebookForm& form) const;
+
+  // For whom the answer is.
+  JsonReader ReaderOf(const NotebookForm& form) const;
 
   const std::string& RawBody() const noexcept { return request_.body; }
   // An object.

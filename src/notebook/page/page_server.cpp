@@ -101,7 +101,7 @@ void PageServer::Stop() noexcept {
   errno = reason;
 }
 
-void PageServer::Run() {
+void PageServer::Run(const std::function<void()>& hurry) {
   pollfd waited[] = {{listener_, POLLIN, 0}, {stop_signal_[0], POLLIN, 0}};
   while (true) {
     poll(waited, std::size(waited), kTickMilliseconds);
@@ -110,7 +110,7 @@ void PageServer::Run() {
     if (waited[1].revents != 0) break;
     if (waited[0].revents != 0) AcceptAll();
   }
-  EndAll();
+  EndAll(hurry);
 }
 
 // As many as came, but not more than there may be, so that Stop is heard.
@@ -216,7 +216,7 @@ void PageServer::JoinFinished() {
     connection.thread.join();
 }
 
-void PageServer::EndAll() {
+void PageServer::EndAll(const std::function<void()>& hurry) {
   close(std::exchange(listener_, -1));
   events_.Close();
   Lock lock(mutex_);
@@ -228,6 +228,7 @@ void PageServer::EndAll() {
   if (!finished_one_.wait_for(lock, limits_.end_time, all_gone)) {
     for (Connection& connection : connections_)
       ShutDown(connection);
+    hurry();
     finished_one_.wait(lock, all_gone);
   }
   lock.unlock();

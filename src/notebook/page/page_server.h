@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <list>
 #include <mutex>
 #include <string>
@@ -41,8 +42,9 @@ class PageServer {
   bool IsForOthers() const noexcept { return is_for_others_; }
 
   // Serves until Stop: then it takes no more connections, ends the streams and returns when the
-  // requests under way are answered, or time is up for them.
-  void Run();
+  // requests under way are answered. When time is up for them their connections are ended and
+  // `hurry` is called, which is to make them answer soon.
+  void Run(const std::function<void()>& hurry = [] {});
   // From any thread or a signal handler, as often as one likes.
   void Stop() noexcept;
 
@@ -68,7 +70,7 @@ class PageServer {
   void Finish(Connections::iterator connection);
   bool Watch(Connection& connection, bool serves, bool trusted);
   void JoinFinished();
-  void EndAll();
+  void EndAll(const std::function<void()>& hurry);
 
   const ServerLimits& limits_;
   EventHub& events_;

@@ -10,9 +10,9 @@
 #include "notebook/files/notebook_error.h"
 #include "notebook/files/operating_system.h"
 #include "notebook/page/api_routes.h"
-#include "notebook/page/file_database.h"
 #include "notebook/page/page_server.h"
 #include "notebook/page/secret.h"
+#include "notebook/page/served_file.h"
 
 namespace ktnotebook {
 
@@ -57,10 +57,31 @@ std::unique_ptr<PageFiles> FilesOf(const ServeOptions& options) {
   return std::make_unique<FolderOfPageFiles>(folder);
 }
 
-std::shared_ptr<Database> OpenNotebook(const ServeOptions& options, const Console& console) {
-  if (options.file.empty()) return OpenDatabase(options.database, true);
-  return OpenFileAsDatabase(options.file, [&](const std::string& note) { console.Say(note); });
-}
+// Where the notebook is kept that is served.
+class Kept {
+ public:
+  Kept(const ServeOptions& options, const Console& console) {
+    if (options.file.empty()) {
+      database_ = OpenDatabase(options.database, true);
+      return;
+    }
+    file_ = std::make_unique<ServedFile>(options.file);
+    if (!file_->Note().empty()) console.Say("note: " + file_->Note());
+    database_ = file_->Connection();
+  }
+
+  const std::shared_ptr<Database>& Connection() const { return database_; }
+  void Follow(ServedNotebook& notebook, EventSink& events) {
+    if (file_) file_->Follow(notebook, events);
+  }
+  void Finish() {
+    if (file_) file_->Finish();
+  }
+
+ private:
+  std::shared_ptr<Database> database_;
+  std::unique_ptr<ServedFile> file_;
+};
 
 }  // namespace
 
@@ -75,9 +96,11 @@ int Serve(const ServeOptions& options, Console& console) {
     console.err.flush();
   });
   EventHub events(limits);
-  ServedNotebook notebook(OpenNotebook(options, console), events);
+  Kept kept(options, console);
+  ServedNotebook notebook(kept.Connection(), events);
   events.SetHello([&notebook] { return notebook.Hello(); });
   NotebookApi api(notebook);
+  kept.Follow(notebook, events);
   PageServer server({options.address, options.port, secret}, limits, *files, api, events, log);
   const StopBySignal stop(server);
   console.out << server.FirstAddress() << std::endl;
@@ -86,7 +109,9 @@ int Serve(const ServeOptions& options, Console& console) {
              ", and what they send can be overheard");
   log.Note("serving " + (options.file.empty() ? options.database : options.file) +
            "; Ctrl-C ends it");
-  server.Run();
+  server.Run([&notebook] { notebook.Interrupt(true); });
+  notebook.Interrupt(false);
+  kept.Finish();
   log.Note("ended");
   return kExitDone;
 }

@@ -108,13 +108,21 @@ void ServedFile::Follow(ServedNotebook& notebook, EventSink& events) {
   worker_ = std::thread([this] { Work(); });
 }
 
-void ServedFile::Finish() {
+ServedFile::~ServedFile() {
+  EndWork();
+}
+
+void ServedFile::EndWork() {
   {
     const std::lock_guard lock(mutex_);
     is_ending_ = true;
   }
   ending_.notify_all();
   if (worker_.joinable()) worker_.join();
+}
+
+void ServedFile::Finish() {
+  EndWork();
   Write();
   database_ = nullptr;
   std::filesystem::remove(PathOf(database_path_));

@@ -37,6 +37,8 @@ class ServedFile {
   explicit ServedFile(const std::string& path);
   ServedFile(const ServedFile&) = delete;
   ServedFile& operator=(const ServedFile&) = delete;
+  // Writes nothing.
+  ~ServedFile();
 
   const std::shared_ptr<Database>& Connection() const noexcept { return database_; }
 
@@ -54,6 +56,7 @@ class ServedFile {
   void TakeUp(const std::string& content);
   void ReadAnew(const std::string& content);
   void Work();
+  void EndWork();
   void Write();
   void NoteWritten(Database& database, const std::string& content, const std::string& fingerprint);
   void Tell(std::string_view severity, const std::string& text);

@@ -255,7 +255,6 @@ void ServedNotebook::NoteStored(const std::vector<FormVersion>& now) {
 
 void ServedNotebook::Publish(const FormVersion& form, std::string_view what,
                              std::string_view client, std::u16string_view old_name) {
-  ++changes_;
   nlohmann::ordered_json json{{"form", ToUtf8(old_name.empty() ? form.name : old_name)},
                               {"version", form.version},
                               {"what", what},
@@ -292,15 +291,15 @@ ServedNotebook::Forms ServedNotebook::LockedFormsOf(std::u16string_view address)
 }
 
 ServedForm& ServedNotebook::Bring(const FormVersion& stored) {
-  std::unique_ptr<ServedForm>& served = forms_[stored.key];
-  if (served == nullptr || served->stored.version != stored.version) {
-    // Listeners and formulas that others have changed: the form is read as a whole.
-    served = nullptr;
-    auto loaded = std::make_unique<ServedForm>();
-    Load(*loaded, stored);
-    served = std::move(loaded);
+  const auto known = forms_.find(stored.key);
+  if (known != forms_.end() && known->second->stored.version == stored.version) {
+    return *known->second;
   }
-  return *served;
+  // Listeners and formulas that others have changed: the form is read as a whole.
+  Drop(stored.key);
+  auto loaded = std::make_unique<ServedForm>();
+  Load(*loaded, stored);
+  return *(forms_[stored.key] = std::move(loaded));
 }
 
 void ServedNotebook::Load(ServedForm& served, const FormVersion& stored) {
@@ -310,7 +309,7 @@ void ServedNotebook::Load(ServedForm& served, const FormVersion& stored) {
   NotebookForm& form = served.Form();
   form.Log().keep_cells = true;
   form.Log().on_progress = [this](std::uint64_t) {
-    if (is_stopping_) throw StoreFailure("the program is ending", true);
+    if (is_interrupted_) throw StoreFailure("the program is ending", true);
   };
   served.result = Recalculate(form);
   if (!stored.is_current) NoteUnstored(served, form.Log().cells);

@@ -97,11 +97,8 @@ class ServedNotebook {
   // FingerprintOf the forms as they are stored.
   std::string Fingerprint();
 
-  // Ends recalculations that are under way, whose changes are refused then.
-  void Stop() noexcept { is_stopping_ = true; }
-
-  // How often anything was changed since the start.
-  std::uint64_t Changes() const noexcept { return changes_; }
+  // While it is set, recalculations end and what they belong to is refused.
+  void Interrupt(bool is_set) noexcept { is_interrupted_ = is_set; }
 
  private:
   friend class Reading;
@@ -138,8 +135,7 @@ class ServedNotebook {
   std::string run_;
   std::vector<NotebookStore::FormVersion> stored_;
   std::map<std::int64_t, std::unique_ptr<ServedForm>> forms_;
-  std::atomic<bool> is_stopping_ = false;
-  std::atomic<std::uint64_t> changes_ = 0;
+  std::atomic<bool> is_interrupted_ = false;
   std::chrono::steady_clock::time_point last_change_;
   bool is_ending_ = false;
   std::condition_variable ending_;

@@ -122,7 +122,10 @@ class Teller {
   }
 
  private:
-  void Add(int level, std::u16string text) { lines_.push_back({level, std::move(text)}); }
+  void Add(int level, std::u16string text, const TableCell* about = nullptr) {
+    lines_.push_back({level, std::move(text)});
+    if (about != nullptr) lines_.back().cell = AddressOf(CellOf(*about));
+  }
   std::u16string Whole(std::u16string_view text) const { return words_.whole(text); }
   std::u16string Brief(std::u16string_view text) const { return words_.brief(text); }
   std::u16string Quoted(std::u16string_view text) const { return u"\"" + Brief(text) + u"\""; }
@@ -182,7 +185,7 @@ class Teller {
       // They can be seen in the formula.
       if (step.origin == ValueOrigin::kConstant) continue;
       const std::u16string what = are_of_column ? u"" : Brief(step.source) + u" is ";
-      Add(level, what + StepPhrase(step, units));
+      Add(level, what + StepPhrase(step, units), step.cell.get());
       TellSteps(step.steps, units, level + 1, step.origin == ValueOrigin::kColumn);
       if (step.more_rows > 0) Add(level + 1, u"and " + Counted(step.more_rows, u"more row"));
     }
@@ -223,8 +226,10 @@ class Teller {
     if (!reasons.digits_from) {
       Add(0, has + u", because nothing was typed in that says how many.");
     } else {
-      Add(0, has + u", because " + Witness(*reasons.digits_from) + u" has " + digits +
-                 u": no entered value has fewer.");
+      Add(0,
+          has + u", because " + Witness(*reasons.digits_from) + u" has " + digits +
+              u": no entered value has fewer.",
+          reasons.digits_from.get());
     }
   }
 
@@ -234,18 +239,20 @@ class Teller {
     if (!reasons.unit_from) {
       Add(0, begin + u", the unit of its column.");
     } else if (reasons.unit_from->Text().ends_with(reasons.unit)) {
-      Add(0, begin + u", because " + Witness(*reasons.unit_from) + u" is.");
+      Add(0, begin + u", because " + Witness(*reasons.unit_from) + u" is.",
+          reasons.unit_from.get());
     } else {
-      Add(0, begin + u", which goes with " + Witness(*reasons.unit_from) + u".");
+      Add(0, begin + u", which goes with " + Witness(*reasons.unit_from) + u".",
+          reasons.unit_from.get());
     }
   }
 
   void TellError(const Explanation& explanation) {
     const ktformula::ArisenError& error = *explanation.error;
     const bool is_own = IsSameObject(error.cell.get(), explanation.cell.get());
-    Add(0, is_own ? u"The error arose in this cell."
-                  : u"The error arose in " + Whole(AddressOf(CellOf(*error.cell))) +
-                        u" and was handed on.");
+    if (is_own) return Add(0, u"The error arose in this cell.");
+    Add(0, u"The error arose in " + Whole(AddressOf(CellOf(*error.cell))) + u" and was handed on.",
+        error.cell.get());
   }
 
   // Of a cell that is not computed: what its text stands for.

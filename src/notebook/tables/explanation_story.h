@@ -18,6 +18,8 @@ struct StoryLine {
   // "" for an empty line.
   std::u16string text;
   bool is_error = false;
+  // The address of the other cell that it speaks of; "" for none.
+  std::u16string cell = {};
 };
 
 // How foreign texts are shown in the lines: as a whole, and where a line quotes them.
