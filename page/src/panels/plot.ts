@@ -401,7 +401,7 @@ class PlotPanel implements Panel {
         return ticksOf({ min, max }, length / space, isLog);
       },
       filter: (_plot, splits) => splits,
-      values: (_plot, splits) => tickTexts(splits, this.app.api.locale),
+      values: (_plot, splits) => tickTexts(splits, this.app.api.locale, isLog),
     };
   }
 
