@@ -343,6 +343,11 @@ std::vector<std::u16string> Reading::Names() const {
   return NamesOfStored(notebook_.stored_);
 }
 
+std::optional<std::u16string> Reading::NameOf(std::int64_t form_key) const {
+  const auto found = Find(notebook_.stored_, form_key);
+  return found != notebook_.stored_.end() ? std::optional(found->name) : std::nullopt;
+}
+
 Change::Change(ServedNotebook& notebook, std::u16string_view address, std::string client)
     : lock_(notebook.mutex_), notebook_(notebook), client_(std::move(client)) {
   Begin(TransactionKind::kChangingForms);

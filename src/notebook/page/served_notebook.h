@@ -151,6 +151,8 @@ class Reading {
 
   // The names of all forms.
   std::vector<std::u16string> Names() const;
+  // The present name of the form with this key in the database; empty when it is gone.
+  std::optional<std::u16string> NameOf(std::int64_t form_key) const;
   // Up to date and recalculated.
   const std::vector<Ref<NotebookForm>>& Forms() const noexcept { return forms_; }
   ServedForm& Of(const NotebookForm& form) const { return notebook_.Served(form); }
