@@ -15,7 +15,7 @@ const result = await esbuild.build({
   bundle: true,
   minify: true,
   format: "iife",
-  target: ["chrome109", "firefox115", "safari16"],
+  target: ["chrome123", "firefox121", "safari17.5"],
   charset: "utf8",
   legalComments: "none",
   metafile: true,
