@@ -24,6 +24,9 @@ interface Target {
   was: Texts;
 }
 
+// What was not saved when the panel was closed, for when it is opened again.
+let unsaved: { target: Target; texts: Texts } | null = null;
+
 export function mountFormula(host: HTMLElement, app: App): Panel {
   return new FormulaPanel(host, app);
 }
@@ -130,7 +133,6 @@ class FormulaPanel implements Panel {
     changed: () => this.edited(),
     moved: () => this.showFunction(),
     save: () => void this.save(),
-    leave: () => this.leave(),
     mend: (_problem, mend) => this.mend(mend),
   });
 
@@ -144,6 +146,7 @@ class FormulaPanel implements Panel {
       app.on("structure", () => this.reread()),
       app.on("changed", () => this.preview()),
     ];
+    this.restore();
     this.follow();
   }
 
@@ -155,8 +158,18 @@ class FormulaPanel implements Panel {
   destroy(): void {
     for (const stop of this.stops) stop();
     this.preview.stop();
+    if (this.target !== null && this.isEdited) unsaved = { target: this.target, texts: this.texts };
     this.editor.destroy();
     this.root.remove();
+  }
+
+  private restore(): void {
+    const kept = unsaved;
+    unsaved = null;
+    if (kept === null || this.tableOf(kept.target) === null) return;
+    this.open(kept.target);
+    this.format.value = kept.texts.format;
+    this.editor.replace(kept.texts.formula);
   }
 
   private get texts(): Texts {
@@ -392,11 +405,6 @@ class FormulaPanel implements Panel {
   private mend(mend: Mend): void {
     this.editor.replace(mended(this.editor.text, mend));
     this.editor.view.focus();
-  }
-
-  private leave(): void {
-    const { selection } = this.app;
-    if (selection !== null) void this.app.select(selection.address);
   }
 
   private revert(): void {
