@@ -113,13 +113,14 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
     if (address !== shown) depth = kFirstDepth;
     try {
       const explanation = await app.api.explain(address, depth);
-      if (isLatest()) show(explanation);
+      const problems = await problemsBehind(app, explanation);
+      if (isLatest()) show(explanation, problems);
     } catch (error) {
       if (isLatest()) showNothing(messageOf(error));
     }
   }
 
-  function show(explanation: Explanation): void {
+  function show(explanation: Explanation, problems: CellProblems): void {
     const isSame = shown === explanation.cell;
     const focus = isSame ? keptFocus(content) : null;
     const scroll = isSame ? content.scrollTop : 0;
@@ -131,7 +132,7 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
       void refresh();
     };
     const parts = new ExplanationParts(explanation, depth, app, follow, goDeeper).all();
-    content.replaceChildren(...parts, ...problemParts(explanation.problems ?? [], app));
+    content.replaceChildren(...parts, ...problemParts(problems, app));
     content.scrollTop = scroll;
     updateButtons();
     if (focus !== null) content.querySelector<HTMLElement>(focus)?.focus();
@@ -166,10 +167,24 @@ function nameInForm(address: string, app: App): string {
   return address.startsWith(prefix) ? address.slice(prefix.length) : address;
 }
 
-function problemParts(problems: Problem[], app: App): Node[] {
+/** What is wrong, and the cell where it is. */
+interface CellProblems {
+  cell: string;
+  problems: Problem[];
+}
+
+/** The cell's own problems; those of the cell where its error arose when it only hands it on. */
+async function problemsBehind(app: App, explanation: Explanation): Promise<CellProblems> {
+  const { cell, problems = [], error_from } = explanation;
+  if (problems.length > 0 || error_from === undefined || error_from === cell) return { cell, problems };
+  const source = await app.api.explain(error_from, 1);
+  return { cell: error_from, problems: source.problems ?? [] };
+}
+
+function problemParts({ cell, problems }: CellProblems, app: App): Node[] {
   if (problems.length === 0) return [];
   const list = problemList(problems, (problem, mend) => void mendInNotebook(app, problem, mend));
-  return [el("h3", { textContent: "What is wrong" }), list];
+  return [el("h3", { textContent: `What is wrong in ${nameInForm(cell, app)}` }), list];
 }
 
 class ExplanationParts {
