@@ -314,9 +314,9 @@ class PlotPanel implements Panel {
 
   private make(data: PlotData, settings: Settings): uPlot {
     const units = unitsOf(data);
-    const scales: Record<string, uPlot.Scale> = { x: this.scale(() => this.range("x", null), settings.logX) };
+    const scales: Record<string, uPlot.Scale> = { x: this.scale((min, max) => this.rangeAcross(min, max), settings.logX) };
     for (const unit of units) {
-      scales[scaleKey(unit)] = this.scale(() => this.range("y", unit), settings.logY);
+      scales[scaleKey(unit)] = this.scale(() => this.rangeUp(unit), settings.logY);
     }
     const colour = (place: number) => () => this.colours.of(colourName(place));
     const options: uPlot.Options = {
@@ -367,24 +367,33 @@ class PlotPanel implements Panel {
     return plot;
   }
 
-  private scale(range: () => Range, isLog: boolean): uPlot.Scale {
+  private scale(range: (min: number | null, max: number | null) => Range, isLog: boolean): uPlot.Scale {
     return {
       time: false,
       distr: isLog ? 3 : 1,
-      range: () => {
-        const { min, max } = range();
+      range: (_plot, from, to) => {
+        const { min, max } = range(from, to);
         return [min, max];
       },
     };
   }
 
-  /** Of all that is to be seen. */
-  private range(axis: "x" | "y", unit: string | null): Range {
+  /** What was zoomed to; of all that is to be seen when the ends of the points are asked for. */
+  private rangeAcross(min: number | null, max: number | null): Range {
     const { data, settings } = this;
     if (data === null || settings === null) return { min: 0, max: 1 };
-    return axis === "x"
-      ? extentOf([data.x], settings.logX)
-      : extentOf(data.y.filter((values) => values.unit === unit), settings.logY);
+    const ends = data.x.middle;
+    const isWhole = min === null || max === null || (min === ends[0] && max === ends.at(-1));
+    return isWhole ? extentOf([data.x], settings.logX) : { min, max };
+  }
+
+  private rangeUp(unit: string): Range {
+    const { data, settings } = this;
+    if (data === null || settings === null) return { min: 0, max: 1 };
+    return extentOf(
+      data.y.filter((values) => values.unit === unit),
+      settings.logY,
+    );
   }
 
   private axis(scale: string, label: string, side: number, isLog: boolean, space: number): uPlot.Axis {
