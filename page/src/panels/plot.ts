@@ -20,14 +20,12 @@ import {
 } from "./plot_data";
 import { numberText, tickTexts, ticksOf, type Range } from "./plot_scales";
 import { colourName, Colours, shapeOf, swatch } from "./plot_shapes";
-import { kPictureSize, plotSvg, type PlotColours, type PlotScene } from "./plot_svg";
+import { kManyPoints, kPictureSize, plotSvg, type PlotColours, type PlotScene } from "./plot_svg";
 
 const kUpdateDelay = 200;
 // As near as a pointer must come to a point, and half the size of a point.
 const kReach = 14;
 const kRadius = 4;
-// With more points than this they are drawn as small squares.
-const kManyPoints = 5000;
 const kListedPoints = 1000;
 const kTickX = 80;
 const kTickY = 40;
