@@ -48,7 +48,7 @@ class PropertiesDialog implements Panel {
   private readonly dialog = el(
     "dialog",
     {
-      class: "kt-properties",
+      class: "dialog kt-properties",
       attrs: { "data-dialog": "properties", "aria-labelledby": this.heading.id },
       on: {
         cancel: (event: Event) => {

@@ -123,7 +123,7 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
   function show(explanation: Explanation, problems: CellProblems): void {
     const isSame = shown === explanation.cell;
     const focus = isSame ? keptFocus(content) : null;
-    const scroll = isSame ? content.scrollTop : 0;
+    const scroll = isSame ? host.scrollTop : 0;
     shown = explanation.cell;
     place.textContent = nameInForm(explanation.cell, app);
     place.title = explanation.cell;
@@ -133,7 +133,7 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
     };
     const parts = new ExplanationParts(explanation, depth, app, follow, goDeeper).all();
     content.replaceChildren(...parts, ...problemParts(problems, app));
-    content.scrollTop = scroll;
+    host.scrollTop = scroll;
     updateButtons();
     if (focus !== null) content.querySelector<HTMLElement>(focus)?.focus();
   }
