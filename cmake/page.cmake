@@ -26,7 +26,7 @@ endif()
 
 # The network is asked only when the libraries are others than those that are there.
 add_custom_command(OUTPUT ${page}/node_modules/.package-lock.json
-  COMMAND ${KT_NPM} ci --no-audit --no-fund --loglevel=error
+  COMMAND ${KT_NPM} ci --ignore-scripts --no-audit --no-fund --loglevel=error
   COMMAND ${CMAKE_COMMAND} -E touch node_modules/.package-lock.json
   DEPENDS ${page}/package.json ${page}/package-lock.json
   WORKING_DIRECTORY ${page} COMMENT "Getting the page's libraries" VERBATIM)

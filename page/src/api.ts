@@ -296,9 +296,9 @@ export class Api {
     this.get<Rows>(`rows/${encodeURIComponent(table)}`, { from, count });
   place = (address: string) => this.get<Place>(`place/${encodeURIComponent(address)}`);
   explain = (address: string, depth?: number) =>
-    this.get<Explanation>(`explain/${encodeURIComponent(address)}`, { depth });
+    this.get<Explanation>(`explain/${encodeURIComponent(address)}`, { depth, story: 1, mends: 1 });
   check = (form: string) =>
-    this.get<{ problems: Problem[] }>(`check/${encodeURIComponent(form)}`);
+    this.get<{ problems: Problem[] }>(`check/${encodeURIComponent(form)}`, { mends: 1 });
   names = (table: string) => this.get<Names>(`names/${encodeURIComponent(table)}`);
   formula = (column: string) =>
     this.get<{ formula: string | null; format: string | null }>(

@@ -56,7 +56,7 @@ const std::map<std::string, Folders> kAllowed{
 // Only the notebook may include headers of other libraries and only com/ those of Windows; the
 // engine and tables have the standard library.
 bool MayIncludeForeign(const std::string& folder) {
-  return folder.starts_with("com/") ||
+  return folder.starts_with("com/") || folder == "notebook" ||
          (folder.starts_with("notebook/") && folder != "notebook/tables" &&
           folder != "notebook/c_interface");
 }

@@ -122,7 +122,7 @@ ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
 }
 
 JsonReader ApiCall::Reader() const {
-  return {AskedLocale(), /*wants_mends=*/true};
+  return {AskedLocale(), /*wants_mends=*/HasQuery("mends")};
 }
 
 const Json& ApiCall::Body() const {
@@ -188,9 +188,7 @@ ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
     cells.erase(cells.begin() + kMostBriefCells, cells.end());
   }
   std::vector<FormProblems> problems;
-  if (!is_brief) {
-    problems.push_back(ProblemsOf(form, *result.served->notebook.framework, result.served->result));
-  }
+  if (!is_brief) problems.push_back(result.served->Problems());
   std::ostringstream out;
   WriteFormsJson({{&form, result.served->result, std::move(cells)}}, out, problems, call.Reader());
   std::string json = std::move(out).str();

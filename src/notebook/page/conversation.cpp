@@ -25,6 +25,16 @@ std::string ErrorJson(const std::string& message) {
          "\n";
 }
 
+// What the interface says of a request that it refuses, "" of others.
+std::string ReasonIn(int status, const std::string& body) {
+  constexpr int kFirstRefusal = 400;
+  if (status < kFirstRefusal) return "";
+  const auto answer = nlohmann::json::parse(body, nullptr, false);
+  const bool says_why =
+      answer.is_object() && answer.contains("error") && answer["error"].is_string();
+  return says_why ? answer["error"].get<std::string>() : "refused";
+}
+
 // `nonce` is "" where nothing may bring styles of its own.
 std::string ContentPolicy(const std::string& nonce) {
   return "default-src 'none'; script-src 'self'; style-src 'self'" +
@@ -311,7 +321,8 @@ void Conversation::AddHeaders(Response& response) const {
 void Conversation::Log(const Request& request, const Response& response) {
   const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin_);
   services_.log.Add({request.method.empty() ? "?" : request.method, path_, response.status, time,
-                     response.body.size(), refusal_ ? refusal_->message : ""});
+                     response.body.size(),
+                     refusal_ ? refusal_->message : ReasonIn(response.status, response.body)});
 }
 
 }  // namespace ktnotebook

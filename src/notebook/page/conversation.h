@@ -1,31 +1,15 @@
 // The requests of one connection, one after the other.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <httplib.h>
 #include <optional>
 #include <string>
 
-#include "notebook/page/access.h"
-#include "notebook/page/api.h"
-#include "notebook/page/event_hub.h"
-#include "notebook/page/page_files.h"
-#include "notebook/page/request_log.h"
-#include "notebook/page/server_limits.h"
+#include "notebook/page/page_services.h"
 #include "notebook/page/socket_stream.h"
 
 namespace ktnotebook {
-
-// What all conversations share; it outlives them.
-struct PageServices {
-  const ServerLimits& limits;
-  const Access& access;
-  const PageFiles& files;
-  Api& api;
-  EventHub& events;
-  RequestLog& log;
-};
 
 // Refuses what may not be asked before it reads more than a request's head, and then answers with a
 // page file, with events, or with what the interface says. The library takes requests apart and

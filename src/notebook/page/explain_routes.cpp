@@ -18,36 +18,34 @@ namespace {
 
 constexpr std::size_t kMostDepth = 100;
 
-FormProblems ProblemsOf(const ServedForm& served) {
-  return ProblemsOf(served.Form(), *served.notebook.framework, served.result);
-}
-
 ApiAnswer ExplainCell(const ApiCall& call) {
   const std::size_t depth =
       call.QueryNumber("depth", ktformula::kDefaultExplanationDepth, kMostDepth);
   const Reading reading(call.Notebook(), call.Address());
   const NotebookCell cell = Found([&] { return FindCell(reading.Forms(), call.Address()); });
   NotebookForm& form = cell.OwningColumn().Parent().Parent();
-  const ServedForm& served = reading.Of(form);
+  ServedForm& served = reading.Of(form);
   const Ref<CellObject> object = cell.Object();
   const auto explanation = [&] {
     const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
     return ktformula::ExplainCell(WatchForm(form, *served.notebook.framework), *object,
                                   std::max(static_cast<int>(depth), 1));
   }();
-  FormProblems problems = ProblemsOf(served);
+  FormProblems problems = served.Problems();
   std::erase_if(problems.problems,
                 [&cell](const ktformula::Problem& problem) { return !Concerns(problem, cell); });
   std::string json = ExplanationJson(explanation, problems, call.Reader());
-  // In front of the end of the object.
-  json.insert(json.size() - 1, ",\"story\":" + StoryJson(explanation, call.LocaleFor(form)));
+  if (call.HasQuery("story")) {
+    // In front of the end of the object.
+    json.insert(json.size() - 1, ",\"story\":" + StoryJson(explanation, call.LocaleFor(form)));
+  }
   return FormAnswer(json + "\n", served);
 }
 
 ApiAnswer CheckForm(const ApiCall& call) {
   const Reading reading(call.Notebook(), call.Address());
-  const ServedForm& served = reading.Of(FormAt(reading.Forms(), call));
-  return FormAnswer("{\"problems\":" + ProblemListJson({ProblemsOf(served)}, call.Reader()) + "}\n",
+  ServedForm& served = reading.Of(FormAt(reading.Forms(), call));
+  return FormAnswer("{\"problems\":" + ProblemListJson({served.Problems()}, call.Reader()) + "}\n",
                     served);
 }
 
@@ -100,7 +98,7 @@ ApiAnswer ShowPoints(const ApiCall& call) {
   }
   const Reading reading(call.Notebook(), call.Address());
   const NotebookTable& table = TableAt(reading.Forms(), call);
-  const ServedForm& served = reading.Of(table.Parent());
+  ServedForm& served = reading.Of(table.Parent());
   std::string columns;
   for (const std::u16string& y : ys)
     columns += (columns.empty() ? "" : ",") + PointsJson(NumbersOf(table, y));

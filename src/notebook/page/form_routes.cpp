@@ -29,10 +29,8 @@ ApiAnswer ShowForm(const ApiCall& call) {
   const PartAddress part = Found([&] { return FindPart(reading.Forms(), call.Address()); });
   if (part.field != nullptr) throw ApiRefusal(404, "this is no form");
   ServedForm& served = reading.Of(*part.form);
-  const std::vector<FormProblems> problems{
-      ProblemsOf(*part.form, *served.notebook.framework, served.result)};
   std::ostringstream out;
-  WriteFormsJson({{part.form, served.result}}, out, problems, call.Reader());
+  WriteFormsJson({{part.form, served.result}}, out, {served.Problems()}, call.Reader());
   return FormAnswer(std::move(out).str(), served);
 }
 

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "notebook/files/notebook_error.h"
+#include "notebook/page/conversation.h"
 
 namespace ktnotebook {
 
@@ -22,6 +23,8 @@ constexpr int kBacklog = 4096;
 // How long the place of a connection that was shut down may take to become free.
 constexpr std::chrono::seconds kRoomTime{1};
 constexpr int kTickMilliseconds = 500;
+// Until it is tried again where none of the open files are ours.
+constexpr std::chrono::milliseconds kNoFilesTime{50};
 
 struct FreeAddresses {
   void operator()(addrinfo* addresses) const { freeaddrinfo(addresses); }
@@ -126,7 +129,7 @@ void PageServer::AcceptAll() {
     // The process, or the system, has no more room for open files.
     log_.AddRefusal("no connection can be taken: " + std::generic_category().message(errno));
     Lock lock(mutex_);
-    MakeRoom(lock);
+    if (!MakeRoom(lock)) std::this_thread::sleep_for(kNoFilesTime);
     return;
   }
 }
@@ -155,12 +158,19 @@ void PageServer::Admit(int socket) {
 
 // Whether there is room for one more connection, after the one that waits longest has gone.
 bool PageServer::MakeRoom(Lock& lock) {
-  Connection* const connection = LongestWaiting();
-  if (connection == nullptr) return false;
-  log_.AddRefusal("a connection that asked nothing was ended in favour of another one");
-  ShutDown(*connection);
   const std::size_t before = connections_.size();
-  return finished_one_.wait_for(lock, kRoomTime, [&] { return connections_.size() < before; });
+  const auto has_room = [&] { return connections_.size() < before; };
+  while (Connection* const connection = LongestWaiting()) {
+    const auto end = connection->waits_since + limits_.waiting_time;
+    if (std::chrono::steady_clock::now() >= end) {
+      log_.AddRefusal("a connection that asked nothing was ended in favour of another one");
+      ShutDown(*connection);
+      return finished_one_.wait_for(lock, kRoomTime, has_room);
+    }
+    // Meanwhile it may ask something, or go.
+    if (finished_one_.wait_until(lock, end, has_room)) return true;
+  }
+  return false;
 }
 
 // Those that never showed the secret come first.

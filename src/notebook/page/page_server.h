@@ -1,7 +1,7 @@
 // Where the page's connections come in.
 #pragma once
 
-#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <list>
@@ -9,8 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "notebook/page/access.h"
-#include "notebook/page/conversation.h"
+#include "notebook/page/page_services.h"
 
 namespace ktnotebook {
 

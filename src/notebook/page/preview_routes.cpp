@@ -41,9 +41,11 @@ std::string OutcomeJson(const FormulaPreview& preview) {
 
 ApiAnswer PreviewAnswer(const ApiCall& call, NotebookForm& form, const ServedForm& served,
                         FormulaPreview preview) {
+  JsonReader reader = call.Reader();
+  reader.wants_mends = true;
   JsonObject json;
   json.Add("tokens", TokensJson(preview.tokens));
-  json.Add("problems", ProblemListJson({{&form, std::move(preview.problems)}}, call.Reader()));
+  json.Add("problems", ProblemListJson({{&form, std::move(preview.problems)}}, reader));
   json.Add("value", OutcomeJson(preview));
   json.AddOptionalText("text", preview.text);
   return FormAnswer(json.Text() + "\n", served);

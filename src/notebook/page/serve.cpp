@@ -100,8 +100,8 @@ int Serve(const ServeOptions& options, Console& console) {
   ServedNotebook notebook(kept.Connection(), events);
   events.SetHello([&notebook] { return notebook.Hello(); });
   NotebookApi api(notebook);
-  kept.Follow(notebook, events);
   PageServer server({options.address, options.port, secret}, limits, *files, api, events, log);
+  kept.Follow(notebook, events);
   const StopBySignal stop(server);
   console.out << server.FirstAddress() << std::endl;
   if (server.IsForOthers())

@@ -123,6 +123,11 @@ std::string FingerprintOf(std::span<const FormVersion> forms) {
   return fingerprint;
 }
 
+const FormProblems& ServedForm::Problems() {
+  if (!problems) problems = ProblemsOf(Form(), *notebook.framework, result);
+  return *problems;
+}
+
 ServedNotebook::ServedNotebook(std::shared_ptr<Database> database, EventSink& events)
     : store_(std::move(database), true), events_(events), run_(RandomName()) {
   if (!store_.IsUpToDate()) {
@@ -380,6 +385,7 @@ void Change::Prepare(ServedForm& served, ChangeKind kind) {
     Storing([&] { notebook_.StoreUnstored(served); });
   }
   served.Form().Log().cells.clear();
+  served.problems.reset();
 }
 
 void Change::Do(NotebookForm& form, ChangeKind kind, std::u16string_view what,

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "notebook/commands/problems_output.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/page/api.h"
 #include "notebook/store/notebook_store.h"
@@ -72,7 +74,11 @@ struct ServedForm {
   // Whether these are in the form's order, each once.
   bool is_unstored_in_order = true;
 
+  // Found when they are asked for, once for each change.
+  std::optional<FormProblems> problems;
+
   NotebookForm& Form() const { return *notebook.forms.front(); }
+  const FormProblems& Problems();
 };
 
 // Another text with every change that is stored.
