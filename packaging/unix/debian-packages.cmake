@@ -23,7 +23,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libktformula9-0 (= ${PROJECT_VERSI
 
 if(KT_NOTEBOOK)
   kt_describe_package(program ktnotebook science "calculated columns for laboratory notebooks"
-    "Recalculates, checks and explains notebooks, CSV files and notebooks kept in databases.")
+    "Recalculates, checks and explains notebooks, CSV files and notebooks kept in databases, and shows them in the browser.")
   set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 endif()
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "notebook/commands/command_line.h"
+#include "notebook/page/page_commands.h"
 
 namespace ktnotebook {
 
@@ -13,7 +14,8 @@ using Arguments = std::vector<std::string>;
 
 struct Program {
   explicit Program(const Arguments& arguments)
-      : status(RunCommandLine(arguments, {in, out, err})) {}
+      : status(RunCommandLine(arguments, {in, out, err}, families)) {}
+  static constexpr CommandFamily families[] = {&AddPageCommands};
   std::istringstream in;
   std::ostringstream out, err;
   int status;

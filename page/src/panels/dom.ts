@@ -1,7 +1,7 @@
 // What the panels share for elements and answers under way.
 import { el, type Extra } from "../dom";
 
-export function button(text: string, onclick: () => void, extra: Extra = {}): HTMLButtonElement {
+export function button(text: string, onclick: (event: MouseEvent) => void, extra: Extra = {}): HTMLButtonElement {
   return el("button", { type: "button", textContent: text, ...extra, on: { click: onclick } });
 }
 

@@ -24,6 +24,9 @@ interface Target {
   was: Texts;
 }
 
+// What was not saved when the panel was closed, for when it is opened again.
+let unsaved: { target: Target; texts: Texts } | null = null;
+
 export function mountFormula(host: HTMLElement, app: App): Panel {
   return new FormulaPanel(host, app);
 }
@@ -31,6 +34,8 @@ export function mountFormula(host: HTMLElement, app: App): Panel {
 class FormulaPanel implements Panel {
   readonly title = "Formula";
   private target: Target | null = null;
+  // The selected column to which the panel last went along.
+  private followed: string | null = null;
   private readonly ask = latest();
   private readonly stops: (() => void)[];
   private readonly preview = debounced(kPreviewDelay, () => void this.showPreview());
@@ -128,7 +133,6 @@ class FormulaPanel implements Panel {
     changed: () => this.edited(),
     moved: () => this.showFunction(),
     save: () => void this.save(),
-    leave: () => this.leave(),
     mend: (_problem, mend) => this.mend(mend),
   });
 
@@ -142,6 +146,7 @@ class FormulaPanel implements Panel {
       app.on("structure", () => this.reread()),
       app.on("changed", () => this.preview()),
     ];
+    this.restore();
     this.follow();
   }
 
@@ -153,8 +158,18 @@ class FormulaPanel implements Panel {
   destroy(): void {
     for (const stop of this.stops) stop();
     this.preview.stop();
+    if (this.target !== null && this.isEdited) unsaved = { target: this.target, texts: this.texts };
     this.editor.destroy();
     this.root.remove();
+  }
+
+  private restore(): void {
+    const kept = unsaved;
+    unsaved = null;
+    if (kept === null || this.tableOf(kept.target) === null) return;
+    this.open(kept.target);
+    this.format.value = kept.texts.format;
+    this.editor.replace(kept.texts.formula);
   }
 
   private get texts(): Texts {
@@ -166,16 +181,18 @@ class FormulaPanel implements Panel {
     return this.target !== null && !areSame(this.texts, this.target.was);
   }
 
-  /** Goes to the formula of the selected column, but never away from what is not saved. */
+  /** Goes along to the column that is selected, but never away from what is not saved. */
   private follow(): void {
     const { selection, table } = this.app;
-    const isElsewhere =
-      selection !== null &&
-      !(this.target?.kind === "column" && this.isOf(selection.form, selection.table) &&
-        this.target.name === selection.column);
-    if (isElsewhere && table !== null && !this.isEdited)
+    const column =
+      selection === null ? null : addressOf.column(selection.form, selection.table, selection.column);
+    const isNew = column !== this.followed || this.target === null;
+    if (selection !== null && table?.name === selection.table && isNew && !this.isEdited) {
+      this.followed = column;
       this.open(this.targetOf(selection.form, table, "column", selection.column));
-    else this.preview();
+    } else {
+      this.preview();
+    }
     this.showChoices();
   }
 
@@ -205,15 +222,27 @@ class FormulaPanel implements Panel {
   private reread(): void {
     const { target } = this;
     const table = this.tableOf(target);
-    if (target !== null && table !== null) {
-      const stored = storedTexts(table, target.kind, target.name);
-      if (!this.isEdited && !areSame(stored, target.was)) this.open({ ...target, was: stored });
-    } else if (!this.isEdited) {
-      this.target = null;
-    }
+    if (target !== null && table !== null) this.takeOver(target, storedTexts(table, target.kind, target.name));
+    else if (!this.isEdited) this.target = null;
     this.follow();
     this.showState();
     void this.readNames();
+  }
+
+  /** What was not edited here becomes what is stored; the rest keeps what it was edited from. */
+  private takeOver(target: Target, stored: Texts): void {
+    const now = this.texts;
+    if (areSame(stored, now)) {
+      this.target = { ...target, was: stored };
+    } else if (!this.isEdited) {
+      this.open({ ...target, was: stored });
+    } else if (now.format === target.was.format) {
+      this.format.value = stored.format;
+      this.target = { ...target, was: { ...target.was, format: stored.format } };
+    } else if (now.formula === target.was.formula) {
+      this.target = { ...target, was: { ...target.was, formula: stored.formula } };
+      this.editor.replace(stored.formula);
+    }
   }
 
   private tableOf(target: Target | null): TableField | null {
@@ -378,11 +407,6 @@ class FormulaPanel implements Panel {
     this.editor.view.focus();
   }
 
-  private leave(): void {
-    const { selection } = this.app;
-    if (selection !== null) void this.app.select(selection.address);
-  }
-
   private revert(): void {
     if (this.target !== null) this.open(this.target);
   }
@@ -390,45 +414,61 @@ class FormulaPanel implements Panel {
   private async save(): Promise<void> {
     const { target, texts } = this;
     if (target === null || !this.isEdited) return;
-    let present: string | null = null;
+    const present = this.presentFormat(target);
+    if (texts.format !== target.was.format && present !== target.was.format) {
+      this.showConflict(target, { ...target.was, format: present });
+      return;
+    }
+    let conflict: Texts | null = null;
     const done = await this.app.run(async () => {
       try {
         return await this.put(target, texts);
       } catch (error) {
         if (!(error instanceof ApiError) || error.status !== 409) throw error;
-        present = String(error.body.present ?? "");
+        conflict = { formula: String(error.body.present ?? ""), format: present };
         return null;
       }
     });
-    if (present !== null) this.showConflict(target, present);
+    if (conflict !== null) this.showConflict(target, conflict);
     else if (done !== undefined) this.saved(target, texts);
+  }
+
+  private presentFormat(target: Target): string {
+    const table = this.tableOf(target);
+    return table === null ? target.was.format : storedTexts(table, target.kind, target.name).format;
   }
 
   private put(target: Target, texts: Texts): Promise<Change> {
     const address = addressOf.column(target.form, target.table, target.name);
+    const { formula, format } = texts;
     const was = target.was.formula;
-    return target.kind === "definition"
-      ? this.app.api.setDefinition(address, { formula: texts.formula, was })
-      : this.app.api.setFormula(address, { ...texts, was });
+    if (target.kind === "definition") return this.app.api.setDefinition(address, { formula, was });
+    return this.app.api.setFormula(address, {
+      was,
+      ...(formula === was ? {} : { formula }),
+      ...(format === target.was.format ? {} : { format }),
+    });
   }
 
   private saved(target: Target, texts: Texts): void {
     this.conflict.replaceChildren();
     this.app.announce(`Saved ${target.name}.`);
-    // Typing went on meanwhile, or another formula was opened.
-    if (this.target !== target) return;
+    const { form, table, kind, name } = this.target ?? {};
+    const isOpen = form === target.form && table === target.table && kind === target.kind && name === target.name;
+    if (!isOpen) return;
     this.target = { ...target, was: texts };
     this.showState();
   }
 
-  /** Somebody else's text and the own one, of which one is chosen. */
-  private showConflict(target: Target, present: string): void {
+  /** Somebody else's texts and the own ones, of which one is chosen. */
+  private showConflict(target: Target, present: Texts): void {
     const mine = button("Keep mine", () => {
-      this.target = { ...target, was: { ...target.was, formula: present } };
+      this.target = { ...target, was: present };
+      this.conflict.replaceChildren();
       void this.save();
     });
     const theirs = button("Take theirs", () => {
-      this.open({ ...target, was: { ...target.was, formula: present } });
+      this.open({ ...target, was: present });
       this.editor.view.focus();
     });
     this.conflict.replaceChildren(
@@ -440,15 +480,20 @@ class FormulaPanel implements Panel {
           "dl",
           {},
           el("dt", { textContent: "Theirs" }),
-          el("dd", {}, viewFormula(present).element),
+          el("dd", {}, ...conflictParts(present)),
           el("dt", { textContent: "Mine" }),
-          el("dd", {}, viewFormula(this.texts.formula).element),
+          el("dd", {}, ...conflictParts(this.texts)),
         ),
         el("div", { class: "kt-buttons" }, mine, theirs),
       ),
     );
     mine.focus();
   }
+}
+
+function conflictParts({ formula, format }: Texts): (Node | string)[] {
+  const text = formula === "" ? "no formula" : viewFormula(formula).element;
+  return format === "" ? [text] : [text, ` as ${format}`];
 }
 
 function storedTexts(table: TableField, kind: Target["kind"], name: string): Texts {

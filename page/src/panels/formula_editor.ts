@@ -1,9 +1,7 @@
 // The editor of one formula: colours, completion, help on functions, problems underlined.
 import {
   autocompletion,
-  closeCompletion,
   completionKeymap,
-  completionStatus,
   type Completion,
   type CompletionContext,
   type CompletionResult,
@@ -33,8 +31,6 @@ export interface EditorEvents {
   /** The text cursor moved. */
   moved(): void;
   save(): void;
-  /** Escape, when there is nothing to close. */
-  leave(): void;
   mend(problem: Problem, mend: Mend): void;
 }
 
@@ -122,11 +118,10 @@ export class FormulaEditor {
         colours,
         autocompletion({ override: [(context) => this.complete(context)], icons: false }),
         hoverTooltip((_view, position) => this.help(position)),
-        // Tab is left out: it goes on to the next field.
+        // Without Tab, which goes on to the next field; Escape, with nothing to close, goes on to the page.
         keymap.of([
           { key: "Mod-Enter", run: () => (events.save(), true) },
-          { key: "Escape", run: (view) => this.escape(view) },
-          ...completionKeymap.filter((binding) => binding.key !== "Escape"),
+          ...completionKeymap,
           ...lintKeymap,
           ...historyKeymap,
           ...defaultKeymap.filter((binding) => binding.key !== "Mod-Enter"),
@@ -139,12 +134,6 @@ export class FormulaEditor {
         this.labels.of([]),
       ],
     });
-  }
-
-  private escape(view: EditorView): boolean {
-    if (completionStatus(view.state) === null) this.events.leave();
-    else closeCompletion(view);
-    return true;
   }
 
   private diagnostic(problem: Problem, length: number): Diagnostic {

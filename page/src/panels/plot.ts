@@ -19,7 +19,7 @@ import {
   type Values,
 } from "./plot_data";
 import { numberText, tickTexts, ticksOf, type Range } from "./plot_scales";
-import { colourName, shapeOf, styleOf, swatch } from "./plot_shapes";
+import { colourName, Colours, shapeOf, swatch } from "./plot_shapes";
 import { kPictureSize, plotSvg, type PlotColours, type PlotScene } from "./plot_svg";
 
 const kUpdateDelay = 200;
@@ -70,7 +70,6 @@ class PlotPanel implements Panel {
   private readonly ask = latest();
   private readonly update = debounced(kUpdateDelay, () => void this.read());
   private readonly stops: (() => void)[];
-  private readonly dark = matchMedia("(prefers-color-scheme: dark)");
 
   private readonly tableChoice = el("select", {
     id: freshId(),
@@ -129,6 +128,10 @@ class PlotPanel implements Panel {
   );
   private readonly sizes = new ResizeObserver(() => this.resize());
   private readonly recolour = () => this.plot?.redraw(false, true);
+  // Light or dark: as the system has it, or as it is chosen on the page.
+  private readonly system = matchMedia("(prefers-color-scheme: dark)");
+  private readonly theme = new MutationObserver(this.recolour);
+  private readonly colours = new Colours(this.root);
 
   constructor(
     host: HTMLElement,
@@ -136,7 +139,8 @@ class PlotPanel implements Panel {
   ) {
     host.append(this.root);
     this.sizes.observe(this.canvas);
-    this.dark.addEventListener("change", this.recolour);
+    this.system.addEventListener("change", this.recolour);
+    this.theme.observe(document.documentElement, { attributes: true });
     this.stops = [
       app.on("changed", () => this.update()),
       app.on("structure", () => this.offer()),
@@ -151,7 +155,8 @@ class PlotPanel implements Panel {
 
   destroy(): void {
     for (const stop of this.stops) stop();
-    this.dark.removeEventListener("change", this.recolour);
+    this.system.removeEventListener("change", this.recolour);
+    this.theme.disconnect();
     this.sizes.disconnect();
     this.update.stop();
     this.plot?.destroy();
@@ -309,11 +314,11 @@ class PlotPanel implements Panel {
 
   private make(data: PlotData, settings: Settings): uPlot {
     const units = unitsOf(data);
-    const scales: Record<string, uPlot.Scale> = { x: this.scale(() => this.range("x", null), settings.logX) };
+    const scales: Record<string, uPlot.Scale> = { x: this.scale((min, max) => this.rangeAcross(min, max), settings.logX) };
     for (const unit of units) {
-      scales[scaleKey(unit)] = this.scale(() => this.range("y", unit), settings.logY);
+      scales[scaleKey(unit)] = this.scale(() => this.rangeUp(unit), settings.logY);
     }
-    const colour = (place: number) => () => styleOf(this.root, colourName(place));
+    const colour = (place: number) => () => this.colours.of(colourName(place));
     const options: uPlot.Options = {
       ...this.size(),
       scales,
@@ -362,24 +367,33 @@ class PlotPanel implements Panel {
     return plot;
   }
 
-  private scale(range: () => Range, isLog: boolean): uPlot.Scale {
+  private scale(range: (min: number | null, max: number | null) => Range, isLog: boolean): uPlot.Scale {
     return {
       time: false,
       distr: isLog ? 3 : 1,
-      range: () => {
-        const { min, max } = range();
+      range: (_plot, from, to) => {
+        const { min, max } = range(from, to);
         return [min, max];
       },
     };
   }
 
-  /** Of all that is to be seen. */
-  private range(axis: "x" | "y", unit: string | null): Range {
+  /** What was zoomed to; of all that is to be seen when the ends of the points are asked for. */
+  private rangeAcross(min: number | null, max: number | null): Range {
     const { data, settings } = this;
     if (data === null || settings === null) return { min: 0, max: 1 };
-    return axis === "x"
-      ? extentOf([data.x], settings.logX)
-      : extentOf(data.y.filter((values) => values.unit === unit), settings.logY);
+    const ends = data.x.middle;
+    const isWhole = min === null || max === null || (min === ends[0] && max === ends.at(-1));
+    return isWhole ? extentOf([data.x], settings.logX) : { min, max };
+  }
+
+  private rangeUp(unit: string): Range {
+    const { data, settings } = this;
+    if (data === null || settings === null) return { min: 0, max: 1 };
+    return extentOf(
+      data.y.filter((values) => values.unit === unit),
+      settings.logY,
+    );
   }
 
   private axis(scale: string, label: string, side: number, isLog: boolean, space: number): uPlot.Axis {
@@ -392,16 +406,16 @@ class PlotPanel implements Panel {
       size: isAcross ? 34 : (plot, values) => axisWidth(plot, values),
       font: "12px system-ui, sans-serif",
       labelFont: "13px system-ui, sans-serif",
-      stroke: () => styleOf(this.root, "--kt-plot-text"),
-      grid: { show: side !== 1, stroke: () => styleOf(this.root, "--kt-plot-grid"), width: 1 },
-      ticks: { stroke: () => styleOf(this.root, "--kt-plot-text"), size: 4, width: 1 },
-      border: { show: true, stroke: () => styleOf(this.root, "--kt-plot-text"), width: 1 },
+      stroke: () => this.colours.of("--ink"),
+      grid: { show: side !== 1, stroke: () => this.colours.of("--line"), width: 1 },
+      ticks: { stroke: () => this.colours.of("--ink"), size: 4, width: 1 },
+      border: { show: true, stroke: () => this.colours.of("--ink"), width: 1 },
       splits: (plot, _axis, min, max) => {
         const length = isAcross ? plot.width - kAxisSpace : plot.height - kAxisSpace;
         return ticksOf({ min, max }, length / space, isLog);
       },
       filter: (_plot, splits) => splits,
-      values: (_plot, splits) => tickTexts(splits, this.app.api.locale),
+      values: (_plot, splits) => tickTexts(splits, this.app.api.locale, isLog),
     };
   }
 
@@ -443,7 +457,7 @@ class PlotPanel implements Panel {
     const shape = new Path2D(shapeOf(place));
     const isMany = data.rows.length > kManyPoints;
     const radius = kRadius * devicePixelRatio;
-    ctx.fillStyle = ctx.strokeStyle = styleOf(this.root, colourName(place));
+    ctx.fillStyle = ctx.strokeStyle = this.colours.of(colourName(place));
     ctx.lineWidth = devicePixelRatio;
     forEachPoint(data, values, mapping, 1, (index, left, top) => {
       drawBars(ctx, mapping, data, values, index, left, top);
@@ -458,7 +472,7 @@ class PlotPanel implements Panel {
     const { selection } = this.app;
     const isHere = selection?.form === this.form && selection?.table === this.table?.name;
     const row = isHere ? placeOfRow(data, selection?.row) : -1;
-    ctx.strokeStyle = styleOf(this.root, "--kt-plot-text");
+    ctx.strokeStyle = this.colours.of("--ink");
     ctx.lineWidth = 2 * devicePixelRatio;
     data.y.forEach((values, column) => {
       if (row >= 0) this.ring(plot, data, values, row, 2);
@@ -649,10 +663,10 @@ class PlotPanel implements Panel {
     const scene = this.scene();
     if (scene === null) return null;
     const colours: PlotColours = {
-      background: styleOf(this.root, "--kt-plot-background"),
-      text: styleOf(this.root, "--kt-plot-text"),
-      grid: styleOf(this.root, "--kt-plot-grid"),
-      series: scene.data.y.map((_values, place) => styleOf(this.root, colourName(place))),
+      background: this.colours.of("--paper"),
+      text: this.colours.of("--ink"),
+      grid: this.colours.of("--line"),
+      series: scene.data.y.map((_values, place) => this.colours.of(colourName(place))),
     };
     return plotSvg(scene, colours);
   }

@@ -66,10 +66,14 @@ function rounded(value: number): number {
   return Number(value.toPrecision(12));
 }
 
-/** The ticks' texts, with as many decimals as tell them apart, in a locale such as "de_DE". */
-export function tickTexts(ticks: number[], locale: string): string[] {
+/**
+ * The ticks' texts in a locale such as "de_DE", with as many decimals as tell them apart; each with
+ * its own on a logarithmic axis.
+ */
+export function tickTexts(ticks: number[], locale: string, isLog: boolean): string[] {
   const largest = Math.max(...ticks.map(Math.abs));
-  if (largest >= 1e6 || (largest > 0 && largest < 1e-3)) return ticks.map((tick) => numberText(tick, locale));
+  const isFar = largest >= 1e6 || (largest > 0 && largest < 1e-3);
+  if (isLog || isFar) return ticks.map((tick) => numberText(tick, locale));
   const decimals = Math.max(0, ...ticks.map((tick) => (String(tick).split(".")[1] ?? "").length));
   const format = numberFormat(locale, { minimumFractionDigits: decimals, maximumFractionDigits: decimals });
   return ticks.map((tick) => format.format(tick));

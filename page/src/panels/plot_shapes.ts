@@ -1,4 +1,5 @@
 // How the columns of a plot are told apart: by colour and by shape.
+import { el } from "../dom";
 
 export const kShapes = ["circle", "square", "triangle", "diamond", "cross", "star"] as const;
 
@@ -22,9 +23,20 @@ export function colourName(place: number): string {
   return `--kt-series-${(place % kShapes.length) + 1}`;
 }
 
-/** A style property as it is in force at the element. */
-export function styleOf(element: Element, name: string): string {
-  return getComputedStyle(element).getPropertyValue(name).trim();
+/** Looks colours up that styles give by name. */
+export class Colours {
+  private readonly probe = el("span", { hidden: true });
+
+  /** `host`: where the names have their meaning. */
+  constructor(host: Element) {
+    host.append(this.probe);
+  }
+
+  /** As canvases and pictures understand it, in the present light or dark. */
+  of(name: string): string {
+    this.probe.style.color = `var(${name})`;
+    return getComputedStyle(this.probe).color;
+  }
 }
 
 /** The mark of a column, for legends. */

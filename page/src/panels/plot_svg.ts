@@ -136,7 +136,7 @@ class Picture {
     const { x, logX, locale, data } = this.scene;
     const { left, right, top, bottom } = this.box;
     const ticks = ticksOf(x, (right - left) / kTickX, logX);
-    const texts = tickTexts(ticks, locale);
+    const texts = tickTexts(ticks, locale, logX);
     ticks.forEach((tick, index) => {
       const at = this.toX(tick);
       this.rule(at, top, at, bottom, this.colours.grid);
@@ -157,7 +157,7 @@ class Picture {
     const out = isLeft ? -1 : 1;
     const toY = scaled(range, bottom, top, logY);
     const ticks = ticksOf(range, (bottom - top) / kTickY, logY);
-    const texts = tickTexts(ticks, locale);
+    const texts = tickTexts(ticks, locale, logY);
     ticks.forEach((tick, place) => {
       const y = toY(tick);
       if (isLeft) this.rule(left, y, right, y, this.colours.grid);
@@ -166,7 +166,7 @@ class Picture {
     });
     if (index > 1) this.rule(at, top, at, bottom, this.colours.text);
     const title = axisTitle(data.y.filter((values) => values.unit === unit));
-    const x = at + out * (kAxisWidth - 14);
+    const x = at + out * (kAxisWidth - 18);
     const middle = (top + bottom) / 2;
     this.write(title, x, middle, "middle", `transform="rotate(-90 ${place(x)} ${middle})"`);
   }

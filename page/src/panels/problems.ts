@@ -19,7 +19,8 @@ export function severityMark(severity: Severity): HTMLElement {
 }
 
 export function mendName(mend: Mend): string {
-  return mend.text === "" ? "Remove this" : `Replace by ${mend.text}`;
+  if (mend.length === 0) return `Insert ${mend.text}`;
+  return mend.text === "" ? "Remove it" : `Replace by ${mend.text}`;
 }
 
 export function mended(formula: string, mend: Mend): string {
@@ -57,17 +58,16 @@ export async function mendInNotebook(app: App, problem: Problem, mend: Mend): Pr
   const { form, table, column, definition, formula } = problem;
   if (table === null || formula === null) return;
   const text = mended(formula, mend);
+  const isFormat = problem.code === "format";
   const change = () => {
     if (definition !== null) {
       const address = addressOf.column(form, table, definition);
       return app.api.setDefinition(address, { formula: text, was: formula });
     }
     const address = addressOf.column(form, table, column ?? "");
-    const isFormat = problem.code === "format";
     return app.api.setFormula(address, isFormat ? { format: text } : { formula: text, was: formula });
   };
   if ((await app.run(change)) === undefined) return;
-  const replaced = formula.slice(mend.start, mend.start + mend.length);
-  const owner = definition === null ? `the formula of ${column}` : `the definition ${definition}`;
-  app.announce(`Replaced ${replaced} by ${mend.text} in ${owner}. Undo takes it back.`);
+  const owner = definition === null ? `The ${isFormat ? "format" : "formula"} of ${column}` : `The definition ${definition}`;
+  app.announce(`${owner} is now ${text}. Undo takes it back.`);
 }

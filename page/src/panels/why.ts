@@ -61,10 +61,10 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
   let shown: string | null = null;
   let depth = kFirstDepth;
 
-  const back = button("←", () => walk(trail.goBack(shown ?? "")), {
+  const back = button("←", (event) => void walk(trail.goBack(shown ?? ""), event), {
     attrs: { "aria-label": "Back to the cell before", title: "Back" },
   });
-  const forward = button("→", () => walk(trail.goForward(shown ?? "")), {
+  const forward = button("→", (event) => void walk(trail.goForward(shown ?? ""), event), {
     attrs: { "aria-label": "Forward to the next cell", title: "Forward" },
   });
   const place = el("span", { class: "kt-why-place" });
@@ -77,13 +77,18 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
   );
   host.append(root);
 
-  function walk(address: string | undefined): void {
-    if (address !== undefined) void app.select(address);
+  async function walk(address: string | undefined, event: MouseEvent): Promise<void> {
+    if (address === undefined) return;
+    await app.select(address);
+    // Who goes from cell to cell by keys stays here; a click leaves the grid ready for typing.
+    if (event.detail > 0) return;
+    await refresh();
+    (trail.canGoBack ? back : forward).focus();
   }
 
-  function follow(address: string): void {
+  function follow(address: string, event: MouseEvent): void {
     if (shown !== null && shown !== address) trail.follow(shown);
-    void app.select(address);
+    void walk(address, event);
   }
 
   function showNothing(text: string): void {
@@ -108,16 +113,16 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
     if (address !== shown) depth = kFirstDepth;
     try {
       const explanation = await app.api.explain(address, depth);
-      const problems = await withMends(app, explanation);
+      const problems = await problemsBehind(app, explanation);
       if (isLatest()) show(explanation, problems);
     } catch (error) {
       if (isLatest()) showNothing(messageOf(error));
     }
   }
 
-  function show(explanation: Explanation, problems: Problem[]): void {
+  function show(explanation: Explanation, problems: CellProblems): void {
     const isSame = shown === explanation.cell;
-    const focus = keptFocus(content);
+    const focus = isSame ? keptFocus(content) : null;
     const scroll = isSame ? content.scrollTop : 0;
     shown = explanation.cell;
     place.textContent = nameInForm(explanation.cell, app);
@@ -130,7 +135,7 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
     content.replaceChildren(...parts, ...problemParts(problems, app));
     content.scrollTop = scroll;
     updateButtons();
-    if (focus !== null) (isSame ? content.querySelector<HTMLElement>(focus) : back)?.focus();
+    if (focus !== null) content.querySelector<HTMLElement>(focus)?.focus();
   }
 
   const listeners = [
@@ -162,26 +167,24 @@ function nameInForm(address: string, app: App): string {
   return address.startsWith(prefix) ? address.slice(prefix.length) : address;
 }
 
-/** The cell's problems; what would mend them is said by the check of the whole form. */
-async function withMends(app: App, explanation: Explanation): Promise<Problem[]> {
-  const problems = explanation.problems ?? [];
-  const form = app.selection?.form;
-  if (form === undefined || !problems.some((problem) => problem.help && !problem.mend))
-    return problems;
-  const checked = (await app.api.check(form)).problems;
-  return problems.map((problem) => checked.find((other) => isSameProblem(other, problem)) ?? problem);
+/** What is wrong, and the cell where it is. */
+interface CellProblems {
+  cell: string;
+  problems: Problem[];
 }
 
-const kIdentifying = ["code", "table", "column", "definition", "row", "start", "message"] as const;
-
-function isSameProblem(a: Problem, b: Problem): boolean {
-  return kIdentifying.every((part) => a[part] === b[part]);
+/** The cell's own problems; those of the cell where its error arose when it only hands it on. */
+async function problemsBehind(app: App, explanation: Explanation): Promise<CellProblems> {
+  const { cell, problems = [], error_from } = explanation;
+  if (problems.length > 0 || error_from === undefined || error_from === cell) return { cell, problems };
+  const source = await app.api.explain(error_from, 1);
+  return { cell: error_from, problems: source.problems ?? [] };
 }
 
-function problemParts(problems: Problem[], app: App): Node[] {
+function problemParts({ cell, problems }: CellProblems, app: App): Node[] {
   if (problems.length === 0) return [];
   const list = problemList(problems, (problem, mend) => void mendInNotebook(app, problem, mend));
-  return [el("h3", { textContent: "What is wrong" }), list];
+  return [el("h3", { textContent: `What is wrong in ${nameInForm(cell, app)}` }), list];
 }
 
 class ExplanationParts {
@@ -191,7 +194,7 @@ class ExplanationParts {
     private readonly explanation: Explanation,
     private readonly depth: number,
     private readonly app: App,
-    private readonly follow: (address: string) => void,
+    private readonly follow: (address: string, event: MouseEvent) => void,
     private readonly goDeeper: () => void,
   ) {}
 
@@ -304,7 +307,7 @@ class ExplanationParts {
   }
 
   private link(address: string): HTMLElement {
-    return button(nameInForm(address, this.app), () => this.follow(address), {
+    return button(nameInForm(address, this.app), (event) => this.follow(address, event), {
       class: "kt-link",
       attrs: { title: "Go to this cell", "data-key": this.key(), "data-cell": address },
     });

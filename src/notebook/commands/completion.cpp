@@ -65,7 +65,7 @@ _ktnotebook() {
     COMMAND) COMPREPLY=($(compgen -W "$_ktnotebook_commands" -- "$word")) ;;
     FUNCTION) COMPREPLY=($(compgen -W "$_ktnotebook_functions" -- "$word")) ;;
     SHELL) COMPREPLY=($(compgen -W bash -- "$word")) ;;
-    FILE | DATABASE) _ktnotebook_files "$word" ;;
+    FILE | FOLDER | DATABASE) _ktnotebook_files "$word" ;;
     FORM) _ktnotebook_forms "$word" "$database" '' ;;
     FORM/*)
       compopt -o nospace 2>/dev/null

@@ -26,14 +26,6 @@ Notebook LoadForms(const ExplainOptions& options, std::u16string_view address,
   return store.Load(FindFormNames(store.FormNames(), address));
 }
 
-// Whether the problem is one of the cell, or of the formula that computes it.
-bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell) {
-  if (problem.definition || problem.column.get() != &cell.OwningColumn()) return false;
-  if (!problem.row || *problem.row == cell.RowIndex()) return true;
-  // Of several rows the first is named.
-  return problem.rows.value_or(1) > 1 && *problem.row < cell.RowIndex();
-}
-
 }  // namespace
 
 int Explain(const ExplainOptions& options, Console& console) {

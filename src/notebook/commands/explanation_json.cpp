@@ -16,23 +16,6 @@ using ktformula::ExplainedValue;
 using ktformula::Explanation;
 using ktformula::TableCell;
 
-// Collects the fields that apply.
-class JsonObject {
- public:
-  void Add(std::string_view name, std::string_view json) {
-    text_ += (text_.empty() ? "\"" : ",\"") + std::string(name) + "\":" + std::string(json);
-  }
-  void AddText(std::string_view name, std::u16string_view text) { Add(name, TextJson(text)); }
-  void AddTextUnlessEmpty(std::string_view name, std::u16string_view text) {
-    if (!text.empty()) AddText(name, text);
-  }
-  void AddNumber(std::string_view name, std::size_t number) { Add(name, std::to_string(number)); }
-  std::string Text() const { return "{" + text_ + "}"; }
-
- private:
-  std::string text_;
-};
-
 std::u16string AddressOfCell(const TableCell& cell) {
   return AddressOf(static_cast<const CellObject&>(cell).Cell());
 }

@@ -35,6 +35,27 @@ std::string TokensJson(const std::vector<ktformula::FormulaToken>& tokens);
 // Nested arrays of tokens, one array for a layer.
 std::string TreeJson(const ktformula::TokenLayer& layer);
 
+// Collects the fields of an object; values are JSON.
+class JsonObject {
+ public:
+  void Add(std::string_view name, std::string_view json) {
+    text_ += (text_.empty() ? "\"" : ",\"") + std::string(name) + "\":" + std::string(json);
+  }
+  void AddText(std::string_view name, std::u16string_view text) { Add(name, TextJson(text)); }
+  // No text is null.
+  void AddOptionalText(std::string_view name, const std::optional<std::u16string>& text) {
+    Add(name, text ? TextJson(*text) : "null");
+  }
+  void AddTextUnlessEmpty(std::string_view name, std::u16string_view text) {
+    if (!text.empty()) AddText(name, text);
+  }
+  void AddNumber(std::string_view name, std::size_t number) { Add(name, std::to_string(number)); }
+  std::string Text() const { return "{" + text_ + "}"; }
+
+ private:
+  std::string text_;
+};
+
 // A form to be written: whole, or the cells that changed, in the order in which the form has them.
 struct FormReport {
   NotebookForm* form = nullptr;

@@ -22,14 +22,6 @@ std::string CheckSetting(const std::string& setting) {
   return has_name ? std::string() : "\"" + setting + "\" is not NAME=VALUE";
 }
 
-std::string CheckDelimiter(const std::string& delimiter) {
-  if (delimiter == "\\t") return {};
-  const bool is_one = delimiter.size() == 1 && static_cast<unsigned char>(delimiter[0]) < 0x80 &&
-                      std::isalnum(static_cast<unsigned char>(delimiter[0])) == 0 &&
-                      delimiter.find_first_of("\"\r\n") == std::string::npos;
-  return is_one ? std::string() : "\"" + delimiter + "\" is no character that parts fields";
-}
-
 // Takes each "NAME=VALUE" apart; names hold no "=", and the command line lets nothing else through.
 ColumnSettings ParseSettings(const std::vector<std::string>& arguments) {
   ColumnSettings settings;
@@ -79,6 +71,14 @@ void CheckForNotebook(const std::string& source, const CsvArguments& arguments, 
 }
 
 }  // namespace
+
+std::string CheckDelimiter(const std::string& delimiter) {
+  if (delimiter == "\\t") return {};
+  const bool is_one = delimiter.size() == 1 && static_cast<unsigned char>(delimiter[0]) < 0x80 &&
+                      std::isalnum(static_cast<unsigned char>(delimiter[0])) == 0 &&
+                      delimiter.find_first_of("\"\r\n") == std::string::npos;
+  return is_one ? std::string() : "\"" + delimiter + "\" is no character that parts fields";
+}
 
 void AddCsvOptions(CLI::App* command, CsvArguments& arguments) {
   const auto add_setting = [command](const std::string& name, std::vector<std::string>& values,
@@ -140,6 +140,17 @@ Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool 
   }
   CheckForNotebook(source, arguments, writes_csv);
   return ReadNotebook(bytes, source);
+}
+
+Notebook ReadInputText(std::string bytes, const std::string& name, const CsvArguments& arguments,
+                       const ktformula::Locale& locale) {
+  if (!IsCsvName(name) && BeginsLikeNotebook(bytes)) {
+    CheckForNotebook(name, arguments, false);
+    return ReadNotebook(bytes, name);
+  }
+  const std::string stem = PathText(PathOf(name).stem());
+  return ReadCsv(std::move(bytes), name, ArgumentText(stem.empty() ? "table" : stem), arguments,
+                 locale);
 }
 
 }  // namespace ktnotebook

@@ -1,4 +1,5 @@
-// What commands take a notebook from: a notebook file, a CSV file, or the standard input.
+// What commands and the page take a notebook from: a notebook file, a CSV file, or the standard
+// input.
 #pragma once
 
 #include <string>
@@ -45,5 +46,13 @@ std::string InputName(const std::string& file);
 // Throws NotebookError.
 Notebook ReadInput(const std::string& file, const CsvArguments& arguments, bool writes_csv,
                    const ktformula::Locale& locale);
+
+// The same for what was read already, from a file of this name: CSV when the name says so or the
+// bytes do not begin like a notebook.
+Notebook ReadInputText(std::string bytes, const std::string& name, const CsvArguments& arguments,
+                       const ktformula::Locale& locale);
+
+// Why the text is nothing to part fields with; "" when it is.
+std::string CheckDelimiter(const std::string& delimiter);
 
 }  // namespace ktnotebook

@@ -200,6 +200,13 @@ std::optional<std::u16string> RowIdOf(const Problem& problem) {
   return static_cast<const NotebookTable&>(*problem.table).Rows()[*problem.row].ID();
 }
 
+bool Concerns(const Problem& problem, const NotebookCell& cell) {
+  if (problem.definition || problem.column.get() != &cell.OwningColumn()) return false;
+  if (!problem.row || *problem.row == cell.RowIndex()) return true;
+  // Of several rows the first is named.
+  return problem.rows.value_or(1) > 1 && *problem.row < cell.RowIndex();
+}
+
 std::u16string AddressOf(const Problem& problem, const NotebookForm& form) {
   std::u16string address = form.Name();
   if (problem.table) address += u"/" + static_cast<const NotebookTable&>(*problem.table).Name();

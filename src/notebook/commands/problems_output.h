@@ -33,6 +33,9 @@ std::size_t CountProblems(const std::vector<FormProblems>& forms);
 // Whether one has the severity error.
 bool HaveErrors(const std::vector<FormProblems>& forms);
 
+// Whether the problem is one of the cell, or of the formula that computes it.
+bool Concerns(const ktformula::Problem& problem, const NotebookCell& cell);
+
 // "FORM/TABLE:COLUMN:ROW" or what of it the problem has; a definition stands for the column.
 std::u16string AddressOf(const ktformula::Problem& problem, const NotebookForm& form);
 // The ID of the row that it names; empty when it names none.

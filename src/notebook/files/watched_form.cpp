@@ -7,20 +7,21 @@ namespace ktnotebook {
 using ktformula::FormulaListener;
 using ktformula::Ref;
 
-Ref<FormulaListener> StandIn(const ktformula::IKtFormulaListener& other, NotebookTable& table,
+Ref<FormulaListener> StandIn(const ktformula::IKtFormulaListener* other, NotebookTable& table,
                              NotebookFramework& framework) {
   Ref<FormulaListener> listener =
       ktformula::MakeRef<FormulaListener>(ktformula::StandardFunctions());
   listener->Initialize(Ref<NotebookFramework>(&framework), table.Parent().OwnerOf(table.OwnField()),
                        nullptr);
-  listener->ReplaceFormulas(other.ColumnFormulas(), other.Definitions());
-  listener->SetResultFormat(other.ResultFormat());
+  if (other == nullptr) return listener;
+  listener->ReplaceFormulas(other->ColumnFormulas(), other->Definitions());
+  listener->SetResultFormat(other->ResultFormat());
   return listener;
 }
 
 ktformula::WatchedForm WatchForm(NotebookForm& form, NotebookFramework& framework) {
   return WatchForm(form, [&framework](ktformula::IKtFormulaListener& other, NotebookTable& table) {
-    return StandIn(other, table, framework);
+    return StandIn(&other, table, framework);
   });
 }
 

@@ -13,8 +13,8 @@ namespace ktnotebook {
 // for by one of this program's with the same configuration.
 ktformula::WatchedForm WatchForm(NotebookForm& form, NotebookFramework& framework);
 
-// Such a listener, as if it were the table's.
-ktformula::Ref<ktformula::FormulaListener> StandIn(const ktformula::IKtFormulaListener& other,
+// Such a listener, as if it were the table's; without formulas in the place of none.
+ktformula::Ref<ktformula::FormulaListener> StandIn(const ktformula::IKtFormulaListener* other,
                                                    NotebookTable& table,
                                                    NotebookFramework& framework);
 

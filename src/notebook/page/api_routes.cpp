@@ -5,6 +5,7 @@
 #include <charconv>
 #include <sstream>
 
+#include "notebook/commands/address.h"
 #include "notebook/commands/json_output.h"
 #include "notebook/commands/problems_output.h"
 #include "notebook/files/notebook_error.h"
@@ -18,7 +19,8 @@ namespace {
 // How many changed cells a brief report lists: more than a screen shows.
 constexpr std::size_t kMostBriefCells = 500;
 
-constexpr std::array kFamilies{&FormRoutes, &CellRoutes};
+constexpr std::array kFamilies{&FormRoutes,      &CellRoutes,    &FormulaRoutes, &PreviewRoutes,
+                               &StructureRoutes, &ExplainRoutes, &FileRoutes,    &DialogRoutes};
 
 std::u16string ReadUtf8(std::string_view bytes, std::string_view what) {
   auto text = FromUtf8(bytes);
@@ -75,8 +77,12 @@ ApiAnswer Unanswered(const ApiRequest& request, bool is_path_known) {
 
 }  // namespace
 
-ApiCall::ApiCall(const ApiRequest& request, std::string_view rest, ServedNotebook& notebook)
-    : request_(request), notebook_(notebook), address_(ReadUtf8(rest, "the address")) {}
+ApiCall::ApiCall(const ApiRequest& request, std::string_view rest, ServedNotebook& notebook,
+                 PageDialogs& dialogs)
+    : request_(request),
+      notebook_(notebook),
+      dialogs_(dialogs),
+      address_(ReadUtf8(rest, "the address")) {}
 
 std::u16string ApiCall::Query(const std::string& name) const {
   const auto found = request_.query.find(name);
@@ -104,17 +110,19 @@ std::size_t ApiCall::QueryNumber(const std::string& name, std::size_t otherwise,
   return number;
 }
 
-ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
-  if (!HasQuery("locale")) return form.OwnLocale().separators;
+std::optional<ktformula::Locale> ApiCall::AskedLocale() const {
+  if (!HasQuery("locale")) return std::nullopt;
   const auto known = FindLocale(ToUtf8(Query("locale")));
   if (!known) throw ApiRefusal(400, "the locale is not known");
-  return *known;
+  return known;
 }
 
-JsonReader ApiCall::ReaderOf(const NotebookForm& form) const {
-  JsonReader reader{std::nullopt, /*wants_mends=*/HasQuery("mends")};
-  if (HasQuery("locale")) reader.locale = LocaleFor(form);
-  return reader;
+ktformula::Locale ApiCall::LocaleFor(const NotebookForm& form) const {
+  return AskedLocale().value_or(form.OwnLocale().separators);
+}
+
+JsonReader ApiCall::Reader() const {
+  return {AskedLocale(), /*wants_mends=*/HasQuery("mends")};
 }
 
 const Json& ApiCall::Body() const {
@@ -180,12 +188,9 @@ ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
     cells.erase(cells.begin() + kMostBriefCells, cells.end());
   }
   std::vector<FormProblems> problems;
-  if (!is_brief) {
-    problems.push_back(ProblemsOf(form, *result.served->notebook.framework, result.served->result));
-  }
+  if (!is_brief) problems.push_back(result.served->Problems());
   std::ostringstream out;
-  WriteFormsJson({{&form, result.served->result, std::move(cells)}}, out, problems,
-                 call.ReaderOf(form));
+  WriteFormsJson({{&form, result.served->result, std::move(cells)}}, out, problems, call.Reader());
   std::string json = std::move(out).str();
   // In front of the end of the object and the line.
   for (const auto& [name, value] : more)
@@ -193,6 +198,23 @@ ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
   ApiAnswer answer = FormAnswer(std::move(json), *result.served);
   answer.headers.emplace_back("Kt-Changed", std::to_string(result.cells.size()));
   return answer;
+}
+
+NotebookForm& FormAt(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call) {
+  const PartAddress part = Found([&] { return FindPart(forms, call.Address()); });
+  if (part.field != nullptr) throw ApiRefusal(404, "this is no form");
+  return *part.form;
+}
+
+NotebookTable& TableAt(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call) {
+  return *Found([&] { return &FindTable(forms, call.Address()); });
+}
+
+void RequirePresent(const ApiCall& call, std::u16string_view present, const std::string& message) {
+  const auto was = call.OptionalText("was");
+  // Texts come and go as UTF-8, where some are the same that are not here.
+  if (!was || ToUtf8(*was) == ToUtf8(present)) return;
+  throw ApiRefusal(409, message, {{"present", ToUtf8(present)}});
 }
 
 ApiAnswer NotebookApi::Answer(const ApiRequest& request) {
@@ -203,7 +225,7 @@ ApiAnswer NotebookApi::Answer(const ApiRequest& request) {
         const auto rest = RestBehind(request.path, route.path);
         is_path_known |= rest.has_value();
         if (rest && request.method == route.method) {
-          return route.handle(ApiCall(request, *rest, notebook_));
+          return route.handle(ApiCall(request, *rest, notebook_, dialogs_));
         }
       }
     }

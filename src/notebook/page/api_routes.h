@@ -12,6 +12,7 @@
 
 #include "notebook/commands/json_output.h"
 #include "notebook/page/api.h"
+#include "notebook/page/page_dialogs.h"
 #include "notebook/page/served_notebook.h"
 
 namespace ktnotebook {
@@ -36,9 +37,11 @@ class ApiRefusal : public std::runtime_error {
 // the wrong kind, is refused with 400.
 class ApiCall {
  public:
-  ApiCall(const ApiRequest& request, std::string_view rest, ServedNotebook& notebook);
+  ApiCall(const ApiRequest& request, std::string_view rest, ServedNotebook& notebook,
+          PageDialogs& dialogs);
 
   ServedNotebook& Notebook() const noexcept { return notebook_; }
+  PageDialogs& Dialogs() const noexcept { return dialogs_; }
   const std::string& Client() const noexcept { return request_.client; }
   // The address behind the route: "Form/Table:Column:Row".
   const std::u16string& Address() const noexcept { return address_; }
@@ -50,11 +53,13 @@ class ApiCall {
   // Within 0 and `most`; `otherwise` when it is not there.
   std::size_t QueryNumber(const std::string& name, std::size_t otherwise, std::size_t most) const;
 
+  // The person's.
+  std::optional<ktformula::Locale> AskedLocale() const;
   // The person's locale, else the form's own.
   ktformula::Locale LocaleFor(const NotebookForm& form) const;
 
   // For whom the answer is.
-  JsonReader ReaderOf(const NotebookForm& form) const;
+  JsonReader Reader() const;
 
   const std::string& RawBody() const noexcept { return request_.body; }
   // An object.
@@ -70,6 +75,7 @@ class ApiCall {
 
   const ApiRequest& request_;
   ServedNotebook& notebook_;
+  PageDialogs& dialogs_;
   std::u16string address_;
   mutable std::optional<Json> body_;
 };
@@ -103,9 +109,23 @@ decltype(auto) Found(Search search) {
 ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
                        const std::vector<std::pair<std::string, Json>>& more = {});
 
+// The form that the request's address names, and nothing in it.
+NotebookForm& FormAt(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call);
+// The table, of which nothing more is named.
+NotebookTable& TableAt(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call);
+
+// Refuses with 409 when what the request says that it `was` is not what is there.
+void RequirePresent(const ApiCall& call, std::u16string_view present, const std::string& message);
+
 // The families of requests.
 std::span<const ApiRoute> FormRoutes();
 std::span<const ApiRoute> CellRoutes();
+std::span<const ApiRoute> FormulaRoutes();
+std::span<const ApiRoute> PreviewRoutes();
+std::span<const ApiRoute> StructureRoutes();
+std::span<const ApiRoute> ExplainRoutes();
+std::span<const ApiRoute> FileRoutes();
+std::span<const ApiRoute> DialogRoutes();
 
 // The interface over a notebook, which lives longer.
 class NotebookApi final : public Api {
@@ -116,6 +136,7 @@ class NotebookApi final : public Api {
 
  private:
   ServedNotebook& notebook_;
+  PageDialogs dialogs_;
 };
 
 }  // namespace ktnotebook

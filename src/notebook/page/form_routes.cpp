@@ -29,10 +29,8 @@ ApiAnswer ShowForm(const ApiCall& call) {
   const PartAddress part = Found([&] { return FindPart(reading.Forms(), call.Address()); });
   if (part.field != nullptr) throw ApiRefusal(404, "this is no form");
   ServedForm& served = reading.Of(*part.form);
-  const std::vector<FormProblems> problems{
-      ProblemsOf(*part.form, *served.notebook.framework, served.result)};
   std::ostringstream out;
-  WriteFormsJson({{part.form, served.result}}, out, problems, call.ReaderOf(*part.form));
+  WriteFormsJson({{part.form, served.result}}, out, {served.Problems()}, call.Reader());
   return FormAnswer(std::move(out).str(), served);
 }
 
@@ -126,7 +124,7 @@ ApiAnswer ShowRows(const ApiCall& call) {
   out << "{\"form\":" << TextJson(table.Parent().Name()) << ",\"table\":" << TextJson(table.Name())
       << ",\"version\":" << served.stored.version << ",\"count\":" << rows << ",\"from\":" << from
       << ",\"rows\":";
-  WriteRowsJson(table, from, count, out, call.ReaderOf(table.Parent()));
+  WriteRowsJson(table, from, count, out, call.Reader());
   out << "}\n";
   return FormAnswer(std::move(out).str(), served);
 }

@@ -11,12 +11,13 @@ namespace ktnotebook {
 
 void AddPageCommands(CommandSet& commands) {
   const auto options = std::make_shared<ServeOptions>();
-  CLI::App* const command = commands.Add(
-      {"serve",
-       "show a notebook as a page in the browser, until Ctrl-C",
-       {{"ktnotebook serve examples/aspirin.xml", "serves a notebook file"},
-        {"ktnotebook serve --db kinetics.db --port 8080", "serves the notebooks of a database"}}},
-      [options](Console& console) { return Serve(*options, console); });
+  CLI::App* const command =
+      commands.Add({"serve",
+                    "show a notebook as a page in the browser, until Ctrl-C",
+                    {{"ktnotebook serve examples/aspirin.xml", "serves a notebook file"},
+                     {"ktnotebook serve --db kinetics.db --key-file kinetics.key",
+                      "serves the notebooks of a database, with the same secret each time"}}},
+                   [options](Console& console) { return Serve(*options, console); });
   CLI::Option* const file =
       command->add_option("FILE", options->file, "the notebook file that is shown and changed")
           ->check(&CheckGiven);

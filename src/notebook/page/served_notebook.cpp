@@ -123,6 +123,11 @@ std::string FingerprintOf(std::span<const FormVersion> forms) {
   return fingerprint;
 }
 
+const FormProblems& ServedForm::Problems() {
+  if (!problems) problems = ProblemsOf(Form(), *notebook.framework, result);
+  return *problems;
+}
+
 ServedNotebook::ServedNotebook(std::shared_ptr<Database> database, EventSink& events)
     : store_(std::move(database), true), events_(events), run_(RandomName()) {
   if (!store_.IsUpToDate()) {
@@ -343,6 +348,11 @@ std::vector<std::u16string> Reading::Names() const {
   return NamesOfStored(notebook_.stored_);
 }
 
+std::optional<std::u16string> Reading::NameOf(std::int64_t form_key) const {
+  const auto found = Find(notebook_.stored_, form_key);
+  return found != notebook_.stored_.end() ? std::optional(found->name) : std::nullopt;
+}
+
 Change::Change(ServedNotebook& notebook, std::u16string_view address, std::string client)
     : lock_(notebook.mutex_), notebook_(notebook), client_(std::move(client)) {
   Begin(TransactionKind::kChangingForms);
@@ -375,6 +385,7 @@ void Change::Prepare(ServedForm& served, ChangeKind kind) {
     Storing([&] { notebook_.StoreUnstored(served); });
   }
   served.Form().Log().cells.clear();
+  served.problems.reset();
 }
 
 void Change::Do(NotebookForm& form, ChangeKind kind, std::u16string_view what,

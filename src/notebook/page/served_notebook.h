@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "notebook/commands/problems_output.h"
 #include "notebook/files/notebook_file.h"
 #include "notebook/page/api.h"
 #include "notebook/store/notebook_store.h"
@@ -72,7 +74,11 @@ struct ServedForm {
   // Whether these are in the form's order, each once.
   bool is_unstored_in_order = true;
 
+  // Found when they are asked for, once for each change.
+  std::optional<FormProblems> problems;
+
   NotebookForm& Form() const { return *notebook.forms.front(); }
+  const FormProblems& Problems();
 };
 
 // Another text with every change that is stored.
@@ -151,6 +157,8 @@ class Reading {
 
   // The names of all forms.
   std::vector<std::u16string> Names() const;
+  // The present name of the form with this key in the database; empty when it is gone.
+  std::optional<std::u16string> NameOf(std::int64_t form_key) const;
   // Up to date and recalculated.
   const std::vector<Ref<NotebookForm>>& Forms() const noexcept { return forms_; }
   ServedForm& Of(const NotebookForm& form) const { return notebook_.Served(form); }

@@ -31,8 +31,8 @@ struct ServerLimits {
 
   // A thread each. A browser has six at most.
   std::size_t connections = 256;
-  // When all are taken, one that has waited for this long makes room: time enough for a request that
-  // came with its connection.
+  // When all are taken, one that has waited for this long makes room: time enough for a request
+  // that came with its connection.
   Time waiting_time{50};
   // Pages that are told what changes. They are among the connections and leave room for requests.
   std::size_t streams = 64;
