@@ -211,9 +211,12 @@ class PlotPanel implements Panel {
 
   private chosen(): void {
     const boxes = [...this.yChoice.querySelectorAll("input")].filter((box) => box.checked);
+    const names = boxes.map((box) => box.value);
+    // In the order of their choice, so that each keeps its colour and shape.
+    const kept = (this.settings?.y ?? []).filter((name) => names.includes(name));
     this.settings = {
       x: this.xChoice.value,
-      y: boxes.map((box) => box.value),
+      y: [...new Set([...kept, ...names])],
       line: this.options.line.checked,
       logX: this.options.logX.checked,
       logY: this.options.logY.checked,
