@@ -5,7 +5,8 @@ import { unitOrType } from "./header";
 
 const narrowest = 48;
 const widest = 320;
-const padding = 22;
+// With a little for what later rows need more.
+const padding = 30;
 const headerExtra = 34;
 const formulaMark = 12;
 const storageKey = "ktnotebook.widths";
