@@ -127,7 +127,7 @@ export class Scene {
 }
 
 async function startServer(db, port, keyFile) {
-  const args = ["serve", "--db", db, "--port", String(port), "--key-file", keyFile, "--log", "changes"];
+  const args = ["serve", "--db", db, "--port", String(port), "--key-file", keyFile, "--log", "changes", ...(process.env.KT_PAGE_FILES ? ["--page", process.env.KT_PAGE_FILES] : [])];
   const child = spawn(program, args, { stdio: ["ignore", "pipe", "pipe"] });
   let told = "";
   child.stderr.on("data", (data) => (told += data));
@@ -206,6 +206,12 @@ export class View {
       await this.press(key);
     }
     assert.fail(`"${name}" is not reached by ${key}`);
+  }
+
+  // Goes from part to part of the page until the grid has the focus.
+  async toGrid() {
+    const isThere = () => this.page.evaluate(() => document.activeElement?.closest(".grid") !== null);
+    for (let i = 0; i < 8 && !(await isThere()); ++i) await this.press("F6");
   }
 
   focused() {
