@@ -1,24 +1,20 @@
-// Bundles and runs the tests of the page's logic: *.test.ts.
-import { spawnSync } from "node:child_process";
-import { mkdtemp, readdir, rm } from "node:fs/promises";
-import { tmpdir } from "node:os";
+// Runs the page's tests one after the other: node run.mjs [NAME...] for NAME.test.mjs, else all.
+import { existsSync, readdirSync } from "node:fs";
 import path from "node:path";
+import { after } from "node:test";
 import { fileURLToPath } from "node:url";
-import esbuild from "esbuild";
 
 const here = path.dirname(fileURLToPath(import.meta.url));
-const out = await mkdtemp(path.join(tmpdir(), "ktnotebook-page-"));
-const tests = (await readdir(here)).filter((name) => name.endsWith(".test.ts"));
-await esbuild.build({
-  entryPoints: tests.map((name) => path.join(here, name)),
-  outdir: out,
-  outExtension: { ".js": ".mjs" },
-  bundle: true,
-  platform: "node",
-  format: "esm",
-  logLevel: "warning",
-});
-const files = tests.map((name) => path.join(out, name.replace(/\.ts$/, ".mjs")));
-const { status } = spawnSync(process.execPath, ["--test", ...files], { stdio: "inherit" });
-await rm(out, { recursive: true });
-process.exit(status ?? 1);
+const needed = {
+  "/usr/bin/chromium": "the Debian package chromium",
+  [path.join(here, "../node_modules/playwright-core")]: 'the page\'s libraries: "npm ci" in page/',
+};
+const missing = Object.keys(needed).filter((file) => !existsSync(file));
+for (const file of missing) console.error(`The page's tests need ${needed[file]}: there is no ${file}`);
+if (missing.length > 0) process.exit(1);
+
+const names = process.argv.slice(2).map((name) => `${name}.test.mjs`);
+const files = names.length > 0 ? names : readdirSync(here).filter((file) => file.endsWith(".test.mjs"));
+const { closeBrowser } = await import("./support.mjs");
+after(closeBrowser);
+for (const file of files) await import(`./${file}`);

@@ -334,11 +334,19 @@ class FormulaPanel implements Panel {
     const { target, isEdited } = this;
     this.nothing.hidden = target !== null;
     this.body.hidden = target === null;
-    this.formatRow.hidden = target?.kind !== "column";
+    this.formatRow.hidden = !this.hasFormat;
     this.remove.hidden = target?.kind !== "definition";
     this.saveButton.disabled = !isEdited;
     this.revertButton.disabled = !isEdited;
     this.root.classList.toggle("edited", isEdited);
+  }
+
+  /** Whether a number format is of use, or given although it is of none. */
+  private get hasFormat(): boolean {
+    const { target } = this;
+    if (target?.kind !== "column") return false;
+    const column = this.tableOf(target)?.columns.find((one) => one.name === target.name);
+    return column?.type === "number" || target.was.format !== "";
   }
 
   private showFunction(): void {
