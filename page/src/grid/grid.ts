@@ -182,10 +182,11 @@ export class Grid {
     return rangeOf(from, { row, column });
   }
 
+  // Where there are no columns yet, the place of the first one.
   private clamp({ row, column }: Spot): Spot {
     return {
       row: Math.min(Math.max(row, -1), this.session.rowCount()),
-      column: Math.min(Math.max(column, -1), this.columns().length - 1),
+      column: Math.min(Math.max(column, -1), Math.max(0, this.columns().length - 1)),
     };
   }
 
