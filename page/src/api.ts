@@ -306,10 +306,11 @@ export class Api {
     );
   definition = (address: string) =>
     this.get<{ formula: string }>(`definitions/${encodeURIComponent(address)}`);
+  // `row` counts from 0.
   find = (
     form: string,
     text: string,
-    from: { table?: string; column?: string; row?: string; backwards?: boolean },
+    from: { table?: string; column?: string; row?: number; backwards?: boolean },
   ) =>
     this.get<Found>(`find/${encodeURIComponent(form)}`, {
       text,

@@ -158,8 +158,8 @@ class Page implements App {
   }
 
   private build(): void {
-    const header = el(
-      "header",
+    const top = el(
+      "div",
       { class: "top" },
       el("h1", {}, this.formList),
       this.tool("New form", icons.plus, () => void this.edits.addForm()),
@@ -184,7 +184,8 @@ class Page implements App {
     );
     this.main.append(this.grid.view.element, this.empty);
     const content = el("div", { class: "content" }, this.main, this.side.element);
-    this.body.append(header, toolbar, this.tabs, this.fields, this.bar, this.findBar.element, this.messages.alerts, content, this.messages.status);
+    const header = el("header", {}, top, toolbar, this.tabs, this.fields, this.bar, this.findBar.element, this.messages.alerts);
+    this.body.append(header, content, el("footer", {}, this.messages.status));
     this.formList.addEventListener("change", () => void this.openForm(this.formList.value));
   }
 
@@ -368,6 +369,8 @@ class Page implements App {
     this.showHistory();
     this.showSelection();
     this.checkSoon();
+    // The cell or header that had the focus was made anew.
+    if (document.activeElement === document.body) this.grid.focus();
     if (structure) localStorage.setItem(lastPlaceKey, JSON.stringify({ form: structure.form, table: table?.name }));
   }
 

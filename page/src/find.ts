@@ -30,11 +30,15 @@ export class FindBar {
     const text = this.field.value;
     if (!form) return;
     if (text === "") return this.open();
-    const { table, column, row } = this.app.selection ?? { table: this.app.table?.name };
-    const from = { ...(table && { table }), ...(column && { column }), ...(row && { row }), backwards };
-    const found = await this.app.run(() => this.app.api.find(form, text, from));
+    const found = await this.app.run(() => this.app.api.find(form, text, { ...this.from(), backwards }));
     if (found?.cell) await this.app.select(found.cell);
     if (found) this.app.announce(found.cell ? `Found in ${found.cell}` : `"${text}" is nowhere in this form`);
+  }
+
+  private from(): { table?: string; column?: string; row?: number } {
+    const { selection, table } = this.app;
+    if (selection) return { table: selection.table, column: selection.column, row: selection.index };
+    return table ? { table: table.name } : {};
   }
 
   private keyDown(event: KeyboardEvent): void {

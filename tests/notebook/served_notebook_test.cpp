@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "program.h"
+#include "served.h"
 
 #include "notebook/commands/json_output.h"
 #include "notebook/files/file.h"
@@ -35,41 +36,6 @@ constexpr std::string_view kNotebook = R"(<notebook>
     <table name="U" key="2"><property key="21" name="N" type="string"/></table>
   </form>
 </notebook>)";
-
-class Events final : public EventSink {
- public:
-  void Publish(std::string_view, std::string json) override {
-    const std::lock_guard lock(mutex_);
-    all_.push_back(Json::parse(json));
-  }
-  // Those since it was asked last.
-  std::vector<Json> Take() {
-    const std::lock_guard lock(mutex_);
-    return std::exchange(all_, {});
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<Json> all_;
-};
-
-// A notebook as one program serves it.
-struct Served {
-  explicit Served(const std::string& database) : notebook(OpenDatabase(database, true), events) {}
-
-  ApiAnswer Ask(const std::string& method, const std::string& path, const std::string& body = "",
-                const std::string& query = "") {
-    ApiRequest request{method, path, {}, body, "page"};
-    const std::size_t separator = query.find('=');
-    if (!query.empty())
-      request.query.emplace(query.substr(0, separator), query.substr(separator + 1));
-    return api.Answer(request);
-  }
-
-  Events events;
-  ServedNotebook notebook;
-  NotebookApi api{notebook};
-};
 
 class ServedNotebookTest : public ::testing::Test {
  protected:
@@ -117,7 +83,7 @@ TEST_F(ServedNotebookTest, AnswersRequests) {
       {"GET", "place/F/T::y", "", "", 200, R"("column":null,"row":"y","index":1})"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":"3 g","was":"1.5 g"})", 200, R"("B":{"text":"6 g")"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":"4 g","was":"1.5 g"})", 409, R"("present":"3 g")"},
-      {"PUT", "cells/F/T:A:y", "locale=de_DE", R"({"text":"2,5 g","was":"3 g"})", 200, "2.5 g"},
+      {"PUT", "cells/F/T:A:y", "locale=de_DE", R"({"text":"2,5 g","was":"3 g"})", 200, "2,5 g"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":"2,5 g"})", 422, R"("meant":"2.5 g")"},
       {"PUT", "cells/F/T:D:y", "", R"({"text":"no day"})", 422, "is no date"},
       {"PUT", "cells/F/T:A:q", "", R"({"text":"1"})", 404, "there is no row"},

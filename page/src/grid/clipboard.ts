@@ -3,7 +3,9 @@
 // doubled.
 
 export function writeBlock(texts: string[][]): string {
-  return texts.map((row) => row.map(writeCell).join("\t")).join("\n");
+  const text = texts.map((row) => row.map(writeCell).join("\t")).join("\n");
+  // A line end at the end is none of the block's.
+  return text.endsWith("\n") ? `${text}\n` : text;
 }
 
 // Rows of the same width; a block of one empty text for "". A quote that is never closed is a

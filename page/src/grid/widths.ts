@@ -5,8 +5,10 @@ import { unitOrType } from "./header";
 
 const narrowest = 48;
 const widest = 320;
-const padding = 22;
+// With a little for what later rows need more.
+const padding = 30;
 const headerExtra = 34;
+const formulaMark = 12;
 const storageKey = "ktnotebook.widths";
 
 export class ColumnWidths {
@@ -59,7 +61,8 @@ export class ColumnWidths {
   private needed(column: Column, rows: RowData[]): number {
     const texts = rows.map((row) => row.cells[column.name]?.text ?? "");
     const cells = Math.max(0, ...texts.map((text) => this.textWidth(text.slice(0, 80)) + padding));
-    const header = Math.max(this.textWidth(column.name) * 1.06, this.textWidth(unitOrType(column))) + headerExtra;
+    const mark = column.formula === null ? 0 : formulaMark;
+    const header = Math.max(this.textWidth(column.name) * 1.06 + mark, this.textWidth(unitOrType(column))) + headerExtra;
     return Math.min(Math.max(narrowest, header, cells), widest);
   }
 

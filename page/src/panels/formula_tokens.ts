@@ -20,12 +20,11 @@ const kKinds: [TokenKind, RegExp][] = [
   ["blank", /\s+/y],
   ["reference", /\[[^\]]*\]?/y],
   ["text", /'(?:[^']|'')*'?|"(?:[^"]|"")*"?/y],
-  ["number", /\d+(?:\.\d*)?|\.\d+/y],
-  ["operator", /(?:AND|OR|XOR|NOT)\b|<>|<=|>=|!=|[+\-*/%&=<>]/iy],
-  ["number", /(?:TRUE|FALSE)\b/iy],
+  ["number", /\d+(?:\.\d*)?|\.\d*|(?:TRUE|FALSE)\b/iy],
+  ["operator", /(?:AND|OR|XOR|NOT)\b|[+\-*/%&=<>!]+/iy],
   ["function", /[\p{L}_][\p{L}\p{N}_]*(?=\s*\()/uy],
   ["other", /[\p{L}_][\p{L}\p{N}_]*/uy],
-  ["parenthesis", /[(),]/y],
+  ["parenthesis", /[()]/y],
 ];
 
 /** The part of `text` that begins at `start`. */

@@ -1,55 +1,19 @@
 // Columns of a table plotted against another: ranges as error bars, points that are rows of the
 // grid, drawn anew as cells change.
-import uPlot from "uplot";
-import "uplot/dist/uPlot.min.css";
 import { addressOf, type Column, type TableField } from "../api";
 import { el } from "../dom";
 import type { App, Panel } from "../state";
 import { button, debounced, freshId, latest, messageOf } from "./dom";
-import {
-  axisTitle,
-  barOf,
-  extentOf,
-  forEachPoint,
-  placeOfRow,
-  plotData,
-  unitsOf,
-  type Mapping,
-  type PlotData,
-  type Values,
-} from "./plot_data";
-import { numberText, tickTexts, ticksOf, type Range } from "./plot_scales";
-import { colourName, Colours, shapeOf, swatch } from "./plot_shapes";
+import { barOf, placeOfRow, plotData, unitsOf, type PlotData, type Values } from "./plot_data";
+import { numberText } from "./plot_scales";
+import { kByRow, store, stored, type Settings } from "./plot_settings";
+import { colourName, Colours, swatch } from "./plot_shapes";
 import { kPictureSize, plotSvg, type PlotColours, type PlotScene } from "./plot_svg";
+import { PlotView, type Pick } from "./plot_view";
 
 const kUpdateDelay = 200;
-// As near as a pointer must come to a point, and half the size of a point.
-const kReach = 14;
-const kRadius = 4;
-// With more points than this they are drawn as small squares.
-const kManyPoints = 5000;
 const kListedPoints = 1000;
-const kTickX = 80;
-const kTickY = 40;
-// About what the other axis takes.
-const kAxisSpace = 80;
 const kPictureScale = 2;
-// Stands for the rows' numbers in the choice of x; no column has an empty name.
-const kByRow = "";
-
-interface Settings {
-  x: string;
-  y: string[];
-  line: boolean;
-  logX: boolean;
-  logY: boolean;
-}
-
-/** A point of one of the y columns. */
-interface Pick {
-  column: number;
-  index: number;
-}
 
 export function mountPlot(host: HTMLElement, app: App): Panel {
   return new PlotPanel(host, app);
@@ -57,16 +21,14 @@ export function mountPlot(host: HTMLElement, app: App): Panel {
 
 class PlotPanel implements Panel {
   readonly title = "Plot";
-  private plot: uPlot | null = null;
+  private view: PlotView | null = null;
   private data: PlotData | null = null;
   private settings: Settings | null = null;
   private table: TableField | null = null;
   // Chosen here, while the grid shows another.
   private chosenTable: string | null = null;
   private form: string | null = null;
-  private isZoomed = false;
   private picked: Pick | null = null;
-  private pressedAt: [number, number] = [0, 0];
   private readonly ask = latest();
   private readonly update = debounced(kUpdateDelay, () => void this.read());
   private readonly stops: (() => void)[];
@@ -103,9 +65,9 @@ class PlotPanel implements Panel {
     el(
       "div",
       { class: "kt-buttons" },
-      button("+", () => this.zoom(0.5), { attrs: { "aria-label": "Zoom in", title: "Zoom in" } }),
-      button("−", () => this.zoom(2), { attrs: { "aria-label": "Zoom out", title: "Zoom out" } }),
-      button("Fit", () => this.fit(), { attrs: { title: "Show all points" } }),
+      button("+", () => this.view?.zoom(0.5), { attrs: { "aria-label": "Zoom in", title: "Zoom in" } }),
+      button("−", () => this.view?.zoom(2), { attrs: { "aria-label": "Zoom out", title: "Zoom out" } }),
+      button("Fit", () => this.view?.fit(), { attrs: { title: "Show all points" } }),
       button("SVG", () => this.saveSvg(), { attrs: { "aria-label": "Save as SVG", title: "Save as SVG" } }),
       button("PNG", () => void this.savePng(), { attrs: { "aria-label": "Save as PNG", title: "Save as PNG" } }),
     ),
@@ -120,14 +82,13 @@ class PlotPanel implements Panel {
       field("Table", this.tableChoice),
       field("Across", this.xChoice),
       option(this.options.line, "Line"),
-      option(this.options.logX, "Log across"),
-      option(this.options.logY, "Log up"),
+      option(this.options.logX, "Log x"),
+      option(this.options.logY, "Log y"),
       this.yChoice,
     ),
     el("div", { class: "kt-panel-content" }, this.note, this.body),
   );
-  private readonly sizes = new ResizeObserver(() => this.resize());
-  private readonly recolour = () => this.plot?.redraw(false, true);
+  private readonly recolour = () => this.view?.redraw();
   // Light or dark: as the system has it, or as it is chosen on the page.
   private readonly system = matchMedia("(prefers-color-scheme: dark)");
   private readonly theme = new MutationObserver(this.recolour);
@@ -138,7 +99,6 @@ class PlotPanel implements Panel {
     private readonly app: App,
   ) {
     host.append(this.root);
-    this.sizes.observe(this.canvas);
     this.system.addEventListener("change", this.recolour);
     this.theme.observe(document.documentElement, { attributes: true });
     this.stops = [
@@ -157,9 +117,8 @@ class PlotPanel implements Panel {
     for (const stop of this.stops) stop();
     this.system.removeEventListener("change", this.recolour);
     this.theme.disconnect();
-    this.sizes.disconnect();
     this.update.stop();
-    this.plot?.destroy();
+    this.view?.destroy();
     this.root.remove();
   }
 
@@ -196,11 +155,11 @@ class PlotPanel implements Panel {
   private followSelection(): void {
     const isOther = this.chosenTable === null && this.app.table?.name !== this.table?.name;
     if (isOther && this.app.table !== null && numeric(this.app.table).length > 0) this.offer();
-    else this.plot?.redraw(false, false);
+    else this.view?.redraw();
   }
 
   private get settingsKey(): string {
-    return `kt-plot:${addressOf.table(this.form ?? "", this.table?.name ?? "")}`;
+    return addressOf.table(this.form ?? "", this.table?.name ?? "");
   }
 
   private keptSettings(table: TableField): Settings {
@@ -252,9 +211,12 @@ class PlotPanel implements Panel {
 
   private chosen(): void {
     const boxes = [...this.yChoice.querySelectorAll("input")].filter((box) => box.checked);
+    const names = boxes.map((box) => box.value);
+    // In the order of their choice, so that each keeps its colour and shape.
+    const kept = (this.settings?.y ?? []).filter((name) => names.includes(name));
     this.settings = {
       x: this.xChoice.value,
-      y: boxes.map((box) => box.value),
+      y: [...new Set([...kept, ...names])],
       line: this.options.line.checked,
       logX: this.options.logX.checked,
       logY: this.options.logY.checked,
@@ -265,9 +227,8 @@ class PlotPanel implements Panel {
   }
 
   private rebuild(): void {
-    this.plot?.destroy();
-    this.plot = null;
-    this.isZoomed = false;
+    this.view?.destroy();
+    this.view = null;
     this.picked = null;
     void this.read();
   }
@@ -295,11 +256,26 @@ class PlotPanel implements Panel {
     this.data = data;
     this.note.textContent = noteOf(data, settings);
     this.describe(data, settings);
-    if (this.plot === null) this.plot = this.make(data, settings);
-    else if (this.isZoomed) this.keepZoom(this.plot, () => this.plot?.setData(alignedData(data, settings), false));
-    else this.plot.setData(alignedData(data, settings));
+    if (this.picked !== null && this.picked.index >= data.rows.length) this.picked = null;
+    if (this.view === null) this.view = this.draw(data, settings);
+    else this.view.update(data);
     this.list.open = this.list.open && data.rows.length > 0;
     this.showList();
+  }
+
+  private draw(data: PlotData, settings: Settings): PlotView {
+    return new PlotView(this.canvas, data, settings, this.colours, () => this.app.api.locale, {
+      pointed: (pick) => (this.readout.textContent = pick === null ? "" : this.pointText(pick)),
+      chosen: (pick) => this.goTo(pick),
+      selectedRow: () => this.selectedRow,
+    });
+  }
+
+  /** In the table that is plotted. */
+  private get selectedRow(): string | undefined {
+    const { selection } = this.app;
+    const isHere = selection?.form === this.form && selection?.table === this.table?.name;
+    return isHere ? selection?.row : undefined;
   }
 
   private describe(data: PlotData, settings: Settings): void {
@@ -312,226 +288,10 @@ class PlotPanel implements Panel {
     );
   }
 
-  private make(data: PlotData, settings: Settings): uPlot {
-    const units = unitsOf(data);
-    const scales: Record<string, uPlot.Scale> = { x: this.scale((min, max) => this.rangeAcross(min, max), settings.logX) };
-    for (const unit of units) {
-      scales[scaleKey(unit)] = this.scale(() => this.rangeUp(unit), settings.logY);
-    }
-    const colour = (place: number) => () => this.colours.of(colourName(place));
-    const options: uPlot.Options = {
-      ...this.size(),
-      scales,
-      axes: [
-        this.axis("x", data.x.title, 2, settings.logX, kTickX),
-        ...units.map((unit, index) => {
-          const title = axisTitle(data.y.filter((values) => values.unit === unit));
-          return this.axis(scaleKey(unit), title, index === 0 ? 3 : 1, settings.logY, kTickY);
-        }),
-      ],
-      series: [
-        {},
-        ...data.y.map((values, place) => ({
-          scale: scaleKey(values.unit),
-          stroke: colour(place),
-          width: 1.5,
-          spanGaps: true,
-          points: { show: false },
-          ...(settings.line ? {} : { paths: () => null }),
-        })),
-      ],
-      legend: { show: false },
-      cursor: {
-        points: { show: false },
-        drag: { x: true, y: true, uni: 30 },
-        bind: {
-          dblclick: () => () => {
-            this.fit();
-            return null;
-          },
-        },
-      },
-      hooks: {
-        draw: [(plot) => this.draw(plot)],
-        setCursor: [(plot) => this.pointed(plot)],
-        setSelect: [
-          (plot) => {
-            this.isZoomed ||= plot.select.width > 0 || plot.select.height > 0;
-          },
-        ],
-      },
-    };
-    const plot = new uPlot(options, alignedData(data, settings), this.canvas);
-    plot.over.addEventListener("pointerdown", (event) => (this.pressedAt = [event.clientX, event.clientY]));
-    plot.over.addEventListener("click", (event) => this.clicked(plot, event));
-    return plot;
-  }
-
-  private scale(range: (min: number | null, max: number | null) => Range, isLog: boolean): uPlot.Scale {
-    return {
-      time: false,
-      distr: isLog ? 3 : 1,
-      range: (_plot, from, to) => {
-        const { min, max } = range(from, to);
-        return [min, max];
-      },
-    };
-  }
-
-  /** What was zoomed to; of all that is to be seen when the ends of the points are asked for. */
-  private rangeAcross(min: number | null, max: number | null): Range {
-    const { data, settings } = this;
-    if (data === null || settings === null) return { min: 0, max: 1 };
-    const ends = data.x.middle;
-    const isWhole = min === null || max === null || (min === ends[0] && max === ends.at(-1));
-    return isWhole ? extentOf([data.x], settings.logX) : { min, max };
-  }
-
-  private rangeUp(unit: string): Range {
-    const { data, settings } = this;
-    if (data === null || settings === null) return { min: 0, max: 1 };
-    return extentOf(
-      data.y.filter((values) => values.unit === unit),
-      settings.logY,
-    );
-  }
-
-  private axis(scale: string, label: string, side: number, isLog: boolean, space: number): uPlot.Axis {
-    const isAcross = side === 2;
-    return {
-      scale,
-      side,
-      label,
-      labelSize: 22,
-      size: isAcross ? 34 : (plot, values) => axisWidth(plot, values),
-      font: "12px system-ui, sans-serif",
-      labelFont: "13px system-ui, sans-serif",
-      stroke: () => this.colours.of("--ink"),
-      grid: { show: side !== 1, stroke: () => this.colours.of("--line"), width: 1 },
-      ticks: { stroke: () => this.colours.of("--ink"), size: 4, width: 1 },
-      border: { show: true, stroke: () => this.colours.of("--ink"), width: 1 },
-      splits: (plot, _axis, min, max) => {
-        const length = isAcross ? plot.width - kAxisSpace : plot.height - kAxisSpace;
-        return ticksOf({ min, max }, length / space, isLog);
-      },
-      filter: (_plot, splits) => splits,
-      values: (_plot, splits) => tickTexts(splits, this.app.api.locale, isLog),
-    };
-  }
-
-  private size(): { width: number; height: number } {
-    const width = Math.max(this.canvas.clientWidth, 240);
-    return { width, height: Math.round(Math.min(Math.max(width * 0.75, 240), 480)) };
-  }
-
-  private resize(): void {
-    if (this.plot !== null && this.canvas.clientWidth !== this.plot.width) this.plot.setSize(this.size());
-  }
-
-  private mapping(plot: uPlot, values: Values): Mapping {
-    const { left, top, width, height } = plot.bbox;
-    return {
-      x: (value) => plot.valToPos(value, "x", true),
-      y: (value) => plot.valToPos(value, scaleKey(values.unit), true),
-      box: { left, top, right: left + width, bottom: top + height },
-    };
-  }
-
-  private draw(plot: uPlot): void {
-    const { data } = this;
-    if (data === null) return;
-    const { ctx } = plot;
-    const { left, top, width, height } = plot.bbox;
-    ctx.save();
-    ctx.beginPath();
-    ctx.rect(left, top, width, height);
-    ctx.clip();
-    data.y.forEach((values, place) => this.drawColumn(plot, data, values, place));
-    this.drawMarked(plot, data);
-    ctx.restore();
-  }
-
-  private drawColumn(plot: uPlot, data: PlotData, values: Values, place: number): void {
-    const { ctx } = plot;
-    const mapping = this.mapping(plot, values);
-    const shape = new Path2D(shapeOf(place));
-    const isMany = data.rows.length > kManyPoints;
-    const radius = kRadius * devicePixelRatio;
-    ctx.fillStyle = ctx.strokeStyle = this.colours.of(colourName(place));
-    ctx.lineWidth = devicePixelRatio;
-    forEachPoint(data, values, mapping, 1, (index, left, top) => {
-      drawBars(ctx, mapping, data, values, index, left, top);
-      if (isMany) ctx.fillRect(left - radius / 4, top - radius / 4, radius / 2, radius / 2);
-      else fillAt(ctx, shape, left, top, radius);
-    });
-  }
-
-  /** The selected row's points, and the one that was gone to by keys. */
-  private drawMarked(plot: uPlot, data: PlotData): void {
-    const { ctx } = plot;
-    const { selection } = this.app;
-    const isHere = selection?.form === this.form && selection?.table === this.table?.name;
-    const row = isHere ? placeOfRow(data, selection?.row) : -1;
-    ctx.strokeStyle = this.colours.of("--ink");
-    ctx.lineWidth = 2 * devicePixelRatio;
-    data.y.forEach((values, column) => {
-      if (row >= 0) this.ring(plot, data, values, row, 2);
-      if (this.picked?.column === column) this.ring(plot, data, values, this.picked.index, 2.8);
-    });
-  }
-
-  private ring(plot: uPlot, data: PlotData, values: Values, index: number, size: number): void {
-    const across = data.x.middle[index] ?? null;
-    const up = values.middle[index] ?? null;
-    if (across === null || up === null) return;
-    const { x, y } = this.mapping(plot, values);
-    plot.ctx.beginPath();
-    plot.ctx.arc(x(across), y(up), size * kRadius * devicePixelRatio, 0, 2 * Math.PI);
-    plot.ctx.stroke();
-  }
-
-  /** The point at, or near, a place over the plot, in CSS pixels. */
-  private nearest(plot: uPlot, left: number, top: number): Pick | null {
-    const { data } = this;
-    if (data === null) return null;
-    const places = data.x.middle as number[];
-    const from = firstNotBelow(places, plot.posToVal(left - kReach, "x"));
-    const to = firstNotBelow(places, plot.posToVal(left + kReach, "x"));
-    let best: Pick | null = null;
-    let reach = kReach;
-    data.y.forEach((values, column) => {
-      for (let index = from; index < to; index += 1) {
-        const up = values.middle[index] ?? null;
-        if (up === null) continue;
-        const across = plot.valToPos(places[index] ?? 0, "x") - left;
-        const distance = Math.hypot(across, plot.valToPos(up, scaleKey(values.unit)) - top);
-        if (distance >= reach) continue;
-        reach = distance;
-        best = { column, index };
-      }
-    });
-    return best;
-  }
-
-  private pointed(plot: uPlot): void {
-    const { left, top } = plot.cursor;
-    if (left === undefined || top === undefined || left < 0) return;
-    const pick = this.nearest(plot, left, top);
-    plot.over.classList.toggle("kt-on-point", pick !== null);
-    this.readout.textContent = pick === null ? "" : this.pointText(pick);
-  }
-
-  private clicked(plot: uPlot, event: MouseEvent): void {
-    const [x, y] = this.pressedAt;
-    const isDrag = Math.hypot(event.clientX - x, event.clientY - y) > 4;
-    const pick = isDrag ? null : this.nearest(plot, event.offsetX, event.offsetY);
-    if (pick !== null) this.goTo(pick);
-  }
-
   private pressed(event: KeyboardEvent): void {
     const { data } = this;
     if (data === null || data.rows.length === 0 || event.target !== this.canvas) return;
-    const now = this.picked ?? { column: 0, index: Math.max(placeOfRow(data, this.app.selection?.row), 0) };
+    const now = this.picked ?? { column: 0, index: Math.max(placeOfRow(data, this.selectedRow), 0) };
     const moves: Record<string, () => Pick> = {
       ArrowLeft: () => this.neighbour(now, -1),
       ArrowRight: () => this.neighbour(now, 1),
@@ -544,7 +304,7 @@ class PlotPanel implements Panel {
     if (move !== undefined) {
       this.picked = this.picked === null ? now : move();
       this.readout.textContent = this.pointText(this.picked);
-      this.plot?.redraw(false, false);
+      this.view?.mark(this.picked);
     } else if (event.key === "Enter" && this.picked !== null) {
       this.goTo(this.picked);
     } else {
@@ -614,44 +374,15 @@ class PlotPanel implements Panel {
     );
   }
 
-  private keepZoom(plot: uPlot, change: () => void): void {
-    const ranges = rangesOf(plot);
-    plot.batch(() => {
-      change();
-      for (const [key, range] of ranges) plot.setScale(key, range);
-    });
-  }
-
-  /** About the middle. */
-  private zoom(factor: number): void {
-    const { plot, settings } = this;
-    if (plot === null || settings === null) return;
-    this.isZoomed = true;
-    plot.batch(() => {
-      for (const [key, range] of rangesOf(plot)) {
-        plot.setScale(key, stretched(range, factor, key === "x" ? settings.logX : settings.logY));
-      }
-    });
-  }
-
-  private fit(): void {
-    const { plot, data, settings } = this;
-    if (plot === null || data === null || settings === null) return;
-    this.isZoomed = false;
-    plot.setData(alignedData(data, settings), true);
-  }
-
   private scene(): PlotScene | null {
-    const { plot, data, settings } = this;
-    if (plot === null || data === null || settings === null) return null;
-    const ranges = rangesOf(plot);
-    const range = (key: string) => ranges.get(key) ?? { min: 0, max: 1 };
+    const { view, data, settings } = this;
+    if (view === null || data === null || settings === null) return null;
     const { line, logX, logY } = settings;
     return {
       title: `${this.form}, ${this.table?.name}`,
       data,
-      x: range("x"),
-      y: new Map(unitsOf(data).map((unit) => [unit, range(scaleKey(unit))])),
+      x: view.seen("x"),
+      y: new Map(unitsOf(data).map((unit) => [unit, view.seen({ unit })])),
       line,
       logX,
       logY,
@@ -712,44 +443,6 @@ function option(control: HTMLInputElement, name: string): HTMLElement {
   return el("label", { class: "kt-option" }, control, el("span", { textContent: name }));
 }
 
-function stored(key: string): Partial<Settings> | null {
-  try {
-    const value: unknown = JSON.parse(localStorage.getItem(key) ?? "null");
-    return typeof value === "object" ? value : null;
-  } catch {
-    return null;
-  }
-}
-
-/** Without a place to keep them, the settings are forgotten with the page. */
-function store(key: string, settings: Settings): void {
-  try {
-    localStorage.setItem(key, JSON.stringify(settings));
-  } catch {
-    return;
-  }
-}
-
-/** By the keys of the scales: what is seen at present. */
-function rangesOf(plot: uPlot): Map<string, Range> {
-  const ranges = new Map<string, Range>();
-  for (const [key, { min, max }] of Object.entries(plot.scales)) {
-    if (min != null && max != null) ranges.set(key, { min, max });
-  }
-  return ranges;
-}
-
-function scaleKey(unit: string): string {
-  return `y ${unit}`;
-}
-
-/** Logarithmic axes have no place for what is not above 0. */
-function alignedData(data: PlotData, settings: Settings): uPlot.AlignedData {
-  const placed = (values: Values) =>
-    values.middle.map((value) => (settings.logY && value !== null && value <= 0 ? null : value));
-  return [data.x.middle as number[], ...data.y.map(placed)];
-}
-
 function noteOf(data: PlotData, settings: Settings): string {
   if (data.rows.length === 0) return "No row has numbers to plot.";
   const isHidden = (value: number | null) => value !== null && value <= 0;
@@ -767,68 +460,6 @@ function noteOf(data: PlotData, settings: Settings): string {
 
 function rowsText(count: number): string {
   return `${count} ${count === 1 ? "row" : "rows"}`;
-}
-
-function axisWidth(plot: uPlot, values: string[] | null): number {
-  const longest = Math.max(...(values ?? []).map((text) => text.length), 1);
-  return Math.max(Math.ceil(longest * 7.2) + 14, plot.width / 12);
-}
-
-function firstNotBelow(sorted: number[], value: number): number {
-  let from = 0;
-  let to = sorted.length;
-  while (from < to) {
-    const middle = (from + to) >> 1;
-    if ((sorted[middle] ?? 0) < value) from = middle + 1;
-    else to = middle;
-  }
-  return from;
-}
-
-function fillAt(ctx: CanvasRenderingContext2D, shape: Path2D, left: number, top: number, radius: number): void {
-  ctx.save();
-  ctx.translate(left, top);
-  ctx.scale(radius, radius);
-  ctx.fill(shape);
-  ctx.restore();
-}
-
-function drawBars(
-  ctx: CanvasRenderingContext2D,
-  { x, y }: Mapping,
-  data: PlotData,
-  values: Values,
-  index: number,
-  left: number,
-  top: number,
-): void {
-  const cap = 3 * devicePixelRatio;
-  const up = barOf(values, index);
-  const across = barOf(data.x, index);
-  if (up === undefined && across === undefined) return;
-  ctx.beginPath();
-  if (up !== undefined) {
-    for (const end of [y(up.min), y(up.max)]) rule(ctx, left - cap, end, left + cap, end);
-    rule(ctx, left, y(up.min), left, y(up.max));
-  }
-  if (across !== undefined) {
-    for (const end of [x(across.min), x(across.max)]) rule(ctx, end, top - cap, end, top + cap);
-    rule(ctx, x(across.min), top, x(across.max), top);
-  }
-  ctx.stroke();
-}
-
-function rule(ctx: CanvasRenderingContext2D, x1: number, y1: number, x2: number, y2: number): void {
-  ctx.moveTo(x1, y1);
-  ctx.lineTo(x2, y2);
-}
-
-function stretched({ min, max }: Range, factor: number, isLog: boolean): Range {
-  const to = isLog ? Math.log10 : (value: number) => value;
-  const back = isLog ? (value: number) => Math.pow(10, value) : (value: number) => value;
-  const middle = (to(min) + to(max)) / 2;
-  const half = ((to(max) - to(min)) / 2) * factor;
-  return { min: back(middle - half), max: back(middle + half) };
 }
 
 /** null where the browser can not. */

@@ -38,6 +38,8 @@ const kAxisWidth = 76;
 const kTickX = 90;
 const kTickY = 50;
 const kRadius = 4;
+// With more points than this they are drawn as small squares.
+export const kManyPoints = 5000;
 // Points nearer to one another than this can not be told apart.
 const kSmallest = 0.7;
 
@@ -88,8 +90,9 @@ class Picture {
 
   text(): string {
     const { background } = this.colours;
+    const size = `width="${kWidth}" height="${kHeight}" viewBox="0 0 ${kWidth} ${kHeight}"`;
     this.parts.push(
-      `<svg xmlns="http://www.w3.org/2000/svg" width="${kWidth}" height="${kHeight}" viewBox="0 0 ${kWidth} ${kHeight}" font-family="sans-serif" font-size="${kFont}">`,
+      `<svg xmlns="http://www.w3.org/2000/svg" ${size} font-family="sans-serif" font-size="${kFont}">`,
       `<title>${escaped(this.scene.title)}</title>`,
       `<rect width="100%" height="100%" fill="${escaped(background)}"/>`,
       `<clipPath id="plot">${this.frame("")}</clipPath>`,
@@ -179,20 +182,38 @@ class Picture {
     const colour = escaped(this.colours.series[index] ?? "");
     this.parts.push(`<g clip-path="url(#plot)" stroke="${colour}" fill="${colour}">`);
     if (this.scene.line) this.line(values, mapping);
-    forEachPoint(this.scene.data, values, mapping, kSmallest, (point, left, top) => {
+    const isMany = this.scene.data.rows.length > kManyPoints;
+    const dots: string[] = [];
+    forEachPoint(this.scene.data, values, mapping, isMany ? 1 : kSmallest, (point, left, top) => {
       this.bars(values, point, mapping, left, top);
-      this.shape(index, left, top, kRadius);
+      if (isMany) dots.push(`M${place(left - 1)} ${place(top - 1)}h2v2h-2z`);
+      else this.shape(index, left, top, kRadius, "point");
     });
+    if (isMany) this.parts.push(`<path d="${dots.join("")}" stroke="none"/>`);
     this.parts.push("</g>");
   }
 
-  private line(values: Values, mapping: Mapping): void {
+  /** Through all points; of those above one another only the first, the ends and the last count. */
+  private line(values: Values, { x, y }: Mapping): void {
     const path: string[] = [];
-    // Beyond the box the line goes on to the next point, cut off by the frame.
-    const whole = { ...mapping, box: { left: -1e4, top: -1e4, right: 1e4, bottom: 1e4 } };
-    forEachPoint(this.scene.data, values, whole, 2, (_point, left, top) => {
-      path.push(`${path.length === 0 ? "M" : "L"}${place(left)} ${place(top)}`);
+    let column: [number, number][] = [];
+    const flush = () => {
+      const tops = column.map(([, top]) => top);
+      const seen = [column[0], column[tops.indexOf(Math.min(...tops))], column[tops.indexOf(Math.max(...tops))]];
+      for (const point of new Set([...seen, column.at(-1)])) {
+        if (point !== undefined) path.push(`${path.length === 0 ? "M" : "L"}${place(point[0])} ${place(point[1])}`);
+      }
+      column = [];
+    };
+    this.scene.data.x.middle.forEach((across, index) => {
+      const up = values.middle[index] ?? null;
+      if (across === null || up === null) return;
+      const point: [number, number] = [x(across), y(up)];
+      if (!point.every(Number.isFinite)) return;
+      if (column[0] !== undefined && Math.floor(column[0][0]) !== Math.floor(point[0])) flush();
+      column.push(point);
     });
+    flush();
     this.parts.push(`<path d="${path.join("")}" fill="none" stroke-width="1.5"/>`);
   }
 
@@ -205,13 +226,14 @@ class Picture {
       across && `M${place(x(across.min))} ${place(top)}H${place(x(across.max))}`,
       across && [across.min, across.max].map((end) => `M${place(x(end))} ${place(top - 4)}v8`).join(""),
     ].filter(Boolean);
-    if (path.length > 0) this.parts.push(`<path d="${path.join("")}" fill="none"/>`);
+    if (path.length > 0) this.parts.push(`<path class="bar" d="${path.join("")}" fill="none"/>`);
   }
 
-  private shape(index: number, left: number, top: number, radius: number): void {
+  private shape(index: number, left: number, top: number, radius: number, name = "legend"): void {
     const colour = escaped(this.colours.series[index] ?? "");
+    const at = `translate(${place(left)} ${place(top)}) scale(${radius})`;
     this.parts.push(
-      `<path d="${shapeOf(index)}" transform="translate(${place(left)} ${place(top)}) scale(${radius})" stroke="none" fill="${colour}"/>`,
+      `<path class="${name}" d="${shapeOf(index)}" transform="${at}" stroke="none" fill="${colour}"/>`,
     );
   }
 }

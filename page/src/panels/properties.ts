@@ -48,7 +48,7 @@ class PropertiesDialog implements Panel {
   private readonly dialog = el(
     "dialog",
     {
-      class: "kt-properties",
+      class: "dialog kt-properties",
       attrs: { "data-dialog": "properties", "aria-labelledby": this.heading.id },
       on: {
         cancel: (event: Event) => {
@@ -70,7 +70,8 @@ class PropertiesDialog implements Panel {
     private readonly app: App,
   ) {
     host.append(this.dialog);
-    void this.open();
+    // Not before the page knows of the panel, which it may be asked to close.
+    queueMicrotask(() => void this.open());
   }
 
   refresh(): void {}

@@ -3,10 +3,12 @@
 import type { Explanation, Problem, Step, StoryLine } from "../api";
 import { el } from "../dom";
 import type { App, Panel } from "../state";
-import { button, latest, messageOf } from "./dom";
+import { button, debounced, latest, messageOf } from "./dom";
 import { viewFormula, type FormulaView } from "./formula_tokens";
 import { mendInNotebook, problemList, severityMark } from "./problems";
 
+const kMoveDelay = 40;
+const kChangeDelay = 150;
 const kFirstDepth = 3;
 const kMoreDepth = 3;
 // Beyond so many steps only the cell's own inputs, and what leads to an error, are unfolded.
@@ -123,7 +125,7 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
   function show(explanation: Explanation, problems: CellProblems): void {
     const isSame = shown === explanation.cell;
     const focus = isSame ? keptFocus(content) : null;
-    const scroll = isSame ? content.scrollTop : 0;
+    const scroll = isSame ? host.scrollTop : 0;
     shown = explanation.cell;
     place.textContent = nameInForm(explanation.cell, app);
     place.title = explanation.cell;
@@ -133,22 +135,23 @@ export function mountWhy(host: HTMLElement, app: App): Panel {
     };
     const parts = new ExplanationParts(explanation, depth, app, follow, goDeeper).all();
     content.replaceChildren(...parts, ...problemParts(problems, app));
-    content.scrollTop = scroll;
+    host.scrollTop = scroll;
     updateButtons();
     if (focus !== null) content.querySelector<HTMLElement>(focus)?.focus();
   }
 
-  const listeners = [
-    app.on("selection", () => void refresh()),
-    app.on("changed", () => void refresh()),
-    app.on("structure", () => void refresh()),
-  ];
+  // Not for each cell that the arrow keys run over, nor for each of several changes.
+  const moved = debounced(kMoveDelay, () => void refresh());
+  const changed = debounced(kChangeDelay, () => void refresh());
+  const listeners = [app.on("selection", moved), app.on("changed", changed), app.on("structure", changed)];
   void refresh();
   return {
     title: "Why?",
     refresh: () => void refresh(),
     destroy() {
       for (const stop of listeners) stop();
+      moved.stop();
+      changed.stop();
       root.remove();
     },
   };

@@ -265,20 +265,18 @@ export class EditQueue {
     const rows = tables.flatMap((table) => (table.name === edit.table ? table.rows : []));
     for (const row of rows) {
       for (const [column, cell] of Object.entries(row.cells)) {
-        this.expect({ form: edit.form, table: edit.table, column, row: row.id }, edit, cell.text);
+        this.expect({ form: edit.form, table: edit.table, column, row: row.id }, cell.text);
       }
     }
     this.handlers.answered(edit, change);
   }
 
-  // The first edit that waits for a cell saw the text that was typed; the server shows `text`.
-  private expect(cell: CellPlace, done: Edit, text: string): void {
-    const typed = textIn(done, cell);
+  // Our own change made `text` of the cell: that is no conflict for the first edit that waits for it.
+  private expect(cell: CellPlace, text: string): void {
     for (const edit of this.edits) {
       const at = positionIn(edit, cell);
       if (!at) continue;
-      const was = edit.was[at.row]?.[at.column];
-      if (typed !== null && was === typed) edit.was[at.row]![at.column] = text;
+      if (edit.was[at.row]?.[at.column] != null) edit.was[at.row]![at.column] = text;
       return;
     }
   }
@@ -347,11 +345,6 @@ function positionIn(edit: Edit, cell: CellPlace): { row: number; column: number 
   const column = edit.columns.indexOf(cell.column);
   const there = row >= 0 && column >= 0 && edit.texts[row]![column] !== null;
   return there ? { row, column } : null;
-}
-
-function textIn(edit: Edit, cell: CellPlace): string | null {
-  const at = positionIn(edit, cell);
-  return at ? edit.texts[at.row]![at.column]! : null;
 }
 
 function presentTexts(edit: Edit, error: ApiError): Map<string, string> {

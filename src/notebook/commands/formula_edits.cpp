@@ -14,13 +14,9 @@ namespace {
 template <typename Edit>
 EditedFormula EditListener(FormEdits& edits, NotebookFramework& framework, NotebookTable& table,
                            IKtFormulaListener* known, Edit edit) {
-  EditedFormula edited{known, {}};
+  EditedFormula edited{};
   edits.Together([&] {
-    if (known == nullptr) {
-      const Ref<ktformula::IKtFieldListener> listener = framework.NewFormulaListener(table);
-      edits.AddListener(table, listener);
-      edited.listener = &FaceOf<IKtFormulaListener>(*listener);
-    }
+    edited.listener = &ListenerOrNew(known, edits, framework, table);
     edited.emptied = edit(*edited.listener);
   });
   return edited;
@@ -40,6 +36,14 @@ IKtFormulaListener* FindListener(const NotebookTable& table, std::u16string_view
       table, [definition](const IKtFormulaListener& candidate) {
         return candidate.DefinitionOf(definition).has_value();
       });
+}
+
+IKtFormulaListener& ListenerOrNew(IKtFormulaListener* listener, FormEdits& edits,
+                                  NotebookFramework& framework, NotebookTable& table) {
+  if (listener != nullptr) return *listener;
+  const Ref<ktformula::IKtFieldListener> made = framework.NewFormulaListener(table);
+  edits.AddListener(table, made);
+  return FaceOf<IKtFormulaListener>(*made);
 }
 
 std::optional<FormulaEntry> FormulaOf(const NotebookColumn& column) {

@@ -22,6 +22,11 @@ std::optional<ktformula::FormulaEntry> FormulaOf(const NotebookColumn& column);
 std::optional<ktformula::FormulaEntry> DefinitionOf(const NotebookTable& table,
                                                     std::u16string_view name);
 
+// The listener, or a new one that the edits give the table in the place of none.
+ktformula::IKtFormulaListener& ListenerOrNew(ktformula::IKtFormulaListener* listener,
+                                             FormEdits& edits, NotebookFramework& framework,
+                                             NotebookTable& table);
+
 struct EditedFormula {
   // Which has the formula, or had it; to be stored.
   ktformula::IKtFormulaListener* listener;

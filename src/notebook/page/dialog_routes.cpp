@@ -164,14 +164,14 @@ bool HasKey(const std::vector<FormulaText>& texts, std::u16string_view key) {
 }
 
 // Gives the table's listener the formulas that the dialog has made; the cells that are emptied.
-std::vector<NotebookCell> Apply(FormEdits& edits, NotebookFramework& framework,
+std::vector<NotebookCell> Apply(FormEdits& edits, ktformula::IKtFormulaListener& listener,
                                 NotebookTable& table, const ListenerTexts& present,
                                 const ListenerTexts& wanted) {
   std::vector<NotebookCell> emptied;
   const auto set_formula = [&](const FormulaText& text, std::u16string_view formula) {
-    const EditedFormula edited = EditFormulaOf(edits, framework, ColumnOf(table, text.key),
-                                               std::u16string(formula), text.string_format);
-    emptied.insert(emptied.end(), edited.emptied.begin(), edited.emptied.end());
+    const std::vector<NotebookCell> cells =
+        edits.SetFormula(listener, ColumnOf(table, text.key), formula, text.string_format);
+    emptied.insert(emptied.end(), cells.begin(), cells.end());
   };
   for (const FormulaText& text : present.formulas) {
     if (!HasKey(wanted.formulas, text.key)) set_formula(text, u"");
@@ -179,11 +179,10 @@ std::vector<NotebookCell> Apply(FormEdits& edits, NotebookFramework& framework,
   for (const FormulaText& text : Without(wanted.formulas, present.formulas))
     set_formula(text, text.formula);
   for (const FormulaText& text : present.definitions) {
-    if (!HasKey(wanted.definitions, text.key))
-      EditDefinitionOf(edits, framework, table, text.key, u"");
+    if (!HasKey(wanted.definitions, text.key)) edits.SetDefinition(listener, text.key, u"");
   }
   for (const FormulaText& text : Without(wanted.definitions, present.definitions))
-    EditDefinitionOf(edits, framework, table, text.key, text.formula);
+    edits.SetDefinition(listener, text.key, text.formula);
   return emptied;
 }
 
@@ -225,7 +224,7 @@ ApiAnswer Store(const ApiCall& call, const std::string& id, PageDialog& dialog,
   NotebookTable* const table = FindTableOf(dialog.Subject(), change);
   if (table == nullptr) throw ApiRefusal(409, "somebody else has removed the table");
   NotebookForm& form = table->Parent();
-  const ktformula::IKtFormulaListener* const listener = FindListener(*table, u"");
+  ktformula::IKtFormulaListener* const listener = FindListener(*table, u"");
   const ListenerTexts present = TextsOf(listener);
   ListenerTexts before = dialog.Before();
   DropMissing(before.formulas, *table);
@@ -240,7 +239,9 @@ ApiAnswer Store(const ApiCall& call, const std::string& id, PageDialog& dialog,
   std::vector<NotebookCell> emptied;
   change.Do(form, listener != nullptr ? ChangeKind::kFormulas : ChangeKind::kStructure,
             u"properties of " + table->Name(), [&](FormEdits& edits) {
-              emptied = Apply(edits, *change.Of(form).notebook.framework, *table, present, wanted);
+              NotebookFramework& framework = *change.Of(form).notebook.framework;
+              emptied = Apply(edits, ListenerOrNew(listener, edits, framework, *table), *table,
+                              present, wanted);
             });
   return ChangeAnswer(call, change.Commit(emptied), fields);
 }

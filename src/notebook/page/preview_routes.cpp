@@ -34,11 +34,6 @@ std::string TokensJson(const std::vector<PreviewToken>& tokens) {
   return ListJson(items);
 }
 
-std::string OutcomeJson(const FormulaPreview& preview) {
-  if (preview.raised) return RaisedJson(*preview.raised);
-  return preview.value ? ValueJson(*preview.value) : "null";
-}
-
 ApiAnswer PreviewAnswer(const ApiCall& call, NotebookForm& form, const ServedForm& served,
                         FormulaPreview preview) {
   JsonReader reader = call.Reader();
@@ -46,8 +41,9 @@ ApiAnswer PreviewAnswer(const ApiCall& call, NotebookForm& form, const ServedFor
   JsonObject json;
   json.Add("tokens", TokensJson(preview.tokens));
   json.Add("problems", ProblemListJson({{&form, std::move(preview.problems)}}, reader));
-  json.Add("value", OutcomeJson(preview));
-  json.AddOptionalText("text", preview.text);
+  if (preview.raised) json.Add("value", RaisedJson(*preview.raised));
+  if (preview.value) json.Add("value", ValueJson(*preview.value));
+  if (preview.text) json.AddText("text", *preview.text);
   return FormAnswer(json.Text() + "\n", served);
 }
 

@@ -32,7 +32,7 @@ class StopBySignal {
     served = &server;
     struct sigaction action {};
     action.sa_handler = &StopServing;
-    action.sa_flags = SA_RESETHAND | SA_RESTART;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     sigaction(SIGINT, &action, &interrupt_);
     sigaction(SIGTERM, &action, &terminate_);
   }
