@@ -7,7 +7,7 @@ kt_page_packages=""
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
   kt_page_packages="nodejs npm"
 fi
-kt_test_packages="$kt_page_packages chromium libgtest-dev libbenchmark-dev postgresql
+kt_test_packages="$kt_page_packages chromium curl jq libgtest-dev libbenchmark-dev postgresql
   python3-pandas python3-matplotlib python3-pytest python3-setuptools python3-wheel python3-venv mypy"
 kt_format_packages="clang-format"
 # For the Debian packages, on top of the build packages; the last one is for their test.

@@ -113,19 +113,20 @@ class FormulaPanel implements Panel {
     el("div", { class: "kt-buttons" }, this.saveButton, this.revertButton),
   );
   private readonly nothing = el("p", {
-    class: "kt-quiet",
+    class: "kt-panel-content kt-quiet",
     textContent: "Select a cell to see the formula of its column.",
   });
+  private readonly bar = el(
+    "div",
+    { class: "kt-panel-bar" },
+    this.choice,
+    button("New definition", () => this.askName(true)),
+    this.remove,
+  );
   private readonly root = el(
     "section",
     { class: "kt-panel kt-formula-panel", attrs: { "data-panel": "formula", "aria-label": "Formula" } },
-    el(
-      "div",
-      { class: "kt-panel-bar" },
-      this.choice,
-      button("New definition", () => this.askName(true)),
-      this.remove,
-    ),
+    this.bar,
     this.nothing,
     this.body,
   );
@@ -148,6 +149,7 @@ class FormulaPanel implements Panel {
     ];
     this.restore();
     this.follow();
+    this.showState();
   }
 
   refresh(): void {
@@ -333,6 +335,7 @@ class FormulaPanel implements Panel {
   private showState(): void {
     const { target, isEdited } = this;
     this.nothing.hidden = target !== null;
+    this.bar.hidden = target === null;
     this.body.hidden = target === null;
     this.formatRow.hidden = !this.hasFormat;
     this.remove.hidden = target?.kind !== "definition";

@@ -82,8 +82,8 @@ class PlotPanel implements Panel {
       field("Table", this.tableChoice),
       field("Across", this.xChoice),
       option(this.options.line, "Line"),
-      option(this.options.logX, "Log across"),
-      option(this.options.logY, "Log up"),
+      option(this.options.logX, "Log x"),
+      option(this.options.logY, "Log y"),
       this.yChoice,
     ),
     el("div", { class: "kt-panel-content" }, this.note, this.body),
@@ -211,9 +211,12 @@ class PlotPanel implements Panel {
 
   private chosen(): void {
     const boxes = [...this.yChoice.querySelectorAll("input")].filter((box) => box.checked);
+    const names = boxes.map((box) => box.value);
+    // In the order of their choice, so that each keeps its colour and shape.
+    const kept = (this.settings?.y ?? []).filter((name) => names.includes(name));
     this.settings = {
       x: this.xChoice.value,
-      y: boxes.map((box) => box.value),
+      y: [...new Set([...kept, ...names])],
       line: this.options.line.checked,
       logX: this.options.logX.checked,
       logY: this.options.logY.checked,

@@ -90,8 +90,9 @@ class Picture {
 
   text(): string {
     const { background } = this.colours;
+    const size = `width="${kWidth}" height="${kHeight}" viewBox="0 0 ${kWidth} ${kHeight}"`;
     this.parts.push(
-      `<svg xmlns="http://www.w3.org/2000/svg" width="${kWidth}" height="${kHeight}" viewBox="0 0 ${kWidth} ${kHeight}" font-family="sans-serif" font-size="${kFont}">`,
+      `<svg xmlns="http://www.w3.org/2000/svg" ${size} font-family="sans-serif" font-size="${kFont}">`,
       `<title>${escaped(this.scene.title)}</title>`,
       `<rect width="100%" height="100%" fill="${escaped(background)}"/>`,
       `<clipPath id="plot">${this.frame("")}</clipPath>`,
@@ -186,7 +187,7 @@ class Picture {
     forEachPoint(this.scene.data, values, mapping, isMany ? 1 : kSmallest, (point, left, top) => {
       this.bars(values, point, mapping, left, top);
       if (isMany) dots.push(`M${place(left - 1)} ${place(top - 1)}h2v2h-2z`);
-      else this.shape(index, left, top, kRadius);
+      else this.shape(index, left, top, kRadius, "point");
     });
     if (isMany) this.parts.push(`<path d="${dots.join("")}" stroke="none"/>`);
     this.parts.push("</g>");
@@ -225,13 +226,14 @@ class Picture {
       across && `M${place(x(across.min))} ${place(top)}H${place(x(across.max))}`,
       across && [across.min, across.max].map((end) => `M${place(x(end))} ${place(top - 4)}v8`).join(""),
     ].filter(Boolean);
-    if (path.length > 0) this.parts.push(`<path d="${path.join("")}" fill="none"/>`);
+    if (path.length > 0) this.parts.push(`<path class="bar" d="${path.join("")}" fill="none"/>`);
   }
 
-  private shape(index: number, left: number, top: number, radius: number): void {
+  private shape(index: number, left: number, top: number, radius: number, name = "legend"): void {
     const colour = escaped(this.colours.series[index] ?? "");
+    const at = `translate(${place(left)} ${place(top)}) scale(${radius})`;
     this.parts.push(
-      `<path d="${shapeOf(index)}" transform="translate(${place(left)} ${place(top)}) scale(${radius})" stroke="none" fill="${colour}"/>`,
+      `<path class="${name}" d="${shapeOf(index)}" transform="${at}" stroke="none" fill="${colour}"/>`,
     );
   }
 }
