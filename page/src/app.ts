@@ -3,6 +3,7 @@ import { ApiError, type Change, type ChangeAnswer, type Problem } from "./api";
 import { el, icon } from "./dom";
 import { FindBar } from "./find";
 import { openFile, print, saveNotebook, saveTable } from "./files";
+import { clipboard } from "./grid/clipboard";
 import { count, Grid } from "./grid/grid";
 import type { Range, Spot } from "./grid/range";
 import { icons } from "./icons";
@@ -90,6 +91,7 @@ class Page implements App {
     this.session.on("history", () => this.showHistory());
     document.addEventListener("keydown", (event) => this.keyDown(event));
     this.session.start();
+    this.side.restore();
     await this.openFirst();
   }
 
@@ -304,7 +306,7 @@ class Page implements App {
   }
 
   private async pasteText(): Promise<void> {
-    await this.grid.paste(await navigator.clipboard.readText());
+    await this.grid.paste(await clipboard().readText());
   }
 
   private async attempt(work: Promise<void>): Promise<void> {

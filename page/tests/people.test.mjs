@@ -49,6 +49,21 @@ scenario("two browsers see each other's edits; a conflict loses neither text", a
   await ben.page.getByRole("dialog").getByText("2.90 g").waitFor();
 });
 
+scenario("pages of one browser see what others do, also when the first of them is closed", async (scene) => {
+  scene.example("aspirin.xml");
+  await scene.serve();
+  const ada = await scene.open();
+  const ben = await scene.open();
+  const tab = await scene.openTab(ben);
+  await type(ada, mass("SA"), "2.50 g");
+  for (const view of [ben, tab]) await view.shows("Aspirin/Reactants:Moles:SA", "17.9 mmol");
+  await type(tab, mass("AA"), "6.00 g");
+  await ben.shows("Aspirin/Reactants:Equivalents:AA", await tab.textOf("Aspirin/Reactants:Equivalents:AA"));
+  await ben.page.close();
+  await type(ada, mass("SA"), "2.60 g");
+  await tab.shows("Aspirin/Reactants:Moles:SA", "18.6 mmol");
+});
+
 scenario("what is typed offline is sent later, and what others did is seen", async (scene) => {
   scene.example("aspirin.xml");
   await scene.serve();

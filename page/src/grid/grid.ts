@@ -1,7 +1,7 @@
 // The grid under the hands of a person: keys, pointer, clipboard and editing.
 import type { Column, Texts } from "../api";
 import type { Session } from "../session";
-import { readBlock, writeBlock } from "./clipboard";
+import { clipboard, readBlock, writeBlock } from "./clipboard";
 import { CellEditor, type Leaving } from "./editor";
 import { commandOf, isTyping, type Command } from "./keys";
 import { edgeFrom, height, isSingle, rangeOf, repeatInto, width, type Range, type Spot } from "./range";
@@ -110,7 +110,7 @@ export class Grid {
   }
 
   async copy(): Promise<void> {
-    await navigator.clipboard.writeText(writeBlock(await this.textsOf(this.cellRange())));
+    await clipboard().writeText(writeBlock(await this.textsOf(this.cellRange())));
   }
 
   async paste(text: string): Promise<void> {
