@@ -24,10 +24,8 @@ if(KT_PAGE_FILES)
   return()
 endif()
 
-# The network is asked only when the libraries are others than those that are there.
 add_custom_command(OUTPUT ${page}/node_modules/.package-lock.json
-  COMMAND ${KT_NPM} ci --ignore-scripts --no-audit --no-fund --loglevel=error
-  COMMAND ${CMAKE_COMMAND} -E touch node_modules/.package-lock.json
+  COMMAND ${CMAKE_COMMAND} -D NPM=${KT_NPM} -P ${PROJECT_SOURCE_DIR}/cmake/page-libraries.cmake
   DEPENDS ${page}/package.json ${page}/package-lock.json
   WORKING_DIRECTORY ${page} COMMENT "Getting the page's libraries" VERBATIM)
 file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS ${page}/src/*)
