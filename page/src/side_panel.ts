@@ -50,9 +50,10 @@ export class SidePanel {
     }
   }
 
-  // The panel that was open when the page was seen last.
+  // The panel that was open when the page was seen last; at first, where there is room, the one that
+  // answers "why?".
   restore(): void {
-    const id = localStorage.getItem(openKey);
+    const id = localStorage.getItem(openKey) ?? (matchMedia("(min-width: 1100px)").matches ? "why" : "");
     if (id) this.open(id);
   }
 
@@ -81,7 +82,7 @@ export class SidePanel {
     this.shown = null;
     this.host.replaceChildren();
     this.element.hidden = true;
-    localStorage.removeItem(openKey);
+    localStorage.setItem(openKey, "");
     this.closed();
   }
 

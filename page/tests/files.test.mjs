@@ -30,7 +30,7 @@ scenario("a form is saved as a file and opened again, a table saved as CSV", asy
   const example = path.join(source, "examples/serial-dilution.xml");
   scene.run("recalculate", example, "-o", csv);
   await openFile(view, example);
-  await view.page.getByRole("columnheader", { name: "Dilution" }).waitFor();
+  await view.page.getByRole("columnheader", { name: "Fill to" }).waitFor();
   assert.equal((await download(view, /^Save table as CSV/)).text, readFileSync(csv, "utf8"));
 });
 

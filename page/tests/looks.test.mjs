@@ -27,7 +27,7 @@ const views = {
     await view.button("Formula").click();
     await view.page.getByRole("textbox", { name: "Formula of column Moles" }).click();
     await view.press("Control+a");
-    await view.type("[Mass]*[Purty]/SUM(");
+    await view.type("[Mass]*[Purty]/[MW]");
     await view.panel("formula").getByText("did you mean").waitFor();
   },
   async plot(view) {
@@ -48,7 +48,7 @@ const views = {
   },
   async alert(view) {
     await view.cell("Aspirin/Reactants:Mass:SA").click();
-    await view.type("2.00 parsec", "Enter");
+    await view.type("2,5 g", "Enter");
     await view.page.getByRole("alert").first().waitFor();
   },
 };

@@ -103,7 +103,7 @@ scenario("plot: error bars, a point selects its row, the picture is saved", asyn
   const shapes = await view.page.evaluate((text) => {
     const picture = new DOMParser().parseFromString(text, "image/svg+xml");
     const count = (selector) => picture.querySelectorAll(selector).length;
-    return { errors: count("parsererror"), points: count("path[transform]"), bars: count("path:not([transform])") };
+    return { errors: count("parsererror"), points: count("g path[transform]"), bars: count("g path:not([transform])") };
   }, svg);
   const rows = Object.keys(scene.texts("Puromycin")).filter((address) => address.startsWith("Puromycin/Treated:Rate:"));
   assert.deepEqual(shapes, { errors: 0, points: rows.length, bars: 1 });

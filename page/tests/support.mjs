@@ -3,7 +3,7 @@
 import assert from "node:assert/strict";
 import { execFileSync, spawn } from "node:child_process";
 import { once } from "node:events";
-import { mkdirSync, mkdtempSync, rmSync } from "node:fs";
+import { mkdirSync, mkdtempSync, readFileSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import path from "node:path";
 import { test } from "node:test";
@@ -19,6 +19,8 @@ const program = process.env.KT_NOTEBOOK_PROGRAM ?? path.join(source, "build/debu
 export const output = process.env.KT_PAGE_TEST_OUTPUT ?? path.join(source, "build/page-tests");
 mkdirSync(output, { recursive: true });
 
+// For work on the page: its files from this folder instead of the program's own.
+const pageFiles = process.env.KT_PAGE_FILES ? ["--page", process.env.KT_PAGE_FILES] : [];
 const browserArguments = [
   "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
   "--disable-background-networking", "--disable-component-update", "--disable-sync",
@@ -55,7 +57,7 @@ export class Scene {
   folder = mkdtempSync(path.join(tmpdir(), "ktnotebook-page-"));
   db = path.join(this.folder, "notebook.db");
   server = null;
-  pages = [];
+  views = [];
   contexts = [];
   faults = [];
 
@@ -96,7 +98,7 @@ export class Scene {
     await page.goto(this.server.address);
     await page.locator(waitFor).first().waitFor();
     const view = new View(page);
-    this.pages.push(view);
+    this.views.push(view);
     return view;
   }
 
@@ -110,12 +112,21 @@ export class Scene {
     page.on("dialog", (dialog) => (this.faults.push(`dialog: ${dialog.message()}`), dialog.dismiss()));
   }
 
+  // What the largest page of the browser takes of the machine's memory, in MB.
+  async memory() {
+    const session = await (await theBrowser()).newBrowserCDPSession();
+    const { processInfo } = await session.send("SystemInfo.getProcessInfo");
+    const pages = processInfo.filter(({ type }) => type === "renderer");
+    const sizes = pages.map(({ id }) => /^Pss:\s+(\d+) kB/m.exec(readFileSync(`/proc/${id}/smaps_rollup`, "utf8"))[1] / 1000);
+    return Math.max(...sizes);
+  }
+
   assertQuiet() {
     assert.deepEqual(this.faults, []);
   }
 
   async picture(name) {
-    const page = this.pages[this.pages.length - 1]?.page;
+    const page = this.views[this.views.length - 1]?.page;
     await page?.screenshot({ path: path.join(output, `${name.replace(/\W+/g, "-")}.png`) });
   }
 
@@ -127,7 +138,7 @@ export class Scene {
 }
 
 async function startServer(db, port, keyFile) {
-  const args = ["serve", "--db", db, "--port", String(port), "--key-file", keyFile, "--log", "changes", ...(process.env.KT_PAGE_FILES ? ["--page", process.env.KT_PAGE_FILES] : [])];
+  const args = ["serve", "--db", db, "--port", String(port), "--key-file", keyFile, "--log", "changes", ...pageFiles];
   const child = spawn(program, args, { stdio: ["ignore", "pipe", "pipe"] });
   let told = "";
   child.stderr.on("data", (data) => (told += data));

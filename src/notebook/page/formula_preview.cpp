@@ -22,7 +22,7 @@ using ktformula::TokenPlace;
 namespace {
 
 // The terms that a preview may cost: somebody is typing, and everybody waits meanwhile.
-constexpr std::size_t kMostTerms = 300'000;
+constexpr std::size_t kMostTerms = 1'000'000;
 
 bool IsOperatorWord(FormulaWord word) {
   return word == FormulaWord::kNot || ktformula::PrecedenceLevel(word) > 0;

@@ -1,4 +1,4 @@
-// Runs the page's tests one after the other: node run.mjs [NAME...] for NAME.test.mjs, else all.
+// Runs the page's tests one after the other: node browser.mjs [NAME...] for NAME.test.mjs, else all.
 import { existsSync, readdirSync } from "node:fs";
 import path from "node:path";
 import { after } from "node:test";
