@@ -308,7 +308,9 @@ export class Session extends Emitter<SessionEvent> {
   }
 
   private async changed(event: Changed): Promise<void> {
-    this.know(event.form, event.version);
+    // A form of a removed one's name counts anew.
+    if (event.what === "removed") delete this.versions[event.form];
+    else this.know(event.form, event.version);
     const own = event.by === this.api.client;
     if (event.what === "new" || event.what === "removed" || event.name) await this.refreshForms();
     if (event.form !== this.structure?.form) return;

@@ -29,7 +29,7 @@ ktformula::IKtFormulaListener& ListenerOrNew(ktformula::IKtFormulaListener* list
 
 struct EditedFormula {
   // Which has the formula, or had it; to be stored.
-  ktformula::IKtFormulaListener* listener;
+  ktformula::IKtFormulaListener* listener = nullptr;
   // As FormEdits::SetFormula gives them.
   std::vector<NotebookCell> emptied;
 };

@@ -26,7 +26,7 @@ std::string_view TokenKindText(TokenKind kind) noexcept;
 struct PreviewToken {
   // With its brackets or quotes.
   ktformula::TextRange place;
-  TokenKind kind;
+  TokenKind kind = TokenKind::kOther;
 };
 
 struct FormulaPreview {

@@ -49,7 +49,7 @@ ApiAnswer PreviewAnswer(const ApiCall& call, NotebookForm& form, const ServedFor
 
 // A column, and one of its rows if the address names one.
 struct FormulaAddress {
-  NotebookColumn* column;
+  NotebookColumn* column = nullptr;
   std::optional<std::size_t> row = std::nullopt;
 };
 FormulaAddress FindFormula(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call) {
