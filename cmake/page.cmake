@@ -1,5 +1,6 @@
 # The page's files, built into the program: made of page/ with npm, or ready-made ones. Sets
-# KT_BUILT_IN_PAGE to the source that has them, or has none where they can not be made.
+# KT_BUILT_IN_PAGE to the source that has them, or has none where they can not be made, and the global
+# property KT_PAGE_LICENCES to the text of the licences of what is in them.
 set(KT_PAGE_FILES "" CACHE PATH "A folder with the page's files, ready-made")
 find_program(KT_NODE node)
 find_program(KT_NPM npm)
@@ -20,6 +21,7 @@ set(page_files index.html page.js page.css licences.txt)
 list(TRANSFORM page_files PREPEND ${page_folder}/)
 set_source_files_properties(${KT_BUILT_IN_PAGE} PROPERTIES
   OBJECT_DEPENDS "${page_files}" COMPILE_DEFINITIONS KT_PAGE_FOLDER="${page_folder}")
+set_property(GLOBAL PROPERTY KT_PAGE_LICENCES ${page_folder}/licences.txt)
 if(KT_PAGE_FILES)
   return()
 endif()
