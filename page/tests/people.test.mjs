@@ -90,6 +90,8 @@ scenario("what is being typed stays with its cell, whatever others do to the tab
   await choose("SA", "Remove column");
   await ada.button("Remove", ada.page.getByRole("dialog")).click();
   await ben.alert(`${mass("AA")} is gone`).getByText("9.99").waitFor();
+  const active = await ben.page.locator(".cell.active").getAttribute("data-address");
+  await eventually(async () => `Aspirin/${await ben.panel("why").locator(".kt-why-place").innerText()}`, active);
 });
 
 scenario("what is typed offline is sent later, and what others did is seen", async (scene) => {

@@ -227,6 +227,7 @@ export class Grid {
       return this.view.at(this.active);
     });
     if (held && !this.edited) this.focus();
+    if (isSame) this.session.select(this.active.row, this.active.column);
   }
   private shownTable = "";
   private fitted = false;

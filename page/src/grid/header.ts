@@ -1,5 +1,8 @@
-// What column headers say.
+// What column headers say, and what cells are known by.
 import type { Column } from "../api";
+
+// What an error's cell shows begins so.
+export const errorPrefix = "#Error: ";
 
 const typeNames: Record<Column["type"], string> = {
   string: "text",

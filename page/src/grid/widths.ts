@@ -1,10 +1,12 @@
 // How wide columns are: as their first rows need, or as the person made them, which this browser
 // remembers.
 import type { Column, RowData } from "../api";
-import { unitOrType } from "./header";
+import { errorPrefix, unitOrType } from "./header";
 
 const narrowest = 48;
 const widest = 320;
+// What errors may ask for: they come and go, and are read whole above the grid.
+const widestError = 180;
 // With a little for what later rows need more.
 const padding = 30;
 const headerExtra = 34;
@@ -60,10 +62,15 @@ export class ColumnWidths {
 
   private needed(column: Column, rows: RowData[]): number {
     const texts = rows.map((row) => row.cells[column.name]?.text ?? "");
-    const cells = Math.max(0, ...texts.map((text) => this.textWidth(text.slice(0, 80)) + padding));
+    const cells = Math.max(0, ...texts.map((text) => this.cellWidth(text)));
     const mark = column.formula === null ? 0 : formulaMark;
     const header = Math.max(this.textWidth(column.name) * 1.06 + mark, this.textWidth(unitOrType(column))) + headerExtra;
     return Math.min(Math.max(narrowest, header, cells), widest);
+  }
+
+  private cellWidth(text: string): number {
+    const width = this.textWidth(text.slice(0, 80)) + padding;
+    return text.startsWith(errorPrefix) ? Math.min(width, widestError) : width;
   }
 
   private key(column: string): string {
