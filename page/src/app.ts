@@ -57,6 +57,7 @@ class Page implements App {
       announce: (text) => this.announce(text),
       alert: (text) => this.alert(text),
       menu: (spot, range, anchor) => this.openGridMenu(spot, range, anchor),
+      stranded: (cell, text) => this.stranded(cell, text),
     });
     this.edits = new StructureEdits(this, this.session);
     this.side = new SidePanel(this, () => this.grid.focus());
@@ -469,6 +470,11 @@ class Page implements App {
     const cell = { form: edit.form, table: edit.table, column: edit.columns[0]!, row: edit.rows[0] ?? edit.index };
     this.session.queue.putAside({ cell: nameOf(cell), text, why: error.message });
     if (error.status === 422) void this.editAgain(edit, text);
+  }
+
+  private stranded(cell: string, text: string): void {
+    this.session.queue.putAside({ cell, text, why: "the cell is gone" });
+    this.alert(`${cell} is gone. What you typed is kept under Settings, Texts put aside: ${text}`);
   }
 
   // The text that was not taken stands in the cell's editor again, unless the person types elsewhere.

@@ -64,6 +64,34 @@ scenario("pages of one browser see what others do, also when the first of them i
   await tab.shows("Aspirin/Reactants:Moles:SA", "18.6 mmol");
 });
 
+scenario("what is being typed stays with its cell, whatever others do to the table", async (scene) => {
+  scene.example("aspirin.xml");
+  await scene.serve();
+  const ada = await scene.open();
+  const ben = await scene.open();
+  const choose = async (row, item) => {
+    await ada.cell(mass(row)).click({ button: "right" });
+    await ada.page.getByRole("menuitem", { name: item }).click();
+  };
+  await ben.cell(mass("PA")).click();
+  await ben.type("2.");
+  await choose("SA", "Insert 1 row above");
+  await ben.cell(mass("4")).waitFor();
+  await ben.type("5");
+  await choose("SA", "Insert column before");
+  await ada.type("Batch", "Enter");
+  await ben.cell("Aspirin/Reactants:Batch:PA").waitFor();
+  await ben.type("0 g", "Enter");
+  await ben.saved();
+  await ada.shows(mass("PA"), "2.50 g");
+
+  await ben.cell(mass("AA")).click();
+  await ben.type("9.99");
+  await choose("SA", "Remove column");
+  await ada.button("Remove", ada.page.getByRole("dialog")).click();
+  await ben.alert(`${mass("AA")} is gone`).getByText("9.99").waitFor();
+});
+
 scenario("what is typed offline is sent later, and what others did is seen", async (scene) => {
   scene.example("aspirin.xml");
   await scene.serve();
