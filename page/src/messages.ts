@@ -18,7 +18,8 @@ export class Messages {
   private readonly announced = el("span", { class: "announced" });
   private timer: ReturnType<typeof setTimeout> | undefined;
 
-  constructor() {
+  // `left` is called when the focus was in an alert that goes away.
+  constructor(private readonly left: () => void) {
     this.status.append(this.announced, this.problems, this.saving);
   }
 
@@ -43,7 +44,11 @@ export class Messages {
     const same = [...this.alerts.children].find((alert) => (alert as HTMLElement).dataset.text === text);
     same?.remove();
     const alert = el("div", { class: "alert", attrs: { role: "alert", "data-text": text } });
-    const close = () => alert.remove();
+    const close = () => {
+      const held = alert.contains(document.activeElement);
+      alert.remove();
+      if (held) this.left();
+    };
     const buttons = actions.map(({ label, run }) =>
       el("button", { type: "button", textContent: label, on: { click: () => (close(), run()) } }));
     const dismiss = el("button", { class: "plain", type: "button", attrs: { "aria-label": "Dismiss" }, on: { click: close } }, icon(icons.close));

@@ -210,9 +210,12 @@ export class Grid {
   private fitted = false;
 
   private rowsCame(): void {
+    const held = this.holdsFocus();
     this.followRow();
+    this.stayInside();
     this.fit();
     this.view.render();
+    if (held && !this.editor.isOpen) this.focus();
     if (!this.session.selection) this.session.select(this.active.row, this.active.column);
   }
 
@@ -228,6 +231,15 @@ export class Grid {
       if (this.holdsFocus()) this.focusSoon();
     }
     this.activeId = this.session.rowId(this.active.row);
+  }
+
+  // The active cell's row, and those behind it, may be gone.
+  private stayInside(): void {
+    const inside = this.clamp(this.active);
+    if (inside.row === this.active.row || this.editor.isOpen) return;
+    this.view.active = this.anchor = inside;
+    this.view.range = this.rangeTo(inside);
+    this.session.select(inside.row, inside.column);
   }
 
   private focusSoon(): void {
