@@ -1,5 +1,5 @@
 // The page around the grid.
-import { ApiError, type Change, type ChangeAnswer, type Problem } from "./api";
+import { addressOf, ApiError, type Change, type ChangeAnswer, type Problem } from "./api";
 import { el, icon } from "./dom";
 import { FindBar } from "./find";
 import { openFile, print, saveNotebook, saveTable } from "./files";
@@ -25,7 +25,7 @@ export async function startApp(body: HTMLElement): Promise<void> {
 }
 
 class Page implements App {
-  private readonly messages = new Messages(() => this.focusContent());
+  private readonly messages = new Messages(() => this.focusContent(), () => void this.showNextProblem());
   private readonly session: Session;
   private readonly grid: Grid;
   private readonly edits: StructureEdits;
@@ -478,8 +478,26 @@ class Page implements App {
     const start = performance.now();
     const answer = await this.api.check(form).catch(() => null);
     this.checkCost = performance.now() - start;
-    if (answer && form === this.structure?.form) this.messages.setProblems(problemText(answer.problems));
+    if (answer && form === this.structure?.form) this.showProblems(answer.problems);
   }
+
+  private showProblems(problems: Problem[]): void {
+    this.problems = problems;
+    this.messages.setProblems(problemText(problems), problems.length > 0);
+  }
+
+  private async showNextProblem(): Promise<void> {
+    const problem = this.problems[this.problemShown++ % this.problems.length];
+    if (!problem?.table) return;
+    const table = addressOf.table(problem.form, problem.table);
+    const column = problem.column === null ? table : addressOf.column(problem.form, problem.table, problem.column);
+    const cell = problem.row === null || problem.column === null ? column : addressOf.cell(problem.form, problem.table, problem.column, problem.row);
+    await this.attempt(this.select(cell));
+    this.openPanel(problem.definition === null ? "why" : "formula");
+    this.announce(sentence(problem.message));
+  }
+  private problems: Problem[] = [];
+  private problemShown = 0;
 
   private refused(edit: Edit, error: ApiError): void {
     const text = edit.texts[0]?.[0];

@@ -15,11 +15,14 @@ export class Messages {
   readonly status = el("div", { class: "status", attrs: { role: "status" } });
   private readonly saving = el("span", { class: "saving" });
   private readonly problems = el("span", { class: "problems" });
+  private readonly nextProblem: HTMLButtonElement;
   private readonly announced = el("span", { class: "announced" });
   private timer: ReturnType<typeof setTimeout> | undefined;
 
   // `left` is called when the focus was in an alert that goes away.
-  constructor(private readonly left: () => void) {
+  // `showProblem` shows one after the other.
+  constructor(private readonly left: () => void, showProblem: () => void) {
+    this.nextProblem = el("button", { class: "plain", type: "button", title: "Show the next one", on: { click: showProblem } });
     this.status.append(this.announced, this.problems, this.saving);
   }
 
@@ -34,8 +37,11 @@ export class Messages {
     this.saving.dataset.state = state;
   }
 
-  setProblems(text: string): void {
-    if (this.problems.textContent !== text) this.problems.textContent = text;
+  // With a button where there are any.
+  setProblems(text: string, are: boolean): void {
+    if (this.problems.textContent === text) return;
+    this.nextProblem.textContent = text;
+    this.problems.replaceChildren(are ? this.nextProblem : text);
   }
 
   // Stays until it is dismissed, an action is taken, or the function that is returned is called.

@@ -202,6 +202,8 @@ export class Grid {
     }
     this.view.active = this.clamp(this.view.active);
     this.view.range = this.rangeTo(this.view.active);
+    // The selected column may be gone, or be called otherwise.
+    if (this.session.selection) this.session.select(Math.max(0, this.active.row), Math.max(0, this.active.column));
     this.fitted = false;
     this.view.layout();
     this.fit();

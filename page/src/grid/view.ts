@@ -5,7 +5,7 @@ import type { Column } from "../api";
 import { el, icon, setAttribute } from "../dom";
 import { icons } from "../icons";
 import type { Session, ShownCell } from "../session";
-import { describeColumn, unitOrType } from "./header";
+import { describeColumn, errorPrefix, unitOrType } from "./header";
 import { contains, type Range, type Spot } from "./range";
 import type { ColumnWidths } from "./widths";
 
@@ -13,7 +13,6 @@ import type { ColumnWidths } from "./widths";
 const tallest = 15_000_000;
 const rowOverscan = 14;
 const columnOverscan = 3;
-const errorPrefix = "#Error: ";
 
 type Axis = Virtualizer<HTMLElement, HTMLElement>;
 
