@@ -357,6 +357,11 @@ export class Api {
     this.change("DELETE", `parts/${encodeURIComponent(address)}`, undefined, {
       force: force ? 1 : undefined,
     });
+  removeRows = (table: string, ids: string[], force = false) =>
+    this.change("DELETE", `rows/${encodeURIComponent(table)}`, { ids }, {
+      report: "brief",
+      force: force ? 1 : undefined,
+    });
   setFormula = (column: string, body: { formula?: string; format?: string; was?: string }) =>
     this.change("PUT", `formulas/${encodeURIComponent(column)}`, body);
   setDefinition = (address: string, body: { formula: string; was?: string }) =>

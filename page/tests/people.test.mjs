@@ -103,13 +103,21 @@ scenario("what is typed offline is sent later, and what others did is seen", asy
   await ben.page.context().setOffline(true);
   await type(ben, mass("SA"), "2.50 g");
   await type(ben, "Aspirin/Reactants:Volume:AA", "6.00 ml");
-  await eventually(async () => (await ben.page.locator(".saving").innerText()), "Offline · 2 unsent edits");
+  await ben.cell("Aspirin/Reactants:Compound:PA").click();
+  await ben.press("ArrowDown");
+  await ben.type("water", "Tab");
+  await ben.type("18.02", "Enter");
+  await eventually(async () => (await ben.page.locator(".saving").innerText()), "Offline · 4 unsent edits");
+  await ada.button("Row").click();
+  await ada.cell("Aspirin/Reactants:MW:4").waitFor();
   await type(ada, "Aspirin/Reactants:MW:PA", "98.00 g/mol");
   await ada.saved();
   await ben.page.context().setOffline(false);
   await ben.saved();
   await ada.shows(mass("SA"), "2.50 g");
   await ben.shows("Aspirin/Reactants:MW:PA", "98.00 g/mol");
+  await ben.shows("Aspirin/Reactants:Compound:5", "water");
+  await ben.shows("Aspirin/Reactants:MW:5", "18.02");
   await eventually(() => ben.texts(), await ada.texts(), "what both see");
 });
 

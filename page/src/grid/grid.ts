@@ -226,8 +226,9 @@ export class Grid {
       this.fit();
       return this.view.at(this.active);
     });
+    // The selected column may be gone, or be called otherwise.
+    if (this.session.selection) this.session.select(Math.max(0, this.active.row), Math.max(0, this.active.column));
     if (held && !this.edited) this.focus();
-    if (isSame) this.session.select(this.active.row, this.active.column);
   }
   private shownTable = "";
   private fitted = false;
@@ -241,13 +242,16 @@ export class Grid {
   }
 
   private rowsCame(): void {
+    const held = this.holdsFocus();
     this.editor.along(() => {
       this.followRow();
+      this.stayInside();
       this.view.editing = this.edited && this.view.active;
       this.fit();
       this.view.render();
       return this.view.at(this.active);
     });
+    if (held && !this.edited) this.focus();
     if (!this.session.selection) this.session.select(this.active.row, this.active.column);
   }
 
@@ -287,6 +291,15 @@ export class Grid {
     if (this.edited?.isNew) return Math.max(this.active.row, this.session.rowCount());
     const id = this.edited?.id ?? this.activeId;
     return (id === undefined ? undefined : this.session.cache?.indexOf(id)) ?? this.active.row;
+  }
+
+  // The active cell's row, and those behind it, may be gone.
+  private stayInside(): void {
+    const inside = this.clamp(this.active);
+    if (inside.row === this.active.row || this.editor.isOpen) return;
+    this.view.active = this.anchor = inside;
+    this.view.range = this.rangeTo(inside);
+    this.session.select(inside.row, inside.column);
   }
 
   private focusSoon(): void {

@@ -1,7 +1,7 @@
-// What column headers say, and what cells are known by.
+// What column headers say.
 import type { Column } from "../api";
 
-// What an error's cell shows begins so.
+// What texts of cells with errors begin with.
 export const errorPrefix = "#Error: ";
 
 const typeNames: Record<Column["type"], string> = {

@@ -52,7 +52,7 @@ class CellView {
 }
 
 export class GridView {
-  readonly element = el("div", { class: "grid", attrs: { role: "grid", "aria-multiselectable": true } });
+  readonly element = el("div", { class: "grid", attrs: { role: "grid", "aria-multiselectable": true, "aria-description": "Escape and then Tab leaves the table" } });
   active: Spot = { row: 0, column: 0 };
   // The cell in which the editor stands.
   editing: Spot | null = null;
@@ -413,7 +413,7 @@ function lastInSight(items: { index: number }[]): number {
 
 const alignment = (column: Column) => (column.type === "number" || column.type === "date" ? " right" : "");
 
-export function kindOf(cell: ShownCell): "typed" | "computed" | "noted" | "empty" | "error" {
+export function kindOf(cell: Pick<ShownCell, "text" | "state">): "typed" | "computed" | "noted" | "empty" | "error" {
   if (cell.text === "") return "empty";
   if (cell.text.startsWith(errorPrefix)) return "error";
   if (cell.state === "entered") return "typed";

@@ -5,12 +5,11 @@ import { errorPrefix, unitOrType } from "./header";
 
 const narrowest = 48;
 const widest = 320;
-// What errors may ask for: they come and go, and are read whole above the grid.
-const widestError = 180;
 // With a little for what later rows need more.
 const padding = 30;
 const headerExtra = 34;
 const formulaMark = 12;
+const errorWidth = 150;
 const storageKey = "ktnotebook.widths";
 
 export class ColumnWidths {
@@ -62,15 +61,16 @@ export class ColumnWidths {
 
   private needed(column: Column, rows: RowData[]): number {
     const texts = rows.map((row) => row.cells[column.name]?.text ?? "");
-    const cells = Math.max(0, ...texts.map((text) => this.cellWidth(text)));
+    const cells = Math.max(0, ...texts.map((text) => this.neededBy(text)));
     const mark = column.formula === null ? 0 : formulaMark;
     const header = Math.max(this.textWidth(column.name) * 1.06 + mark, this.textWidth(unitOrType(column))) + headerExtra;
     return Math.min(Math.max(narrowest, header, cells), widest);
   }
 
-  private cellWidth(text: string): number {
-    const width = this.textWidth(text.slice(0, 80)) + padding;
-    return text.startsWith(errorPrefix) ? Math.min(width, widestError) : width;
+  // Errors come and go: the table is not to jump for them.
+  private neededBy(text: string): number {
+    const needed = this.textWidth(text.slice(0, 80)) + padding;
+    return text.startsWith(errorPrefix) ? Math.min(needed, errorWidth) : needed;
   }
 
   private key(column: string): string {
