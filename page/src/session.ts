@@ -42,6 +42,7 @@ export class Session extends Emitter<SessionEvent> {
   private versions: Record<string, number> = {};
   private server = "";
   private refreshing: ReturnType<typeof setTimeout> | undefined;
+  private catchingUp: ReturnType<typeof setTimeout> | undefined;
 
   constructor(private readonly handlers: SessionHandlers, storage: Storage) {
     super();
@@ -55,8 +56,8 @@ export class Session extends Emitter<SessionEvent> {
       changed: () => this.repaint("edits"),
     }, storage);
     this.events = new Events({
-      hello: (event) => void this.hello(event),
-      changed: (event) => void this.changed(event),
+      hello: (event) => void this.hello(event).catch((error) => this.catchUp(error)),
+      changed: (event) => void this.changed(event).catch((error) => this.catchUp(error)),
       notice: (event) => this.notice(event),
       lost: () => this.lost(),
     });
@@ -328,6 +329,14 @@ export class Session extends Emitter<SessionEvent> {
     if (event.what !== "cells") this.queue.unplace(event.form);
     if (own && event.what === "cells") return;
     await this.othersChanged(event.form, event.what);
+  }
+
+  // What others did is read once the server answers again.
+  private catchUp(error: unknown): void {
+    if (!(error instanceof ApiError) || error.status !== 0) return;
+    clearTimeout(this.catchingUp);
+    const read = () => this.refreshForms().then(() => this.othersChanged(this.structure?.form ?? ""));
+    this.catchingUp = setTimeout(() => void read().catch((again) => this.catchUp(again)), 500);
   }
 
   private async othersChanged(form: string, what: Changed["what"] = "structure"): Promise<void> {
