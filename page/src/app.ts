@@ -1,8 +1,9 @@
 // The page around the grid.
-import { ApiError, type Change, type ChangeAnswer, type Problem } from "./api";
+import { addressOf, ApiError, type Change, type ChangeAnswer, type Problem } from "./api";
 import { el, icon } from "./dom";
 import { FindBar } from "./find";
 import { openFile, print, saveNotebook, saveTable } from "./files";
+import { clipboard } from "./grid/clipboard";
 import { count, Grid } from "./grid/grid";
 import type { Range, Spot } from "./grid/range";
 import { icons } from "./icons";
@@ -25,7 +26,7 @@ export async function startApp(body: HTMLElement): Promise<void> {
 }
 
 class Page implements App {
-  private readonly messages = new Messages();
+  private readonly messages = new Messages(() => this.focusContent(), () => void this.showNextProblem());
   private readonly session: Session;
   private readonly grid: Grid;
   private readonly edits: StructureEdits;
@@ -37,7 +38,7 @@ class Page implements App {
   private readonly where = el("span", { class: "where" });
   private readonly bar = el("div", { class: "formula-bar", attrs: { role: "group", "aria-label": "Selected cell" } });
   private readonly main = el("main", { class: "workspace" });
-  private readonly empty = el("p", { class: "empty-note" });
+  private readonly empty = el("div", { class: "empty-note" });
   private readonly history: Record<"undo" | "redo", HTMLButtonElement>;
   private checkTimer: ReturnType<typeof setTimeout> | undefined;
   private checkCost = 0;
@@ -56,6 +57,7 @@ class Page implements App {
       announce: (text) => this.announce(text),
       alert: (text) => this.alert(text),
       menu: (spot, range, anchor) => this.openGridMenu(spot, range, anchor),
+      stranded: (cell, text) => this.stranded(cell, text),
     });
     this.edits = new StructureEdits(this, this.session);
     this.side = new SidePanel(this, () => this.grid.focus());
@@ -90,6 +92,7 @@ class Page implements App {
     this.session.on("history", () => this.showHistory());
     document.addEventListener("keydown", (event) => this.keyDown(event));
     this.session.start();
+    this.side.restore();
     await this.openFirst();
   }
 
@@ -149,7 +152,8 @@ class Page implements App {
       if (form !== undefined) await this.session.open(form, last.table);
       else this.showStructure();
       for (const conflict of this.session.queue.conflicts) this.showConflict(conflict);
-      this.grid.focus();
+      this.side.restore();
+      this.focusContent();
     } catch (error) {
       if (await localeMayBeUsed(this.api, error)) return this.openFirst();
       this.alert(error instanceof ApiError && error.status === 401 ? locked : sentence(String((error as Error).message)));
@@ -176,11 +180,11 @@ class Page implements App {
       this.history.redo,
       this.tool("Find", icons.find, () => this.findBar.open(), "Ctrl+F"),
       el("span", { class: "line" }),
-      this.tool("Row", icons.row, () => void this.edits.addRows(1), undefined, "Add a row"),
-      this.tool("Column", icons.column, () => void this.edits.addColumn(), undefined, "Add a column"),
+      this.tool("Row", icons.row, () => this.inTable(() => this.edits.addRows(1)), undefined, "Add a row"),
+      this.tool("Column", icons.column, () => this.inTable(() => this.edits.addColumn()), undefined, "Add a column"),
       tableMenu,
       el("span", { class: "line" }),
-      ...this.side.buttons((label, id, path) => this.tool(label, path, () => this.side.toggle(id))),
+      ...this.side.buttons((label, id, path) => this.tool(label, path, () => this.side.open(id))),
     );
     this.main.append(this.grid.view.element, this.empty);
     const content = el("div", { class: "content" }, this.main, this.side.element);
@@ -202,7 +206,7 @@ class Page implements App {
 
   private async openForm(form: string): Promise<void> {
     await this.session.open(form).catch((error: Error) => this.alert(sentence(error.message)));
-    this.grid.focus();
+    this.focusContent();
   }
 
   private fileItems(): MenuItems {
@@ -304,7 +308,7 @@ class Page implements App {
   }
 
   private async pasteText(): Promise<void> {
-    await this.grid.paste(await navigator.clipboard.readText());
+    await this.grid.paste(await clipboard().readText());
   }
 
   private async attempt(work: Promise<void>): Promise<void> {
@@ -370,19 +374,40 @@ class Page implements App {
     this.showSelection();
     this.checkSoon();
     // The cell or header that had the focus was made anew.
-    if (document.activeElement === document.body) this.grid.focus();
+    if (document.activeElement === document.body) this.focusContent();
     if (structure) localStorage.setItem(lastPlaceKey, JSON.stringify({ form: structure.form, table: table?.name }));
   }
 
+  // Where there is nothing to type in yet, what to do first.
   private showEmpty(): void {
     const columns = this.table?.columns.length ?? 0;
-    const advice = !this.structure
-      ? "There is no form yet: make one with “New form”, or open a file from the File menu."
-      : !this.table ? "This form has no table yet: add one from the Table menu."
-      : "This table has no columns yet: add one with “Column”.";
-    this.empty.textContent = advice;
+    const [advice, steps] = this.firstSteps();
+    const held = this.empty.contains(document.activeElement);
+    const buttons = steps.map(([label, run]) => el("button", { type: "button", on: { click: () => void run() } }, label));
+    this.empty.replaceChildren(el("p", {}, advice), ...buttons);
     this.empty.hidden = columns > 0;
     this.grid.view.element.hidden = columns === 0;
+    this.formList.parentElement!.hidden = this.session.forms.length === 0;
+    if (held) this.focusContent();
+  }
+
+  private firstSteps(): [string, [string, () => Promise<void>][]] {
+    const addForm: [string, () => Promise<void>] = ["New form…", () => this.edits.addForm()];
+    const open: [string, () => Promise<void>] = ["Open file…", () => openFile(this, this.session)];
+    if (!this.structure) return ["There is no form yet: make one, or open a notebook file or a CSV file.", [addForm, open]];
+    if (!this.table) return ["This form has no table yet.", [["New table…", () => this.edits.addTable()]]];
+    return ["This table has no columns yet.", [["New column…", () => this.edits.addColumn()]]];
+  }
+
+  private focusContent(): void {
+    if (this.empty.hidden) this.grid.focus();
+    else this.empty.querySelector("button")?.focus();
+  }
+
+  // What needs a table; where there is none, says so.
+  private inTable(run: () => Promise<void>): void {
+    if (this.table) void run();
+    else this.alert(this.firstSteps()[0]);
   }
 
   private tab(name: string): HTMLElement {
@@ -426,7 +451,7 @@ class Page implements App {
     const edit = column
       ? el("button", { type: "button", on: { click: () => this.openPanel("formula") } }, column.formula ? "Edit formula" : "Add a formula")
       : null;
-    this.bar.replaceChildren(place, el("output", { class: "text" }, cell?.text ?? ""), ...[formula, edit].filter((part) => part !== null));
+    this.bar.replaceChildren(place, el("span", { class: "text" }, cell?.text ?? ""), ...[formula, edit].filter((part) => part !== null));
   }
 
   private showSaving(): void {
@@ -456,17 +481,41 @@ class Page implements App {
     const start = performance.now();
     const answer = await this.api.check(form).catch(() => null);
     this.checkCost = performance.now() - start;
-    if (answer && form === this.structure?.form) this.messages.setProblems(problemText(answer.problems));
+    if (answer && form === this.structure?.form) this.showProblems(answer.problems);
   }
+
+  private showProblems(problems: Problem[]): void {
+    this.problems = problems;
+    this.messages.setProblems(problemText(problems), problems.length > 0);
+  }
+
+  private async showNextProblem(): Promise<void> {
+    const problem = this.problems[this.problemShown++ % this.problems.length];
+    if (!problem?.table) return;
+    const table = addressOf.table(problem.form, problem.table);
+    const column = problem.column === null ? table : addressOf.column(problem.form, problem.table, problem.column);
+    const cell = problem.row === null || problem.column === null ? column : addressOf.cell(problem.form, problem.table, problem.column, problem.row);
+    await this.attempt(this.select(cell));
+    this.openPanel(problem.definition === null ? "why" : "formula");
+    this.announce(sentence(problem.message));
+  }
+  private problems: Problem[] = [];
+  private problemShown = 0;
 
   private refused(edit: Edit, error: ApiError): void {
     const text = edit.texts[0]?.[0];
     const single = edit.texts.length === 1 && edit.texts[0]!.length === 1 && typeof text === "string";
-    this.alert(sentence(error.message));
+    this.announce("");
+    this.alert(single ? sentence(error.message) : blockRefused(error));
     if (!single) return;
     const cell = { form: edit.form, table: edit.table, column: edit.columns[0]!, row: edit.rows[0] ?? edit.index };
     this.session.queue.putAside({ cell: nameOf(cell), text, why: error.message });
     if (error.status === 422) void this.editAgain(edit, text);
+  }
+
+  private stranded(cell: string, text: string): void {
+    this.session.queue.putAside({ cell, text, why: "the cell is gone" });
+    this.alert(`${cell} is gone. What you typed is kept under Settings, Texts put aside: ${text}`);
   }
 
   // The text that was not taken stands in the cell's editor again, unless the person types elsewhere.
@@ -511,6 +560,12 @@ function isChange(answer: unknown): answer is Change | ChangeAnswer {
 
 function sentence(text: string): string {
   return text === "" ? "Something went wrong." : text[0]!.toUpperCase() + text.slice(1);
+}
+
+// Where the text is that kept a block from being typed.
+function blockRefused(error: ApiError): string {
+  const { cell } = error.body as { cell?: string };
+  return `${cell ? `${cell}: ` : ""}${sentence(error.message)} Nothing of the block was typed.`;
 }
 
 function savingText(state: QueueState, unsent: number, connected: boolean): string {

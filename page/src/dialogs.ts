@@ -65,7 +65,7 @@ function makeInput(question: Question, id: string): HTMLInputElement | HTMLSelec
   const { kind, value } = question;
   if (kind === "checkbox") return el("input", { id, type: "checkbox", checked: value === true });
   if (kind === undefined || kind === "text") {
-    return el("input", { id, type: "text", value: String(value ?? ""), autocomplete: "off", spellcheck: false });
+    return el("input", { id, type: "text", value: String(value ?? ""), autocomplete: "off", spellcheck: false, required: !question.optional });
   }
   const options = kind.map((choice) => el("option", { value: choice.value, selected: choice.value === value }, choice.label));
   return el("select", { id }, ...options);

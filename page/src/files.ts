@@ -1,6 +1,7 @@
 // Files that come and go, and paper.
-import { addressOf, type RowData, type TableField } from "./api";
+import { addressOf, type Column, type RowData, type TableField } from "./api";
 import { el } from "./dom";
+import { kindOf } from "./grid/view";
 import type { Session } from "./session";
 import type { App } from "./state";
 
@@ -43,7 +44,7 @@ function paper(session: Session, table: TableField, rows: RowData[]): HTMLElemen
   const heading = (name: string, unit: string | null) => el("th", { scope: "col" }, unit ? `${name} (${unit})` : name);
   const head = el("tr", {}, heading("", null), ...table.columns.map((column) => heading(column.name, column.unit)));
   const body = rows.map((row) =>
-    el("tr", {}, el("th", { scope: "row" }, row.id), ...table.columns.map((column) => paperCell(row, column.name, column.type === "number"))));
+    el("tr", {}, el("th", { scope: "row" }, row.id), ...table.columns.map((column) => paperCell(row, column))));
   const formulas = table.columns
     .filter((column) => column.formula !== null)
     .map((column) => el("li", {}, `${column.name} = ${column.formula}`));
@@ -59,10 +60,12 @@ function paper(session: Session, table: TableField, rows: RowData[]): HTMLElemen
   );
 }
 
-function paperCell(row: RowData, column: string, number: boolean): HTMLElement {
-  const cell = row.cells[column];
-  const computed = cell?.state === "" ? "computed" : "";
-  return el("td", { class: `${computed}${number ? " right" : ""}` }, cell?.text ?? "");
+function paperCell(row: RowData, column: Column): HTMLElement {
+  const cell = row.cells[column.name] ?? { text: "", state: "" };
+  const kind = kindOf(cell);
+  const overridden = column.formula !== null && (kind === "typed" || kind === "noted") ? " of-formula" : "";
+  const number = column.type === "number" && kind !== "error";
+  return el("td", { class: `${kind}${overridden}${number ? " right" : ""}` }, cell.text);
 }
 
 function chooseFile(): Promise<File | null> {

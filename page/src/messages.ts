@@ -15,10 +15,14 @@ export class Messages {
   readonly status = el("div", { class: "status", attrs: { role: "status" } });
   private readonly saving = el("span", { class: "saving" });
   private readonly problems = el("span", { class: "problems" });
+  private readonly nextProblem: HTMLButtonElement;
   private readonly announced = el("span", { class: "announced" });
   private timer: ReturnType<typeof setTimeout> | undefined;
 
-  constructor() {
+  // `left` is called when the focus was in an alert that goes away.
+  // `showProblem` shows one after the other.
+  constructor(private readonly left: () => void, showProblem: () => void) {
+    this.nextProblem = el("button", { class: "plain", type: "button", title: "Show the next one", on: { click: showProblem } });
     this.status.append(this.announced, this.problems, this.saving);
   }
 
@@ -33,8 +37,11 @@ export class Messages {
     this.saving.dataset.state = state;
   }
 
-  setProblems(text: string): void {
-    if (this.problems.textContent !== text) this.problems.textContent = text;
+  // With a button where there are any.
+  setProblems(text: string, are: boolean): void {
+    if (this.problems.textContent === text) return;
+    this.nextProblem.textContent = text;
+    this.problems.replaceChildren(are ? this.nextProblem : text);
   }
 
   // Stays until it is dismissed, an action is taken, or the function that is returned is called.
@@ -43,7 +50,11 @@ export class Messages {
     const same = [...this.alerts.children].find((alert) => (alert as HTMLElement).dataset.text === text);
     same?.remove();
     const alert = el("div", { class: "alert", attrs: { role: "alert", "data-text": text } });
-    const close = () => alert.remove();
+    const close = () => {
+      const held = alert.contains(document.activeElement);
+      alert.remove();
+      if (held) this.left();
+    };
     const buttons = actions.map(({ label, run }) =>
       el("button", { type: "button", textContent: label, on: { click: () => (close(), run()) } }));
     const dismiss = el("button", { class: "plain", type: "button", attrs: { "aria-label": "Dismiss" }, on: { click: close } }, icon(icons.close));

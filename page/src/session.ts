@@ -135,8 +135,9 @@ export class Session extends Emitter<SessionEvent> {
     return addressOf.table(this.structure?.form ?? "", this.table?.name ?? "");
   }
 
-  // Texts for the cells from one on; `was` is what the person saw there.
-  type(row: number, column: number, texts: Texts, was: Texts): void {
+  // Texts for the cells from one on; `was` is what the person saw there, `ids` the rows' ids where
+  // other rows may stand there by now.
+  type(row: number, column: number, texts: Texts, was: Texts, ids?: (string | null)[]): void {
     if (!this.structure || !this.table) return;
     const width = texts[0]?.length ?? 0;
     this.queue.add({
@@ -144,7 +145,7 @@ export class Session extends Emitter<SessionEvent> {
       table: this.table.name,
       columns: this.table.columns.slice(column, column + width).map((each) => each.name),
       index: row,
-      rows: texts.map((_, i) => this.rowId(row + i) ?? null),
+      rows: ids ?? texts.map((_, i) => this.rowId(row + i) ?? null),
       texts,
       was,
       placed: true,

@@ -33,11 +33,6 @@ export class SidePanel {
     else this.show(entry);
   }
 
-  toggle(id: string): void {
-    if (this.shown?.entry.id === id) this.hide();
-    else this.open(id);
-  }
-
   close(id: string): void {
     const dialog = this.dialogs.get(id);
     if (dialog) {

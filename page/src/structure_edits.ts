@@ -13,6 +13,8 @@ const types = [
   { value: "structure", label: "structure" },
 ] as const;
 
+const mostRemoved = 1000;
+
 const nameQuestion = (value = ""): Question => ({ name: "name", label: "Name", value });
 
 export class StructureEdits {
@@ -61,9 +63,11 @@ export class StructureEdits {
   }
 
   async moveTable(step: number): Promise<void> {
+    // Texts of the form may stand between its tables.
     const fields = this.session.structure?.fields ?? [];
-    const at = fields.findIndex((field) => field.kind === "table" && field.name === this.table());
-    await this.moveTo(addressOf.table(this.form(), this.table()), at + step, fields.length);
+    const tables = fields.filter((field) => field.kind === "table");
+    const beside = tables[tables.findIndex((field) => field.name === this.table()) + step];
+    if (beside) await this.moveTo(addressOf.table(this.form(), this.table()), fields.indexOf(beside), fields.length);
   }
 
   async removeTable(): Promise<void> {
@@ -126,13 +130,15 @@ export class StructureEdits {
     if (id !== undefined) await this.moveTo(this.row(id), row + step, this.session.rowCount());
   }
 
+  // As one step.
   async removeRows({ top, bottom }: Range): Promise<void> {
-    const ids = Array.from({ length: bottom - top + 1 }, (_, i) => this.session.rowId(top + i)).filter((id) => id !== undefined);
+    const count = Math.min(bottom + 1, this.session.rowCount()) - top;
+    if (count > mostRemoved) return this.app.alert(`At most ${mostRemoved} rows are removed at once; ${count} are selected.`);
+    const ids = (await this.app.run(() => this.session.cache!.read(top, top + count)))?.map((row) => row.id) ?? [];
     const many = `${ids.length} rows, from "${ids[0]}" to "${ids[ids.length - 1]}", will be removed.`;
-    if (ids.length > 1 && !(await confirmed("Remove rows", "Remove", many))) return;
-    for (const id of ids) {
-      if (!(await this.remove(this.row(id), `the row "${id}"`))) return;
-    }
+    if (ids.length === 0 || (ids.length > 1 && !(await confirmed("Remove rows", "Remove", many)))) return;
+    const what = ids.length === 1 ? `the row "${ids[0]}"` : "these rows";
+    await this.losing(what, (force) => this.app.api.removeRows(this.session.tableAddress(), ids, force));
   }
 
   private form = () => this.session.structure?.form ?? "";
@@ -157,14 +163,16 @@ export class StructureEdits {
     return change;
   }
 
-  // Asks first where formulas would lose it; true when it is gone.
-  private async remove(address: string, what: string): Promise<boolean> {
-    const outcome = await this.app.run(() => this.app.api.removePart(address).catch((error: unknown) => losing(error)));
-    if (outcome === undefined) return false;
-    if (!Array.isArray(outcome)) return true;
+  private remove(address: string, what: string): Promise<void> {
+    return this.losing(what, (force) => this.app.api.removePart(address, force));
+  }
+
+  // Removes; asks first where formulas would lose it.
+  private async losing(what: string, remove: (force: boolean) => Promise<Change>): Promise<void> {
+    const outcome = await this.app.run(() => remove(false).catch((error: unknown) => losing(error)));
+    if (!Array.isArray(outcome)) return;
     const text = `These formulas use ${what} and would show errors:`;
-    if (!(await confirmed("Remove all the same?", "Remove", text, outcome))) return false;
-    return (await this.app.run(() => this.app.api.removePart(address, true))) !== undefined;
+    if (await confirmed("Remove all the same?", "Remove", text, outcome)) await this.app.run(() => remove(true));
   }
 }
 

@@ -36,6 +36,7 @@ export class CellEditor {
   private mode: Mode = "edit";
   private touched = false;
   private open = false;
+  private moving = false;
 
   constructor(private readonly handlers: EditorHandlers) {
     this.field.addEventListener("keydown", (event) => this.keyDown(event));
@@ -81,6 +82,29 @@ export class CellEditor {
     this.handlers.cancel();
   }
 
+  // Closes and gives what was typed; null for nothing.
+  abandon(): string | null {
+    this.close();
+    return this.touched ? this.field.value : null;
+  }
+
+  // While cells are made anew; `change` gives the element of the edited one, in which typing goes on.
+  along(change: () => HTMLElement | undefined): void {
+    this.moving = true;
+    const cell = change();
+    if (this.open && cell) this.settle(cell);
+    this.moving = false;
+  }
+
+  private settle(cell: HTMLElement): void {
+    if (this.field.parentElement === cell && cell.isConnected) return;
+    const { selectionStart, selectionEnd } = this.field;
+    cell.append(this.field);
+    this.fit();
+    this.field.focus({ preventScroll: true });
+    this.field.setSelectionRange(selectionStart, selectionEnd);
+  }
+
   private close(): void {
     this.open = false;
     this.field.remove();
@@ -114,7 +138,7 @@ export class CellEditor {
 
   // Focus elsewhere in the page means done; another window does not.
   private blur(): void {
-    if (this.open && document.hasFocus()) this.commit(null, true);
+    if (this.open && !this.moving && document.hasFocus()) this.commit(null, true);
   }
 
   private fit(): void {

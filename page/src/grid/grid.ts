@@ -1,7 +1,7 @@
 // The grid under the hands of a person: keys, pointer, clipboard and editing.
 import type { Column, Texts } from "../api";
 import type { Session } from "../session";
-import { readBlock, writeBlock } from "./clipboard";
+import { clipboard, readBlock, writeBlock } from "./clipboard";
 import { CellEditor, type Leaving } from "./editor";
 import { commandOf, isTyping, type Command } from "./keys";
 import { edgeFrom, height, isSingle, rangeOf, repeatInto, width, type Range, type Spot } from "./range";
@@ -10,6 +10,8 @@ import { ColumnWidths } from "./widths";
 
 // How far a key widens a column.
 const widthStep = 16;
+// The rows whose texts make columns wide.
+const fittedRows = 200;
 // Texts of more rows are changed without asking what they showed.
 const mostAsked = 20_000;
 
@@ -18,6 +20,20 @@ export interface GridHandlers {
   alert(text: string): void;
   // The menu of a column (row -1), a row (column -1) or a cell.
   menu(spot: Spot, range: Range, anchor: DOMRect): void;
+  // What was being typed into a cell that is gone.
+  stranded(cell: string, text: string): void;
+}
+
+// The cell that is edited, wherever it stands by now: the active one.
+interface Edited {
+  // FORM/TABLE
+  table: string;
+  column: string;
+  // Of the row; undefined while it has none.
+  id: string | undefined;
+  // The row is still to be appended.
+  isNew: boolean;
+  was: string;
 }
 
 export class Grid {
@@ -26,12 +42,13 @@ export class Grid {
   private readonly editor: CellEditor;
   // Where the selection began; it ends at the active cell.
   private anchor: Spot = { row: 0, column: 0 };
-  private edited: { spot: Spot; was: string } | null = null;
+  private edited: Edited | null = null;
   // The column to which Enter goes back after Tab.
   private tabColumn: number | null = null;
   private tabLeaves = false;
   private drag: "select" | "fill" | null = null;
   private activeId: string | undefined;
+  private activeColumn: string | undefined;
 
   constructor(private readonly session: Session, private readonly handlers: GridHandlers) {
     this.widths = new ColumnWidths(localStorage);
@@ -47,6 +64,10 @@ export class Grid {
     this.view.start();
     this.session.on("structure", () => this.showTable());
     this.session.on("rows", () => this.rowsCame());
+    this.session.on("changed", () => {
+      this.fitted &&= this.session.rowCount() > fittedRows;
+      this.fit();
+    });
   }
 
   focus(): void {
@@ -72,7 +93,7 @@ export class Grid {
     this.view.active = active;
     if (!extend) this.anchor = active;
     this.view.range = this.rangeTo(active);
-    this.activeId = this.session.rowId(active.row);
+    this.remember();
     this.view.reveal(active);
     if (held) this.focus();
     if (active.row >= 0 && active.column >= 0) this.session.select(active.row, active.column);
@@ -110,7 +131,7 @@ export class Grid {
   }
 
   async copy(): Promise<void> {
-    await navigator.clipboard.writeText(writeBlock(await this.textsOf(this.cellRange())));
+    await clipboard().writeText(writeBlock(await this.textsOf(this.cellRange())));
   }
 
   async paste(text: string): Promise<void> {
@@ -191,43 +212,94 @@ export class Grid {
   }
 
   private showTable(): void {
-    this.editor.commit();
-    const table = `${this.session.structure?.form}/${this.session.table?.name}`;
-    if (table !== this.shownTable) {
-      this.shownTable = table;
-      this.widths.show(table);
-      this.view.element.scrollTo(0, 0);
-      this.view.active = this.anchor = { row: 0, column: 0 };
-      this.activeId = undefined;
-    }
-    this.view.active = this.clamp(this.view.active);
-    this.view.range = this.rangeTo(this.view.active);
-    this.fitted = false;
-    this.view.layout();
-    this.fit();
+    const isSame = this.session.tableAddress() === this.shownTable;
+    const held = this.holdsFocus();
+    if (this.edited && (!isSame || this.columnAt(this.edited.column) < 0)) this.strand(this.edited);
+    this.editor.along(() => {
+      if (isSame) this.followColumn();
+      else this.showFromStart();
+      this.view.active = this.clamp(this.view.active);
+      this.view.range = this.rangeTo(this.view.active);
+      this.fitted = false;
+      this.view.editing = this.edited && this.view.active;
+      this.view.layout();
+      this.fit();
+      return this.view.at(this.active);
+    });
+    // The selected column may be gone, or be called otherwise.
+    if (this.session.selection) this.session.select(Math.max(0, this.active.row), Math.max(0, this.active.column));
+    if (held && !this.edited) this.focus();
   }
   private shownTable = "";
   private fitted = false;
 
+  private showFromStart(): void {
+    this.shownTable = this.session.tableAddress();
+    this.widths.show(this.shownTable);
+    this.view.element.scrollTo(0, 0);
+    this.view.active = this.anchor = { row: 0, column: 0 };
+    this.activeId = this.activeColumn = undefined;
+  }
+
   private rowsCame(): void {
-    this.followRow();
-    this.fit();
-    this.view.render();
+    const held = this.holdsFocus();
+    this.editor.along(() => {
+      this.followRow();
+      this.stayInside();
+      this.view.editing = this.edited && this.view.active;
+      this.fit();
+      this.view.render();
+      return this.view.at(this.active);
+    });
+    if (held && !this.edited) this.focus();
     if (!this.session.selection) this.session.select(this.active.row, this.active.column);
+  }
+
+  private columnAt(name: string | undefined): number {
+    return this.columns().findIndex((column) => column.name === name);
+  }
+
+  private remember(): void {
+    this.activeId = this.session.rowId(this.active.row);
+    this.activeColumn = this.columns()[this.active.column]?.name;
+  }
+
+  // The active cell stays in its column when columns come, go or move.
+  private followColumn(): void {
+    const now = this.columnAt(this.activeColumn);
+    if (now < 0) return;
+    this.anchor = { ...this.anchor, column: Math.max(0, this.anchor.column + now - this.active.column) };
+    this.view.active = { ...this.active, column: now };
   }
 
   // The active cell stays in its row when rows come or go above it.
   private followRow(): void {
-    const now = this.activeId === undefined ? undefined : this.session.cache?.indexOf(this.activeId);
-    if (now !== undefined && now !== this.active.row && !this.editor.isOpen) {
+    const now = this.placeOfActive();
+    if (now !== this.active.row) {
       const shift = now - this.active.row;
       this.view.active = { ...this.active, row: now };
       this.anchor = { ...this.anchor, row: Math.max(0, this.anchor.row + shift) };
       this.view.range = this.rangeTo(this.active);
       this.session.select(now, this.active.column);
-      if (this.holdsFocus()) this.focusSoon();
+      if (this.holdsFocus() && !this.edited) this.focusSoon();
     }
-    this.activeId = this.session.rowId(this.active.row);
+    this.remember();
+  }
+
+  // A row that is being begun stays the last one.
+  private placeOfActive(): number {
+    if (this.edited?.isNew) return Math.max(this.active.row, this.session.rowCount());
+    const id = this.edited?.id ?? this.activeId;
+    return (id === undefined ? undefined : this.session.cache?.indexOf(id)) ?? this.active.row;
+  }
+
+  // The active cell's row, and those behind it, may be gone.
+  private stayInside(): void {
+    const inside = this.clamp(this.active);
+    if (inside.row === this.active.row || this.editor.isOpen) return;
+    this.view.active = this.anchor = inside;
+    this.view.range = this.rangeTo(inside);
+    this.session.select(inside.row, inside.column);
   }
 
   private focusSoon(): void {
@@ -235,10 +307,10 @@ export class Grid {
     this.focus();
   }
 
-  // Once the first rows are there.
+  // Once the first rows are there; in a table that has no more, after each change.
   private fit(): void {
-    const rows = Array.from({ length: 200 }, (_, i) => this.session.cache?.row(i)).filter((row) => row !== undefined);
     if (this.fitted) return;
+    const rows = Array.from({ length: fittedRows }, (_, i) => this.session.cache?.row(i)).filter((row) => row !== undefined);
     this.fitted = rows.length > 0;
     const other = this.widths.fit(this.columns(), rows, this.view.font());
     const widest = Math.max(0, ...rows.map((row) => this.widths.textWidth(row.id)), this.widths.textWidth(String(this.session.rowCount())));
@@ -382,7 +454,13 @@ export class Grid {
     this.goTo(spot);
     const element = this.view.at(spot);
     if (!element) return true;
-    this.edited = { spot, was: cell.text };
+    this.edited = {
+      table: this.shownTable,
+      column: column.name,
+      id: this.session.rowId(spot.row),
+      isNew: spot.row >= this.session.rowCount(),
+      was: cell.text,
+    };
     this.view.editing = spot;
     this.view.render();
     this.editor.start(element, `${column.name}, ${this.session.rowId(spot.row) ?? "new row"}`, text ?? cell.text, mode);
@@ -391,15 +469,23 @@ export class Grid {
   }
 
   private commit(text: string, leaving: Leaving | null, touched: boolean, blurred: boolean): void {
-    const { spot, was } = this.edited!;
-    const column = this.columns()[spot.column]!;
-    const before = this.session.cell(spot.row, column);
+    const { id, was } = this.edited!;
+    this.edited = null;
+    const { row, column: at } = this.active;
+    const column = this.columns()[at]!;
+    const before = this.session.cell(row, column);
     const kind = before && kindOf(before);
     const same = text === was && (kind === "typed" || kind === "noted" || kind === "empty");
-    if (touched && !same) this.session.type(spot.row, spot.column, [[text]], [[was]]);
+    if (touched && !same) this.session.type(row, at, [[text]], [[was]], [id ?? this.session.rowId(row) ?? null]);
     if (touched && !same && column.formula !== null) this.tellOverride(text, column, kind === "computed" || kind === "error");
     this.endEdit(!blurred);
     if (leaving) this.leave(leaving);
+  }
+
+  private strand({ table, column, id }: Edited): void {
+    const text = this.editor.abandon();
+    if (text !== null) this.handlers.stranded(`${table}:${column}:${id ?? "new row"}`, text);
+    this.edited = null;
   }
 
   private tellOverride(text: string, column: Column, computed: boolean): void {

@@ -1,6 +1,9 @@
 // What column headers say.
 import type { Column } from "../api";
 
+// What texts of cells with errors begin with.
+export const errorPrefix = "#Error: ";
+
 const typeNames: Record<Column["type"], string> = {
   string: "text",
   number: "number",

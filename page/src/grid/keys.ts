@@ -53,10 +53,10 @@ export function commandOf(event: KeyboardEvent): Command | undefined {
   return plain && ({ ...plain, extend: event.shiftKey } as Command);
 }
 
-// A key that types a character, or begins one with an input method.
+// A key that types a character, or begins one: with an input method, or as an accent.
 export function isTyping(event: KeyboardEvent): boolean {
   if (event.ctrlKey || event.metaKey || (event.altKey && !event.getModifierState("AltGraph"))) return false;
-  return event.key.length === 1 || event.key === "Process";
+  return event.key.length === 1 || event.key === "Process" || event.key === "Dead";
 }
 
 function keyName(event: KeyboardEvent, shift: boolean): string {

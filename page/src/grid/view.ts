@@ -5,7 +5,7 @@ import type { Column } from "../api";
 import { el, icon, setAttribute } from "../dom";
 import { icons } from "../icons";
 import type { Session, ShownCell } from "../session";
-import { describeColumn, unitOrType } from "./header";
+import { describeColumn, errorPrefix, unitOrType } from "./header";
 import { contains, type Range, type Spot } from "./range";
 import type { ColumnWidths } from "./widths";
 
@@ -13,7 +13,6 @@ import type { ColumnWidths } from "./widths";
 const tallest = 15_000_000;
 const rowOverscan = 14;
 const columnOverscan = 3;
-const errorPrefix = "#Error: ";
 
 type Axis = Virtualizer<HTMLElement, HTMLElement>;
 
@@ -53,7 +52,7 @@ class CellView {
 }
 
 export class GridView {
-  readonly element = el("div", { class: "grid", attrs: { role: "grid", "aria-multiselectable": true } });
+  readonly element = el("div", { class: "grid", attrs: { role: "grid", "aria-multiselectable": true, "aria-description": "Escape and then Tab leaves the table" } });
   active: Spot = { row: 0, column: 0 };
   // The cell in which the editor stands.
   editing: Spot | null = null;
@@ -414,7 +413,7 @@ function lastInSight(items: { index: number }[]): number {
 
 const alignment = (column: Column) => (column.type === "number" || column.type === "date" ? " right" : "");
 
-export function kindOf(cell: ShownCell): "typed" | "computed" | "noted" | "empty" | "error" {
+export function kindOf(cell: Pick<ShownCell, "text" | "state">): "typed" | "computed" | "noted" | "empty" | "error" {
   if (cell.text === "") return "empty";
   if (cell.text.startsWith(errorPrefix)) return "error";
   if (cell.state === "entered") return "typed";

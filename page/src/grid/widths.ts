@@ -1,7 +1,7 @@
 // How wide columns are: as their first rows need, or as the person made them, which this browser
 // remembers.
 import type { Column, RowData } from "../api";
-import { unitOrType } from "./header";
+import { errorPrefix, unitOrType } from "./header";
 
 const narrowest = 48;
 const widest = 320;
@@ -9,6 +9,7 @@ const widest = 320;
 const padding = 30;
 const headerExtra = 34;
 const formulaMark = 12;
+const errorWidth = 150;
 const storageKey = "ktnotebook.widths";
 
 export class ColumnWidths {
@@ -60,10 +61,16 @@ export class ColumnWidths {
 
   private needed(column: Column, rows: RowData[]): number {
     const texts = rows.map((row) => row.cells[column.name]?.text ?? "");
-    const cells = Math.max(0, ...texts.map((text) => this.textWidth(text.slice(0, 80)) + padding));
+    const cells = Math.max(0, ...texts.map((text) => this.neededBy(text)));
     const mark = column.formula === null ? 0 : formulaMark;
     const header = Math.max(this.textWidth(column.name) * 1.06 + mark, this.textWidth(unitOrType(column))) + headerExtra;
     return Math.min(Math.max(narrowest, header, cells), widest);
+  }
+
+  // Errors come and go: the table is not to jump for them.
+  private neededBy(text: string): number {
+    const needed = this.textWidth(text.slice(0, 80)) + padding;
+    return text.startsWith(errorPrefix) ? Math.min(needed, errorWidth) : needed;
   }
 
   private key(column: string): string {

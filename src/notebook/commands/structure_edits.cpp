@@ -1,6 +1,7 @@
 #include "notebook/commands/structure_edits.h"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <set>
 
@@ -171,6 +172,16 @@ void Remove(FormEdits& edits, const PartAddress& part) {
   edits.RemoveField(*part.field);
 }
 
+FormulaList RemoveAsOneStep(FormEdits& edits, const std::function<void()>& remove, bool force) {
+  FormulaList lost;
+  AsOneStep(edits, [&] {
+    remove();
+    lost = ListOf(edits.Changed());
+    if (!lost.empty() && !force) throw LostByFormulas(lost);
+  });
+  return lost;
+}
+
 }  // namespace
 
 FreeKeys FindFreeKeys(const std::vector<Ref<NotebookForm>>& forms,
@@ -229,13 +240,19 @@ FormulaList MovePartOf(FormEdits& edits, const PartAddress& part, const PartPlac
 }
 
 FormulaList RemovePartOf(FormEdits& edits, const PartAddress& part, bool force) {
-  FormulaList lost;
-  AsOneStep(edits, [&] {
-    Remove(edits, part);
-    lost = ListOf(edits.Changed());
-    if (!lost.empty() && !force) throw LostByFormulas(lost);
-  });
-  return lost;
+  return RemoveAsOneStep(
+      edits, [&] { Remove(edits, part); }, force);
+}
+
+FormulaList RemoveRowsOf(FormEdits& edits, NotebookTable& table, std::vector<std::size_t> rows,
+                         bool force) {
+  // Those that are left keep their indexes.
+  std::sort(rows.begin(), rows.end(), std::greater<>());
+  const auto remove_all = [&] {
+    for (const std::size_t row : rows)
+      edits.RemoveRow(table, row);
+  };
+  return RemoveAsOneStep(edits, remove_all, force);
 }
 
 void RequireFreeFormName(const Names& form_names, std::u16string_view name) {

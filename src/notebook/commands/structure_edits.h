@@ -81,6 +81,9 @@ FormulaList MovePartOf(FormEdits& edits, const PartAddress& part, const PartPlac
 // A field, column or row. Gives the formulas that have lost it; without `force` there must be none,
 // else LostByFormulas is thrown.
 FormulaList RemovePartOf(FormEdits& edits, const PartAddress& part, bool force);
+// Several rows, by their indexes from 0 in any order, each named once.
+FormulaList RemoveRowsOf(FormEdits& edits, NotebookTable& table, std::vector<std::size_t> rows,
+                         bool force);
 
 // Refuses a name that one of the forms has.
 void RequireFreeFormName(const Names& form_names, std::u16string_view name);

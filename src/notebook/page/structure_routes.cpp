@@ -1,5 +1,6 @@
 // Forms and their parts: making, renaming, moving and removing them.
 #include <array>
+#include <set>
 
 #include "notebook/commands/address.h"
 #include "notebook/commands/structure_edits.h"
@@ -7,10 +8,13 @@
 #include "notebook/files/utf.h"
 #include "notebook/page/api_routes.h"
 #include "notebook/tables/shown_text.h"
+#include "values/text.h"
 
 namespace ktnotebook {
 
 namespace {
+
+constexpr std::size_t kMostRemovedRows = 1'000;
 
 PartPlace PlaceOf(const ApiCall& call) {
   return {call.OptionalText("before"), call.OptionalText("after"), call.OptionalNumber("at")};
@@ -95,19 +99,13 @@ ApiAnswer ChangePart(const ApiCall& call) {
   return StructureAnswer(call, change.Commit(), redirected);
 }
 
-ApiAnswer RemovePart(const ApiCall& call) {
-  const bool is_forced = call.Query("force") == u"1";
-  Change change(call.Notebook(), call.Address(), call.Client());
-  const PartAddress part = Found([&] { return FindPart(change.Forms(), call.Address()); });
-  if (part.field == nullptr) {
-    const Json removed{{"removed", ToUtf8(part.form->Name())}};
-    change.RemoveForm(*part.form);
-    return JsonAnswer(removed);
-  }
+// Does and answers what gives the formulas that have lost something.
+ApiAnswer Remove(const ApiCall& call, Change& change, NotebookForm& form,
+                 const std::u16string& what, const std::function<FormulaList(FormEdits&)>& remove) {
   FormulaList lost;
   try {
-    change.Do(*part.form, ChangeKind::kStructure, NameOf(part) + u" removed",
-              [&](FormEdits& edits) { lost = RemovePartOf(edits, part, is_forced); });
+    change.Do(form, ChangeKind::kStructure, what + u" removed",
+              [&](FormEdits& edits) { lost = remove(edits); });
   } catch (const LostByFormulas& refusal) {
     throw ApiRefusal(409, refusal.what(), {{"formulas", refusal.Formulas()}});
   }
@@ -117,11 +115,56 @@ ApiAnswer RemovePart(const ApiCall& call) {
   return ChangeAnswer(call, result, {{"notes", Json::array({note})}});
 }
 
+ApiAnswer RemovePart(const ApiCall& call) {
+  const bool is_forced = call.Query("force") == u"1";
+  Change change(call.Notebook(), call.Address(), call.Client());
+  const PartAddress part = Found([&] { return FindPart(change.Forms(), call.Address()); });
+  if (part.field == nullptr) {
+    const Json removed{{"removed", ToUtf8(part.form->Name())}};
+    change.RemoveForm(*part.form);
+    return JsonAnswer(removed);
+  }
+  return Remove(call, change, *part.form, NameOf(part),
+                [&](FormEdits& edits) { return RemovePartOf(edits, part, is_forced); });
+}
+
+// The indexes of the rows that the request names.
+std::vector<std::size_t> RowsOf(const ApiCall& call, const NotebookTable& table) {
+  const Json& body = call.Body();
+  const auto ids = body.find("ids");
+  if (ids == body.end() || !ids->is_array() || ids->empty() || ids->size() > kMostRemovedRows) {
+    throw ApiRefusal(400, "\"ids\" is not a list of 1 to 1,000 ids of rows");
+  }
+  std::set<std::size_t> rows;
+  for (const Json& id : *ids) {
+    const std::u16string name = TextOf(id, "an id");
+    const std::optional<NotebookRow> row = table.HasRow(name) ? table.FindRow(name) : std::nullopt;
+    if (!row) throw ApiRefusal(404, "there is no row \"" + ToUtf8(name) + "\"");
+    rows.insert(row->Index());
+  }
+  return {rows.begin(), rows.end()};
+}
+
+std::u16string RowsText(std::size_t count, const NotebookTable& table) {
+  return ktformula::ToDecimalText(static_cast<std::int64_t>(count)) + u" rows of " + table.Name();
+}
+
+ApiAnswer RemoveRows(const ApiCall& call) {
+  const bool is_forced = call.Query("force") == u"1";
+  Change change(call.Notebook(), call.Address(), call.Client());
+  NotebookTable& table =
+      Found([&]() -> NotebookTable& { return FindTable(change.Forms(), call.Address()); });
+  const std::vector<std::size_t> rows = RowsOf(call, table);
+  const std::u16string what =
+      rows.size() == 1 ? u"row " + table.IdOf(rows.front()) : RowsText(rows.size(), table);
+  return Remove(call, change, table.Parent(), what,
+                [&](FormEdits& edits) { return RemoveRowsOf(edits, table, rows, is_forced); });
+}
+
 constexpr std::array kRoutes{
-    ApiRoute{"POST", "forms", &AddForm},
-    ApiRoute{"POST", "parts/", &AddPart},
-    ApiRoute{"PATCH", "parts/", &ChangePart},
-    ApiRoute{"DELETE", "parts/", &RemovePart},
+    ApiRoute{"POST", "forms", &AddForm},      ApiRoute{"POST", "parts/", &AddPart},
+    ApiRoute{"PATCH", "parts/", &ChangePart}, ApiRoute{"DELETE", "parts/", &RemovePart},
+    ApiRoute{"DELETE", "rows/", &RemoveRows},
 };
 
 }  // namespace
