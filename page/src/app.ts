@@ -55,6 +55,10 @@ class Page implements App {
     this.grid = new Grid(this.session, {
       announce: (text) => this.announce(text),
       alert: (text) => this.alert(text),
+      lost: (cell, text) => {
+        this.session.queue.putAside({ cell, text, why: "the cell was removed by somebody else" });
+        this.alert(`${cell} was removed while you typed. Your text is kept under Settings, Texts put aside.`);
+      },
       menu: (spot, range, anchor) => this.openGridMenu(spot, range, anchor),
     });
     this.edits = new StructureEdits(this, this.session);
@@ -503,7 +507,8 @@ class Page implements App {
     const text = edit.texts[0]?.[0];
     const single = edit.texts.length === 1 && edit.texts[0]!.length === 1 && typeof text === "string";
     this.announce("");
-    this.alert(single ? sentence(error.message) : blockRefused(error));
+    const kept = error.status === 422 ? "" : ". What you typed is kept under Settings, Texts put aside.";
+    this.alert(single ? sentence(error.message) + kept : blockRefused(error));
     if (!single) return;
     const cell = { form: edit.form, table: edit.table, column: edit.columns[0]!, row: edit.rows[0] ?? edit.index };
     this.session.queue.putAside({ cell: nameOf(cell), text, why: error.message });

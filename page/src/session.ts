@@ -136,7 +136,8 @@ export class Session extends Emitter<SessionEvent> {
   }
 
   // Texts for the cells from one on; `was` is what the person saw there.
-  type(row: number, column: number, texts: Texts, was: Texts): void {
+  // The first row may be named by its id, which holds wherever it stands, and also when it is gone.
+  type(row: number, column: number, texts: Texts, was: Texts, id?: string): void {
     if (!this.structure || !this.table) return;
     const width = texts[0]?.length ?? 0;
     this.queue.add({
@@ -144,7 +145,7 @@ export class Session extends Emitter<SessionEvent> {
       table: this.table.name,
       columns: this.table.columns.slice(column, column + width).map((each) => each.name),
       index: row,
-      rows: texts.map((_, i) => this.rowId(row + i) ?? null),
+      rows: texts.map((_, i) => (i === 0 ? id : undefined) ?? this.rowId(row + i) ?? null),
       texts,
       was,
       placed: true,

@@ -10,6 +10,14 @@ export interface Leaving {
 // move within it.
 type Mode = "enter" | "edit";
 
+export interface Suspended {
+  text: string;
+  mode: Mode;
+  touched: boolean;
+  selectionStart: number;
+  selectionEnd: number;
+}
+
 export interface EditorHandlers {
   // `leaving` says where to go from the cell; null stays. `touched` is false when nothing was typed,
   // `blurred` true when the focus went elsewhere in the page.
@@ -74,6 +82,21 @@ export class CellEditor {
     const text = this.field.value;
     this.close();
     this.handlers.commit(text, leaving, this.touched, blurred);
+  }
+
+  // Takes it away without an end of the edit, to be gone on with elsewhere; null when it is closed.
+  suspend(): Suspended | null {
+    if (!this.open) return null;
+    const { value: text, selectionStart, selectionEnd } = this.field;
+    const { mode, touched } = this;
+    this.close();
+    return { text, mode, touched, selectionStart, selectionEnd };
+  }
+
+  resume(cell: HTMLElement, label: string, edit: Suspended): void {
+    this.start(cell, label, edit.text, edit.mode);
+    this.touched = edit.touched;
+    this.field.setSelectionRange(edit.selectionStart, edit.selectionEnd);
   }
 
   cancel(): void {

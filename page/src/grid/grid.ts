@@ -2,7 +2,7 @@
 import type { Column, Texts } from "../api";
 import type { Session } from "../session";
 import { readBlock, writeBlock } from "./clipboard";
-import { CellEditor, type Leaving } from "./editor";
+import { CellEditor, type Leaving, type Suspended } from "./editor";
 import { commandOf, isTyping, type Command } from "./keys";
 import { edgeFrom, height, isSingle, rangeOf, repeatInto, width, type Range, type Spot } from "./range";
 import { GridView, kindOf } from "./view";
@@ -16,8 +16,22 @@ const mostAsked = 20_000;
 export interface GridHandlers {
   announce(text: string): void;
   alert(text: string): void;
+  // The cell that was edited is gone.
+  lost(cell: string, text: string): void;
   // The menu of a column (row -1), a row (column -1) or a cell.
   menu(spot: Spot, range: Range, anchor: DOMRect): void;
+}
+
+// The cell that is edited. Others may move, rename or remove its row and column meanwhile.
+interface Edited {
+  spot: Spot;
+  // undefined while the row is new.
+  id: string | undefined;
+  // Whether it was the empty row below.
+  blank: boolean;
+  column: string;
+  columns: string[];
+  was: string;
 }
 
 export class Grid {
@@ -26,7 +40,7 @@ export class Grid {
   private readonly editor: CellEditor;
   // Where the selection began; it ends at the active cell.
   private anchor: Spot = { row: 0, column: 0 };
-  private edited: { spot: Spot; was: string } | null = null;
+  private edited: Edited | null = null;
   // The column to which Enter goes back after Tab.
   private tabColumn: number | null = null;
   private tabLeaves = false;
@@ -161,6 +175,10 @@ export class Grid {
     return this.session.table?.columns ?? [];
   }
 
+  private columnNames(): string[] {
+    return this.columns().map((column) => column.name);
+  }
+
   private holdsFocus(): boolean {
     return this.view.element.contains(document.activeElement);
   }
@@ -191,8 +209,9 @@ export class Grid {
   }
 
   private showTable(): void {
-    this.editor.commit();
     const table = `${this.session.structure?.form}/${this.session.table?.name}`;
+    const edit = this.editor.suspend();
+    const isSame = table === this.shownTable;
     if (table !== this.shownTable) {
       this.shownTable = table;
       this.widths.show(table);
@@ -207,6 +226,10 @@ export class Grid {
     this.fitted = false;
     this.view.layout();
     this.fit();
+    if (!edit) return;
+    // A table or form that was renamed has the same columns.
+    if (isSame || this.edited!.columns.join("\n") === this.columnNames().join("\n")) this.resume(edit);
+    else this.giveUp(edit.text, edit.touched);
   }
   private shownTable = "";
   private fitted = false;
@@ -224,15 +247,17 @@ export class Grid {
   // The active cell stays in its row when rows come or go above it.
   private followRow(): void {
     const now = this.activeId === undefined ? undefined : this.session.cache?.indexOf(this.activeId);
-    if (now !== undefined && now !== this.active.row && !this.editor.isOpen) {
+    if (now !== undefined && now !== this.active.row) {
+      const edit = this.editor.suspend();
       const shift = now - this.active.row;
       this.view.active = { ...this.active, row: now };
       this.anchor = { ...this.anchor, row: Math.max(0, this.anchor.row + shift) };
       this.view.range = this.rangeTo(this.active);
       this.session.select(now, this.active.column);
-      if (this.holdsFocus()) this.focusSoon();
+      if (edit) this.resume(edit);
+      else if (this.holdsFocus()) this.focusSoon();
     }
-    this.activeId = this.session.rowId(this.active.row);
+    if (!this.editor.isOpen) this.activeId = this.session.rowId(this.active.row);
   }
 
   // The active cell's row, and those behind it, may be gone.
@@ -396,24 +421,68 @@ export class Grid {
     this.goTo(spot);
     const element = this.view.at(spot);
     if (!element) return true;
-    this.edited = { spot, was: cell.text };
+    this.edited = {
+      spot,
+      id: this.session.rowId(spot.row),
+      blank: spot.row >= this.session.rowCount(),
+      column: column.name,
+      columns: this.columnNames(),
+      was: cell.text,
+    };
     this.view.editing = spot;
     this.view.render();
-    this.editor.start(element, `${column.name}, ${this.session.rowId(spot.row) ?? "new row"}`, text ?? cell.text, mode);
+    this.editor.start(element, this.editorLabel(spot), text ?? cell.text, mode);
     if (text !== undefined && text !== "") this.editor.touch();
     return true;
   }
 
   private commit(text: string, leaving: Leaving | null, touched: boolean, blurred: boolean): void {
-    const { spot, was } = this.edited!;
-    const column = this.columns()[spot.column]!;
+    const { id, was } = this.edited!;
+    const spot = this.editedSpot();
+    const column = this.columns()[spot.column];
+    if (!column) return this.giveUp(text, touched);
     const before = this.session.cell(spot.row, column);
     const kind = before && kindOf(before);
     const same = text === was && (kind === "typed" || kind === "noted" || kind === "empty");
-    if (touched && !same) this.session.type(spot.row, spot.column, [[text]], [[was]]);
+    if (touched && !same) this.session.type(spot.row, spot.column, [[text]], [[was]], id);
     if (touched && !same && column.formula !== null) this.tellOverride(text, column, kind === "computed" || kind === "error");
     this.endEdit(!blurred);
     if (leaving) this.leave(leaving);
+  }
+
+  // Where the edited cell is now; the column -1 when that is gone.
+  private editedSpot(): Spot {
+    const { spot, id, blank, column, columns } = this.edited!;
+    const names = this.columnNames();
+    // One of as many that is called otherwise was renamed.
+    const renamed = names.length === columns.length ? spot.column : -1;
+    const row = id === undefined ? (blank ? this.session.rowCount() : spot.row) : (this.session.cache?.indexOf(id) ?? spot.row);
+    return { row, column: names.includes(column) ? names.indexOf(column) : renamed };
+  }
+
+  private resume(edit: Suspended): void {
+    const spot = this.editedSpot();
+    const column = this.columns()[spot.column];
+    if (!column) return this.giveUp(edit.text, edit.touched);
+    this.edited = { ...this.edited!, spot, column: column.name, columns: this.columnNames() };
+    this.view.active = this.anchor = spot;
+    this.view.range = this.rangeTo(spot);
+    this.view.editing = spot;
+    this.view.render();
+    const cell = this.view.at(spot);
+    if (cell) this.editor.resume(cell, this.editorLabel(spot), edit);
+    else this.giveUp(edit.text, edit.touched);
+  }
+
+  // The edited cell is gone: its text is kept.
+  private giveUp(text: string, touched: boolean): void {
+    const { column, id } = this.edited!;
+    if (touched && text !== "") this.handlers.lost(`${column}:${id ?? "new row"}`, text);
+    this.endEdit(true);
+  }
+
+  private editorLabel(spot: Spot): string {
+    return `${this.columns()[spot.column]!.name}, ${this.edited?.id ?? this.session.rowId(spot.row) ?? "new row"}`;
   }
 
   private tellOverride(text: string, column: Column, computed: boolean): void {
