@@ -1,5 +1,6 @@
 # The page's files, built into the program: made of page/ with npm, or ready-made ones. Sets
-# KT_BUILT_IN_PAGE to the source that has them, or has none where they can not be made.
+# KT_BUILT_IN_PAGE to the source that has them, or has none where they can not be made, and the global
+# property KT_PAGE_LICENCES to the text of the licences of what is in them.
 set(KT_PAGE_FILES "" CACHE PATH "A folder with the page's files, ready-made")
 find_program(KT_NODE node)
 find_program(KT_NPM npm)
@@ -20,14 +21,13 @@ set(page_files index.html page.js page.css licences.txt)
 list(TRANSFORM page_files PREPEND ${page_folder}/)
 set_source_files_properties(${KT_BUILT_IN_PAGE} PROPERTIES
   OBJECT_DEPENDS "${page_files}" COMPILE_DEFINITIONS KT_PAGE_FOLDER="${page_folder}")
+set_property(GLOBAL PROPERTY KT_PAGE_LICENCES ${page_folder}/licences.txt)
 if(KT_PAGE_FILES)
   return()
 endif()
 
-# The network is asked only when the libraries are others than those that are there.
 add_custom_command(OUTPUT ${page}/node_modules/.package-lock.json
-  COMMAND ${KT_NPM} ci --ignore-scripts --no-audit --no-fund --loglevel=error
-  COMMAND ${CMAKE_COMMAND} -E touch node_modules/.package-lock.json
+  COMMAND ${CMAKE_COMMAND} -D NPM=${KT_NPM} -P ${PROJECT_SOURCE_DIR}/cmake/page-libraries.cmake
   DEPENDS ${page}/package.json ${page}/package-lock.json
   WORKING_DIRECTORY ${page} COMMENT "Getting the page's libraries" VERBATIM)
 file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS ${page}/src/*)

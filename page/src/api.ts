@@ -284,9 +284,14 @@ export const addressOf = {
   row: (form: string, table: string, row: string) => `${form}/${table}::${row}`,
 };
 
+// Where the page comes from another machine, browsers have no crypto.randomUUID.
+function randomId(): string {
+  return [...crypto.getRandomValues(new Uint8Array(16))].map((byte) => byte.toString(16).padStart(2, "0")).join("");
+}
+
 export class Api {
   // How this page calls itself, so that it knows its own changes among the events.
-  readonly client = crypto.randomUUID();
+  readonly client = randomId();
   // A name such as "de_DE", or "" for the notebook's own.
   locale = "";
 

@@ -3,6 +3,7 @@ import { addressOf, ApiError, type Change, type ChangeAnswer, type Problem } fro
 import { el, icon } from "./dom";
 import { FindBar } from "./find";
 import { openFile, print, saveNotebook, saveTable } from "./files";
+import { clipboard } from "./grid/clipboard";
 import { count, Grid } from "./grid/grid";
 import type { Range, Spot } from "./grid/range";
 import { icons } from "./icons";
@@ -55,11 +56,8 @@ class Page implements App {
     this.grid = new Grid(this.session, {
       announce: (text) => this.announce(text),
       alert: (text) => this.alert(text),
-      lost: (cell, text) => {
-        this.session.queue.putAside({ cell, text, why: "the cell was removed by somebody else" });
-        this.alert(`${cell} was removed while you typed. Your text is kept under Settings, Texts put aside.`);
-      },
       menu: (spot, range, anchor) => this.openGridMenu(spot, range, anchor),
+      stranded: (cell, text) => this.stranded(cell, text),
     });
     this.edits = new StructureEdits(this, this.session);
     this.side = new SidePanel(this, () => this.grid.focus());
@@ -94,6 +92,7 @@ class Page implements App {
     this.session.on("history", () => this.showHistory());
     document.addEventListener("keydown", (event) => this.keyDown(event));
     this.session.start();
+    this.side.restore();
     await this.openFirst();
   }
 
@@ -153,7 +152,6 @@ class Page implements App {
       if (form !== undefined) await this.session.open(form, last.table);
       else this.showStructure();
       for (const conflict of this.session.queue.conflicts) this.showConflict(conflict);
-      this.side.restore();
       this.focusContent();
     } catch (error) {
       if (await localeMayBeUsed(this.api, error)) return this.openFirst();
@@ -309,7 +307,7 @@ class Page implements App {
   }
 
   private async pasteText(): Promise<void> {
-    await this.grid.paste(await navigator.clipboard.readText());
+    await this.grid.paste(await clipboard().readText());
   }
 
   private async attempt(work: Promise<void>): Promise<void> {
@@ -507,12 +505,17 @@ class Page implements App {
     const text = edit.texts[0]?.[0];
     const single = edit.texts.length === 1 && edit.texts[0]!.length === 1 && typeof text === "string";
     this.announce("");
-    const kept = error.status === 422 ? "" : ". What you typed is kept under Settings, Texts put aside.";
+    const kept = error.status === 422 ? "" : " What you typed is kept under Settings, Texts put aside.";
     this.alert(single ? sentence(error.message) + kept : blockRefused(error));
     if (!single) return;
     const cell = { form: edit.form, table: edit.table, column: edit.columns[0]!, row: edit.rows[0] ?? edit.index };
     this.session.queue.putAside({ cell: nameOf(cell), text, why: error.message });
     if (error.status === 422) void this.editAgain(edit, text);
+  }
+
+  private stranded(cell: string, text: string): void {
+    this.session.queue.putAside({ cell, text, why: "the cell is gone" });
+    this.alert(`${cell} is gone. What you typed is kept under Settings, Texts put aside: ${text}`);
   }
 
   // The text that was not taken stands in the cell's editor again, unless the person types elsewhere.

@@ -135,9 +135,9 @@ export class Session extends Emitter<SessionEvent> {
     return addressOf.table(this.structure?.form ?? "", this.table?.name ?? "");
   }
 
-  // Texts for the cells from one on; `was` is what the person saw there.
-  // The first row may be named by its id, which holds wherever it stands, and also when it is gone.
-  type(row: number, column: number, texts: Texts, was: Texts, id?: string): void {
+  // Texts for the cells from one on; `was` is what the person saw there, `ids` the rows' ids where
+  // other rows may stand there by now.
+  type(row: number, column: number, texts: Texts, was: Texts, ids?: (string | null)[]): void {
     if (!this.structure || !this.table) return;
     const width = texts[0]?.length ?? 0;
     this.queue.add({
@@ -145,7 +145,7 @@ export class Session extends Emitter<SessionEvent> {
       table: this.table.name,
       columns: this.table.columns.slice(column, column + width).map((each) => each.name),
       index: row,
-      rows: texts.map((_, i) => (i === 0 ? id : undefined) ?? this.rowId(row + i) ?? null),
+      rows: ids ?? texts.map((_, i) => this.rowId(row + i) ?? null),
       texts,
       was,
       placed: true,
@@ -188,13 +188,14 @@ export class Session extends Emitter<SessionEvent> {
     const before = this.structure;
     const structure = await this.api.structure(before.form);
     if (this.structure?.form !== before.form) return;
+    const names = this.tables().map((table) => table.name);
     this.take(structure);
     if (sameLayout(before, structure)) {
       this.table = this.tables().find((table) => table.name === this.table?.name) ?? this.table;
       this.emit("history");
       return;
     }
-    this.relayout();
+    this.relayout(names.length, names.indexOf(this.table?.name ?? ""));
   }
 
   async refreshForms(): Promise<void> {
@@ -248,11 +249,12 @@ export class Session extends Emitter<SessionEvent> {
     this.know(structure.form, structure.version);
   }
 
-  // Columns or tables are others: the grid keeps its table if that still exists.
-  private relayout(): void {
+  // Columns or tables are others: the grid keeps its table if that still exists. One of as many
+  // tables that is called otherwise was renamed.
+  private relayout(count: number, at: number): void {
     const tables = this.tables();
     const same = tables.find((table) => table.name === this.table?.name);
-    if (!same) return this.show(undefined, true);
+    if (!same) return this.show(tables.length === count ? tables[at]?.name : undefined, true);
     this.table = same;
     this.cache?.outdate();
     this.emit("structure");

@@ -67,7 +67,7 @@ scenario("hostile names and texts are shown as they are, and run nothing", async
   await eventually(() => view.texts(), wanted);
   const first = `${place}:${column}:${row}`;
   await view.cell(first).click();
-  for (const tool of ["Why?", "Formula", "Plot"]) await view.button(tool).click();
+  for (const tool of ["Why?", "Formula", "Plot"]) await view.openPanel(tool);
   await view.cell(first).click();
   await view.type(texts[1], "Enter");
   await view.shows(first, texts[1]);

@@ -8,8 +8,8 @@ import { eventually, scenario } from "./support.mjs";
 const axe = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 
 const looks = {
-  light: { colorScheme: "light" },
-  dark: { colorScheme: "dark" },
+  light: { colorScheme: "light", viewport: { width: 1280, height: 800 } },
+  dark: { colorScheme: "dark", viewport: { width: 1280, height: 800 } },
   // A window of 1280 by 800 at 200 %.
   "light at 200 %": { colorScheme: "light", viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 },
   "dark at 200 %": { colorScheme: "dark", viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 },
@@ -18,21 +18,24 @@ const looks = {
 const moles = "Aspirin/Reactants:Moles:AA";
 
 const views = {
-  async grid() {},
+  async grid(view) {
+    const close = view.button("Close the panel");
+    if (await close.isVisible()) await close.click();
+  },
   async why(view) {
-    await view.button("Why?").click();
-    await eventually(() => view.panel("why").locator("h2").innerText(), "52.5 mmol");
+    const panel = await view.openPanel("Why?");
+    await eventually(() => panel.locator("h2").innerText(), "52.5 mmol");
   },
   async formula(view) {
-    await view.button("Formula").click();
+    await view.openPanel("Formula");
     await view.page.getByRole("textbox", { name: "Formula of column Moles" }).click();
     await view.press("Control+a");
     await view.type("[Mass]*[Purty]/[MW]");
     await view.panel("formula").getByText("did you mean").waitFor();
   },
   async plot(view) {
-    await view.button("Plot").click();
-    await view.panel("plot").getByRole("application", { name: /^Plot of/ }).waitFor();
+    const panel = await view.openPanel("Plot");
+    await panel.getByRole("application", { name: /^Plot of/ }).waitFor();
   },
   async properties(view) {
     await view.button("Properties").click();

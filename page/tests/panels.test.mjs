@@ -13,9 +13,8 @@ const link = (panel, address) => panel.locator(`[data-cell="${address}"]`).first
 
 scenario("why: inputs are followed by clicks, and an error to where it arose", async (scene) => {
   const view = await aspirin(scene);
-  const why = view.panel("why");
   await view.cell("Aspirin/Reactants:Moles:AA").click();
-  await view.button("Why?").click();
+  const why = await view.openPanel("Why?");
   await eventually(() => why.locator("h2").innerText(), "52.5 mmol");
   const cells = JSON.parse(scene.ask("explain", "Aspirin/Reactants:Moles:AA", "--depth", "1", "--json"))
     .steps.map((step) => step.cell).filter(Boolean);
@@ -40,9 +39,8 @@ scenario("why: inputs are followed by clicks, and an error to where it arose", a
 
 scenario("a wrong name in a formula is underlined and mended from its problem", async (scene) => {
   const view = await aspirin(scene);
-  const panel = view.panel("formula");
   await view.cell("Aspirin/Reactants:Moles:SA").click();
-  await view.button("Formula").click();
+  const panel = await view.openPanel("Formula");
   const editor = panel.getByRole("textbox", { name: "Formula of column Moles" });
   await editor.click();
   await view.press("Control+a");
@@ -85,8 +83,7 @@ scenario("plot: error bars, a point selects its row, the picture is saved", asyn
   scene.ask("set", "Puromycin/Treated:Rate:3", "80 .. 110");
   await scene.serve();
   const view = await scene.open();
-  await view.button("Plot").click();
-  const plot = view.panel("plot");
+  const plot = await view.openPanel("Plot");
   await plot.getByLabel("Across", { exact: true }).selectOption("Conc");
   for (const box of await plot.locator("fieldset input").all()) {
     await box.setChecked((await box.getAttribute("value")) === "Rate");

@@ -49,6 +49,49 @@ scenario("two browsers see each other's edits; a conflict loses neither text", a
   await ben.page.getByRole("dialog").getByText("2.90 g").waitFor();
 });
 
+scenario("pages of one browser see what others do, also when the first of them is closed", async (scene) => {
+  scene.example("aspirin.xml");
+  await scene.serve();
+  const ada = await scene.open();
+  const ben = await scene.open();
+  const tab = await scene.openTab(ben);
+  await type(ada, mass("SA"), "2.50 g");
+  for (const view of [ben, tab]) await view.shows("Aspirin/Reactants:Moles:SA", "17.9 mmol");
+  await type(tab, mass("AA"), "6.00 g");
+  await ben.shows("Aspirin/Reactants:Equivalents:AA", await tab.textOf("Aspirin/Reactants:Equivalents:AA"));
+  await ben.page.close();
+  await type(ada, mass("SA"), "2.60 g");
+  await tab.shows("Aspirin/Reactants:Moles:SA", "18.6 mmol");
+});
+
+scenario("what is being typed stays with its cell, whatever others do to the table", async (scene) => {
+  scene.example("aspirin.xml");
+  await scene.serve();
+  const ada = await scene.open();
+  const ben = await scene.open();
+  const choose = async (row, item) => {
+    await ada.cell(mass(row)).click({ button: "right" });
+    await ada.page.getByRole("menuitem", { name: item }).click();
+  };
+  await ben.cell(mass("PA")).click();
+  await ben.type("2.");
+  await choose("SA", "Insert 1 row above");
+  await ben.cell(mass("4")).waitFor();
+  await ben.type("5");
+  await choose("SA", "Insert column before");
+  await ada.type("Batch", "Enter");
+  await ben.cell("Aspirin/Reactants:Batch:PA").waitFor();
+  await ben.type("0 g", "Enter");
+  await ben.saved();
+  await ada.shows(mass("PA"), "2.50 g");
+
+  await ben.cell(mass("AA")).click();
+  await ben.type("9.99");
+  await choose("SA", "Remove column");
+  await ada.button("Remove", ada.page.getByRole("dialog")).click();
+  await ben.alert(`${mass("AA")} is gone`).getByText("9.99").waitFor();
+});
+
 scenario("what is typed offline is sent later, and what others did is seen", async (scene) => {
   scene.example("aspirin.xml");
   await scene.serve();

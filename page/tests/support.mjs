@@ -88,11 +88,19 @@ export class Scene {
   // A page of a browser of its own, on the server.
   async open({ waitFor = ".cell", ...options } = {}) {
     const context = await (await theBrowser()).newContext({
-      viewport: { width: 1280, height: 800 }, locale: "en-US", acceptDownloads: true, ...options,
+      viewport: { width: 1600, height: 900 }, locale: "en-US", acceptDownloads: true, ...options,
     });
     this.contexts.push(context);
     await context.grantPermissions(["clipboard-read", "clipboard-write"]);
-    const page = await context.newPage();
+    return this.show(await context.newPage(), waitFor);
+  }
+
+  // One more page of the same browser.
+  async openTab(view) {
+    return this.show(await view.page.context().newPage(), ".cell");
+  }
+
+  async show(page, waitFor) {
     page.setDefaultTimeout(patience);
     this.watch(page);
     await page.goto(this.server.address);
@@ -230,6 +238,13 @@ export class View {
       const { activeElement: at } = document;
       return at?.dataset.address ?? at?.getAttribute("aria-label") ?? at?.labels?.[0]?.textContent ?? at?.textContent;
     });
+  }
+
+  // A panel beside the grid, or the dialog of properties.
+  async openPanel(tool, panel = this.panel(tool.replace("?", "").toLowerCase())) {
+    if (!(await panel.isVisible())) await this.button(tool).click();
+    await panel.waitFor();
+    return panel;
   }
 
   async menu(button, item) {

@@ -2,6 +2,12 @@
 // line end, and a text with one of these, or with a quote at its start, stands in quotes, quotes
 // doubled.
 
+// For menus; keys reach the clipboard without it. Pages that come from another machine get none.
+export function clipboard(): Clipboard {
+  if ("clipboard" in navigator) return navigator.clipboard;
+  throw new Error("this browser gives the clipboard to keys only: press Ctrl+C or Ctrl+V");
+}
+
 export function writeBlock(texts: string[][]): string {
   const text = texts.map((row) => row.map(writeCell).join("\t")).join("\n");
   // A line end at the end is none of the block's.

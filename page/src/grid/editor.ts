@@ -10,14 +10,6 @@ export interface Leaving {
 // move within it.
 type Mode = "enter" | "edit";
 
-export interface Suspended {
-  text: string;
-  mode: Mode;
-  touched: boolean;
-  selectionStart: number;
-  selectionEnd: number;
-}
-
 export interface EditorHandlers {
   // `leaving` says where to go from the cell; null stays. `touched` is false when nothing was typed,
   // `blurred` true when the focus went elsewhere in the page.
@@ -44,6 +36,7 @@ export class CellEditor {
   private mode: Mode = "edit";
   private touched = false;
   private open = false;
+  private moving = false;
 
   constructor(private readonly handlers: EditorHandlers) {
     this.field.addEventListener("keydown", (event) => this.keyDown(event));
@@ -84,24 +77,32 @@ export class CellEditor {
     this.handlers.commit(text, leaving, this.touched, blurred);
   }
 
-  // Takes it away without an end of the edit, to be gone on with elsewhere; null when it is closed.
-  suspend(): Suspended | null {
-    if (!this.open) return null;
-    const { value: text, selectionStart, selectionEnd } = this.field;
-    const { mode, touched } = this;
-    this.close();
-    return { text, mode, touched, selectionStart, selectionEnd };
-  }
-
-  resume(cell: HTMLElement, label: string, edit: Suspended): void {
-    this.start(cell, label, edit.text, edit.mode);
-    this.touched = edit.touched;
-    this.field.setSelectionRange(edit.selectionStart, edit.selectionEnd);
-  }
-
   cancel(): void {
     this.close();
     this.handlers.cancel();
+  }
+
+  // Closes and gives what was typed; null for nothing.
+  abandon(): string | null {
+    this.close();
+    return this.touched ? this.field.value : null;
+  }
+
+  // While cells are made anew; `change` gives the element of the edited one, in which typing goes on.
+  along(change: () => HTMLElement | undefined): void {
+    this.moving = true;
+    const cell = change();
+    if (this.open && cell) this.settle(cell);
+    this.moving = false;
+  }
+
+  private settle(cell: HTMLElement): void {
+    if (this.field.parentElement === cell && cell.isConnected) return;
+    const { selectionStart, selectionEnd } = this.field;
+    cell.append(this.field);
+    this.fit();
+    this.field.focus({ preventScroll: true });
+    this.field.setSelectionRange(selectionStart, selectionEnd);
   }
 
   private close(): void {
@@ -137,7 +138,7 @@ export class CellEditor {
 
   // Focus elsewhere in the page means done; another window does not.
   private blur(): void {
-    if (this.open && document.hasFocus()) this.commit(null, true);
+    if (this.open && !this.moving && document.hasFocus()) this.commit(null, true);
   }
 
   private fit(): void {

@@ -1,8 +1,8 @@
 // The grid under the hands of a person: keys, pointer, clipboard and editing.
 import type { Column, Texts } from "../api";
 import type { Session } from "../session";
-import { readBlock, writeBlock } from "./clipboard";
-import { CellEditor, type Leaving, type Suspended } from "./editor";
+import { clipboard, readBlock, writeBlock } from "./clipboard";
+import { CellEditor, type Leaving } from "./editor";
 import { commandOf, isTyping, type Command } from "./keys";
 import { edgeFrom, height, isSingle, rangeOf, repeatInto, width, type Range, type Spot } from "./range";
 import { GridView, kindOf } from "./view";
@@ -10,27 +10,31 @@ import { ColumnWidths } from "./widths";
 
 // How far a key widens a column.
 const widthStep = 16;
+// The rows whose texts make columns wide.
+const fittedRows = 200;
 // Texts of more rows are changed without asking what they showed.
 const mostAsked = 20_000;
 
 export interface GridHandlers {
   announce(text: string): void;
   alert(text: string): void;
-  // The cell that was edited is gone.
-  lost(cell: string, text: string): void;
   // The menu of a column (row -1), a row (column -1) or a cell.
   menu(spot: Spot, range: Range, anchor: DOMRect): void;
+  // What was being typed into a cell that is gone.
+  stranded(cell: string, text: string): void;
 }
 
-// The cell that is edited. Others may move, rename or remove its row and column meanwhile.
+// The cell that is edited, wherever it stands by now: the active one.
 interface Edited {
-  spot: Spot;
-  // undefined while the row is new.
-  id: string | undefined;
-  // Whether it was the empty row below.
-  blank: boolean;
+  // FORM/TABLE
+  table: string;
   column: string;
+  // All of the table.
   columns: string[];
+  // Of the row; undefined while it has none.
+  id: string | undefined;
+  // The row is still to be appended.
+  isNew: boolean;
   was: string;
 }
 
@@ -46,6 +50,7 @@ export class Grid {
   private tabLeaves = false;
   private drag: "select" | "fill" | null = null;
   private activeId: string | undefined;
+  private activeColumn: string | undefined;
 
   constructor(private readonly session: Session, private readonly handlers: GridHandlers) {
     this.widths = new ColumnWidths(localStorage);
@@ -61,6 +66,10 @@ export class Grid {
     this.view.start();
     this.session.on("structure", () => this.showTable());
     this.session.on("rows", () => this.rowsCame());
+    this.session.on("changed", () => {
+      this.fitted &&= this.session.rowCount() > fittedRows;
+      this.fit();
+    });
   }
 
   focus(): void {
@@ -86,7 +95,7 @@ export class Grid {
     this.view.active = active;
     if (!extend) this.anchor = active;
     this.view.range = this.rangeTo(active);
-    this.activeId = this.session.rowId(active.row);
+    this.remember();
     this.view.reveal(active);
     if (held) this.focus();
     if (active.row >= 0 && active.column >= 0) this.session.select(active.row, active.column);
@@ -124,7 +133,7 @@ export class Grid {
   }
 
   async copy(): Promise<void> {
-    await navigator.clipboard.writeText(writeBlock(await this.textsOf(this.cellRange())));
+    await clipboard().writeText(writeBlock(await this.textsOf(this.cellRange())));
   }
 
   async paste(text: string): Promise<void> {
@@ -175,10 +184,6 @@ export class Grid {
     return this.session.table?.columns ?? [];
   }
 
-  private columnNames(): string[] {
-    return this.columns().map((column) => column.name);
-  }
-
   private holdsFocus(): boolean {
     return this.view.element.contains(document.activeElement);
   }
@@ -209,55 +214,85 @@ export class Grid {
   }
 
   private showTable(): void {
-    const table = `${this.session.structure?.form}/${this.session.table?.name}`;
-    const edit = this.editor.suspend();
-    const isSame = table === this.shownTable;
-    if (table !== this.shownTable) {
-      this.shownTable = table;
-      this.widths.show(table);
-      this.view.element.scrollTo(0, 0);
-      this.view.active = this.anchor = { row: 0, column: 0 };
-      this.activeId = undefined;
-    }
-    this.view.active = this.clamp(this.view.active);
-    this.view.range = this.rangeTo(this.view.active);
+    const isSame = this.session.tableAddress() === this.shownTable;
+    const held = this.holdsFocus();
+    if (this.edited && !(isSame && this.followName(this.edited))) this.strand(this.edited);
+    this.editor.along(() => {
+      if (isSame) this.followColumn();
+      else this.showFromStart();
+      this.view.active = this.clamp(this.view.active);
+      this.view.range = this.rangeTo(this.view.active);
+      this.fitted = false;
+      this.view.editing = this.edited && this.view.active;
+      this.view.layout();
+      this.fit();
+      return this.view.at(this.active);
+    });
     // The selected column may be gone, or be called otherwise.
     if (this.session.selection) this.session.select(Math.max(0, this.active.row), Math.max(0, this.active.column));
-    this.fitted = false;
-    this.view.layout();
-    this.fit();
-    if (!edit) return;
-    // A table or form that was renamed has the same columns.
-    if (isSame || this.edited!.columns.join("\n") === this.columnNames().join("\n")) this.resume(edit);
-    else this.giveUp(edit.text, edit.touched);
+    if (held && !this.edited) this.focus();
   }
   private shownTable = "";
   private fitted = false;
 
+  private showFromStart(): void {
+    this.shownTable = this.session.tableAddress();
+    this.widths.show(this.shownTable);
+    this.view.element.scrollTo(0, 0);
+    this.view.active = this.anchor = { row: 0, column: 0 };
+    this.activeId = this.activeColumn = undefined;
+  }
+
   private rowsCame(): void {
     const held = this.holdsFocus();
-    this.followRow();
-    this.stayInside();
-    this.fit();
-    this.view.render();
-    if (held && !this.editor.isOpen) this.focus();
+    this.editor.along(() => {
+      this.followRow();
+      this.stayInside();
+      this.view.editing = this.edited && this.view.active;
+      this.fit();
+      this.view.render();
+      return this.view.at(this.active);
+    });
+    if (held && !this.edited) this.focus();
     if (!this.session.selection) this.session.select(this.active.row, this.active.column);
+  }
+
+  private columnAt(name: string | undefined): number {
+    return this.columns().findIndex((column) => column.name === name);
+  }
+
+  private remember(): void {
+    this.activeId = this.session.rowId(this.active.row);
+    this.activeColumn = this.columns()[this.active.column]?.name;
+  }
+
+  // The active cell stays in its column when columns come, go or move.
+  private followColumn(): void {
+    const now = this.columnAt(this.activeColumn);
+    if (now < 0) return;
+    this.anchor = { ...this.anchor, column: Math.max(0, this.anchor.column + now - this.active.column) };
+    this.view.active = { ...this.active, column: now };
   }
 
   // The active cell stays in its row when rows come or go above it.
   private followRow(): void {
-    const now = this.activeId === undefined ? undefined : this.session.cache?.indexOf(this.activeId);
-    if (now !== undefined && now !== this.active.row) {
-      const edit = this.editor.suspend();
+    const now = this.placeOfActive();
+    if (now !== this.active.row) {
       const shift = now - this.active.row;
       this.view.active = { ...this.active, row: now };
       this.anchor = { ...this.anchor, row: Math.max(0, this.anchor.row + shift) };
       this.view.range = this.rangeTo(this.active);
       this.session.select(now, this.active.column);
-      if (edit) this.resume(edit);
-      else if (this.holdsFocus()) this.focusSoon();
+      if (this.holdsFocus() && !this.edited) this.focusSoon();
     }
-    if (!this.editor.isOpen) this.activeId = this.session.rowId(this.active.row);
+    this.remember();
+  }
+
+  // A row that is being begun stays the last one.
+  private placeOfActive(): number {
+    if (this.edited?.isNew) return Math.max(this.active.row, this.session.rowCount());
+    const id = this.edited?.id ?? this.activeId;
+    return (id === undefined ? undefined : this.session.cache?.indexOf(id)) ?? this.active.row;
   }
 
   // The active cell's row, and those behind it, may be gone.
@@ -274,10 +309,22 @@ export class Grid {
     this.focus();
   }
 
-  // Once the first rows are there.
+  // The edit goes on where its column is only called otherwise now; false when that is gone.
+  private followName(edited: Edited): boolean {
+    const names = this.columns().map((column) => column.name);
+    const at = edited.columns.indexOf(edited.column);
+    const different = names.filter((name, i) => name !== edited.columns[i]);
+    const isRenamed = names.length === edited.columns.length && different.length === 1 && names[at] === different[0];
+    if (isRenamed) edited.column = different[0]!;
+    edited.columns = names;
+    this.activeColumn = edited.column;
+    return names.includes(edited.column);
+  }
+
+  // Once the first rows are there; in a table that has no more, after each change.
   private fit(): void {
-    const rows = Array.from({ length: 200 }, (_, i) => this.session.cache?.row(i)).filter((row) => row !== undefined);
     if (this.fitted) return;
+    const rows = Array.from({ length: fittedRows }, (_, i) => this.session.cache?.row(i)).filter((row) => row !== undefined);
     this.fitted = rows.length > 0;
     const other = this.widths.fit(this.columns(), rows, this.view.font());
     const widest = Math.max(0, ...rows.map((row) => this.widths.textWidth(row.id)), this.widths.textWidth(String(this.session.rowCount())));
@@ -422,67 +469,38 @@ export class Grid {
     const element = this.view.at(spot);
     if (!element) return true;
     this.edited = {
-      spot,
-      id: this.session.rowId(spot.row),
-      blank: spot.row >= this.session.rowCount(),
+      table: this.shownTable,
       column: column.name,
-      columns: this.columnNames(),
+      columns: this.columns().map((each) => each.name),
+      id: this.session.rowId(spot.row),
+      isNew: spot.row >= this.session.rowCount(),
       was: cell.text,
     };
     this.view.editing = spot;
     this.view.render();
-    this.editor.start(element, this.editorLabel(spot), text ?? cell.text, mode);
+    this.editor.start(element, `${column.name}, ${this.session.rowId(spot.row) ?? "new row"}`, text ?? cell.text, mode);
     if (text !== undefined && text !== "") this.editor.touch();
     return true;
   }
 
   private commit(text: string, leaving: Leaving | null, touched: boolean, blurred: boolean): void {
     const { id, was } = this.edited!;
-    const spot = this.editedSpot();
-    const column = this.columns()[spot.column];
-    if (!column) return this.giveUp(text, touched);
-    const before = this.session.cell(spot.row, column);
+    this.edited = null;
+    const { row, column: at } = this.active;
+    const column = this.columns()[at]!;
+    const before = this.session.cell(row, column);
     const kind = before && kindOf(before);
     const same = text === was && (kind === "typed" || kind === "noted" || kind === "empty");
-    if (touched && !same) this.session.type(spot.row, spot.column, [[text]], [[was]], id);
+    if (touched && !same) this.session.type(row, at, [[text]], [[was]], [id ?? this.session.rowId(row) ?? null]);
     if (touched && !same && column.formula !== null) this.tellOverride(text, column, kind === "computed" || kind === "error");
     this.endEdit(!blurred);
     if (leaving) this.leave(leaving);
   }
 
-  // Where the edited cell is now; the column -1 when that is gone.
-  private editedSpot(): Spot {
-    const { spot, id, blank, column, columns } = this.edited!;
-    const names = this.columnNames();
-    // One of as many that is called otherwise was renamed.
-    const renamed = names.length === columns.length ? spot.column : -1;
-    const row = id === undefined ? (blank ? this.session.rowCount() : spot.row) : (this.session.cache?.indexOf(id) ?? spot.row);
-    return { row, column: names.includes(column) ? names.indexOf(column) : renamed };
-  }
-
-  private resume(edit: Suspended): void {
-    const spot = this.editedSpot();
-    const column = this.columns()[spot.column];
-    if (!column) return this.giveUp(edit.text, edit.touched);
-    this.edited = { ...this.edited!, spot, column: column.name, columns: this.columnNames() };
-    this.view.active = this.anchor = spot;
-    this.view.range = this.rangeTo(spot);
-    this.view.editing = spot;
-    this.view.render();
-    const cell = this.view.at(spot);
-    if (cell) this.editor.resume(cell, this.editorLabel(spot), edit);
-    else this.giveUp(edit.text, edit.touched);
-  }
-
-  // The edited cell is gone: its text is kept.
-  private giveUp(text: string, touched: boolean): void {
-    const { column, id } = this.edited!;
-    if (touched && text !== "") this.handlers.lost(`${column}:${id ?? "new row"}`, text);
-    this.endEdit(true);
-  }
-
-  private editorLabel(spot: Spot): string {
-    return `${this.columns()[spot.column]!.name}, ${this.edited?.id ?? this.session.rowId(spot.row) ?? "new row"}`;
+  private strand({ table, column, id }: Edited): void {
+    const text = this.editor.abandon();
+    if (text !== null) this.handlers.stranded(`${table}:${column}:${id ?? "new row"}`, text);
+    this.edited = null;
   }
 
   private tellOverride(text: string, column: Column, computed: boolean): void {

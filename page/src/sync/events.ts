@@ -54,7 +54,8 @@ export class Events {
   connect(): void {
     this.channel.onmessage = ({ data }: MessageEvent<Told>) => this.hear(data);
     this.channel.postMessage({ name: "new" } satisfies Told);
-    // The lock is kept as long as the page is there.
+    // The lock is kept as long as the page is there. A page that comes from another machine gets none.
+    if (!("locks" in navigator)) return this.listen();
     void navigator.locks.request(shared, () => new Promise<never>(() => this.listen()));
   }
 
