@@ -152,7 +152,6 @@ class Page implements App {
       if (form !== undefined) await this.session.open(form, last.table);
       else this.showStructure();
       for (const conflict of this.session.queue.conflicts) this.showConflict(conflict);
-      this.side.restore();
       this.focusContent();
     } catch (error) {
       if (await localeMayBeUsed(this.api, error)) return this.openFirst();
@@ -506,7 +505,8 @@ class Page implements App {
     const text = edit.texts[0]?.[0];
     const single = edit.texts.length === 1 && edit.texts[0]!.length === 1 && typeof text === "string";
     this.announce("");
-    this.alert(single ? sentence(error.message) : blockRefused(error));
+    const kept = single && error.status !== 422 ? " What you typed is kept under Settings, Texts put aside." : "";
+    this.alert(single ? sentence(error.message) + kept : blockRefused(error));
     const putAside = (lost: string, place: CellPlace) => this.session.queue.putAside({ cell: nameOf(place), text: lost, why: error.message });
     if (single || error.status === 409) forEachText(edit, putAside);
     if (single && error.status === 422) void this.editAgain(edit, text);

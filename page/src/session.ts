@@ -190,13 +190,14 @@ export class Session extends Emitter<SessionEvent> {
     const before = this.structure;
     const structure = await this.api.structure(before.form);
     if (this.structure?.form !== before.form) return;
+    const names = this.tables().map((table) => table.name);
     this.take(structure);
     if (sameLayout(before, structure)) {
       this.table = this.tables().find((table) => table.name === this.table?.name) ?? this.table;
       this.emit("history");
       return;
     }
-    this.relayout();
+    this.relayout(names.length, names.indexOf(this.table?.name ?? ""));
   }
 
   async refreshForms(): Promise<void> {
@@ -250,11 +251,12 @@ export class Session extends Emitter<SessionEvent> {
     this.know(structure.form, structure.version);
   }
 
-  // Columns or tables are others: the grid keeps its table if that still exists.
-  private relayout(): void {
+  // Columns or tables are others: the grid keeps its table if that still exists. One of as many
+  // tables that is called otherwise was renamed.
+  private relayout(count: number, at: number): void {
     const tables = this.tables();
     const same = tables.find((table) => table.name === this.table?.name);
-    if (!same) return this.show(undefined, true);
+    if (!same) return this.show(tables.length === count ? tables[at]?.name : undefined, true);
     this.table = same;
     this.cache?.outdate();
     this.emit("structure");

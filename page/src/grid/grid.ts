@@ -29,6 +29,8 @@ interface Edited {
   // FORM/TABLE
   table: string;
   column: string;
+  // All of the table.
+  columns: string[];
   // Of the row; undefined while it has none.
   id: string | undefined;
   // The row is still to be appended.
@@ -214,7 +216,7 @@ export class Grid {
   private showTable(): void {
     const isSame = this.session.tableAddress() === this.shownTable;
     const held = this.holdsFocus();
-    if (this.edited && (!isSame || this.columnAt(this.edited.column) < 0)) this.strand(this.edited);
+    if (this.edited && !(isSame && this.followName(this.edited))) this.strand(this.edited);
     this.editor.along(() => {
       if (isSame) this.followColumn();
       else this.showFromStart();
@@ -305,6 +307,18 @@ export class Grid {
   private focusSoon(): void {
     this.view.render();
     this.focus();
+  }
+
+  // The edit goes on where its column is only called otherwise now; false when that is gone.
+  private followName(edited: Edited): boolean {
+    const names = this.columns().map((column) => column.name);
+    const at = edited.columns.indexOf(edited.column);
+    const different = names.filter((name, i) => name !== edited.columns[i]);
+    const isRenamed = names.length === edited.columns.length && different.length === 1 && names[at] === different[0];
+    if (isRenamed) edited.column = different[0]!;
+    edited.columns = names;
+    this.activeColumn = edited.column;
+    return names.includes(edited.column);
   }
 
   // Once the first rows are there; in a table that has no more, after each change.
@@ -457,6 +471,7 @@ export class Grid {
     this.edited = {
       table: this.shownTable,
       column: column.name,
+      columns: this.columns().map((each) => each.name),
       id: this.session.rowId(spot.row),
       isNew: spot.row >= this.session.rowCount(),
       was: cell.text,
