@@ -26,12 +26,13 @@ if(KT_PAGE_FILES)
   return()
 endif()
 
-add_custom_command(OUTPUT ${page}/node_modules/.package-lock.json
-  COMMAND ${CMAKE_COMMAND} -D NPM=${KT_NPM} -P ${PROJECT_SOURCE_DIR}/cmake/page-libraries.cmake
-  DEPENDS ${page}/package.json ${page}/package-lock.json
-  WORKING_DIRECTORY ${page} COMMENT "Getting the page's libraries" VERBATIM)
+set(page_libraries ${page}/node_modules/.got-package-lock.json)
+add_custom_command(OUTPUT ${page_libraries}
+  COMMAND ${CMAKE_COMMAND} -D NPM=${KT_NPM} -D GOT=${page_libraries}
+    -P ${PROJECT_SOURCE_DIR}/cmake/page-libraries.cmake
+  DEPENDS ${page}/package-lock.json COMMENT "Getting the page's libraries" VERBATIM)
 file(GLOB_RECURSE page_sources CONFIGURE_DEPENDS ${page}/src/*)
 add_custom_command(OUTPUT ${page_files}
   COMMAND ${KT_NODE} build.mjs ${page_folder}
-  DEPENDS ${page}/build.mjs ${page}/node_modules/.package-lock.json ${page_sources}
+  DEPENDS ${page}/build.mjs ${page_libraries} ${page_sources}
   WORKING_DIRECTORY ${page} COMMENT "Building the page" VERBATIM)

@@ -15,7 +15,7 @@ import { applyTheme, keepLocale, personsLocale, theme } from "./settings";
 import { SidePanel } from "./side_panel";
 import type { App, AppEvent } from "./state";
 import { StructureEdits } from "./structure_edits";
-import { nameOf, type Conflict, type Edit, type QueueState } from "./sync/queue";
+import { forEachText, nameOf, type CellPlace, type Conflict, type Edit, type QueueState } from "./sync/queue";
 
 const lastPlaceKey = "ktnotebook.place";
 
@@ -505,12 +505,11 @@ class Page implements App {
     const text = edit.texts[0]?.[0];
     const single = edit.texts.length === 1 && edit.texts[0]!.length === 1 && typeof text === "string";
     this.announce("");
-    const kept = error.status === 422 ? "" : " What you typed is kept under Settings, Texts put aside.";
+    const kept = single && error.status !== 422 ? " What you typed is kept under Settings, Texts put aside." : "";
     this.alert(single ? sentence(error.message) + kept : blockRefused(error));
-    if (!single) return;
-    const cell = { form: edit.form, table: edit.table, column: edit.columns[0]!, row: edit.rows[0] ?? edit.index };
-    this.session.queue.putAside({ cell: nameOf(cell), text, why: error.message });
-    if (error.status === 422) void this.editAgain(edit, text);
+    const putAside = (lost: string, place: CellPlace) => this.session.queue.putAside({ cell: nameOf(place), text: lost, why: error.message });
+    if (single || error.status === 409) forEachText(edit, putAside);
+    if (single && error.status === 422) void this.editAgain(edit, text);
   }
 
   private stranded(cell: string, text: string): void {

@@ -48,6 +48,7 @@ export class Session extends Emitter<SessionEvent> {
     this.queue = new EditQueue({
       send: (edit) => this.send(edit),
       locate: (edit) => this.locate(edit),
+      ids: (edit, change) => this.idsOf(edit, change),
       answered: (edit, change) => this.applied(change, edit.form),
       refused: (edit, error) => this.handlers.refused(edit, error),
       conflict: (conflict) => this.handlers.conflict(conflict),
@@ -289,7 +290,14 @@ export class Session extends Emitter<SessionEvent> {
     return this.api.block(table, column, edit.index, edit.texts, edit.was);
   }
 
+  private async idsOf(edit: Edit, change: Change): Promise<string[]> {
+    const table = addressOf.table(edit.form, edit.table);
+    const { rows, version } = await this.api.rows(table, edit.index, edit.rows.length);
+    return version === change.version ? rows.map((row) => row.id) : [];
+  }
+
   private async locate(edit: Edit): Promise<number> {
+    if (edit.rows[0] === null) return (await this.api.rows(addressOf.table(edit.form, edit.table), 0, 1)).count;
     const place = await this.api.place(addressOf.row(edit.form, edit.table, edit.rows[0] ?? ""));
     if (place.index === null) throw new ApiError(404, `the row "${edit.rows[0]}" is gone`);
     return place.index;

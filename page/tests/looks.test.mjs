@@ -12,7 +12,6 @@ const looks = {
   dark: { colorScheme: "dark", viewport: { width: 1280, height: 800 } },
   // A window of 1280 by 800 at 200 %.
   "light at 200 %": { colorScheme: "light", viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 },
-  "dark at 200 %": { colorScheme: "dark", viewport: { width: 640, height: 400 }, deviceScaleFactor: 2 },
 };
 
 const moles = "Aspirin/Reactants:Moles:AA";

@@ -58,7 +58,8 @@ scenario("pages of one browser see what others do, also when the first of them i
   await type(ada, mass("SA"), "2.50 g");
   for (const view of [ben, tab]) await view.shows("Aspirin/Reactants:Moles:SA", "17.9 mmol");
   await type(tab, mass("AA"), "6.00 g");
-  await ben.shows("Aspirin/Reactants:Equivalents:AA", await tab.textOf("Aspirin/Reactants:Equivalents:AA"));
+  await tab.saved();
+  await ben.shows("Aspirin/Reactants:Equivalents:AA", scene.texts("Aspirin")["Aspirin/Reactants:Equivalents:AA"]);
   await ben.page.close();
   await type(ada, mass("SA"), "2.60 g");
   await tab.shows("Aspirin/Reactants:Moles:SA", "18.6 mmol");
@@ -90,6 +91,8 @@ scenario("what is being typed stays with its cell, whatever others do to the tab
   await choose("SA", "Remove column");
   await ada.button("Remove", ada.page.getByRole("dialog")).click();
   await ben.alert(`${mass("AA")} is gone`).getByText("9.99").waitFor();
+  const active = await ben.page.locator(".cell.active").getAttribute("data-address");
+  await eventually(async () => `Aspirin/${await ben.panel("why").locator(".kt-why-place").innerText()}`, active);
 });
 
 scenario("what is typed offline is sent later, and what others did is seen", async (scene) => {
@@ -100,13 +103,21 @@ scenario("what is typed offline is sent later, and what others did is seen", asy
   await ben.page.context().setOffline(true);
   await type(ben, mass("SA"), "2.50 g");
   await type(ben, "Aspirin/Reactants:Volume:AA", "6.00 ml");
-  await eventually(async () => (await ben.page.locator(".saving").innerText()), "Offline · 2 unsent edits");
+  await ben.cell("Aspirin/Reactants:Compound:PA").click();
+  await ben.press("ArrowDown");
+  await ben.type("water", "Tab");
+  await ben.type("18.02", "Enter");
+  await eventually(async () => (await ben.page.locator(".saving").innerText()), "Offline · 4 unsent edits");
+  await ada.button("Row").click();
+  await ada.cell("Aspirin/Reactants:MW:4").waitFor();
   await type(ada, "Aspirin/Reactants:MW:PA", "98.00 g/mol");
   await ada.saved();
   await ben.page.context().setOffline(false);
   await ben.saved();
   await ada.shows(mass("SA"), "2.50 g");
   await ben.shows("Aspirin/Reactants:MW:PA", "98.00 g/mol");
+  await ben.shows("Aspirin/Reactants:Compound:5", "water");
+  await ben.shows("Aspirin/Reactants:MW:5", "18.02");
   await eventually(() => ben.texts(), await ada.texts(), "what both see");
 });
 

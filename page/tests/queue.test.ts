@@ -49,6 +49,7 @@ function makeQueue(server: Server, memory = new Memory()) {
   const queue = new EditQueue({
     send: (each) => server.send(each),
     locate: () => Promise.resolve(0),
+    ids: () => Promise.resolve([]),
     answered: () => undefined,
     refused: (_, error) => refused.push(error.message),
     conflict: (conflict) => conflicts.push(conflict),

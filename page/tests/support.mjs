@@ -275,8 +275,11 @@ export class View {
         .map((cell) => [cell.dataset.address, cell.textContent])));
   }
 
+  // The status line tells only what takes long.
   saved() {
-    return eventually(() => this.page.locator(".saving").innerText(), "Saved", "the state of the edits");
+    const unsent = this.page.locator(".row:not([hidden]) .cell.unsent");
+    const state = async () => [await this.page.locator(".saving").innerText(), await unsent.count()];
+    return eventually(state, ["Saved", 0], "the state of the edits");
   }
 }
 

@@ -157,6 +157,27 @@ TEST_F(PostgresTest, AKilledWriterLeavesTheStateBeforeOrAfter) {
   }
 }
 
+TEST_F(PostgresTest, ALostConnectionIsOpenedAnewAndItsTransactionIsLost) {
+  const auto database = OpenDatabase(url, false);
+  const auto lose = [] {
+    OpenDatabase(server->Url("postgres"), false)
+        ->Run(
+            "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE "
+            "backend_type = 'client backend' AND pid <> pg_backend_pid()");
+  };
+  lose();
+  EXPECT_THROW(database->Run("SELECT 1"), NotebookError);
+  EXPECT_NO_THROW(database->Run("SELECT 1"));
+  {
+    Transaction transaction(*database, TransactionKind::kChangingForms);
+    lose();
+    for (int attempt = 0; attempt < 2; ++attempt)
+      EXPECT_THROW(database->Run("SELECT 1"), NotebookError);
+    EXPECT_THROW(transaction.Commit(), NotebookError);
+  }
+  EXPECT_NO_THROW(database->Run("SELECT 1"));
+}
+
 TEST_F(PostgresTest, WhatCanNotBeReachedIsSaid) {
   const std::pair<std::string, std::string> cases[] = {
       {"postgresql://postgres@/x?host=" + folder.path, "failed: No such file or directory\n"},

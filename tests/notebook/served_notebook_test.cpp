@@ -90,6 +90,7 @@ TEST_F(ServedNotebookTest, AnswersRequests) {
       {"PUT", "cells/F/T:A:y", "", R"({"text":1})", 400, R"(\"text\" is no text)"},
       {"PUT", "cells/F/T:A:y", "", R"(["text"])", 400, "no JSON object"},
       {"PUT", "cells/F/T:A:y", "", "{\"text\":\"\xFF\"}", 400, "no JSON object"},
+      {"PUT", "cells/F/T:A:y", "", R"({"text":[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]})", 400, "nested too"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":"1 g","was":"2.5 g"})", 200, R"("rounds":2)"},
       {"POST", "blocks/F/T", "", R"({"column":"C","row":0,"texts":[["1","2"],["3"]]})", 422,
        R"(for \"D\")"},
@@ -194,6 +195,7 @@ TEST_F(ServedNotebookTest, ManyResultsAreStoredLater) {
   {
     Served served(database);
     EXPECT_EQ(served.Ask("PUT", "cells/c/c:A:1", R"({"text":"2"})", "report=brief").status, 200);
+    EXPECT_EQ(served.Ask("PATCH", "parts/c/c:A", R"({"name":"B"})").status, 422);
     EXPECT_EQ(outdated(), "c\n");
     // Somebody else who looks now sees the typed text.
     EXPECT_NE(Program({"show", "c", "--db", database, "--json"}).out.str().find(R"("text":"2")"),
@@ -228,7 +230,11 @@ TEST_F(ServedNotebookTest, AFileIsServedThroughADatabaseBesideIt) {
   {
     ServedFile file(path);
     EXPECT_NE(file.Note().find("taken up"), std::string::npos);
-    ServedNotebook notebook(file.Connection(), events);
+    ServedNotebook notebook(file.Connection(), events, file.Locale());
+    NotebookApi api(notebook);
+    // What comes to it can be read with it.
+    EXPECT_EQ(api.Answer({"POST", "import", {}, before, ""}).status, 201);
+    EXPECT_EQ(api.Answer({"POST", "import", {}, "<notebook locale=\"de_DE\"/>", ""}).status, 422);
     file.Follow(notebook, events);
     file.Finish();
   }

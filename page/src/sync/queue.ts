@@ -47,8 +47,10 @@ export type QueueState = "idle" | "sending" | "offline" | "locked";
 
 export interface QueueHandlers {
   send(edit: Edit): Promise<Change>;
-  // Where the row stands now; throws when it is gone.
+  // Where the first row stands now, or would be appended; throws when it is gone.
   locate(edit: Edit): Promise<number>;
+  // The ids of the rows of an edit that was made, unless the table was changed since.
+  ids(edit: Edit, change: Change): Promise<string[]>;
   answered(edit: Edit, change: Change): void;
   refused(edit: Edit, error: ApiError): void;
   conflict(conflict: Conflict): void;
@@ -182,8 +184,12 @@ export class EditQueue {
     this.failures = 0;
     this.enter("sending");
     this.edits = this.edits.filter((other) => other !== edit);
-    if (outcome instanceof ApiError) this.refuse(edit, outcome);
-    else this.accept(edit, outcome);
+    if (outcome instanceof ApiError) {
+      this.refuse(edit, outcome);
+    } else {
+      this.accept(edit, outcome);
+      await this.learnIds(edit, outcome);
+    }
     this.edited();
     return true;
   }
@@ -201,9 +207,26 @@ export class EditQueue {
   }
 
   private async place(edit: Edit): Promise<void> {
-    if (edit.placed || edit.rows[0] === null) return;
-    edit.index = await this.handlers.locate(edit);
-    edit.placed = true;
+    if (edit.placed) return;
+    const shift = (await this.handlers.locate(edit)) - edit.index;
+    const isNew = edit.rows[0] === null;
+    // Further texts for rows that are to be appended go along with them.
+    const along = isNew ? this.edits.filter((other) => other.rows[0] === null && sameTable(other, edit)) : [edit];
+    for (const other of along) {
+      other.index += shift;
+      other.placed = true;
+    }
+    if (shift !== 0) this.edited();
+  }
+
+  // Texts that wait for rows which were just appended are for those, wherever they stand later.
+  private async learnIds(edit: Edit, change: Change): Promise<void> {
+    const waiting = this.edits.filter((other) => sameTable(other, edit) && other.rows.includes(null));
+    if (!edit.rows.includes(null) || waiting.length === 0) return;
+    const ids = await this.handlers.ids(edit, change).catch(() => []);
+    for (const other of waiting) {
+      other.rows = other.rows.map((id, i) => id ?? ids[other.index + i - edit.index] ?? null);
+    }
   }
 
   private fail(error: ApiError): false {
@@ -222,7 +245,12 @@ export class EditQueue {
 
   private refuse(edit: Edit, error: ApiError): void {
     const present = presentTexts(edit, error);
-    if (error.status === 409 && present.size > 0) this.divide(edit, present);
+    const isKnown = (): boolean => {
+      let known = false;
+      forEachText(edit, (_, cell) => (known ||= present.has(nameOf(cell))));
+      return known;
+    };
+    if (error.status === 409 && isKnown()) this.divide(edit, present);
     else this.handlers.refused(edit, error);
   }
 
@@ -324,6 +352,10 @@ export function forEachText(
     row.forEach((text, j) => {
       if (text !== null) visit(text, cellIn(edit, i, j), i, j);
     }));
+}
+
+function sameTable(a: Edit, b: Edit): boolean {
+  return a.form === b.form && a.table === b.table;
 }
 
 function cellIn(edit: Edit, row: number, column: number): CellPlace {

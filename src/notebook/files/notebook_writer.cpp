@@ -1,5 +1,7 @@
 // Writing of notebook files.
 #include <cmath>
+#include <cstdint>
+#include <set>
 
 #include "notebook/files/listener_face.h"
 #include "notebook/files/notebook_error.h"
@@ -13,6 +15,22 @@
 namespace ktnotebook {
 
 namespace {
+
+// Keys of one space. Forms that come from several notebooks may have the same ones, which one
+// notebook can not.
+class WrittenKeys {
+ public:
+  // The key, or a free one in place of one that is written already.
+  std::u16string TextOf(std::int32_t key) {
+    while (!written_.insert(key).second)
+      key = next_++;
+    return ktformula::ToDecimalText(key);
+  }
+
+ private:
+  std::set<std::int32_t> written_;
+  std::int32_t next_ = 1;
+};
 
 class NotebookWriter {
  public:
@@ -66,7 +84,7 @@ class NotebookWriter {
     const std::u16string place = u"table \"" + table.Name() + u"\"";
     At(place, [&] {
       Attribute(node, "name", table.Name());
-      Attribute(node, "key", ktformula::ToDecimalText(table.FileKey()));
+      Attribute(node, "key", table_keys_.TextOf(table.FileKey()));
       for (const Ref<NotebookColumn>& column : table.Columns()) {
         WriteProperty(node.append_child("property"), column->Definition());
       }
@@ -81,8 +99,8 @@ class NotebookWriter {
     });
   }
 
-  static void WriteProperty(pugi::xml_node node, const PropertyDefinition& definition) {
-    Attribute(node, "key", ktformula::ToDecimalText(definition.key));
+  void WriteProperty(pugi::xml_node node, const PropertyDefinition& definition) {
+    Attribute(node, "key", property_keys_.TextOf(definition.key));
     Attribute(node, "name", definition.name);
     Attribute(node, "type", DataTypeText(definition.type));
     if (definition.unit != nullptr) Attribute(node, "unit", definition.unit->UnitText());
@@ -138,6 +156,8 @@ class NotebookWriter {
     if (!result_format.empty()) Attribute(table.last_child(), "resultFormat", result_format);
   }
 
+  WrittenKeys table_keys_;
+  WrittenKeys property_keys_;
   Ref<NotebookXmlDocument> document_ = ktformula::MakeRef<NotebookXmlDocument>();
 };
 

@@ -41,6 +41,19 @@ std::string Dump(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+// What takes longer to read than to send, or more room than a call has, is refused.
+Json ReadBody(const std::string& text) {
+  constexpr int kDeepest = 16;
+  constexpr std::size_t kMostFields = 1'000;
+  std::size_t fields = 0;
+  const auto limit = [&fields](int depth, Json::parse_event_t event, const Json&) {
+    if (event == Json::parse_event_t::key) ++fields;
+    if (depth <= kDeepest && fields <= kMostFields) return true;
+    throw ApiRefusal(400, "the request's body is nested too deeply or has too many fields");
+  };
+  return Json::parse(text, limit, false);
+}
+
 ApiAnswer RefusalAnswer(int status, const std::string& message, Json details = Json::object()) {
   Json json{{"error", message}};
   json.update(details);
@@ -127,7 +140,7 @@ JsonReader ApiCall::Reader() const {
 
 const Json& ApiCall::Body() const {
   if (!body_) {
-    body_ = Json::parse(request_.body, nullptr, false);
+    body_ = ReadBody(request_.body);
     if (!body_->is_object()) throw ApiRefusal(400, "the request's body is no JSON object");
   }
   return *body_;

@@ -118,12 +118,11 @@ struct Block {
   }
 };
 
-Block BlockOf(const ApiCall& call, NotebookTable& table) {
+Block BlockOf(const ApiCall& call, NotebookTable& table, Texts texts) {
   const std::u16string name = call.Text("column");
   const NotebookColumn* const column = table.FindColumn(name);
   if (column == nullptr) throw ApiRefusal(404, "there is no column \"" + ToUtf8(name) + "\"");
-  Block block{table, column->Index(), call.OptionalNumber("row").value_or(0),
-              TextsOf(call, "texts")};
+  Block block{table, column->Index(), call.OptionalNumber("row").value_or(0), std::move(texts)};
   if (block.row > table.Rows().size()) throw ApiRefusal(422, "the block begins behind the table");
   if (block.Width() > table.Columns().size() - block.column) {
     throw ApiRefusal(422, "the block has more columns than the table has from here on");
@@ -168,12 +167,15 @@ std::u16string CountText(std::size_t count, std::u16string_view one, std::u16str
 }
 
 ApiAnswer PutBlock(const ApiCall& call) {
+  // Nobody waits while they are read.
+  Texts texts = TextsOf(call, "texts");
+  const Texts was = TextsOf(call, "was");
   Change change(call.Notebook(), call.Address(), call.Client());
   NotebookTable& table =
       Found([&]() -> NotebookTable& { return FindTable(change.Forms(), call.Address()); });
-  const Block block = BlockOf(call, table);
+  const Block block = BlockOf(call, table, std::move(texts));
   const ktformula::Locale locale = call.LocaleFor(table.Parent());
-  RefuseConflicts(block, TextsOf(call, "was"), locale);
+  RefuseConflicts(block, was, locale);
   const std::size_t missing = block.MissingRows();
   std::vector<NotebookCell> set;
   const auto type_all = [&](FormEdits& edits) {

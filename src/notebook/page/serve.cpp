@@ -71,6 +71,9 @@ class Kept {
   }
 
   const std::shared_ptr<Database>& Connection() const { return database_; }
+  std::optional<NamedLocale> FileLocale() const {
+    return file_ ? std::optional(file_->Locale()) : std::nullopt;
+  }
   void Follow(ServedNotebook& notebook, EventSink& events) {
     if (file_) file_->Follow(notebook, events);
   }
@@ -97,7 +100,7 @@ int Serve(const ServeOptions& options, Console& console) {
   });
   EventHub events(limits);
   Kept kept(options, console);
-  ServedNotebook notebook(kept.Connection(), events);
+  ServedNotebook notebook(kept.Connection(), events, kept.FileLocale());
   events.SetHello([&notebook] { return notebook.Hello(); });
   NotebookApi api(notebook);
   PageServer server({options.address, options.port, secret}, limits, *files, api, events, log);

@@ -66,15 +66,18 @@ bool ServedFile::IsLeft() const {
 
 void ServedFile::TakeUp(const std::string& content) {
   database_ = OpenDatabase(database_path_, false);
-  const DbResult found = database_->Run("SELECT content_hash, written FROM served_file");
-  const std::string hash = found.rows.empty() ? "" : TextOf(found.rows[0][0]);
-  written_ = found.rows.empty() ? "" : TextOf(found.rows[0][1]);
+  const DbResult found =
+      database_->Run("SELECT written, locale, content_hash, next_hash FROM served_file");
+  if (found.rows.empty()) throw NotebookError(database_path_ + ": the database is damaged");
+  const std::vector<DbValue>& row = found.rows[0];
+  written_ = TextOf(row[0]);
+  locale_ = FindNamedLocale(FromStoredUtf8(TextOf(row[1]))).value_or(NamedLocale());
   const std::string now = FingerprintOf(NotebookStore(database_, false).Versions());
   if (now == written_) {
     database_ = nullptr;
     return ReadAnew(content);
   }
-  if (hash != content_hash_) {
+  if (TextOf(row[2]) != content_hash_ && TextOf(row[3]) != content_hash_) {
     throw NotebookError(database_path_ + " has changes that " + path_ +
                         " does not have, and the file has changed since then: take one of them "
                         "away (\"ktnotebook export\" reads the database)");
@@ -96,8 +99,11 @@ void ServedFile::ReadAnew(const std::string& content) {
     store.Add(notebook, *form);
     store.SaveRecalculated(*form, {});
   }
-  database_->Run("CREATE TABLE served_file(content_hash TEXT NOT NULL, written TEXT NOT NULL)");
-  database_->Run("INSERT INTO served_file(content_hash, written) VALUES('', '')");
+  locale_ = notebook.locale;
+  database_->Run(
+      "CREATE TABLE served_file(content_hash TEXT NOT NULL, next_hash TEXT NOT NULL, "
+      "written TEXT NOT NULL, locale TEXT NOT NULL)");
+  database_->Run("INSERT INTO served_file VALUES('', '', '', $1)", {ToStoredUtf8(locale_.name)});
   NoteWritten(*database_, content, FingerprintOf(store.Versions()));
   transaction.Commit();
 }
@@ -147,9 +153,15 @@ void ServedFile::Write() {
     throw NotebookError(path_ + " was changed by another program and is not written");
   }
   const std::string text = notebook_->FileText();
-  WriteWholeFile(path_, text);
   // A connection of its own: the other one is the notebook's.
-  NoteWritten(*OpenDatabase(database_path_, false), text, now);
+  const std::shared_ptr<Database> database = OpenDatabase(database_path_, false);
+  NoteWriting(*database, text);
+  WriteWholeFile(path_, text);
+  NoteWritten(*database, text, now);
+}
+
+void ServedFile::NoteWriting(Database& database, const std::string& content) {
+  database.Run("UPDATE served_file SET next_hash = $1", {HashOf(content)});
 }
 
 void ServedFile::NoteWritten(Database& database, const std::string& content,

@@ -42,6 +42,9 @@ class ServedFile {
 
   const std::shared_ptr<Database>& Connection() const noexcept { return database_; }
 
+  // What the file's texts are kept in.
+  const NamedLocale& Locale() const noexcept { return locale_; }
+
   // For people, in UTF-8: what was taken up, or left out of the file; "" for nothing.
   const std::string& Note() const noexcept { return note_; }
 
@@ -58,12 +61,15 @@ class ServedFile {
   void Work();
   void EndWork();
   void Write();
+  // Before: the file may have either content when the program ends in between.
+  void NoteWriting(Database& database, const std::string& content);
   void NoteWritten(Database& database, const std::string& content, const std::string& fingerprint);
   void Tell(std::string_view severity, const std::string& text);
 
   std::string path_;
   std::string database_path_;
   FileLock lock_;
+  NamedLocale locale_;
   std::string note_;
   std::shared_ptr<Database> database_;
   ServedNotebook* notebook_ = nullptr;

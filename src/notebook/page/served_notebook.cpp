@@ -128,8 +128,12 @@ const FormProblems& ServedForm::Problems() {
   return *problems;
 }
 
-ServedNotebook::ServedNotebook(std::shared_ptr<Database> database, EventSink& events)
-    : store_(std::move(database), true), events_(events), run_(RandomName()) {
+ServedNotebook::ServedNotebook(std::shared_ptr<Database> database, EventSink& events,
+                               std::optional<NamedLocale> of_file)
+    : store_(std::move(database), true),
+      events_(events),
+      of_file_(std::move(of_file)),
+      run_(RandomName()) {
   if (!store_.IsUpToDate()) {
     Transaction alone(store_.Connection(), TransactionKind::kAlone);
     store_.BringUpToDate();
@@ -175,6 +179,8 @@ bool ServedNotebook::StoreSome() {
   const std::int64_t key = found->first;
   try {
     StoreSomeUnstored(*found->second);
+  } catch (const DatabaseBusy&) {
+    return false;
   } catch (const NotebookError&) {
     // The database knows that these results are missing; whoever reads the form computes them.
     Drop(key);
@@ -209,18 +215,19 @@ void ServedNotebook::NoteUnstored(ServedForm& served, std::span<const NotebookCe
   served.unstored.insert(served.unstored.end(), cells.begin(), cells.end());
 }
 
-void ServedNotebook::StoreUnstored(ServedForm& served) {
+std::vector<NotebookCell> ServedNotebook::StoreUnstored(ServedForm& served) {
   store_.SaveRecalculated(served.Form(), InFormOrder(served.unstored));
-  served.unstored.clear();
+  return std::exchange(served.unstored, {});
 }
 
 std::string ServedNotebook::FileText() {
   const std::lock_guard lock(mutex_);
   Refresh();
-  std::vector<Ref<NotebookForm>> forms;
+  Notebook notebook;
+  notebook.locale = of_file_.value_or(NamedLocale());
   for (const FormVersion& stored : std::vector<FormVersion>(stored_))
-    forms.push_back(Ref<NotebookForm>(&Bring(stored).Form()));
-  return WriteNotebook(forms);
+    notebook.forms.emplace_back(&Bring(stored, For::kReading).Form());
+  return WriteNotebook(notebook);
 }
 
 std::string ServedNotebook::Fingerprint() {
@@ -279,7 +286,7 @@ ServedNotebook::Forms ServedNotebook::FormsOf(std::u16string_view address) {
   Refresh();
   Forms forms;
   for (const FormVersion& stored : Matching(stored_, address))
-    forms.push_back(Ref<NotebookForm>(&Bring(stored).Form()));
+    forms.push_back(Ref<NotebookForm>(&Bring(stored, For::kReading).Form()));
   return forms;
 }
 
@@ -290,26 +297,41 @@ ServedNotebook::Forms ServedNotebook::LockedFormsOf(std::u16string_view address)
   for (const FormVersion& stored : Matching(stored_, address)) {
     const auto locked = Storing([&] { return store_.LockVersion(stored.key); });
     if (!locked) continue;
-    forms.push_back(Ref<NotebookForm>(&Bring(*locked).Form()));
+    forms.push_back(Ref<NotebookForm>(&Bring(*locked, For::kChange).Form()));
   }
   return forms;
 }
 
-ServedForm& ServedNotebook::Bring(const FormVersion& stored) {
+ServedForm& ServedNotebook::Bring(FormVersion stored, For purpose) {
   const auto known = forms_.find(stored.key);
   if (known != forms_.end() && known->second->stored.version == stored.version) {
     return *known->second;
   }
   // Listeners and formulas that others have changed: the form is read as a whole.
   Drop(stored.key);
-  auto loaded = std::make_unique<ServedForm>();
-  Load(*loaded, stored);
-  return *(forms_[stored.key] = std::move(loaded));
+  auto read = std::make_unique<ServedForm>();
+  read->notebook = Storing(
+      [&] { return purpose == For::kReading ? ReadInOneState(stored) : store_.Load(stored.name); });
+  read->stored = stored;
+  Prepare(*read);
+  return *(forms_[stored.key] = std::move(read));
 }
 
-void ServedNotebook::Load(ServedForm& served, const FormVersion& stored) {
-  served.notebook = Storing([&] { return store_.Load(stored.name); });
-  served.stored = stored;
+Notebook ServedNotebook::ReadInOneState(FormVersion& stored) {
+  Transaction reading(store_.Connection(), TransactionKind::kReading);
+  const std::vector<FormVersion> now = store_.Versions();
+  const auto found = Find(now, stored.key);
+  if (found == now.end()) {
+    throw NoSuchPlace("the form \"" + ToUtf8(stored.name) + "\" has just been removed");
+  }
+  stored = *found;
+  Notebook notebook = store_.Load(stored.name);
+  reading.Commit();
+  return notebook;
+}
+
+// What was read becomes what pages see.
+void ServedNotebook::Prepare(ServedForm& served) {
   served.edits = std::make_unique<FormEdits>(served.notebook.forms.front());
   NotebookForm& form = served.Form();
   form.Log().keep_cells = true;
@@ -317,7 +339,7 @@ void ServedNotebook::Load(ServedForm& served, const FormVersion& stored) {
     if (is_interrupted_) throw StoreFailure("the program is ending", true);
   };
   served.result = Recalculate(form);
-  if (!stored.is_current) NoteUnstored(served, form.Log().cells);
+  if (!served.stored.is_current) NoteUnstored(served, form.Log().cells);
 }
 
 RecalculationResult ServedNotebook::Recalculate(NotebookForm& form) {
@@ -371,8 +393,13 @@ void Change::Begin(TransactionKind kind) {
 }
 
 Change::~Change() {
-  // Memory is ahead of the database.
-  if (transaction_ != nullptr && served_ != nullptr) notebook_.Drop(served_->stored.key);
+  if (transaction_ == nullptr) return;
+  if (served_ != nullptr) {
+    // Memory is ahead of the database.
+    notebook_.Drop(served_->stored.key);
+  } else if (prepared_ != nullptr) {
+    prepared_->unstored = std::move(stored_first_);
+  }
 }
 
 std::vector<std::u16string> Change::Names() const {
@@ -382,7 +409,8 @@ std::vector<std::u16string> Change::Names() const {
 // Places of cells are those of the structure.
 void Change::Prepare(ServedForm& served, ChangeKind kind) {
   if (kind == ChangeKind::kStructure && !served.unstored.empty()) {
-    Storing([&] { notebook_.StoreUnstored(served); });
+    stored_first_ = Storing([&] { return notebook_.StoreUnstored(served); });
+    prepared_ = &served;
   }
   served.Form().Log().cells.clear();
   served.problems.reset();
@@ -393,9 +421,10 @@ void Change::Do(NotebookForm& form, ChangeKind kind, std::u16string_view what,
   ServedForm& served = Of(form);
   Prepare(served, kind);
   const ktformula::LocaleScope kept_in(form.OwnLocale().separators);
-  served.edits->Together([&] { edits(*served.edits); });
+  const bool is_edited = served.edits->Together([&] { edits(*served.edits); });
   served_ = &served;
   kind_ = kind;
+  if (!is_edited) return;
   served.undone.clear();
   served.done.push_back({++served.last_step, std::u16string(what), kind, client_});
 }
@@ -474,6 +503,11 @@ void Change::End() {
 }
 
 void Change::AddForms(Notebook& notebook) {
+  if (notebook_.of_file_ && notebook.locale != *notebook_.of_file_) {
+    throw NotebookError("the file keeps its texts in the locale \"" +
+                        ToUtf8(notebook_.of_file_->name) + "\", these forms in \"" +
+                        ToUtf8(notebook.locale.name) + "\"");
+  }
   Storing([&] {
     for (const Ref<NotebookForm>& form : notebook.forms) {
       notebook_.store_.Add(notebook, *form);

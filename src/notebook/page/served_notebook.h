@@ -87,8 +87,10 @@ std::string FingerprintOf(std::span<const NotebookStore::FormVersion> forms);
 // All of it may be used by several threads; Reading and Change are how.
 class ServedNotebook {
  public:
-  // Brings the database's tables up to date. Throws NotebookError. The sink outlives it.
-  ServedNotebook(std::shared_ptr<Database> database, EventSink& events);
+  // Brings the database's tables up to date. Throws NotebookError. The sink outlives it. With a
+  // file's locale there are no forms of another one.
+  ServedNotebook(std::shared_ptr<Database> database, EventSink& events,
+                 std::optional<NamedLocale> of_file = std::nullopt);
   ServedNotebook(const ServedNotebook&) = delete;
   ServedNotebook& operator=(const ServedNotebook&) = delete;
   // Stores what is left to be stored.
@@ -117,8 +119,12 @@ class ServedNotebook {
   void NoteStored(const std::vector<NotebookStore::FormVersion>& now);
   Forms FormsOf(std::u16string_view address);
   Forms LockedFormsOf(std::u16string_view address);
-  ServedForm& Bring(const NotebookStore::FormVersion& stored);
-  void Load(ServedForm& served, const NotebookStore::FormVersion& stored);
+  // Of forms that are locked, unless it is for reading: then they are read in one state of the
+  // database, which may be a newer one. Throws NoSuchPlace for a form that is gone.
+  enum class For { kReading, kChange };
+  ServedForm& Bring(NotebookStore::FormVersion stored, For purpose);
+  Notebook ReadInOneState(NotebookStore::FormVersion& stored);
+  void Prepare(ServedForm& served);
   ServedForm& Served(const NotebookForm& form);
   // The form is read from the database again when it is needed.
   void Drop(std::int64_t key) { forms_.erase(key); }
@@ -126,7 +132,8 @@ class ServedNotebook {
   void StoreResults(ServedForm& served, std::span<const NotebookCell> typed,
                     std::span<const NotebookCell> changed);
   void NoteUnstored(ServedForm& served, std::span<const NotebookCell> cells);
-  void StoreUnstored(ServedForm& served);
+  // Gives those that were stored.
+  std::vector<NotebookCell> StoreUnstored(ServedForm& served);
   void StoreSomeUnstored(ServedForm& served);
   void Publish(const NotebookStore::FormVersion& form, std::string_view what,
                std::string_view client, std::u16string_view old_name = {});
@@ -138,6 +145,7 @@ class ServedNotebook {
   std::mutex mutex_;
   NotebookStore store_;
   EventSink& events_;
+  const std::optional<NamedLocale> of_file_;
   std::string run_;
   std::vector<NotebookStore::FormVersion> stored_;
   std::map<std::int64_t, std::unique_ptr<ServedForm>> forms_;
@@ -185,6 +193,8 @@ class Change {
   ServedForm& Of(const NotebookForm& form) const { return notebook_.Served(form); }
   const NotebookStore& Store() const noexcept { return notebook_.store_; }
   std::vector<std::u16string> Names() const;
+  // What new forms are kept in.
+  NamedLocale LocaleOfNew() const { return notebook_.of_file_.value_or(NamedLocale()); }
 
   // Makes one step of the history of all that `edits` do to the form, in its locale; what they
   // throw, as EditRefusal, takes all of it back. Once in a change, and not with Undo or Redo.
@@ -203,7 +213,8 @@ class Change {
   // is kept, so that an answer can be made of what is there then.
   Result Commit(std::span<const NotebookCell> set = {});
 
-  // Both are stored at once, and no form is changed otherwise.
+  // Both are stored at once, and no form is changed otherwise. Throws NotebookError for forms of a
+  // locale that can not be.
   void AddForms(Notebook& notebook);
   void RemoveForm(NotebookForm& form);
 
@@ -219,6 +230,9 @@ class Change {
   std::string client_;
   std::unique_ptr<Transaction> transaction_;
   std::vector<Ref<NotebookForm>> forms_;
+  // Results that were stored first, and whose they are: unless all is committed, they are not.
+  ServedForm* prepared_ = nullptr;
+  std::vector<NotebookCell> stored_first_;
   // The form that was edited.
   ServedForm* served_ = nullptr;
   ChangeKind kind_ = ChangeKind::kCells;

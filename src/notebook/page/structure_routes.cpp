@@ -55,6 +55,7 @@ ApiAnswer AddForm(const ApiCall& call) {
   Change change(call.Notebook(), call.Client());
   RequireFreeFormName(change.Names(), name);
   Notebook notebook;
+  notebook.locale = change.LocaleOfNew();
   NotebookForm& form = notebook.AddForm(name);
   if (!is_empty) form.AddTable(u"Table", FindFreeKeys({}, change.Store().LargestKeys()).table);
   change.AddForms(notebook);

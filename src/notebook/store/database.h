@@ -44,7 +44,8 @@ class DatabaseBusy final : public NotebookError {
 
 // One connection. Statements are UTF-8 and number their parameters $1, $2, ... in the order in
 // which they first occur. What fails throws NotebookError with the database's own message, and
-// DatabaseBusy when others hold a lock for more than 10 seconds.
+// DatabaseBusy when others hold a lock for more than 10 seconds. A connection that was lost is
+// opened anew, but never within a transaction.
 class Database {
  public:
   virtual ~Database() = default;
@@ -68,8 +69,8 @@ class Database {
   virtual void LockNames() {}
   // Between two transactions of a long work: lets those who wait have their turn.
   virtual void GiveWay() {}
-  void Commit() { Run("COMMIT"); }
-  void Rollback() { Run("ROLLBACK"); }
+  virtual void Commit() { Run("COMMIT"); }
+  virtual void Rollback() { Run("ROLLBACK"); }
 };
 
 // A transaction; what is not committed when it goes out of scope never happened.

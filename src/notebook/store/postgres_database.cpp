@@ -69,33 +69,26 @@ std::optional<std::string> ParameterText(const DbValue& value) {
 }
 
 // What stands before the URL is a default that it may change; what stands behind it holds anyhow.
+// That the server's machine is gone is noticed within a minute.
 PGconn* Connect(const std::string& url) {
-  const std::array<const char*, 4> keywords{"connect_timeout", "dbname", "client_encoding",
+  const std::array<const char*, 7> keywords{"connect_timeout",
+                                            "keepalives_idle",
+                                            "keepalives_interval",
+                                            "keepalives_count",
+                                            "dbname",
+                                            "client_encoding",
                                             nullptr};
-  const std::array<const char*, 4> values{"10", url.c_str(), "UTF8", nullptr};
+  const std::array<const char*, 7> values{"10", "30", "10", "3", url.c_str(), "UTF8", nullptr};
   return PQconnectdbParams(keywords.data(), values.data(), 1);
 }
 
 class PostgresDatabase final : public Database {
  public:
-  explicit PostgresDatabase(const std::string& url) : connection_(Connect(url)) {
-    if (PQstatus(connection_.get()) != CONNECTION_OK) Fail();
-    PQsetNoticeProcessor(
-        connection_.get(), [](void*, const char*) {}, nullptr);
-    // A server may be set up otherwise: numbers come with all their digits, and a backslash in a
-    // listener's statement is a backslash.
-    Run("SET extra_float_digits = 3", {});
-    Run("SET standard_conforming_strings = on", {});
-    Run("SET lock_timeout = '10s'", {});
-    // The server notices within a minute that a machine is gone, and lets go of what it held.
-    Run("SELECT set_config('tcp_keepalives_idle', '30', false), "
-        "set_config('tcp_keepalives_interval', '10', false), "
-        "set_config('tcp_keepalives_count', '3', false)",
-        {});
-  }
+  explicit PostgresDatabase(const std::string& url) : url_(url) { Open(); }
 
   using Database::Run;
   DbResult Run(std::string_view sql, std::span<const DbValue> parameters) override {
+    if (!IsConnected() && !is_in_transaction_) Open();
     const std::string& name = Prepare(sql, parameters.size());
     std::vector<std::optional<std::string>> texts;
     std::vector<const char*> values;
@@ -126,12 +119,13 @@ class PostgresDatabase final : public Database {
   }
 
   void Begin(TransactionKind kind) override {
-    if (kind == TransactionKind::kReading) {
-      Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY", {});
-      return;
-    }
     // Whatever the server's default is: behind a lock a writer sees what the one before it left.
-    Run("BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE", {});
+    const bool is_reading = kind == TransactionKind::kReading;
+    Run(is_reading ? "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"
+                   : "BEGIN ISOLATION LEVEL READ COMMITTED READ WRITE",
+        {});
+    is_in_transaction_ = true;
+    if (is_reading) return;
     try {
       Run(kind == TransactionKind::kAlone ? kTakeDatabase : kShareDatabase, {});
     } catch (const NotebookError&) {
@@ -144,9 +138,39 @@ class PostgresDatabase final : public Database {
     return lock == RowLock::kSkip ? " FOR UPDATE SKIP LOCKED" : " FOR UPDATE";
   }
 
+  void Commit() override {
+    Run("COMMIT", {});
+    is_in_transaction_ = false;
+  }
+  // With the connection the transaction is lost, too.
+  void Rollback() override {
+    if (IsConnected()) Run("ROLLBACK", {});
+    is_in_transaction_ = false;
+  }
+
   void LockNames() override { Run(kTakeNames, {}); }
 
  private:
+  bool IsConnected() const { return PQstatus(connection_.get()) == CONNECTION_OK; }
+
+  void Open() {
+    statements_.clear();
+    connection_.reset(Connect(url_));
+    if (!IsConnected()) Fail();
+    PQsetNoticeProcessor(
+        connection_.get(), [](void*, const char*) {}, nullptr);
+    // A server may be set up otherwise: numbers come with all their digits, and a backslash in a
+    // listener's statement is a backslash.
+    Run("SET extra_float_digits = 3", {});
+    Run("SET standard_conforming_strings = on", {});
+    Run("SET lock_timeout = '10s'", {});
+    // The server notices within a minute that a machine is gone, and lets go of what it held.
+    Run("SELECT set_config('tcp_keepalives_idle', '30', false), "
+        "set_config('tcp_keepalives_interval', '10', false), "
+        "set_config('tcp_keepalives_count', '3', false)",
+        {});
+  }
+
   // The server's message, its first line.
   [[noreturn]] void Fail() const {
     const std::string_view message = PQerrorMessage(connection_.get());
@@ -189,7 +213,9 @@ class PostgresDatabase final : public Database {
     return ParseValue(PQftype(result, column), {PQgetvalue(result, row, column), size});
   }
 
+  std::string url_;
   std::unique_ptr<PGconn, CloseConnection> connection_;
+  bool is_in_transaction_ = false;
   std::map<std::string, std::string, std::less<>> statements_;
 };
 

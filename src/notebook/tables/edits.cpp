@@ -522,7 +522,7 @@ void FormEdits::AddListener(NotebookTable& table,
   });
 }
 
-void FormEdits::Together(const std::function<void()>& edits) {
+bool FormEdits::Together(const std::function<void()>& edits) {
   const std::size_t before = done_.size();
   std::vector<Step> undone = std::exchange(undone_, {});
   try {
@@ -533,13 +533,15 @@ void FormEdits::Together(const std::function<void()>& edits) {
     undone_ = std::move(undone);
     throw;
   }
-  if (done_.size() == before) undone_ = std::move(undone);
-  if (done_.size() <= before + 1) return;
+  const bool is_edited = done_.size() > before;
+  if (!is_edited) undone_ = std::move(undone);
+  if (done_.size() <= before + 1) return is_edited;
   Step whole;
   for (std::size_t i = before; i < done_.size(); ++i)
     std::move(done_[i].begin(), done_[i].end(), std::back_inserter(whole));
   done_.resize(before);
   done_.push_back(std::move(whole));
+  return is_edited;
 }
 
 void FormEdits::Forget() {

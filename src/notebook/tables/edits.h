@@ -96,8 +96,9 @@ class FormEdits {
   // The listener is initialised for the table.
   void AddListener(NotebookTable& table, const Ref<ktformula::IKtFieldListener>& listener);
 
-  // Makes one step of all that `edits` does. What it throws takes all of it back.
-  void Together(const std::function<void()>& edits);
+  // Makes one step of all that `edits` does; false when it does nothing. What it throws takes all
+  // of it back.
+  bool Together(const std::function<void()>& edits);
 
   // What references mean otherwise since the last edit, of adding, moving or removing: those of
   // formulas that are still there.
