@@ -81,6 +81,12 @@ export interface Mend {
   text: string;
 }
 
+// The forms that came with a file, and what the person should know of it.
+export interface Imported {
+  forms: string[];
+  notes: string[];
+}
+
 export interface Problem {
   code: string;
   severity: "error" | "warning" | "note";
@@ -375,9 +381,9 @@ export class Api {
     const body = definition ? { formula, definition } : { formula, format };
     return (await this.send<Preview>("POST", `preview/${encodeURIComponent(address)}`, body)).data;
   }
-  async importFile(file: File): Promise<string[]> {
-    const answer = await this.send<{ forms: string[] }>("POST", "import", file, { name: file.name });
-    return answer.data.forms;
+  // The delimiter of a CSV file where it is not the usual one.
+  async importFile(file: File, delimiter?: string): Promise<Imported> {
+    return (await this.send<Imported>("POST", "import", file, { name: file.name, delimiter })).data;
   }
   async openProperties(table: string): Promise<DialogState> {
     return (await this.send<DialogState>("POST", `properties/${encodeURIComponent(table)}`)).data;

@@ -558,7 +558,9 @@ function isChange(answer: unknown): answer is Change | ChangeAnswer {
 }
 
 function sentence(text: string): string {
-  return text === "" ? "Something went wrong." : text[0]!.toUpperCase() + text.slice(1);
+  // What begins with a name is left as it is.
+  if (text === "") return "Something went wrong.";
+  return /^[a-z]+ /.test(text) ? text[0]!.toUpperCase() + text.slice(1) : text;
 }
 
 // Where the text is that kept a block from being typed.

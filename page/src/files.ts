@@ -11,11 +11,24 @@ const mostPrinted = 5000;
 export async function openFile(app: App, session: Session): Promise<void> {
   const file = await chooseFile();
   if (!file) return;
-  const forms = await app.run(() => app.api.importFile(file));
-  if (!forms) return;
+  const imported = await app.run(async () => app.api.importFile(file, await delimiterOf(file)));
+  if (!imported) return;
+  const { forms, notes } = imported;
   await session.refreshForms();
   if (forms[0] !== undefined) await session.open(forms[0]);
+  for (const note of notes) app.alert(note);
   app.announce(`Opened ${forms.map((form) => `"${form}"`).join(", ")}`);
+}
+
+// What stands between the names in a CSV file's first line, where that is no comma: spreadsheets
+// write semicolons where the comma is the decimal separator.
+async function delimiterOf(file: File): Promise<string | undefined> {
+  if (!/\.(csv|tsv|txt)$/i.test(file.name)) return undefined;
+  const [line = ""] = (await file.slice(0, 65_536).text()).split(/[\r\n]/);
+  const bare = line.replace(/"[^"]*"/g, "");
+  const times = (delimiter: string) => bare.split(delimiter).length - 1;
+  const most = [",", ";", "\t"].reduce((a, b) => (times(b) > times(a) ? b : a));
+  return most === "," ? undefined : most;
 }
 
 export function saveNotebook(app: App): void {

@@ -328,8 +328,10 @@ export class Grid {
     this.fitted = rows.length > 0;
     const other = this.widths.fit(this.columns(), rows, this.view.font());
     const widest = Math.max(0, ...rows.map((row) => this.widths.textWidth(row.id)), this.widths.textWidth(String(this.session.rowCount())));
-    this.view.rowHeaderWidth = Math.min(160, Math.max(44, widest + 20));
-    if (other) this.view.measure();
+    const headerWidth = Math.min(160, Math.max(44, widest + 20));
+    const moved = headerWidth !== this.view.rowHeaderWidth;
+    this.view.rowHeaderWidth = headerWidth;
+    if (other || moved) this.view.measure();
   }
 
   private listen(): void {
