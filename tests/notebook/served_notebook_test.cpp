@@ -90,7 +90,8 @@ TEST_F(ServedNotebookTest, AnswersRequests) {
       {"PUT", "cells/F/T:A:y", "", R"({"text":1})", 400, R"(\"text\" is no text)"},
       {"PUT", "cells/F/T:A:y", "", R"(["text"])", 400, "no JSON object"},
       {"PUT", "cells/F/T:A:y", "", "{\"text\":\"\xFF\"}", 400, "no JSON object"},
-      {"PUT", "cells/F/T:A:y", "", R"({"text":[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]})", 400, "nested too"},
+      {"PUT", "cells/F/T:A:y", "", R"({"text":[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]})", 400,
+       "nested too"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":"1 g","was":"2.5 g"})", 200, R"("rounds":2)"},
       {"POST", "blocks/F/T", "", R"({"column":"C","row":0,"texts":[["1","2"],["3"]]})", 422,
        R"(for \"D\")"},
@@ -217,7 +218,9 @@ TEST_F(ServedNotebookTest, AFileIsServedThroughADatabaseBesideIt) {
   const auto has_change = [&] { return ReadWholeFile(path).find("7.5 g") != std::string::npos; };
   {
     ServedFile file(path);
-    EXPECT_THROW(ServedFile{path}, NotebookError);
+    const std::string link = folder.File("link");
+    std::filesystem::create_symlink(path, link);
+    EXPECT_THROW(ServedFile{link}, NotebookError);
     ServedNotebook notebook(file.Connection(), events);
     NotebookApi api(notebook);
     EXPECT_EQ(api.Answer({"PUT", "cells/F/T:A:x", {}, request, ""}).status, 200);
