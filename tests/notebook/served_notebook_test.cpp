@@ -218,7 +218,9 @@ TEST_F(ServedNotebookTest, AFileIsServedThroughADatabaseBesideIt) {
   const auto has_change = [&] { return ReadWholeFile(path).find("7.5 g") != std::string::npos; };
   {
     ServedFile file(path);
-    EXPECT_THROW(ServedFile{path}, NotebookError);
+    const std::string link = folder.File("link");
+    std::filesystem::create_symlink(path, link);
+    EXPECT_THROW(ServedFile{link}, NotebookError);
     ServedNotebook notebook(file.Connection(), events);
     NotebookApi api(notebook);
     EXPECT_EQ(api.Answer({"PUT", "cells/F/T:A:x", {}, request, ""}).status, 200);

@@ -214,6 +214,10 @@ ApiAnswer ChangeAnswer(const ApiCall& call, const Change::Result& result,
 }
 
 NotebookForm& FormAt(const std::vector<Ref<NotebookForm>>& forms, const ApiCall& call) {
+  // Its name may look like the address of another form's table.
+  for (const Ref<NotebookForm>& form : forms) {
+    if (form->Name() == call.Address()) return *form;
+  }
   const PartAddress part = Found([&] { return FindPart(forms, call.Address()); });
   if (part.field != nullptr) throw ApiRefusal(404, "this is no form");
   return *part.form;

@@ -294,7 +294,7 @@ std::optional<NotebookCell> FindText(const CellRing& ring, std::optional<std::si
 
 ApiAnswer FindCellWithText(const ApiCall& call) {
   const Reading reading(call.Notebook(), call.Address());
-  const NotebookForm& form = *Found([&] { return FindPart(reading.Forms(), call.Address()); }).form;
+  const NotebookForm& form = FormAt(reading.Forms(), call);
   const CellRing ring(form);
   const std::u16string text = call.Query("text");
   if (text.empty()) throw ApiRefusal(400, "there is no text to find");

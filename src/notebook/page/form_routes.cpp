@@ -26,11 +26,10 @@ ApiAnswer ListForms(const ApiCall& call) {
 
 ApiAnswer ShowForm(const ApiCall& call) {
   const Reading reading(call.Notebook(), call.Address());
-  const PartAddress part = Found([&] { return FindPart(reading.Forms(), call.Address()); });
-  if (part.field != nullptr) throw ApiRefusal(404, "this is no form");
-  ServedForm& served = reading.Of(*part.form);
+  NotebookForm& form = FormAt(reading.Forms(), call);
+  ServedForm& served = reading.Of(form);
   std::ostringstream out;
-  WriteFormsJson({{part.form, served.result}}, out, {served.Problems()}, call.Reader());
+  WriteFormsJson({{&form, served.result}}, out, {served.Problems()}, call.Reader());
   return FormAnswer(std::move(out).str(), served);
 }
 
@@ -96,14 +95,14 @@ Json StepJson(const std::vector<HistoryStep>& steps) {
 
 ApiAnswer ShowStructure(const ApiCall& call) {
   const Reading reading(call.Notebook(), call.Address());
-  const PartAddress part = Found([&] { return FindPart(reading.Forms(), call.Address()); });
-  const ServedForm& served = reading.Of(*part.form);
+  const NotebookForm& form = FormAt(reading.Forms(), call);
+  const ServedForm& served = reading.Of(form);
   Json fields = Json::array();
-  for (const Ref<NotebookField>& field : part.form->Fields())
+  for (const Ref<NotebookField>& field : form.Fields())
     fields.push_back(FieldJson(*field));
-  const Json json{{"form", ToUtf8(part.form->Name())},
+  const Json json{{"form", ToUtf8(form.Name())},
                   {"version", served.stored.version},
-                  {"locale", ToUtf8(part.form->OwnLocale().name)},
+                  {"locale", ToUtf8(form.OwnLocale().name)},
                   {"settled", served.result.settled},
                   {"rounds", served.result.rounds},
                   {"undo", StepJson(served.done)},
@@ -155,8 +154,7 @@ ApiAnswer Repeat(const ApiCall& call, bool (Change::*repeat)(NotebookForm&, std:
   const auto step = call.OptionalNumber("step");
   if (!step) throw ApiRefusal(400, "the request has no \"step\"");
   Change change(call.Notebook(), call.Address(), call.Client());
-  const PartAddress part = Found([&] { return FindPart(change.Forms(), call.Address()); });
-  if (!(change.*repeat)(*part.form, static_cast<std::int64_t>(*step))) {
+  if (!(change.*repeat)(FormAt(change.Forms(), call), static_cast<std::int64_t>(*step))) {
     throw ApiRefusal(409, "this is not the last change any more");
   }
   return ChangeAnswer(call, change.Commit());

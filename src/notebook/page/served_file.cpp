@@ -45,9 +45,10 @@ bool FileLock::Take(const std::string& path) {
   return flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
 }
 
-ServedFile::ServedFile(const std::string& path)
-    : path_(path), database_path_(path + ".serving.db") {
+ServedFile::ServedFile(const std::string& path) : path_(path) {
   const std::string content = ReadWholeFile(path);
+  // Beside the file itself: whoever knows it by another name finds the same one.
+  database_path_ = PathText(std::filesystem::canonical(PathOf(path))) + ".serving.db";
   if (!lock_.Take(database_path_)) {
     throw NotebookError(path_ + ": another program serves this file");
   }
