@@ -55,8 +55,8 @@ export class Session extends Emitter<SessionEvent> {
       changed: () => this.repaint("edits"),
     }, storage);
     this.events = new Events({
-      hello: (event) => void this.hello(event),
-      changed: (event) => void this.changed(event),
+      hello: (event) => void this.insist(() => this.hello(event)),
+      changed: (event) => void this.insist(() => this.changed(event)),
       notice: (event) => this.notice(event),
       lost: () => this.lost(),
     });
@@ -316,6 +316,16 @@ export class Session extends Emitter<SessionEvent> {
     if (!again || !missed) return;
     await this.refreshForms();
     await this.othersChanged(form);
+  }
+
+  // What could not be asked because nobody answered is asked again.
+  private async insist(heed: () => Promise<void>): Promise<void> {
+    for (;;) {
+      const error = await heed().then(() => null, (reason: unknown) => reason);
+      if (error !== null && !(error instanceof ApiError)) throw error;
+      if (error?.status !== 0) return;
+      await new Promise((resolve) => setTimeout(resolve, 1000));
+    }
   }
 
   private async changed(event: Changed): Promise<void> {
