@@ -89,6 +89,7 @@ TEST_F(ServedNotebookTest, AnswersRequests) {
       {"PUT", "cells/F/T:A:q", "", R"({"text":"1"})", 404, "there is no row"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":1})", 400, R"(\"text\" is no text)"},
       {"PUT", "cells/F/T:A:y", "", R"(["text"])", 400, "no JSON object"},
+      {"PUT", "cells/F/T:A:y", "", R"({"text":"a\u0000b"})", 422, "U+0000"},
       {"PUT", "cells/F/T:A:y", "", "{\"text\":\"\xFF\"}", 400, "no JSON object"},
       {"PUT", "cells/F/T:A:y", "", R"({"text":[[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]]})", 400,
        "nested too"},

@@ -177,8 +177,11 @@ bool ApiCall::Flag(const char* field) const {
 }
 
 std::u16string TextOf(const Json& json, std::string_view what) {
-  if (json.is_string()) return ReadUtf8(json.get_ref<const std::string&>(), what);
-  throw ApiRefusal(400, "\"" + std::string(what) + "\" is no text");
+  if (!json.is_string()) throw ApiRefusal(400, "\"" + std::string(what) + "\" is no text");
+  std::u16string text = ReadUtf8(json.get_ref<const std::string&>(), what);
+  if (text.find(u'\0') == text.npos) return text;
+  // Neither files nor databases can.
+  throw ApiRefusal(422, "a text can not have the character U+0000 in it");
 }
 
 ApiAnswer JsonAnswer(const Json& json, int status) {
