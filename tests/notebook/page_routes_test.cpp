@@ -102,7 +102,7 @@ TEST_F(PageRoutes, AnswerOneAfterTheOther) {
       {"PATCH", "parts/Aspirin/Notes:N", "", R"({"name":""})", 422, "must not be empty"},
       {"PATCH", "parts/Aspirin", "", R"({"at":0})", 422, "order in which they came"},
       {"DELETE", "rows/Aspirin/Products", "", R"({"ids":["no"]})", 404, "no row"},
-      {"DELETE", "rows/Aspirin/Products", "", R"({"ids":["ASA"]})", 409, "Aspirin/Notes:N"},
+      {"DELETE", "rows/Aspirin/Reactants", "", R"({"ids":["SA"]})", 409, "Reactants:Equivalents"},
       {"DELETE", "rows/Aspirin/Reactants", "force=1", R"({"ids":["SA","PA"]})", 200, ""},
       {"GET", "structure/Aspirin", "", "", 200, "2 rows of Reactants removed"},
       {"DELETE", "parts/Aspirin/Products:Weight", "", "", 409,
