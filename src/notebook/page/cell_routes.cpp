@@ -110,8 +110,9 @@ struct Block {
   template <typename Visit>
   void ForEach(const Texts& block, Visit visit) const {
     const std::size_t rows = std::min(block.size(), table.Rows().size() - row);
+    const std::size_t width = Width();
     for (std::size_t down = 0; down < rows; ++down) {
-      for (std::size_t across = 0; across < std::min(block[down].size(), Width()); ++across) {
+      for (std::size_t across = 0; across < std::min(block[down].size(), width); ++across) {
         if (block[down][across]) visit(CellAt(down, across), *block[down][across]);
       }
     }
