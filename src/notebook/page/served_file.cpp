@@ -1,5 +1,6 @@
 #include "notebook/page/served_file.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <filesystem>
@@ -17,8 +18,14 @@ namespace ktnotebook {
 
 namespace {
 
-// Writing a large file keeps those who edit waiting, so it is not written more often.
-constexpr auto kWriteInterval = std::chrono::seconds(2);
+using Time = std::chrono::steady_clock::duration;
+
+// How soon after a change the file is written. Writing a large one keeps those who edit waiting, so
+// that the time between is a multiple of what it took.
+constexpr Time kLeastInterval = std::chrono::milliseconds(100);
+constexpr int kIntervalForWriting = 20;
+// Until what failed is tried again.
+constexpr Time kIntervalAfterFailure = std::chrono::seconds(2);
 
 // The hash FNV-1a, with the size: enough to see that somebody else has written the file.
 std::string HashOf(std::string_view content) {
@@ -137,11 +144,16 @@ void ServedFile::Finish() {
 
 void ServedFile::Work() {
   std::unique_lock lock(mutex_);
-  while (!ending_.wait_for(lock, kWriteInterval, [this] { return is_ending_; })) {
+  Time interval = kLeastInterval;
+  while (!ending_.wait_for(lock, interval, [this] { return is_ending_; })) {
+    const auto begin = std::chrono::steady_clock::now();
     try {
       Write();
       told_ = "";
+      interval = std::max(kLeastInterval,
+                          kIntervalForWriting * Time(std::chrono::steady_clock::now() - begin));
     } catch (const std::exception& error) {
+      interval = kIntervalAfterFailure;
       Tell("alert", std::string(error.what()) + "; everything is kept in " + database_path_);
     }
   }
