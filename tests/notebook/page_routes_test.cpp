@@ -125,9 +125,9 @@ TEST_F(PageRoutes, AnswerOneAfterTheOther) {
       {"POST", "parts/X/Y/Z", "", "{}", 404, "fits more than one place"},
       {"DELETE", "parts/X/Y", "", "", 200, R"({"removed":"X/Y"})"},
       {"DELETE", "parts/X", "", "", 200, R"({"removed":"X"})"},
-      {"POST", "forms", "", R"({"name":"a\u0000b"})", 201, R"({"form":"a\u0000b"})"},
-      {"GET", std::string("export/a\0b", 10), "", "", 422, "error"},
-      {"DELETE", std::string("parts/a\0b", 9), "", "", 200, "removed"},
+      {"POST", "forms", "", R"({"name":"a\u0001b"})", 201, R"({"form":"a\u0001b"})"},
+      {"GET", "export/a\1b", "", "", 422, "error"},
+      {"DELETE", "parts/a\1b", "", "", 200, "removed"},
       {"GET", "forms", "", "", 200, R"(["Aspirin","H: <b>/\u202e\u0001"])"},
   };
   for (const Request& request : requests)
@@ -216,7 +216,7 @@ TEST_F(PageRoutes, PreviewsChangeNothing) {
       {"POST", yield, "", R"({"formula":""})", 200, R"({"tokens":[],"problems":[]})"},
       {"POST", yield, "", R"({"formula":"[Mass"})", 200, R"("text":"]"}}])"},
       {"POST", yield, "", R"({"formula":"\ud800"})", 400, "no JSON object"},
-      {"POST", yield, "", R"({"formula":"\u0000\u202e\u007f"})", 200, R"("kind":"other")"},
+      {"POST", yield, "", R"({"formula":"\u0001\u202e\u007f"})", 200, R"("kind":"other")"},
       {"POST", yield, "", "{}", 400, R"(no \"formula\")"},
       {"POST", "preview/Aspirin/Products:Yield", "", R"({"formula":"1"})", 200,
        R"("problems":[]})"},
