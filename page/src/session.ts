@@ -50,7 +50,10 @@ export class Session extends Emitter<SessionEvent> {
       send: (edit) => this.send(edit),
       locate: (edit) => this.locate(edit),
       ids: (edit, change) => this.idsOf(edit, change),
-      answered: (edit, change) => this.applied(change, edit.form),
+      answered: (edit, change) => {
+        this.countAppended(edit);
+        this.applied(change, edit.form);
+      },
       refused: (edit, error) => this.handlers.refused(edit, error),
       conflict: (conflict) => this.handlers.conflict(conflict),
       changed: () => this.repaint("edits"),
@@ -246,6 +249,12 @@ export class Session extends Emitter<SessionEvent> {
     if (rows.some((row) => this.cache?.indexOf(row.id) === undefined)) this.cache?.outdate();
   }
 
+  // Rows that were appended are there before they have come.
+  private countAppended(edit: Edit): void {
+    if (!edit.rows.includes(null) || edit.form !== this.structure?.form || edit.table !== this.table?.name) return;
+    if (this.cache) this.cache.count = Math.max(this.cache.count, edit.index + edit.rows.length);
+  }
+
   private take(structure: Structure): void {
     this.structure = structure;
     this.know(structure.form, structure.version);
@@ -311,7 +320,7 @@ export class Session extends Emitter<SessionEvent> {
     this.server = event.server;
     this.versions = { ...event.versions };
     this.connected = true;
-    this.queue.unplace(form);
+    if (again && missed) this.queue.unplace(form);
     this.queue.wake();
     this.repaint("edits");
     if (!again || !missed) return;
@@ -328,7 +337,8 @@ export class Session extends Emitter<SessionEvent> {
     if (event.form !== this.structure?.form) return;
     if (event.name) return this.open(event.name, this.table?.name);
     if (event.what === "removed") return this.formRemoved(event, own);
-    if (event.what !== "cells") this.queue.unplace(event.form);
+    // What was typed behind an own change already reckons with it.
+    if (!own && event.what !== "cells") this.queue.unplace(event.form);
     if (own && event.what === "cells") return;
     await this.othersChanged(event.form, event.what);
   }
